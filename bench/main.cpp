@@ -1,0 +1,94 @@
+// Time of one operation of the library beside that of a raw PKCS#11 sequence on SoftHSM2, in the same run.
+
+#include <ozk/tee/client_cert_initializer_api.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "raw_signature.h"
+#include "stopwatch.h"
+
+namespace {
+
+using namespace bench;
+namespace fs = std::filesystem;
+
+constexpr char kSoftHsm[] = "/usr/lib/softhsm/libsofthsm2.so";
+constexpr int kRounds = 400;
+
+class Folder {
+ public:
+  Folder() {
+    std::string pattern = (fs::temp_directory_path() / "bench-XXXXXX").string();
+    if (::mkdtemp(&pattern[0]) == nullptr) {
+      throw std::runtime_error("cannot make a folder like " + pattern);
+    }
+    m_path = pattern;
+  }
+  ~Folder() { fs::remove_all(m_path); }
+  fs::path make(const std::string& name) const {
+    fs::create_directory(m_path / name);
+    fs::permissions(m_path / name, fs::perms::owner_all);
+    return m_path / name;
+  }
+
+ private:
+  fs::path m_path;
+};
+
+void use_soft_hsm(const fs::path& folder) {
+  std::ofstream(folder / "conf") << "directories.tokendir = " << folder.string() << "\nlog.level = ERROR\n";
+  ::setenv("SOFTHSM2_CONF", (folder / "conf").c_str(), 1);
+}
+
+void line(const char* what, double time, double peer) {
+  std::printf("%-58s %8.0f us   %6.3f\n", what, time, time / peer);
+}
+
+double raw(const char* module, std::size_t objects, int rounds) {
+  const RawToken token(module, objects);
+  return median_microseconds(rounds, [&] { token.sign_once(); });
+}
+
+void measure() {
+  const Folder folder;
+  std::printf("%-58s %11s   %s\n", "median of one call", "time", "ratio to SoftHSM2");
+  use_soft_hsm(folder.make("softhsm-few"));
+  const double few = raw(kSoftHsm, 0, kRounds);
+  line("SoftHSM2, load-login-find-sign-unload, 2 objects", few, few);
+  ::setenv("TEE_TOKEN_DIR", folder.make("few").c_str(), 1);
+  line("tee-token, the same", raw(TEE_TOKEN_MODULE, 0, kRounds), few);
+  const auto api = ozk::tee::ClientCertInitializerAPI::get_instance();
+  line("library: refused request (session only)",
+       median_microseconds(kRounds, [&] { api->generate_signature("none", {}, ""); }), few);
+  api->generate_private_key("LYR_CSR");
+  api->set_client_cert_and_move_key("", "LYR_CSR", "LYR");
+  line("library: generate_signature(\"LYR\")",
+       median_microseconds(kRounds,
+                           [&] {
+                             if (api->generate_signature("LYR", {1, 2, 3}, "").size() != 64) {
+                               throw std::runtime_error("no signature");
+                             }
+                           }),
+       few);
+  use_soft_hsm(folder.make("softhsm-many"));
+  const double many = raw(kSoftHsm, 1000, 10);
+  line("SoftHSM2, load-login-find-sign-unload, 1,000 more objects", many, many);
+  ::setenv("TEE_TOKEN_DIR", folder.make("many").c_str(), 1);
+  line("tee-token, the same", raw(TEE_TOKEN_MODULE, 1000, kRounds), many);
+}
+
+}  // namespace
+
+int main() {
+  try {
+    measure();
+    return 0;
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "bench: %s\n", failure.what());
+    return 1;
+  }
+}

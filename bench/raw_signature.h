@@ -1,0 +1,23 @@
+#pragma once
+
+#include <botan/p11_types.h>
+
+#include <string>
+
+namespace bench {
+
+/// A token with one EC key to sign with, and other objects around it.
+class RawToken {
+ public:
+  /// Makes the token in the first slot of the module that has none yet.
+  RawToken(std::string module, std::size_t other_objects);
+
+  /// Load, initialise, login, search, one raw ECDSA signature, unload: what one operation of the library
+  /// costs at this level.
+  void sign_once() const;
+
+ private:
+  std::string m_module;
+};
+
+}  // namespace bench

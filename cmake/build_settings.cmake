@@ -1,0 +1,37 @@
+# What every target of the project shares: where products go, and what a compiler must accept without a word.
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+# Libraries and programs find one another by their place in the tree, built or installed.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+option(BUILD_TESTING "Build the tests" ON)
+option(CCI_WARNINGS_AS_ERRORS "Stop at the first warning" ON)
+set(CCI_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(CCI_WARNINGS_AS_ERRORS)
+  add_compile_options(-Werror)
+endif()
+add_link_options(-Wl,-z,defs -Wl,--as-needed)
+if(CCI_SANITIZE)
+  # The runtime of a sanitizer is in the program, not in each library.
+  add_compile_options(-fsanitize=${CCI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${CCI_SANITIZE} -Wl,-z,undefs)
+endif()

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace provisioning {
+
+/// Throws std::runtime_error, which ends the demonstration, unless `held`.
+void require(bool held, const std::string& claim);
+
+/// Throws unless `signature` (r||s) over `message` verifies under the public key in the file, by openssl.
+void require_signature(const std::string& public_key_file, const std::string& message,
+                       const std::vector<std::uint8_t>& signature);
+
+/// Number of certificates in a PEM text.
+std::size_t certificate_count(const std::string& pem);
+
+/// Serial number and SHA-256 fingerprint (its first bytes) of the first certificate in the PEM file.
+std::string identity_of(const std::string& pem_file);
+
+/// One line for one step that held; numbers the steps.
+void report(const std::string& step, const std::string& shown);
+int steps_reported();
+
+}  // namespace provisioning

@@ -1,0 +1,98 @@
+// A whole provisioning on a software token in a temporary folder, with openssl as the backend and as the
+// judge.
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <iostream>
+#include <stdexcept>
+
+#include "commands.h"
+#include "evidence.h"
+#include "provisioning.h"
+
+namespace {
+
+using namespace provisioning;
+
+/// A new folder, made the current one; removed at the end unless it is to be kept.
+class WorkingFolder {
+ public:
+  explicit WorkingFolder(bool keep) : m_keep(keep) {
+    const char* const temporary = std::getenv("TMPDIR");
+    m_path = std::string(temporary != nullptr ? temporary : "/tmp") + "/provisioning-XXXXXX";
+    if (::mkdtemp(&m_path[0]) == nullptr || ::chdir(m_path.c_str()) != 0) {
+      throw std::runtime_error("cannot make the folder " + m_path);
+    }
+  }
+
+  ~WorkingFolder() {
+    if (!m_keep) {
+      run("rm -rf '" + m_path + "'");
+    }
+  }
+
+  const std::string& path() const { return m_path; }
+
+ private:
+  std::string m_path;
+  bool m_keep;
+};
+
+/// The folder of this program, where tee-token is too.
+std::string program_folder() {
+  char* const path = ::realpath("/proc/self/exe", nullptr);
+  if (path == nullptr) {
+    throw std::runtime_error("cannot find out where this program is");
+  }
+  const std::string program(path);
+  std::free(path);
+  return program.substr(0, program.rfind('/'));
+}
+
+void play(Provisioning& device) {
+  device.make_the_token();
+  device.read_what_is_pre_installed();
+  device.make_the_backend();
+  device.generate_and_request();
+  device.install();
+  device.use_what_is_installed();
+  device.rotate();
+  device.refuse_a_chain_for_another_key();
+  device.refuse_wrong_key_identifiers();
+  device.delete_the_identity();
+}
+
+void set_environment(const std::string& folder) {
+  ::setenv("TEE_TOKEN_DIR", (folder + "/token").c_str(), 1);
+  // The log of what is refused on purpose goes to a file, so that stdout tells the story.
+  ::setenv("ARA_LOG_SINK", ("file:" + folder + "/log").c_str(), 0);
+  ::setenv("TEE_TOKEN_LOG", "off", 0);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool keep = argc == 2 && std::strcmp(argv[1], "--keep") == 0;
+  if (argc > 2 || (argc == 2 && !keep)) {
+    std::cerr << "usage: provisioning [--keep]\n";
+    return 2;
+  }
+  try {
+    const std::string tee_token = program_folder() + "/tee-token";
+    const WorkingFolder folder(keep);
+    set_environment(folder.path());
+    Provisioning device(tee_token);
+    play(device);
+    std::cout << "all " << steps_reported() << " steps held\n";
+    if (keep) {
+      std::cout << "kept; look at the token with: TEE_TOKEN_DIR=" << folder.path() << "/token " << tee_token
+                << " list\n";
+    }
+    return 0;
+  } catch (const std::exception& failure) {
+    std::cerr << "provisioning: " << failure.what() << "\n";
+    return 1;
+  }
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <ozk/tee/client_cert_initializer_api.h>
+
+#include <memory>
+#include <string>
+
+#include "backend.h"
+
+namespace provisioning {
+
+/// The life of one device's client certificate, scene by scene. A scene throws at the first thing that is not
+/// so. The working folder is the current one; the token is that of TEE_TOKEN_DIR.
+class Provisioning {
+ public:
+  /// `tee_token`: path of the program that makes and shows tokens.
+  explicit Provisioning(std::string tee_token);
+
+  void make_the_token();
+  void read_what_is_pre_installed();
+  void make_the_backend();
+  void generate_and_request();
+  void install();
+  void use_what_is_installed();
+  void rotate();
+  void refuse_a_chain_for_another_key();
+  void refuse_wrong_key_identifiers();
+  void delete_the_identity();
+
+ private:
+  std::string tee_token(const std::string& arguments) const;
+  void import_device_certificate(const std::string& label) const;
+  std::size_t objects_with(const std::string& text) const;
+  void require_identity_works(const std::string& chain) const;
+
+  std::string m_tee_token;
+  std::shared_ptr<ozk::tee::ClientCertInitializerAPI> m_api;
+  std::unique_ptr<Backend> m_backend;
+  std::string m_installed;  // the chain that is installed, PEM
+};
+
+}  // namespace provisioning

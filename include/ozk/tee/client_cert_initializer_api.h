@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ozk {
+namespace tee {
+
+/// Outcome of the operations that change the token.
+enum class ResultCode : std::uint32_t {
+  OK = 0,                 ///< what was asked is done
+  TOKEN_STORE_ERROR = 2,  ///< the certificate chain could not be stored on the token
+  INVALID_KEY_ID = 4,     ///< the operation does not accept this key identifier
+  CRYPTO_OP_ERROR = 5,    ///< the token failed or refused, or there is no token
+};
+
+/// Provisioning and use of a client certificate whose private key never leaves a trusted execution
+/// environment, which is reached as a PKCS#11 token.
+///
+/// Key identifiers are compared byte for byte; nothing is trimmed or case-folded:
+///
+///   "LYR_CSR"  the temporary key pair that waits for its certificate
+///   "LYR"      the installed key pair and certificate chain
+///   "BASE"     the device's own key and certificates, there from the start
+///   "ZEMP"     the ZEMP certificates, there from the start
+///
+/// Provisioning is generate_private_key("LYR_CSR"), generate_csr(name, "LYR_CSR"), certification elsewhere,
+/// and set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"). The installed key goes on signing until the
+/// last of these has succeeded.
+///
+/// Each operation may be called at any time and from any thread. Each opens a session of its own, logs the
+/// user in, and has closed everything again when it returns or throws; nothing is kept between calls. Calls
+/// that overlap are served as the platform's PKCS#11 layer decides.
+///
+/// What an operation does not report in its result it throws: Botan::Exception for a token that fails or
+/// cannot be opened, and exceptions of the standard library such as std::bad_alloc. Without a token in any
+/// slot nothing is thrown; operations then answer as if nothing were stored, those with a ResultCode with
+/// CRYPTO_OP_ERROR.
+class [[gnu::visibility("default")]] ClientCertInitializerAPI {
+ public:
+  /// The process's only instance, made on the first call. Each call adds one owner of it.
+  static std::shared_ptr<ClientCertInitializerAPI> get_instance();
+
+  virtual ~ClientCertInitializerAPI();
+
+  /// Generates the temporary key pair, ECDSA on secp256r1, inside the token, and destroys the temporary keys
+  /// and chain of earlier attempts first. The installed key pair is not touched.
+  ///
+  /// INVALID_KEY_ID when `key_id` is not "LYR_CSR", with nothing changed.
+  /// CRYPTO_OP_ERROR when the token could not generate; the temporary keys of before are gone by then.
+  virtual ResultCode generate_private_key(std::string key_id) = 0;
+
+  /// Returns a certificate request (PKCS#10, RFC 2986) in DER for the temporary key pair, signed inside the
+  /// token with ECDSA and SHA-256. Its subject is C=DE, O=QAVR and `common_name` (UTF-8; left out when
+  /// empty).
+  ///
+  /// Empty when `key_id` is not "LYR_CSR" or there is no temporary key pair.
+  virtual std::vector<std::uint8_t> generate_csr(std::string common_name, std::string key_id) = 0;
+
+  /// Returns the ECDSA signature of `data`, made inside the token.
+  /// `data` is the message itself (it is hashed with SHA-256), of any length, zero included; `unused` has no
+  /// effect. The result is r||s (IEEE 1363, not DER), each big-endian and as long as the curve's order, 64
+  /// bytes in all on secp256r1.
+  ///
+  /// Empty when `key_id` is neither "LYR" nor "BASE" or the token has no such key.
+  virtual std::vector<std::uint8_t> generate_signature(std::string key_id, std::vector<std::uint8_t> data,
+                                                       std::string unused) = 0;
+
+  /// Returns the public key of the installed ("LYR") or the temporary ("LYR_CSR") key pair in PEM: a
+  /// SubjectPublicKeyInfo (RFC 5480) that names its curve and carries an uncompressed point.
+  ///
+  /// Empty for any other `key_id`. Throws Botan::Exception when the token has no such key.
+  virtual std::string get_public_key(std::string key_id) = 0;
+
+  /// Returns certificates as PEM blocks (RFC 7468, 64 characters a line), back to back: for "LYR" the chain
+  /// in the order in which it was installed, for "BASE" and "ZEMP" the device's own. A certificate of the
+  /// device that is missing or cannot be read is left out.
+  ///
+  /// Empty when there is none, and for any other `key_id`.
+  virtual std::string get_client_cert(std::string key_id) = 0;
+
+  /// Puts the temporary key pair and the chain issued for it in the place of the installed ones, as one
+  /// change in the token, and then destroys the temporary objects.
+  /// `cert_chain` is PEM, the client's certificate first; blocks that cannot be decoded are logged and left
+  /// out, and when none is left the keys are installed with an empty chain.
+  ///
+  /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR", with nothing changed.
+  /// TOKEN_STORE_ERROR when the chain cannot be stored: nothing is installed, the temporary keys stay.
+  /// CRYPTO_OP_ERROR when the token refuses, for instance a chain for another key: the installed objects stay
+  /// and the temporary ones are destroyed. The same code follows a successful installation whose temporary
+  /// objects could not be destroyed; get_client_cert("LYR") tells which chain is installed.
+  ///
+  /// With `cert_chain` and `temp_key_id` both empty and `key_id` "LYR" it destroys the installed key pair and
+  /// chain instead. What is missing is no error, so a deletion that failed can be repeated.
+  virtual ResultCode set_client_cert_and_move_key(std::string cert_chain, std::string temp_key_id,
+                                                  std::string key_id) = 0;
+
+  /// Not available yet: throws Botan::Not_Implemented whatever `trust_store_group` is.
+  virtual std::string get_root_cert_bundle(std::string trust_store_group) = 0;
+
+  /// Returns the vehicle identification number as the bytes that the token stores, zero bytes included.
+  /// Empty when none is stored.
+  virtual std::string get_zemp_vin() = 0;
+};
+
+}  // namespace tee
+}  // namespace ozk

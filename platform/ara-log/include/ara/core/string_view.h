@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+namespace ara {
+namespace core {
+
+/// A text that someone else keeps: a pointer and a length in bytes, not ended by a zero byte.
+/// The same class in every C++ standard, so that code of either links with the same library.
+class StringView final {
+ public:
+  constexpr StringView() noexcept = default;
+  constexpr StringView(const char* text, std::size_t size) noexcept
+      : m_data(text == nullptr ? "" : text), m_size(text == nullptr ? 0 : size) {}
+  /// A null pointer is the empty text.
+  StringView(const char* text) noexcept : StringView(text, text == nullptr ? 0 : std::strlen(text)) {}
+  StringView(const std::string& text) noexcept : StringView(text.data(), text.size()) {}
+
+  /// Never null.
+  constexpr const char* data() const noexcept { return m_data; }
+  constexpr std::size_t size() const noexcept { return m_size; }
+  constexpr bool empty() const noexcept { return m_size == 0; }
+  constexpr const char* begin() const noexcept { return m_data; }
+  constexpr const char* end() const noexcept { return m_data + m_size; }
+
+ private:
+  const char* m_data = "";
+  std::size_t m_size = 0;
+};
+
+}  // namespace core
+}  // namespace ara

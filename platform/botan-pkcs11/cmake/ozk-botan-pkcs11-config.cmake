@@ -1,0 +1,5 @@
+include(CMakeFindDependencyMacro)
+find_dependency(PkgConfig)
+pkg_check_modules(BOTAN REQUIRED IMPORTED_TARGET GLOBAL botan-2>=2.19)
+pkg_check_modules(P11KIT REQUIRED IMPORTED_TARGET GLOBAL p11-kit-1)
+include(${CMAKE_CURRENT_LIST_DIR}/ozk-botan-pkcs11-targets.cmake)

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <botan/p11_export.h>
+
+#include <string>
+
+namespace Botan {
+
+/// A shared library that stays loaded as long as this object lives.
+class BOTAN_PKCS11_API Dynamically_Loaded_Library final {
+ public:
+  /// Loads `lib_name`, a path or a name for the loader to search.
+  /// Throws System_Error with the loader's own words if that fails.
+  Dynamically_Loaded_Library(const std::string& lib_name);
+
+  ~Dynamically_Loaded_Library();
+
+  Dynamically_Loaded_Library(const Dynamically_Loaded_Library&) = delete;
+  Dynamically_Loaded_Library& operator=(const Dynamically_Loaded_Library&) = delete;
+
+  /// The address of a symbol, never null. Throws Invalid_Argument if the library has none of that name.
+  void* resolve_symbol(const std::string& symbol);
+
+  /// The same as a pointer of type T.
+  template <typename T>
+  T resolve(const std::string& symbol) {
+    return reinterpret_cast<T>(resolve_symbol(symbol));
+  }
+
+ private:
+  std::string m_lib_name;
+  void* m_lib;
+};
+
+}  // namespace Botan

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <botan/p11.h>
+#include <botan/p11_properties.h>
+#include <botan/p11_types.h>
+#include <botan/secmem.h>
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace Botan {
+namespace PKCS11 {
+
+/// A search for objects. It is active until finish() or destruction, and a session has room for one active
+/// operation.
+class BOTAN_PKCS11_API ObjectFinder final {
+ public:
+  /// Begins the search for the objects that have all attributes of `search_template`; of an empty one, all
+  /// objects.
+  ObjectFinder(Session& session, const std::vector<Attribute>& search_template);
+
+  ObjectFinder(const ObjectFinder&) = default;
+  ObjectFinder& operator=(const ObjectFinder&) = delete;
+  ~ObjectFinder() noexcept;
+
+  /// The next handles, no more than `max_count`; none when there are no more.
+  std::vector<ObjectHandle> find(std::uint32_t max_count = 100) const;
+
+  void finish();
+
+  Module& module() const { return m_session.module(); }
+
+ private:
+  Session& m_session;
+  bool m_active = true;
+};
+
+/// An object on the token, known by its handle. This object's end leaves the one on the token alone.
+class BOTAN_PKCS11_API Object {
+ public:
+  /// Wraps an object that is there. The handle is not checked before it is used.
+  Object(Session& session, ObjectHandle handle) : m_session(session), m_handle(handle) {}
+
+  /// Creates an object from the properties.
+  Object(Session& session, const ObjectProperties& obj_props);
+
+  Object(const Object&) = default;
+  Object& operator=(const Object&) = delete;
+  virtual ~Object() = default;
+
+  /// The first 100 objects that have all attributes of the template. The search is active while each T is
+  /// made.
+  template <typename T>
+  static std::vector<T> search(Session& session, const std::vector<Attribute>& search_template) {
+    ObjectFinder finder(session, search_template);
+    std::vector<T> objects;
+    for (const ObjectHandle handle : finder.find()) {
+      objects.emplace_back(session, handle);
+    }
+    return objects;
+  }
+
+  /// The first 100 objects of T's class.
+  template <typename T>
+  static std::vector<T> search(Session& session) {
+    return search<T>(session, AttributeContainer(T::Class).attributes());
+  }
+
+  template <typename T>
+  static std::vector<T> search(Session& session, const std::string& label) {
+    AttributeContainer search_template(T::Class);
+    search_template.add_string(AttributeType::Label, label);
+    return search<T>(session, search_template.attributes());
+  }
+
+  template <typename T>
+  static std::vector<T> search(Session& session, const std::vector<uint8_t>& id) {
+    AttributeContainer search_template(T::Class);
+    search_template.add_binary(AttributeType::Id, id);
+    return search<T>(session, search_template.attributes());
+  }
+
+  template <typename T>
+  static std::vector<T> search(Session& session, const std::string& label, const std::vector<uint8_t>& id) {
+    AttributeContainer search_template(T::Class);
+    search_template.add_string(AttributeType::Label, label);
+    search_template.add_binary(AttributeType::Id, id);
+    return search<T>(session, search_template.attributes());
+  }
+
+  secure_vector<uint8_t> get_attribute_value(AttributeType attribute) const;
+  void set_attribute_value(AttributeType attribute, const secure_vector<uint8_t>& value) const;
+
+  /// Destroys the object on the token. The handle of this object is stale then.
+  void destroy() const;
+
+  /// Copies the object on the token, with these attributes changed, and returns the copy's handle.
+  ObjectHandle copy(const AttributeContainer& modified_attributes) const;
+
+  ObjectHandle handle() const { return m_handle; }
+  Session& session() const { return m_session; }
+  Module& module() const { return m_session.module(); }
+
+ protected:
+  /// For a derived class that gets its handle later.
+  Object(Session& session) : m_session(session), m_handle(0) {}
+
+  /// Throws Invalid_Argument when there is a handle already.
+  void reset_handle(ObjectHandle handle);
+
+ private:
+  Session& m_session;
+  ObjectHandle m_handle;
+};
+
+}  // namespace PKCS11
+}  // namespace Botan

@@ -1,0 +1,145 @@
+#pragma once
+
+#include <botan/p11.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Botan {
+namespace PKCS11 {
+
+class Module;
+class ModuleHold;
+class Session;
+
+// Objects refer to what they came from: a Slot to its Module, a Session to its Slot, an Object to its
+// Session. What is referred to must live longer and stay where it is.
+
+BOTAN_PKCS11_API unsigned long setClientCertAndMoveKey(Session& session, std::vector<unsigned long> installed,
+                                                       std::vector<unsigned long> added);
+
+/// A PKCS #11 library, loaded and initialized.
+class BOTAN_PKCS11_API Module final {
+ public:
+  /// Loads the library at `file_path` and initializes it. A library that is initialized already is an error:
+  /// one Module a library and process. Throws Invalid_Argument when the path is empty or the library is no
+  /// PKCS #11 library, System_Error when it cannot be loaded, PKCS11_ReturnError when it cannot be
+  /// initialized.
+  Module(const std::string& file_path,
+         C_InitializeArgs init_args = {nullptr, nullptr, nullptr, nullptr,
+                                       static_cast<CK_FLAGS>(Flag::OsLockingOk), nullptr});
+
+  /// As above, with three differences:
+  ///
+  /// An empty path means the platform's token: the module that the environment variable TEE_PKCS11_MODULE
+  /// names (ignored in programs that run with raised privileges), else libteetoken.so beside this library,
+  /// else libteetoken.so where the loader finds it.
+  ///
+  /// `low_level`, unless it is null, is copied and used in place of the loaded library's function list.
+  ///
+  /// Modules made by this constructor exclude each other in a process: one waits here until the other is
+  /// gone. The right to be the only one moves with the Module, may end on any thread, and is not inherited by
+  /// a forked child. Throws Invalid_State, rather than wait for itself, on the thread that made the Module
+  /// that is still alive.
+  Module(const std::string& file_path, C_InitializeArgs init_args, LowLevel* low_level);
+
+  /// Leaves `other` fit for destruction only.
+  Module(Module&& other) noexcept;
+  Module(const Module&) = delete;
+  Module& operator=(const Module&) = delete;
+  Module& operator=(Module&&) = delete;
+
+  /// Finalizes the library, whatever it answers, and unloads it.
+  ~Module() noexcept;
+
+  /// Finalizes the library, loads it anew and initializes it. Sessions opened before are gone.
+  void reload(C_InitializeArgs init_args = {nullptr, nullptr, nullptr, nullptr,
+                                            static_cast<CK_FLAGS>(Flag::OsLockingOk), nullptr});
+
+  LowLevel* operator->() const { return m_low_level.get(); }
+
+  Info get_info() const;
+
+ private:
+  friend unsigned long setClientCertAndMoveKey(Session&, std::vector<unsigned long>,
+                                               std::vector<unsigned long>);
+
+  std::unique_ptr<ModuleHold> m_hold;  // first, so that it ends last
+  std::string m_file_path;
+  std::unique_ptr<LowLevel> m_given_low_level;
+  std::unique_ptr<Dynamically_Loaded_Library> m_library;
+  std::unique_ptr<LowLevel> m_low_level;
+};
+
+/// A slot, with or without a token. Making one calls nothing.
+class BOTAN_PKCS11_API Slot final {
+ public:
+  Slot(Module& module, SlotId slot_id) : m_module(module), m_slot_id(slot_id) {}
+
+  static std::vector<SlotId> get_available_slots(Module& module, bool token_present);
+
+  Module& module() const { return m_module; }
+  SlotId slot_id() const { return m_slot_id; }
+
+  SlotInfo get_slot_info() const;
+  std::vector<MechanismType> get_mechanism_list() const;
+  MechanismInfo get_mechanism_info(MechanismType mechanism_type) const;
+  TokenInfo get_token_info() const;
+
+  /// Initializes the token, which destroys what is on it. The user's PIN is not set by this: see
+  /// initialize_token.
+  void initialize(const std::string& label, const secure_string& so_pin) const;
+
+ private:
+  Module& m_module;
+  const SlotId m_slot_id;
+};
+
+/// A session with a token. Login is of the token and the process: every session is logged in when one is, and
+/// logged out when one is, or when the session that logged in is destroyed.
+class BOTAN_PKCS11_API Session final {
+ public:
+  Session(Slot& slot, bool read_only);
+
+  /// Flag::SerialSession is not added: the standard asks for it.
+  Session(Slot& slot, Flags flags, VoidPtr callback_data, Notify notify_callback);
+
+  /// Takes over an open session, with its login when the token is logged in.
+  Session(Slot& slot, SessionHandle handle);
+
+  Session(Session&& other) noexcept;
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  Session& operator=(Session&&) = delete;
+
+  /// Logs out, if it was this session that logged in, and closes the session, whatever the token answers.
+  ~Session() noexcept;
+
+  /// Gives up the session, open as it is, and returns its handle.
+  SessionHandle release();
+
+  void login(UserType user_type, const secure_string& pin);
+  void logoff();
+  SessionInfo get_info() const;
+
+  /// Changes the PIN of the user that is logged in.
+  void set_pin(const secure_string& old_pin, const secure_string& new_pin) const;
+
+  /// Sets the user's PIN, as security officer.
+  void init_pin(const secure_string& new_pin);
+
+  const Slot& slot() const { return m_slot; }
+  SessionHandle handle() const { return m_handle; }
+  Module& module() const { return m_slot.module(); }
+
+ private:
+  const Slot& m_slot;
+  SessionHandle m_handle = 0;
+  bool m_logged_in = false;
+};
+
+}  // namespace PKCS11
+}  // namespace Botan

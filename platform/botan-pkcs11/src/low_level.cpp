@@ -1,0 +1,63 @@
+#include <botan/dyn_load.h>
+#include <botan/p11_low_level.h>
+
+namespace Botan {
+namespace PKCS11 {
+
+ReturnValue* ThrowException = reinterpret_cast<ReturnValue*>(-1);
+
+namespace {
+
+/// Asks for the number of entries and then for the entries. Asks once only when there is none.
+template <typename Entry, typename Function>
+bool read_list(std::vector<Entry>& entries, Function function) {
+  entries.clear();
+  Ulong count = 0;
+  if (!function(nullptr, &count)) {
+    return false;
+  }
+  if (count == 0) {
+    return true;
+  }
+  entries.resize(count);
+  return function(entries.data(), &count);
+}
+
+}  // namespace
+
+LowLevel::LowLevel(FunctionListPtr ptr) : m_func_list_ptr(ptr) {
+  if (ptr == nullptr) {
+    throw Invalid_Argument("Invalid PKCS#11 function list ptr");
+  }
+}
+
+bool LowLevel::C_GetFunctionList(Dynamically_Loaded_Library& pkcs11_module,
+                                 FunctionListPtr* function_list_ptr_ptr, ReturnValue* rv) {
+  const auto get_function_list = pkcs11_module.resolve<CK_C_GetFunctionList>("C_GetFunctionList");
+  return check(get_function_list(function_list_ptr_ptr), rv);
+}
+
+bool LowLevel::C_GetSlotList(bool token_present, std::vector<SlotId>& slots, ReturnValue* rv) const {
+  return read_list(slots, [&](SlotId* to, Ulong* count) {
+    return C_GetSlotList(token_present ? True : False, to, count, rv);
+  });
+}
+
+bool LowLevel::C_GetMechanismList(SlotId slot, std::vector<MechanismType>& mechanisms,
+                                  ReturnValue* rv) const {
+  return read_list(mechanisms,
+                   [&](MechanismType* to, Ulong* count) { return C_GetMechanismList(slot, to, count, rv); });
+}
+
+bool LowLevel::check(CK_RV result, ReturnValue* rv) {
+  const auto return_value = static_cast<ReturnValue>(result);
+  if (rv != nullptr && rv != ThrowException) {
+    *rv = return_value;
+  } else if (rv == ThrowException && return_value != ReturnValue::OK) {
+    throw PKCS11_ReturnError(return_value);
+  }
+  return return_value == ReturnValue::OK;
+}
+
+}  // namespace PKCS11
+}  // namespace Botan

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "cryptoki.h"
+
+namespace tee_token_admin {
+
+/// Collects the failure lines of the platform's module, which say more than a code can. Make it before the
+/// module is loaded.
+class FailureLines {
+ public:
+  FailureLines();
+  ~FailureLines();
+  FailureLines(const FailureLines&) = delete;
+  FailureLines& operator=(const FailureLines&) = delete;
+
+  /// The last line so far, without its end; empty when the module wrote none.
+  std::string last() const;
+
+ private:
+  int m_reader = -1;
+};
+
+/// The one line that tells a user what a token's answer means and what to do about it.
+std::string error_line(CK_RV code, const FailureLines& lines);
+
+}  // namespace tee_token_admin

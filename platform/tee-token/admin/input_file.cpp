@@ -1,0 +1,92 @@
+#include "input_file.h"
+
+#include <botan/auto_rng.h>
+#include <botan/data_src.h>
+#include <botan/ecc_key.h>
+#include <botan/pkcs8.h>
+#include <openssl/decoder.h>
+#include <openssl/err.h>
+
+#include <cctype>
+#include <cstdio>
+
+#include "openssl_handles.h"
+#include "token_access.h"
+
+namespace tee_token_admin {
+namespace {
+
+using tee_token::Owned;
+using Decoder = Owned<OSSL_DECODER_CTX, OSSL_DECODER_CTX_free>;
+using File = Owned<std::FILE, std::fclose>;
+using Pkcs8 = Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
+
+File open_file(const std::string& path) {
+  File file(std::fopen(path.c_str(), "rb"));
+  if (file == nullptr) {
+    throw UsageError("cannot open " + path + ": " + std::strerror(errno));
+  }
+  return file;
+}
+
+// libcrypto reads every form that tools write; Botan reads PKCS#8 alone.
+Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
+  const File file = open_file(path);
+  EVP_PKEY* key = nullptr;
+  const Decoder decoder(
+      OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, "EC", EVP_PKEY_KEYPAIR, nullptr, nullptr));
+  // An encrypted key must not stop at a prompt.
+  OSSL_DECODER_CTX_set_pem_password_cb(
+      decoder.get(), [](char*, int, int, void*) { return -1; }, nullptr);
+  const bool read = decoder != nullptr && OSSL_DECODER_from_fp(decoder.get(), file.get()) == 1;
+  ERR_clear_error();
+  const tee_token::PKey owned(key);
+  const Pkcs8 info(read ? EVP_PKEY2PKCS8(key) : nullptr);
+  if (info == nullptr) {
+    throw UsageError(path + " holds no unencrypted EC private key (PEM or DER, PKCS#8 or SEC 1)");
+  }
+  Botan::secure_vector<std::uint8_t> der(
+      static_cast<std::size_t>(i2d_PKCS8_PRIV_KEY_INFO(info.get(), nullptr)));
+  std::uint8_t* end = der.data();
+  i2d_PKCS8_PRIV_KEY_INFO(info.get(), &end);
+  return der;
+}
+
+bool only_blanks_follow(Botan::DataSource& source) {
+  std::uint8_t next = 0;
+  while (source.read_byte(next) == 1) {
+    if (std::isspace(next) == 0) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+KeyParts read_key(const std::string& path) {
+  const Botan::secure_vector<std::uint8_t> der = pkcs8_of(path);
+  Botan::DataSource_Memory source(der);
+  const std::unique_ptr<Botan::Private_Key> key = Botan::PKCS8::load_key(source);
+  const auto* const ec_key = dynamic_cast<const Botan::EC_PrivateKey*>(key.get());
+  if (ec_key == nullptr || ec_key->domain().get_curve_oid().empty()) {
+    throw UsageError(path + " holds a key on no named curve; secp256r1 is what the platform uses");
+  }
+  return {ec_key->domain().DER_encode(Botan::EC_DOMPAR_ENC_OID), ec_key->private_value()};
+}
+
+Botan::X509_Certificate read_certificate(const std::string& path) {
+  open_file(path);
+  Botan::DataSource_Stream source(path, true);
+  try {
+    Botan::X509_Certificate certificate(source);
+    if (!only_blanks_follow(source)) {
+      throw UsageError(path + " holds more than one certificate; import each from a file of its own");
+    }
+    return certificate;
+  } catch (const Botan::Exception&) {
+    throw UsageError(path + " holds no X.509 certificate (PEM or DER)");
+  }
+}
+
+}  // namespace tee_token_admin

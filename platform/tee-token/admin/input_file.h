@@ -1,0 +1,23 @@
+#pragma once
+
+#include <botan/bigint.h>
+#include <botan/ec_group.h>
+#include <botan/x509cert.h>
+
+#include <string>
+
+namespace tee_token_admin {
+
+/// A private key as PKCS#11 takes it.
+struct KeyParts {
+  std::vector<std::uint8_t> ec_params;  // DER object identifier of the curve
+  Botan::BigInt value;
+};
+
+/// Reads an unencrypted EC private key, PEM or DER, PKCS#8 or SEC 1. Throws UsageError.
+KeyParts read_key(const std::string& path);
+
+/// Reads one X.509 certificate, PEM or DER. Throws UsageError, also when the file holds more than one.
+Botan::X509_Certificate read_certificate(const std::string& path);
+
+}  // namespace tee_token_admin

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <botan/p11_object.h>
+#include <botan/p11_types.h>
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tee_token_admin {
+
+/// What the command line says of the token to work on.
+struct Target {
+  std::string module;      // empty: the platform's token
+  std::string pin_hex;     // empty: the platform's user PIN
+  std::string so_pin_hex;  // empty: the platform's security officer PIN
+};
+
+/// Something that the user can put right; the text says how.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+Botan::PKCS11::secure_string user_pin(const Target& target);
+Botan::PKCS11::secure_string officer_pin(const Target& target);
+
+/// The module, loaded, and its first slot.
+class OpenSlot {
+ public:
+  /// Throws UsageError when the module has no slot; with `token_present`, when no slot has a token.
+  OpenSlot(const Target& target, bool token_present);
+
+  Botan::PKCS11::Slot& slot() { return *m_slot; }
+
+ private:
+  Botan::PKCS11::Module m_module;
+  std::optional<Botan::PKCS11::Slot> m_slot;
+};
+
+/// A read-write session with the user logged in.
+class UserSession {
+ public:
+  explicit UserSession(const Target& target);
+
+  Botan::PKCS11::Session& session() { return m_session; }
+  /// The handles of all objects that match, without a limit; in the order of the token.
+  std::vector<Botan::PKCS11::ObjectHandle> find(const Botan::PKCS11::AttributeContainer& wanted);
+
+ private:
+  OpenSlot m_slot;
+  Botan::PKCS11::Session m_session;
+};
+
+}  // namespace tee_token_admin

@@ -1,0 +1,57 @@
+/* What libteetoken.so offers beyond Cryptoki 2.40. A C header, like Cryptoki's own. */
+#ifndef TEE_TOKEN_VENDOR_INTERFACE_H
+#define TEE_TOKEN_VENDOR_INTERFACE_H
+
+#include <p11-kit/pkcs11.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Vendor attributes: stored and matched like any other. */
+#define TEE_CKA_VENDOR_KEY_ID 0x80001002UL    /* bytes: the key identifier that owns the object */
+#define TEE_CKA_VENDOR_CLIENT_ID 0x80001003UL /* bytes: the client application that owns the object */
+#define TEE_CKA_VENDOR_PERMANENT 0x80001004UL /* CK_BBOOL: true on installed objects; the token alone sets it */
+
+/* CKA_CERTIFICATE_TYPE of a chain: its CKA_VALUE is the DER certificates back to back, leaf first. */
+#define TEE_CKC_CERTIFICATE_CHAIN 0x80001001UL
+
+/* The interface of C_GetInterface (PKCS #11 3.0, 5.4.5) that holds the functions below. */
+#define TEE_INTERFACE_NAME "Vendor TEE client certificate"
+
+/* Layout of CK_INTERFACE (PKCS #11 3.0, 3.7), which a 2.40 header lacks. */
+typedef struct tee_interface {
+  unsigned char* name; /* UTF-8, ends with a zero byte */
+  void* functions;     /* begins with a CK_VERSION */
+  CK_FLAGS flags;
+} TEE_INTERFACE;
+
+typedef CK_RV (*TEE_C_GetInterface)(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** interface,
+                                    CK_FLAGS flags);
+
+typedef struct tee_function_list {
+  CK_VERSION version; /* 1.0 */
+
+  /* Puts one key pair and its certificate chain in the place of the installed ones, in one transaction.
+   *
+   * `installed` are the handles of all permanent objects of this client and key identifier (none before the first
+   * installation), `added` those of one temporary public key, private key and chain. On CKR_OK the installed
+   * objects are gone and permanent copies of the added ones, with new handles, are there; the added objects stay.
+   * Any other answer has changed nothing:
+   *   CKR_OBJECT_HANDLE_INVALID   a handle is unknown, of another client or key identifier, or in the wrong state
+   *   CKR_ARGUMENTS_BAD           `added` is not one public key, one private key and one chain, or `installed`
+   *                               is not the whole permanent set
+   *   CKR_KEY_HANDLE_INVALID      the public key is not the private key's
+   *   CKR_DATA_INVALID            the chain cannot be read, or none of its certificates carries the public key
+   *                               (an empty chain is accepted)
+   *   and the codes of session, login and device that Cryptoki has for C_CopyObject. */
+  CK_RV (*set_client_cert_and_move_key)(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed,
+                                        CK_ULONG installed_count, const CK_OBJECT_HANDLE* added,
+                                        CK_ULONG added_count);
+} TEE_FUNCTION_LIST;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

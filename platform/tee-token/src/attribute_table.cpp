@@ -1,0 +1,129 @@
+#include "attribute_table.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "error.h"
+
+namespace tee_token {
+namespace {
+
+constexpr Classes kAll = kData | kCertificate | kPublicKey | kPrivateKey;
+constexpr Classes kKeys = kPublicKey | kPrivateKey;
+constexpr Classes kNamed = kCertificate | kKeys;
+
+#define RULE(type, layout, classes, fallback, setter) \
+  { type, #type, Layout::layout, classes, Default::fallback, Setter::setter }
+
+// clang-format off: a table; in ascending order of the type's number
+constexpr AttributeRule kRules[] = {
+    RULE(CKA_CLASS, kNumber, kAll, kRequired, kCreator),
+    RULE(CKA_TOKEN, kBool, kAll, kFalse, kCreator),
+    RULE(CKA_PRIVATE, kBool, kAll, kNone, kCreator),
+    RULE(CKA_LABEL, kBytes, kAll, kEmpty, kAnytime),
+    RULE(CKA_APPLICATION, kBytes, kData, kEmpty, kAnytime),
+    RULE(CKA_VALUE, kBytes, kData | kCertificate | kPrivateKey, kNone, kCreator),
+    RULE(CKA_OBJECT_ID, kBytes, kData, kEmpty, kAnytime),
+    RULE(CKA_CERTIFICATE_TYPE, kNumber, kCertificate, kRequired, kCreator),
+    RULE(CKA_ISSUER, kBytes, kCertificate, kEmpty, kAnytime),
+    RULE(CKA_SERIAL_NUMBER, kBytes, kCertificate, kEmpty, kAnytime),
+    RULE(CKA_TRUSTED, kBool, kCertificate | kPublicKey, kFalse, kOfficer),
+    RULE(CKA_CERTIFICATE_CATEGORY, kNumber, kCertificate, kZero, kCreator),
+    RULE(CKA_URL, kBytes, kCertificate, kEmpty, kCreator),
+    RULE(CKA_HASH_OF_SUBJECT_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator),
+    RULE(CKA_HASH_OF_ISSUER_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator),
+    RULE(CKA_CHECK_VALUE, kBytes, kCertificate, kEmpty, kCreator),
+    RULE(CKA_KEY_TYPE, kNumber, kKeys, kRequired, kCreator),
+    RULE(CKA_SUBJECT, kBytes, kNamed, kEmpty, kAnytime),
+    RULE(CKA_ID, kBytes, kNamed, kEmpty, kAnytime),
+    RULE(CKA_SENSITIVE, kBool, kPrivateKey, kTrue, kUpwards),
+    RULE(CKA_ENCRYPT, kBool, kPublicKey, kFalse, kAnytime),
+    RULE(CKA_DECRYPT, kBool, kPrivateKey, kFalse, kAnytime),
+    RULE(CKA_WRAP, kBool, kPublicKey, kFalse, kAnytime),
+    RULE(CKA_UNWRAP, kBool, kPrivateKey, kFalse, kAnytime),
+    RULE(CKA_SIGN, kBool, kPrivateKey, kTrue, kAnytime),
+    RULE(CKA_SIGN_RECOVER, kBool, kPrivateKey, kFalse, kAnytime),
+    RULE(CKA_VERIFY, kBool, kPublicKey, kTrue, kAnytime),
+    RULE(CKA_VERIFY_RECOVER, kBool, kPublicKey, kFalse, kAnytime),
+    RULE(CKA_DERIVE, kBool, kKeys, kFalse, kAnytime),
+    RULE(CKA_START_DATE, kDate, kNamed, kEmpty, kAnytime),
+    RULE(CKA_END_DATE, kDate, kNamed, kEmpty, kAnytime),
+    RULE(CKA_PUBLIC_KEY_INFO, kBytes, kNamed, kEmpty, kCreator),
+    RULE(CKA_EXTRACTABLE, kBool, kPrivateKey, kFalse, kDownwards),
+    RULE(CKA_LOCAL, kBool, kKeys, kFalse, kToken),
+    RULE(CKA_NEVER_EXTRACTABLE, kBool, kPrivateKey, kFalse, kToken),
+    RULE(CKA_ALWAYS_SENSITIVE, kBool, kPrivateKey, kFalse, kToken),
+    RULE(CKA_KEY_GEN_MECHANISM, kNumber, kKeys, kUnavailable, kToken),
+    RULE(CKA_MODIFIABLE, kBool, kAll, kTrue, kCreator),
+    RULE(CKA_COPYABLE, kBool, kAll, kTrue, kDownwards),
+    RULE(CKA_DESTROYABLE, kBool, kAll, kTrue, kCreator),
+    RULE(CKA_EC_PARAMS, kBytes, kKeys, kRequired, kCreator),
+    RULE(CKA_EC_POINT, kBytes, kPublicKey, kNone, kCreator),
+    RULE(CKA_ALWAYS_AUTHENTICATE, kBool, kPrivateKey, kFalse, kFalseOnly),
+    RULE(CKA_WRAP_WITH_TRUSTED, kBool, kPrivateKey, kFalse, kUpwards),
+    RULE(TEE_CKA_VENDOR_KEY_ID, kBytes, kAll, kNone, kCreator),
+    RULE(TEE_CKA_VENDOR_CLIENT_ID, kBytes, kAll, kNone, kCreator),
+    RULE(TEE_CKA_VENDOR_PERMANENT, kBool, kAll, kNone, kFalseOnly),
+};
+// clang-format on
+
+#undef RULE
+
+constexpr bool ascends() {
+  for (std::size_t i = 1; i < std::size(kRules); ++i) {
+    if (kRules[i - 1].type >= kRules[i].type) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(ascends(), "the search for a rule halves the table");
+
+}  // namespace
+
+const AttributeRule* AttributeRules::begin() const { return std::begin(kRules); }
+const AttributeRule* AttributeRules::end() const { return std::end(kRules); }
+
+const AttributeRule* find_rule(CK_ATTRIBUTE_TYPE type) {
+  const auto* const found = std::lower_bound(
+      std::begin(kRules), std::end(kRules), type,
+      [](const AttributeRule& rule, CK_ATTRIBUTE_TYPE wanted) { return rule.type < wanted; });
+  return found != std::end(kRules) && found->type == type ? found : nullptr;
+}
+
+const AttributeRule& rule_of(CK_ATTRIBUTE_TYPE type) {
+  const AttributeRule* const rule = find_rule(type);
+  if (rule == nullptr) {
+    throw Error(CKR_ATTRIBUTE_TYPE_INVALID, "attribute " + std::to_string(type) + " is not known here");
+  }
+  return *rule;
+}
+
+Classes bit_of(CK_OBJECT_CLASS object_class) {
+  switch (object_class) {
+    case CKO_DATA:
+      return kData;
+    case CKO_CERTIFICATE:
+      return kCertificate;
+    case CKO_PUBLIC_KEY:
+      return kPublicKey;
+    case CKO_PRIVATE_KEY:
+      return kPrivateKey;
+    default:
+      throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
+                  "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");
+  }
+}
+
+void require_layout(const AttributeRule& rule, const Bytes& value) {
+  const bool fits = rule.layout == Layout::kBool     ? value.size() == 1 && value[0] <= 1
+                    : rule.layout == Layout::kNumber ? value.size() == sizeof(CK_ULONG)
+                    : rule.layout == Layout::kDate   ? value.empty() || value.size() == sizeof(CK_DATE)
+                                                     : true;
+  if (!fits) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, std::string(rule.name) + " does not take a value of " +
+                                                 std::to_string(value.size()) + " bytes");
+  }
+}
+
+}  // namespace tee_token

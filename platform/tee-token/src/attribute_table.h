@@ -1,0 +1,57 @@
+#pragma once
+
+#include "bytes.h"
+#include "cryptoki.h"
+
+namespace tee_token {
+
+/// How the value of an attribute is laid out.
+enum class Layout { kBool, kNumber, kDate, kBytes };
+
+/// What an object has when its template does not say.
+enum class Default { kNone, kFalse, kTrue, kZero, kUnavailable, kEmpty, kRequired };
+
+/// Who may set an attribute, and when.
+enum class Setter {
+  kCreator,    // at creation only
+  kAnytime,    // also later, by C_SetAttributeValue
+  kUpwards,    // later only from false to true
+  kDownwards,  // later only from true to false
+  kOfficer,    // to true by the security officer alone
+  kFalseOnly,  // to false at creation; true by the token alone, or never
+  kToken,      // by the token alone
+};
+
+/// The object classes that have an attribute, as bits.
+using Classes = unsigned;
+constexpr Classes kData = 1, kCertificate = 2, kPublicKey = 4, kPrivateKey = 8;
+
+/// One line of the attribute tables of PKCS #11 2.40 (base specification 4.4 to 4.10, mechanisms 2.3).
+struct AttributeRule {
+  CK_ATTRIBUTE_TYPE type;
+  const char* name;
+  Layout layout;
+  Classes classes;
+  Default fallback;
+  Setter setter;
+};
+
+/// The rule for `type`; null when there is none.
+const AttributeRule* find_rule(CK_ATTRIBUTE_TYPE type);
+
+/// The rule for `type`. Throws CKR_ATTRIBUTE_TYPE_INVALID when there is none.
+const AttributeRule& rule_of(CK_ATTRIBUTE_TYPE type);
+
+/// The whole table.
+struct AttributeRules {
+  const AttributeRule* begin() const;
+  const AttributeRule* end() const;
+};
+
+/// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not keep.
+Classes bit_of(CK_OBJECT_CLASS object_class);
+
+/// Throws CKR_ATTRIBUTE_VALUE_INVALID unless `value` has the layout that `rule` asks for.
+void require_layout(const AttributeRule& rule, const Bytes& value);
+
+}  // namespace tee_token

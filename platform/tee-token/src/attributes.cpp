@@ -1,0 +1,34 @@
+#include "attributes.h"
+
+#include "error.h"
+
+namespace tee_token {
+
+Attributes::Attributes(const CK_ATTRIBUTE* first, CK_ULONG count) {
+  if (first == nullptr && count != 0) {
+    throw Error(CKR_ARGUMENTS_BAD, "the template is a null pointer");
+  }
+  for (const CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
+    const AttributeRule& rule = rule_of(attribute->type);
+    if (attribute->pValue == nullptr && attribute->ulValueLen != 0) {
+      throw Error(CKR_ARGUMENTS_BAD, std::string("the value of ") + rule.name + " is a null pointer");
+    }
+    const Bytes value = ByteView(attribute->pValue, attribute->ulValueLen).copy();
+    require_layout(rule, value);
+    if (!m_values.emplace(rule.type, value).second) {
+      throw Error(CKR_TEMPLATE_INCONSISTENT, std::string(rule.name) + " is given twice");
+    }
+  }
+}
+
+const Bytes& Attributes::at(CK_ATTRIBUTE_TYPE type) const {
+  const auto found = m_values.find(type);
+  if (found == m_values.end()) {
+    const AttributeRule* const rule = find_rule(type);
+    throw Error(CKR_TEMPLATE_INCOMPLETE,
+                (rule != nullptr ? std::string(rule->name) : std::to_string(type)) + " is missing");
+  }
+  return found->second;
+}
+
+}  // namespace tee_token

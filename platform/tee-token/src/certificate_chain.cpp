@@ -1,0 +1,24 @@
+#include "certificate_chain.h"
+
+#include <openssl/err.h>
+
+namespace tee_token {
+
+bool chain_carries(const Bytes& chain, const EcPublicKey& key) {
+  bool carries = false;
+  const std::uint8_t* next = chain.data();
+  const std::uint8_t* const end = chain.data() + chain.size();
+  while (next != end) {
+    const X509Certificate certificate(d2i_X509(nullptr, &next, end - next));
+    if (certificate == nullptr) {
+      ERR_clear_error();
+      return false;
+    }
+    const EVP_PKEY* const carried = X509_get0_pubkey(certificate.get());
+    carries = carries || (carried != nullptr && key.equals(carried));
+  }
+  ERR_clear_error();
+  return carries;
+}
+
+}  // namespace tee_token

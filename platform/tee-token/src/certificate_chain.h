@@ -1,0 +1,12 @@
+#pragma once
+
+#include "bytes.h"
+#include "ec_key.h"
+
+namespace tee_token {
+
+/// Whether one of the DER certificates that stand back to back in `chain` carries `key`; false when the bytes
+/// are not certificates throughout.
+bool chain_carries(const Bytes& chain, const EcPublicKey& key);
+
+}  // namespace tee_token

@@ -1,0 +1,63 @@
+#include "entry_point.h"
+#include "fixed_text.h"
+#include "function_list.h"
+
+using namespace tee_token;
+
+namespace {
+
+// This module locks by itself, with the system's mutexes; it cannot use the caller's (base, 5.4).
+void require_usable(const CK_C_INITIALIZE_ARGS& args) {
+  if (args.pReserved != nullptr) {
+    throw Error(CKR_ARGUMENTS_BAD, "pReserved must be null");
+  }
+  const int given = (args.CreateMutex != nullptr) + (args.DestroyMutex != nullptr) +
+                    (args.LockMutex != nullptr) + (args.UnlockMutex != nullptr);
+  if (given != 0 && given != 4) {
+    throw Error(CKR_ARGUMENTS_BAD, "mutex functions come all four or not at all");
+  }
+  if (given == 4 && (args.flags & CKF_OS_LOCKING_OK) == 0) {
+    throw Failure(CKR_CANT_LOCK, "only the system's own locking can be used: set CKF_OS_LOCKING_OK");
+  }
+}
+
+}  // namespace
+
+CK_RV C_Initialize(void* args) {
+  try {
+    if (args != nullptr) {
+      require_usable(*static_cast<const CK_C_INITIALIZE_ARGS*>(args));
+    }
+    Module::initialise();
+    return CKR_OK;
+  } catch (...) {
+    return answer_for_current_exception("C_Initialize", "");
+  }
+}
+
+CK_RV C_Finalize(void* reserved) {
+  return entry_point("C_Finalize", [&](Module&) {
+    if (reserved != nullptr) {
+      throw Error(CKR_ARGUMENTS_BAD, "the argument must be null");
+    }
+    Module::finalise();
+  });
+}
+
+CK_RV C_GetInfo(CK_INFO* info) {
+  return entry_point("C_GetInfo", [&](Module&) {
+    *required(info) = CK_INFO{};
+    info->cryptokiVersion = {2, 40};
+    info->libraryVersion = {1, 0};
+    put_text(info->manufacturerID, "TEE token");
+    put_text(info->libraryDescription, "Software token of a TEE");
+  });
+}
+
+TEE_EXPORT CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
+  if (list == nullptr) {
+    return CKR_ARGUMENTS_BAD;
+  }
+  *list = cryptoki_functions();
+  return CKR_OK;
+}

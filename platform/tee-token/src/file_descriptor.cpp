@@ -1,0 +1,85 @@
+#include "file_descriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "error.h"
+
+namespace tee_token {
+namespace {
+
+[[noreturn]] void fail(const std::string& action, const std::string& path) {
+  const int error = errno;
+  throw Failure(error == ENOSPC ? CKR_DEVICE_MEMORY : CKR_DEVICE_ERROR,
+                "cannot " + action + " " + path + ": " + std::strerror(error));
+}
+
+void require_private(const struct stat& status, const std::string& path) {
+  if (!S_ISREG(status.st_mode)) {
+    throw Failure(CKR_DEVICE_ERROR, path + " is not a plain file");
+  }
+  if (status.st_uid != ::geteuid()) {
+    throw Failure(CKR_DEVICE_ERROR,
+                  path + " belongs to another user (uid " + std::to_string(status.st_uid) + ")");
+  }
+  if ((status.st_mode & 077) != 0) {
+    throw Failure(CKR_DEVICE_ERROR, path + " is open to other users; run: chmod 600 " + path);
+  }
+}
+
+std::string folder_of(const std::string& path) { return path.substr(0, path.find_last_of('/')); }
+
+}  // namespace
+
+FileDescriptor::~FileDescriptor() {
+  if (m_number >= 0) {
+    ::close(m_number);
+  }
+}
+
+FileDescriptor open_private_file(const std::string& path, int flags) {
+  FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (file.get() < 0) {
+    fail("open", path);
+  }
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) {
+    fail("look at", path);
+  }
+  require_private(status, path);
+  return file;
+}
+
+void require_private_file(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    fail("look at", path);
+  }
+  require_private(status, path);
+}
+
+void write_private_file(const std::string& path, ByteView content) {
+  const std::string draft = path + ".new";
+  {
+    const FileDescriptor file(
+        ::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (file.get() < 0 ||
+        ::write(file.get(), content.data, content.size) != static_cast<ssize_t>(content.size) ||
+        ::fsync(file.get()) != 0) {
+      fail("write", draft);
+    }
+  }
+  if (::rename(draft.c_str(), path.c_str()) != 0) {
+    fail("rename " + draft + " to", path);
+  }
+  const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
+    fail("sync the folder of", path);
+  }
+}
+
+}  // namespace tee_token

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "bytes.h"
+
+namespace tee_token {
+
+/// An open file, closed with the object.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int number) noexcept : m_number(number) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : m_number(other.m_number) { other.m_number = -1; }
+  FileDescriptor& operator=(FileDescriptor&&) = delete;
+  ~FileDescriptor();
+
+  int get() const noexcept { return m_number; }
+
+ private:
+  int m_number;
+};
+
+/// Opens a file of the token folder with open(2)'s `flags`, never through a link; O_CREAT makes it with mode
+/// 0600. Throws a Failure (CKR_DEVICE_ERROR) when that fails or the file is not a plain one that its owner
+/// alone may use.
+FileDescriptor open_private_file(const std::string& path, int flags);
+
+/// As the check of `open_private_file`, without opening: closing a file would drop the locks that this
+/// process has on it, and SQLite locks the store that way.
+void require_private_file(const std::string& path);
+
+/// Makes `path` hold `content`, mode 0600: whole and durable, or not at all.
+void write_private_file(const std::string& path, ByteView content);
+
+}  // namespace tee_token

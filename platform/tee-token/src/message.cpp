@@ -1,0 +1,42 @@
+#include "message.h"
+
+#include "error.h"
+
+namespace tee_token {
+
+Bytes Message::digest_of(ByteView data) const {
+  if (m_parts != nullptr) {
+    throw Error(CKR_OPERATION_ACTIVE, "the message was begun in parts; it ends with the Final call");
+  }
+  if (m_hash == nullptr) {
+    if (data.size == 0) {
+      throw Error(CKR_DATA_LEN_RANGE, "CKM_ECDSA takes a digest, not an empty message");
+    }
+    return data.copy();
+  }
+  Bytes digest(static_cast<std::size_t>(EVP_MD_get_size(m_hash)));
+  require_openssl(EVP_Digest(data.data, data.size, digest.data(), nullptr, m_hash, nullptr) == 1, "hashing");
+  return digest;
+}
+
+void Message::add(ByteView part) {
+  if (m_hash == nullptr) {
+    throw Error(CKR_KEY_FUNCTION_NOT_PERMITTED, "CKM_ECDSA takes its digest in one part");
+  }
+  if (m_parts == nullptr) {
+    m_parts.reset(require_handle(EVP_MD_CTX_new(), "hashing"));
+    require_openssl(EVP_DigestInit_ex(m_parts.get(), m_hash, nullptr) == 1, "hashing");
+  }
+  require_openssl(EVP_DigestUpdate(m_parts.get(), part.data, part.size) == 1, "hashing");
+}
+
+Bytes Message::digest() {
+  if (m_parts == nullptr) {
+    add(ByteView(nullptr, 0));
+  }
+  Bytes digest(static_cast<std::size_t>(EVP_MD_get_size(m_hash)));
+  require_openssl(EVP_DigestFinal_ex(m_parts.get(), digest.data(), nullptr) == 1, "hashing");
+  return digest;
+}
+
+}  // namespace tee_token

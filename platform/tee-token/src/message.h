@@ -1,0 +1,28 @@
+#pragma once
+
+#include "mechanism.h"
+#include "openssl_handles.h"
+
+namespace tee_token {
+
+/// The data of one signature or verification, as its mechanism takes it: hashed, or as it is.
+class Message {
+ public:
+  explicit Message(const Mechanism& mechanism)
+      : m_hash(mechanism.hash == nullptr ? nullptr : mechanism.hash()) {}
+
+  /// What ECDSA works on when `data` is the whole message. Throws CKR_DATA_LEN_RANGE when a mechanism that
+  /// does not hash gets nothing, and CKR_OPERATION_ACTIVE when parts were added before.
+  Bytes digest_of(ByteView data) const;
+
+  /// Adds a part. Throws CKR_KEY_FUNCTION_NOT_PERMITTED when the mechanism takes a message in one part only.
+  void add(ByteView part);
+  /// The digest of all parts.
+  Bytes digest();
+
+ private:
+  const EVP_MD* m_hash;
+  DigestContext m_parts;
+};
+
+}  // namespace tee_token

@@ -1,0 +1,129 @@
+#include "module.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace tee_token {
+namespace {
+
+std::shared_ptr<Module> g_module;
+
+}  // namespace
+
+Module::Module(DeviceFolder folder) : m_process(::getpid()), m_token(std::move(folder)) {}
+
+std::shared_ptr<Module> Module::current() {
+  std::shared_ptr<Module> module = std::atomic_load(&g_module);
+  if (module == nullptr || module->m_process != ::getpid()) {
+    throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
+  }
+  return module;
+}
+
+void Module::initialise() {
+  auto fresh = std::make_shared<Module>(DeviceFolder::of_environment());
+  std::shared_ptr<Module> present = std::atomic_load(&g_module);
+  if (present != nullptr && present->m_process == ::getpid()) {
+    throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "C_Finalize comes first");
+  }
+  if (present != nullptr) {
+    // The parent's module: its database connection must not be closed here, so it is given up, not destroyed.
+    new std::shared_ptr<Module>(present);
+  }
+  if (!std::atomic_compare_exchange_strong(&g_module, &present, fresh)) {
+    throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "another thread was first");
+  }
+}
+
+void Module::finalise() {
+  std::shared_ptr<Module> ended = current();
+  std::atomic_compare_exchange_strong(&g_module, &ended, std::shared_ptr<Module>());
+}
+
+void Module::require_slot(CK_SLOT_ID slot) {
+  if (slot != kSlot) {
+    throw Error(CKR_SLOT_ID_INVALID, "there is no slot " + std::to_string(slot));
+  }
+}
+
+Token& Module::token_in(CK_SLOT_ID slot) {
+  require_slot(slot);
+  if (!m_token.is_present()) {
+    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
+  }
+  return m_token;
+}
+
+CK_SESSION_HANDLE Module::open_session(CK_SLOT_ID slot, CK_FLAGS flags) {
+  if ((flags & CKF_SERIAL_SESSION) == 0) {
+    throw Error(CKR_SESSION_PARALLEL_NOT_SUPPORTED, "CKF_SERIAL_SESSION must be set");
+  }
+  token_in(slot).require_initialised();
+  const bool read_write = (flags & CKF_RW_SESSION) != 0;
+  if (!read_write && m_token.login().is(User::kSecurityOfficer)) {
+    throw Error(CKR_SESSION_READ_WRITE_SO_EXISTS, "the security officer has read-write sessions only");
+  }
+  ++m_last_handle;
+  m_sessions.try_emplace(m_last_handle, m_last_handle, read_write, m_token);
+  return m_last_handle;
+}
+
+Session& Module::session(CK_SESSION_HANDLE handle) {
+  const auto found = m_sessions.find(handle);
+  if (found == m_sessions.end()) {
+    throw Error(CKR_SESSION_HANDLE_INVALID, "there is no session " + std::to_string(handle));
+  }
+  return found->second;
+}
+
+void Module::close_session(CK_SESSION_HANDLE handle) {
+  session(handle);
+  m_token.objects().forget_session(handle);
+  m_sessions.erase(handle);
+  if (m_sessions.empty()) {
+    m_token.log_out();
+  }
+}
+
+void Module::close_all_sessions() {
+  while (!m_sessions.empty()) {
+    close_session(m_sessions.begin()->first);
+  }
+}
+
+CK_ULONG Module::session_count(bool read_write_only) const {
+  return static_cast<CK_ULONG>(std::count_if(m_sessions.begin(), m_sessions.end(), [&](const auto& entry) {
+    return !read_write_only || entry.second.is_read_write();
+  }));
+}
+
+void Module::log_in(CK_SESSION_HANDLE handle, CK_USER_TYPE type, ByteView pin) {
+  session(handle);
+  if (type != CKU_USER && type != CKU_SO) {
+    throw Error(CKR_USER_TYPE_INVALID, "users are CKU_USER and CKU_SO");
+  }
+  const User user = type == CKU_SO ? User::kSecurityOfficer : User::kUser;
+  if (m_token.login().who) {
+    throw Error(m_token.login().is(user) ? CKR_USER_ALREADY_LOGGED_IN : CKR_USER_ANOTHER_ALREADY_LOGGED_IN,
+                "C_Logout comes first");
+  }
+  if (user == User::kSecurityOfficer && session_count(true) != session_count(false)) {
+    throw Error(CKR_SESSION_READ_ONLY_EXISTS,
+                "the security officer cannot log in while a read-only session is open");
+  }
+  m_token.log_in(user, pin);
+}
+
+void Module::log_out(CK_SESSION_HANDLE handle) {
+  session(handle);
+  if (!m_token.login().who) {
+    throw Error(CKR_USER_NOT_LOGGED_IN, "nobody is logged in");
+  }
+  for (auto& [number, open] : m_sessions) {
+    open.end_operation();
+  }
+  m_token.log_out();
+}
+
+}  // namespace tee_token

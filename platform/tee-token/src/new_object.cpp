@@ -1,0 +1,165 @@
+#include "new_object.h"
+
+#include "ec_key.h"
+#include "error.h"
+
+namespace tee_token {
+namespace {
+
+[[noreturn]] void refuse(const AttributeRule& rule, CK_RV code, const std::string& reason) {
+  throw Error(code, std::string(rule.name) + " " + reason);
+}
+
+// What holds for an attribute in every template, whatever is done with the object.
+void require_allowed(const AttributeRule& rule, const Bytes& value, Classes object_class, Creator creator) {
+  if ((rule.classes & object_class) == 0) {
+    refuse(rule, CKR_TEMPLATE_INCONSISTENT, "does not belong to this class of object");
+  }
+  const bool is_true = rule.layout == Layout::kBool && value[0] != CK_FALSE;
+  if (rule.setter == Setter::kToken) {
+    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "is set by the token alone");
+  }
+  if (rule.setter == Setter::kOfficer && is_true && creator != Creator::kSecurityOfficer) {
+    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "can be set by the security officer alone");
+  }
+  if (rule.setter == Setter::kFalseOnly && is_true) {
+    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "cannot be set to true by a caller");
+  }
+}
+
+Bytes value_of(Default fallback) {
+  switch (fallback) {
+    case Default::kFalse:
+      return Bytes(1, CK_FALSE);
+    case Default::kTrue:
+      return Bytes(1, CK_TRUE);
+    case Default::kZero:
+      return bytes_of<CK_ULONG>(0);
+    case Default::kUnavailable:
+      return bytes_of<CK_ULONG>(CK_UNAVAILABLE_INFORMATION);
+    default:
+      return Bytes();
+  }
+}
+
+// A key's value is only ever stored sealed, and what is sealed is there for the logged-in user alone.
+void require_private_key_is_private(const Attributes& object) {
+  if (object.number(CKA_CLASS) == CKO_PRIVATE_KEY && !object.is_true(CKA_PRIVATE)) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "a private key must be CKA_PRIVATE");
+  }
+}
+
+void complete(Attributes& object, Classes object_class) {
+  for (const AttributeRule& rule : AttributeRules()) {
+    if ((rule.classes & object_class) == 0 || rule.fallback == Default::kNone) {
+      continue;
+    }
+    if (rule.fallback == Default::kRequired) {
+      object.at(rule.type);
+    } else {
+      object.set_if_absent(rule.type, value_of(rule.fallback));
+    }
+  }
+  object.set_if_absent(CKA_PRIVATE, Bytes(1, object_class == kPrivateKey ? CK_TRUE : CK_FALSE));
+  require_private_key_is_private(object);
+}
+
+void require_ec_key(const Attributes& object) {
+  if (object.number(CKA_KEY_TYPE) != CKK_EC) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_KEY_TYPE must be CKK_EC");
+  }
+}
+
+void require_sound_value(const Attributes& object, Classes object_class) {
+  if (object_class == kPrivateKey) {
+    require_ec_key(object);
+    EcPrivateKey(object.at(CKA_EC_PARAMS), object.at(CKA_VALUE));
+  } else if (object_class == kPublicKey) {
+    require_ec_key(object);
+    EcPublicKey(object.at(CKA_EC_PARAMS), object.at(CKA_EC_POINT));
+  } else {
+    object.at(CKA_VALUE);
+  }
+}
+
+}  // namespace
+
+Attributes created_object(Attributes given, Creator creator) {
+  const Classes object_class = bit_of(given.number(CKA_CLASS));
+  for (const auto& [type, value] : given) {
+    require_allowed(rule_of(type), value, object_class, creator);
+  }
+  if (object_class == kData) {
+    given.set_if_absent(CKA_VALUE, Bytes());
+  }
+  complete(given, object_class);
+  require_sound_value(given, object_class);
+  return given;
+}
+
+Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creator creator) {
+  given.set_if_absent(CKA_CLASS, bytes_of(object_class));
+  given.set_if_absent(CKA_KEY_TYPE, bytes_of<CK_KEY_TYPE>(CKK_EC));
+  if (given.number(CKA_CLASS) != object_class || given.number(CKA_KEY_TYPE) != CKK_EC) {
+    throw Error(CKR_TEMPLATE_INCONSISTENT, "CKA_CLASS or CKA_KEY_TYPE does not fit the mechanism");
+  }
+  for (const auto& [type, value] : given) {
+    require_allowed(rule_of(type), value, bit_of(object_class), creator);
+    if (type == CKA_VALUE || type == CKA_EC_POINT) {
+      refuse(rule_of(type), CKR_TEMPLATE_INCONSISTENT, "is what the generation finds");
+    }
+  }
+  complete(given, bit_of(object_class));
+  given.set_bool(CKA_LOCAL, true);
+  given.set_number(CKA_KEY_GEN_MECHANISM, CKM_EC_KEY_PAIR_GEN);
+  if (object_class == CKO_PRIVATE_KEY) {
+    given.set_bool(CKA_ALWAYS_SENSITIVE, given.is_true(CKA_SENSITIVE));
+    given.set_bool(CKA_NEVER_EXTRACTABLE, !given.is_true(CKA_EXTRACTABLE));
+  }
+  return given;
+}
+
+Attributes copied_object(Attributes source, const Attributes& changes) {
+  if (!source.is_true(CKA_COPYABLE)) {
+    throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_COPYABLE");
+  }
+  if (source.is_true(TEE_CKA_VENDOR_PERMANENT)) {
+    throw Error(CKR_ACTION_PROHIBITED, "an installed object is copied by an installation alone");
+  }
+  for (const auto& [type, value] : changes) {
+    // A copy may also move between session and token, and change what is fixed later (base, 4.1.3).
+    const bool free =
+        type == CKA_TOKEN || type == CKA_PRIVATE || type == CKA_MODIFIABLE || type == CKA_DESTROYABLE;
+    if (!free) {
+      Attributes change;
+      change.set(type, value);
+      Attributes modifiable = source;
+      modifiable.set_bool(CKA_MODIFIABLE, true);
+      require_changeable(modifiable, change, Creator::kAnyone);
+    }
+    source.set(type, value);
+  }
+  require_private_key_is_private(source);
+  return source;
+}
+
+void require_changeable(const Attributes& current, const Attributes& changes, Creator creator) {
+  if (!current.is_true(CKA_MODIFIABLE)) {
+    throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_MODIFIABLE");
+  }
+  const Classes object_class = bit_of(current.number(CKA_CLASS));
+  for (const auto& [type, value] : changes) {
+    const AttributeRule& rule = rule_of(type);
+    require_allowed(rule, value, object_class, creator);
+    const bool turns_on = rule.layout == Layout::kBool && value[0] != CK_FALSE;
+    const bool same = current.has(type) && current.at(type) == value;
+    const bool allowed = same || rule.setter == Setter::kAnytime || rule.setter == Setter::kOfficer ||
+                         (rule.setter == Setter::kUpwards && turns_on) ||
+                         (rule.setter == Setter::kDownwards && !turns_on);
+    if (!allowed) {
+      refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "cannot be changed to this value");
+    }
+  }
+}
+
+}  // namespace tee_token

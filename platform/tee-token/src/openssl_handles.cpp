@@ -1,0 +1,22 @@
+#include "openssl_handles.h"
+
+#include <openssl/err.h>
+
+#include "error.h"
+
+namespace tee_token {
+
+void require_openssl(bool succeeded, const char* step) {
+  if (succeeded) {
+    return;
+  }
+  char text[256] = "no reason given";
+  const unsigned long code = ERR_get_error();
+  if (code != 0) {
+    ERR_error_string_n(code, text, sizeof text);
+  }
+  ERR_clear_error();
+  throw Failure(CKR_FUNCTION_FAILED, std::string(step) + " failed in libcrypto: " + text);
+}
+
+}  // namespace tee_token

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <openssl/bn.h>
+#include <openssl/core_names.h>
+#include <openssl/ec.h>
+#include <openssl/evp.h>
+#include <openssl/kdf.h>
+#include <openssl/params.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+
+namespace tee_token {
+
+template <auto release>
+struct Releases {
+  template <typename T>
+  void operator()(T* handle) const noexcept {
+    release(handle);
+  }
+};
+
+template <typename T, auto release>
+using Owned = std::unique_ptr<T, Releases<release>>;
+
+using BigNumber = Owned<BIGNUM, BN_clear_free>;
+using CipherContext = Owned<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using DigestContext = Owned<EVP_MD_CTX, EVP_MD_CTX_free>;
+using EcdsaSignature = Owned<ECDSA_SIG, ECDSA_SIG_free>;
+using Group = Owned<EC_GROUP, EC_GROUP_free>;
+using Kdf = Owned<EVP_KDF, EVP_KDF_free>;
+using KdfContext = Owned<EVP_KDF_CTX, EVP_KDF_CTX_free>;
+using OctetString = Owned<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
+using PKey = Owned<EVP_PKEY, EVP_PKEY_free>;
+using PKeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using Point = Owned<EC_POINT, EC_POINT_free>;
+using X509Certificate = Owned<X509, X509_free>;
+
+/// Throws a Failure (CKR_FUNCTION_FAILED) with the text of OpenSSL's own error unless `succeeded`.
+void require_openssl(bool succeeded, const char* step);
+
+/// `handle` itself, which must not be null; otherwise as `require_openssl`.
+template <typename Handle>
+Handle require_handle(Handle handle, const char* step) {
+  require_openssl(handle != nullptr, step);
+  return handle;
+}
+
+}  // namespace tee_token

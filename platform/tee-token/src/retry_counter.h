@@ -1,0 +1,47 @@
+#pragma once
+
+#include "device_folder.h"
+#include "file_descriptor.h"
+#include "login.h"
+
+namespace tee_token {
+
+/// Wrong PINs in a row after which a PIN is locked.
+constexpr std::uint8_t kTries = 10;
+
+/// Tries left, `kTries` when the last one was right, 0 when the PIN is locked.
+std::uint8_t tries_left(const DeviceFolder& folder, User user);
+
+/// Sets both counters to no wrong try. The file is made where there is none.
+void reset_tries(const DeviceFolder& folder);
+
+/// One try at a PIN. It counts as wrong from construction on, so that ending the process gives no free try,
+/// and until `was_right`. Other processes wait for its end, for 5 seconds at most.
+class PinTry {
+ public:
+  /// Throws a Failure: CKR_PIN_LOCKED when no try is left, CKR_DEVICE_ERROR when the counters cannot be used.
+  PinTry(const DeviceFolder& folder, User user);
+  PinTry(const PinTry&) = delete;
+  PinTry& operator=(const PinTry&) = delete;
+
+  /// Syncs the counter unless the PIN was right: a right login costs no sync.
+  ~PinTry();
+
+  void was_right();
+
+  /// Tries left if this one is wrong.
+  std::uint8_t left() const { return static_cast<std::uint8_t>(kTries - m_wrong - 1); }
+
+ private:
+  void count(std::uint8_t wrong);
+
+  FileDescriptor m_file;
+  User m_user;
+  std::uint8_t m_wrong = 0;
+  bool m_right = false;
+};
+
+/// Takes the lock off a PIN: used when the security officer sets a new one.
+void clear_tries(const DeviceFolder& folder, User user);
+
+}  // namespace tee_token

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "cryptoki.h"
+
+namespace tee_token {
+
+/// Name of a Cryptoki return value, "CKR_PIN_INCORRECT"; "CKR_0x..." for one without a name.
+std::string return_value_name(CK_RV code);
+
+}  // namespace tee_token

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include "ec_key.h"
+#include "message.h"
+#include "new_object.h"
+#include "output_buffer.h"
+#include "token.h"
+
+namespace tee_token {
+
+/// A session: what an application does with objects and keys. At most one operation is active in it.
+/// Errors arrive as the Error that the standard gives for the call.
+class Session {
+ public:
+  Session(CK_SESSION_HANDLE handle, bool read_write, Token& token)
+      : m_handle(handle), m_read_write(read_write), m_token(token) {}
+
+  bool is_read_write() const { return m_read_write; }
+  CK_SESSION_INFO info() const;
+  /// Ends what is active, as a logout does.
+  void end_operation() { m_operation = std::monostate(); }
+
+  // session_objects.cpp
+  CK_OBJECT_HANDLE create(Attributes given);
+  CK_OBJECT_HANDLE copy(CK_OBJECT_HANDLE object, const Attributes& changes);
+  void destroy(CK_OBJECT_HANDLE object);
+  void read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_ULONG count);
+  void set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes);
+
+  // session_search.cpp
+  void begin_search(Attributes wanted);
+  std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
+  void end_search();
+
+  // session_keys.cpp
+  struct KeyPair {
+    CK_OBJECT_HANDLE public_key, private_key;
+  };
+  KeyPair generate(Attributes public_half, Attributes private_half);
+  /// The vendor interface's set_client_cert_and_move_key.
+  void install(const std::vector<CK_OBJECT_HANDLE>& installed, const std::vector<CK_OBJECT_HANDLE>& added);
+
+  // session_signature.cpp
+  void begin_signature(const Mechanism& mechanism, CK_OBJECT_HANDLE key);
+  void sign(ByteView data, OutputBuffer signature);
+  void add_to_signature(ByteView part);
+  void end_signature(OutputBuffer signature);
+  void begin_verification(const Mechanism& mechanism, CK_OBJECT_HANDLE key);
+  void verify(ByteView data, ByteView signature);
+  void add_to_verification(ByteView part);
+  void end_verification(ByteView signature);
+
+ private:
+  struct Search {
+    Attributes wanted;
+    CK_OBJECT_HANDLE last;
+  };
+  struct Signature {
+    EcPrivateKey key;
+    Message message;
+  };
+  struct Verification {
+    EcPublicKey key;
+    Message message;
+  };
+  using Operation = std::variant<std::monostate, Search, Signature, Verification>;
+
+  template <typename T>
+  T& active() {
+    T* const operation = std::get_if<T>(&m_operation);
+    if (operation == nullptr) {
+      throw Error(CKR_OPERATION_NOT_INITIALIZED, "no such operation is active");
+    }
+    return *operation;
+  }
+
+  /// Takes the active operation out of the session: it has ended, whatever comes.
+  template <typename T>
+  T take() {
+    T operation = std::move(active<T>());
+    end_operation();
+    return operation;
+  }
+
+  /// Runs `work` as one change of `store`; all of it is durable, or none.
+  template <typename Work>
+  auto change(ObjectStore& store, Work work) {
+    Change scope(store.database());
+    m_token.require_same_token();
+    const auto result = work();
+    scope.commit();
+    return result;
+  }
+
+  void require_idle() const;
+  void require_may_write(bool token_object) const;
+  Creator creator() const;
+  CK_OBJECT_HANDLE insert(const Attributes& object);
+  CK_RV read_attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE& attribute);
+  Attributes usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use);
+  static void require_verifies(const Verification& operation, ByteView digest, ByteView signature);
+
+  CK_SESSION_HANDLE m_handle;
+  bool m_read_write;
+  Token& m_token;
+  Operation m_operation;
+};
+
+}  // namespace tee_token

@@ -1,0 +1,22 @@
+#include "session.h"
+
+namespace tee_token {
+
+void Session::begin_search(Attributes wanted) {
+  require_idle();
+  m_operation = Search{std::move(wanted), 0};
+}
+
+std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
+  Search& search = active<Search>();
+  const Snapshot snapshot(m_token.store());
+  std::vector<CK_OBJECT_HANDLE> found = m_token.objects().find(search.wanted, search.last, limit);
+  if (!found.empty()) {
+    search.last = found.back();
+  }
+  return found;
+}
+
+void Session::end_search() { take<Search>(); }
+
+}  // namespace tee_token

@@ -1,0 +1,126 @@
+#include "sqlite.h"
+
+#include "error.h"
+
+namespace tee_token {
+namespace {
+
+[[noreturn]] void fail(sqlite3* connection, int code) {
+  const std::string reason = connection == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(connection);
+  switch (code & 0xFF) {
+    case SQLITE_FULL:
+      throw Failure(CKR_DEVICE_MEMORY, "the disk is full; free some space and try again");
+    case SQLITE_READONLY:
+      throw Failure(CKR_TOKEN_WRITE_PROTECTED, "the store is on a read-only medium (" + reason + ")");
+    case SQLITE_BUSY:
+      throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
+    case SQLITE_NOMEM:
+      throw std::bad_alloc();
+    default:
+      throw Failure(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+  }
+}
+
+void require(int code, sqlite3* connection) {
+  if (code != SQLITE_OK) {
+    fail(connection, code);
+  }
+}
+
+}  // namespace
+
+Query::~Query() {
+  sqlite3_reset(m_statement);
+  sqlite3_clear_bindings(m_statement);
+}
+
+Query& Query::bind(sqlite3_int64 number) {
+  require(sqlite3_bind_int64(m_statement, m_next++, number), sqlite3_db_handle(m_statement));
+  return *this;
+}
+
+Query& Query::bind(ByteView bytes) {
+  // A null pointer would bind NULL, not the empty value; the caller's bytes outlive the statement's run.
+  const void* const data = bytes.size == 0 ? "" : static_cast<const void*>(bytes.data);
+  require(sqlite3_bind_blob64(m_statement, m_next++, data, bytes.size, SQLITE_STATIC),
+          sqlite3_db_handle(m_statement));
+  return *this;
+}
+
+bool Query::step() {
+  const int code = sqlite3_step(m_statement);
+  if (code != SQLITE_ROW && code != SQLITE_DONE) {
+    fail(sqlite3_db_handle(m_statement), code);
+  }
+  return code == SQLITE_ROW;
+}
+
+Bytes Query::bytes(int column) const {
+  const void* const data = sqlite3_column_blob(m_statement, column);
+  return ByteView(data, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))).copy();
+}
+
+Database::Database(const std::string& path) {
+  sqlite3* connection = nullptr;
+  const int code =
+      sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  m_connection.reset(connection);
+  require(code, connection);
+  require(sqlite3_busy_timeout(connection, 5'000), connection);
+}
+
+void Database::execute(const char* sql) {
+  require(sqlite3_exec(m_connection.get(), sql, nullptr, nullptr, nullptr), m_connection.get());
+}
+
+Query Database::query(const char* sql) {
+  auto& statement = m_statements[sql];
+  if (statement == nullptr) {
+    sqlite3_stmt* prepared = nullptr;
+    require(sqlite3_prepare_v3(m_connection.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr),
+            m_connection.get());
+    statement.reset(prepared);
+  }
+  return Query(statement.get());
+}
+
+Change::Change(Database& database) : m_database(database) {
+  // EXTRA also syncs the folder after the journal is unlinked: without that, a power cut could undo the
+  // change.
+  m_database.query("PRAGMA synchronous = EXTRA").run();
+  m_database.query("BEGIN IMMEDIATE").run();
+}
+
+Change::~Change() {
+  if (m_open) {
+    try {
+      m_database.query("ROLLBACK").run();
+    } catch (const std::exception&) {
+      // SQLite has rolled back by itself, or will when the store is next opened
+    }
+  }
+}
+
+void Change::commit() {
+  m_database.query("COMMIT").run();
+  m_open = false;
+}
+
+Snapshot::Snapshot(Database& database) : m_database(database), m_is_outermost(!database.is_in_transaction()) {
+  if (m_is_outermost) {
+    m_database.query("BEGIN").run();
+  }
+}
+
+Snapshot::~Snapshot() {
+  if (!m_is_outermost) {
+    return;
+  }
+  try {
+    m_database.query("COMMIT").run();
+  } catch (const std::exception&) {
+    // nothing was changed
+  }
+}
+
+}  // namespace tee_token

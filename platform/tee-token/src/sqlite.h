@@ -1,0 +1,90 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <map>
+#include <string>
+
+#include "bytes.h"
+#include "openssl_handles.h"
+
+namespace tee_token {
+
+/// A prepared statement at work: bind, then step. Ready for its next use when the object goes.
+class Query {
+ public:
+  explicit Query(sqlite3_stmt* statement) : m_statement(statement) {}
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+  ~Query();
+
+  /// Binds the next parameter.
+  Query& bind(sqlite3_int64 number);
+  Query& bind(ByteView bytes);
+
+  /// Goes to the next row; false when there is none.
+  bool step();
+  /// Runs a statement that gives no rows.
+  void run() { step(); }
+
+  sqlite3_int64 number(int column) const { return sqlite3_column_int64(m_statement, column); }
+  Bytes bytes(int column) const;
+  bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+
+ private:
+  sqlite3_stmt* m_statement;
+  int m_next = 1;
+};
+
+/// A connection to one SQLite database. Its errors arrive as Failures: CKR_DEVICE_MEMORY when the disk is
+/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, CKR_DEVICE_ERROR for the rest. Waits 5 s for others
+/// at most.
+class Database {
+ public:
+  /// Opens the database at `path` (":memory:" for one of this object's own), which must exist.
+  explicit Database(const std::string& path);
+
+  /// Runs statements that need no parameters.
+  void execute(const char* sql);
+
+  /// The statement `sql`, a string literal: prepared once, then reused.
+  Query query(const char* sql);
+
+  bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
+  sqlite3_int64 last_row() const { return sqlite3_last_insert_rowid(m_connection.get()); }
+
+ private:
+  Owned<sqlite3, sqlite3_close> m_connection;
+  std::map<const char*, Owned<sqlite3_stmt, sqlite3_finalize>> m_statements;
+};
+
+/// A change of the store, undone unless it is committed.
+class Change {
+ public:
+  explicit Change(Database& database);
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+  ~Change();
+
+  /// Makes the change durable.
+  void commit();
+
+ private:
+  Database& m_database;
+  bool m_open = true;
+};
+
+/// Several reads that see one and the same state of the store. Within a change they see that anyway.
+class Snapshot {
+ public:
+  explicit Snapshot(Database& database);
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+  ~Snapshot();
+
+ private:
+  Database& m_database;
+  const bool m_is_outermost;
+};
+
+}  // namespace tee_token

@@ -1,0 +1,168 @@
+#include "token.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "error.h"
+#include "file_descriptor.h"
+
+namespace tee_token {
+namespace {
+
+constexpr char kStore[] = "token.db";
+
+bool has_content(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && status.st_size > 0;
+}
+
+void require_pin_length(ByteView pin) {
+  if (pin.size < kMinPinLength || pin.size > kMaxPinLength) {
+    throw Failure(CKR_PIN_LEN_RANGE, "a PIN has " + std::to_string(kMinPinLength) + " to " +
+                                         std::to_string(kMaxPinLength) + " bytes, not " +
+                                         std::to_string(pin.size));
+  }
+}
+
+Bytes new_serial() {
+  constexpr char kDigits[] = "0123456789abcdef";
+  Bytes serial;
+  for (const std::uint8_t byte : random_bytes(8)) {
+    serial.push_back(static_cast<std::uint8_t>(kDigits[byte >> 4]));
+    serial.push_back(static_cast<std::uint8_t>(kDigits[byte & 15]));
+  }
+  return serial;
+}
+
+const WrappedKey& key_of(const TokenRecord& record, User user) {
+  if (user == User::kUser && !record.user) {
+    throw Failure(CKR_USER_PIN_NOT_INITIALIZED,
+                  "the security officer has set no user PIN yet; run: tee-token init");
+  }
+  return user == User::kUser ? *record.user : record.officer;
+}
+
+}  // namespace
+
+bool Token::is_initialised() {
+  if (!m_store) {
+    m_folder.require_private();
+    const std::string path = m_folder.file(kStore);
+    if (!has_content(path)) {
+      return false;
+    }
+    require_private_file(path);
+    m_store.emplace(path);
+  }
+  m_is_initialised = m_is_initialised || is_token_store(*m_store);
+  return m_is_initialised;
+}
+
+void Token::require_initialised() {
+  if (!is_initialised()) {
+    throw Failure(CKR_TOKEN_NOT_RECOGNIZED, "the token is not initialised; run: tee-token init");
+  }
+}
+
+TokenRecord Token::record() {
+  require_initialised();
+  return load_token_record(*m_store);
+}
+
+ObjectSpace& Token::objects() {
+  if (!m_objects) {
+    require_initialised();
+    m_objects.emplace(*m_store, m_login);
+  }
+  return *m_objects;
+}
+
+Bytes Token::master_key(const TokenRecord& record, User user, ByteView pin) {
+  PinTry attempt(m_folder, user);
+  std::optional<Bytes> key = unwrap_key(key_of(record, user), m_folder.device_key(), user, pin);
+  if (!key) {
+    throw Failure(CKR_PIN_INCORRECT, std::string("this is not the PIN of the ") + name_of(user) +
+                                         "; tries left: " + std::to_string(attempt.left()));
+  }
+  attempt.was_right();
+  return *key;
+}
+
+void Token::initialise(ByteView officer_pin, ByteView label) {
+  require_pin_length(officer_pin);
+  m_folder.make_if_absent();
+  open_or_create_store();
+  const Bytes device_key = m_folder.device_key_made_if_absent();
+  Change change(*m_store);
+  clear_store(officer_pin);
+  const WrappedKey officer =
+      wrap_key(random_bytes(kKeyLength), device_key, User::kSecurityOfficer, officer_pin);
+  save_token_record(*m_store, {label.copy(), new_serial(), officer, std::nullopt});
+  change.commit();
+}
+
+void Token::open_or_create_store() {
+  if (!is_initialised() && !m_store) {
+    // SQLite makes its other files like this one: for the owner alone.
+    open_private_file(m_folder.file(kStore), O_RDWR | O_CREAT);
+    m_store.emplace(m_folder.file(kStore));
+  }
+}
+
+void Token::clear_store(ByteView officer_pin) {
+  if (is_token_store(*m_store)) {
+    master_key(load_token_record(*m_store), User::kSecurityOfficer, officer_pin);
+    ObjectStore(*m_store, m_login.master_key).erase_all();
+  } else {
+    reset_tries(m_folder);
+    create_token_schema(*m_store);
+    ObjectStore::create_schema(*m_store, 1);
+  }
+}
+
+void Token::require_same_token() {
+  if (m_login.who && record().serial != m_login.serial) {
+    throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token anew; log in again");
+  }
+}
+
+void Token::log_in(User user, ByteView pin) {
+  const TokenRecord current = record();
+  m_login = Login{user, master_key(current, user, pin), current.serial};
+}
+
+void Token::log_out() {
+  if (m_objects) {
+    m_objects->forget_private_session_objects();
+  }
+  m_login = Login();
+}
+
+void Token::set_user_pin(ByteView pin) {
+  require_pin_length(pin);
+  Change change(*m_store);
+  require_same_token();
+  TokenRecord current = record();
+  current.user = wrap_key(m_login.master_key, m_folder.device_key(), User::kUser, pin);
+  save_token_record(*m_store, current);
+  change.commit();
+  clear_tries(m_folder, User::kUser);
+}
+
+void Token::change_pin(ByteView old_pin, ByteView new_pin) {
+  require_pin_length(new_pin);
+  const User user = m_login.is(User::kSecurityOfficer) ? User::kSecurityOfficer : User::kUser;
+  Change change(*m_store);
+  TokenRecord current = record();
+  const Bytes key = master_key(current, user, old_pin);
+  const WrappedKey wrapped = wrap_key(key, m_folder.device_key(), user, new_pin);
+  if (user == User::kUser) {
+    current.user = wrapped;
+  } else {
+    current.officer = wrapped;
+  }
+  save_token_record(*m_store, current);
+  change.commit();
+}
+
+}  // namespace tee_token

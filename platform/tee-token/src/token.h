@@ -1,0 +1,63 @@
+#pragma once
+
+#include "device_folder.h"
+#include "object_space.h"
+#include "token_record.h"
+
+namespace tee_token {
+
+/// The token in the slot: its store, its users and their PINs.
+class Token {
+ public:
+  explicit Token(DeviceFolder folder) : m_folder(std::move(folder)) {}
+  Token(const Token&) = delete;
+  Token& operator=(const Token&) = delete;
+
+  const DeviceFolder& folder() const { return m_folder; }
+  bool is_present() const { return m_folder.exists(); }
+
+  bool is_initialised();
+  /// Throws a Failure (CKR_TOKEN_NOT_RECOGNIZED) unless the token is initialised.
+  void require_initialised();
+
+  /// The record of an initialised token, read anew: other processes may have changed it.
+  TokenRecord record();
+
+  /// C_InitToken: makes the token, its folder included. Of one that is there already all objects and the
+  /// user's PIN go, for which it asks for its officer's PIN.
+  void initialise(ByteView officer_pin, ByteView label);
+
+  /// C_Login. Throws a Failure: CKR_PIN_INCORRECT, CKR_PIN_LOCKED, CKR_USER_PIN_NOT_INITIALIZED.
+  void log_in(User user, ByteView pin);
+  void log_out();
+  const Login& login() const { return m_login; }
+
+  /// Throws a Failure (CKR_DEVICE_REMOVED) when another process has initialised the token anew since the
+  /// login: the keys that came with the login do not fit its store any more. To be called within each change.
+  void require_same_token();
+
+  /// C_InitPIN, for the logged-in security officer.
+  void set_user_pin(ByteView pin);
+  /// C_SetPIN: of the security officer when he is logged in, of the user otherwise.
+  void change_pin(ByteView old_pin, ByteView new_pin);
+
+  /// The objects of an initialised token.
+  ObjectSpace& objects();
+  Database& store() { return *m_store; }
+
+ private:
+  void open_or_create_store();
+  Bytes master_key(const TokenRecord& record, User user, ByteView pin);
+  void clear_store(ByteView officer_pin);
+
+  DeviceFolder m_folder;
+  Login m_login;
+  std::optional<Database> m_store;
+  std::optional<ObjectSpace> m_objects;
+  bool m_is_initialised = false;  // once it is, it stays so
+};
+
+/// Bounds of a PIN's length, in bytes.
+constexpr CK_ULONG kMinPinLength = 4, kMaxPinLength = 64;
+
+}  // namespace tee_token

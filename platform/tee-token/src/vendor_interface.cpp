@@ -1,0 +1,57 @@
+#include "tee_token/vendor_interface.h"
+
+#include <cstring>
+
+#include "entry_point.h"
+#include "function_list.h"
+
+using namespace tee_token;
+
+namespace {
+
+std::vector<CK_OBJECT_HANDLE> handles(const CK_OBJECT_HANDLE* first, CK_ULONG count) {
+  return count == 0 ? std::vector<CK_OBJECT_HANDLE>()
+                    : std::vector<CK_OBJECT_HANDLE>(required(first), required(first) + count);
+}
+
+CK_RV set_client_cert_and_move_key(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed,
+                                   CK_ULONG installed_count, const CK_OBJECT_HANDLE* added,
+                                   CK_ULONG added_count) {
+  return entry_point("set_client_cert_and_move_key", [&](Module& module) {
+    module.session(session).install(handles(installed, installed_count), handles(added, added_count));
+  });
+}
+
+TEE_FUNCTION_LIST g_vendor_functions = {{1, 0}, set_client_cert_and_move_key};
+unsigned char g_cryptoki_name[] = "PKCS 11";
+unsigned char g_vendor_name[] = TEE_INTERFACE_NAME;
+
+TEE_INTERFACE g_interfaces[] = {
+    {g_cryptoki_name, cryptoki_functions(), 0},  // the first is the default
+    {g_vendor_name, &g_vendor_functions, 0},
+};
+
+bool fits(const TEE_INTERFACE& interface, const unsigned char* name, const CK_VERSION* version,
+          CK_FLAGS flags) {
+  const auto* const own = static_cast<const CK_VERSION*>(interface.functions);
+  const auto text = [](const unsigned char* bytes) { return reinterpret_cast<const char*>(bytes); };
+  return (name == nullptr || std::strcmp(text(name), text(interface.name)) == 0) &&
+         (version == nullptr || (version->major == own->major && version->minor == own->minor)) &&
+         (flags & ~interface.flags) == 0;
+}
+
+}  // namespace
+
+extern "C" TEE_EXPORT CK_RV C_GetInterface(unsigned char* name, CK_VERSION* version,
+                                           TEE_INTERFACE** interface, CK_FLAGS flags) {
+  if (interface == nullptr) {
+    return CKR_ARGUMENTS_BAD;
+  }
+  for (TEE_INTERFACE& candidate : g_interfaces) {
+    if (fits(candidate, name, version, flags)) {
+      *interface = &candidate;
+      return CKR_OK;
+    }
+  }
+  return CKR_FUNCTION_FAILED;
+}

@@ -1,0 +1,86 @@
+#include <botan/exceptn.h>
+
+#include "api/client_cert_initializer.h"
+#include "api/logging.h"
+#include "tee/search.h"
+#include "tee/templates.h"
+
+namespace ozk {
+namespace tee {
+
+namespace {
+
+using Botan::PKCS11::AttributeContainer;
+using Botan::PKCS11::ObjectHandle;
+using Botan::PKCS11::Session;
+
+/// Returns the first match; how many there are is logged after `count_text`, before the search is finished.
+ObjectHandle countedFirst(const ara::log::Logger& logger, Session& session, const AttributeContainer& sought,
+                          const std::string& count_text) {
+  ObjectHandle first = 0;
+  search(session, sought, [&](const ObjectHandles& found) {
+    logDebug(logger, count_text + std::to_string(found.size()));
+    first = firstOf(found);
+  });
+  return first;
+}
+
+ObjectHandle failed(const ara::log::Logger& logger, const std::string& text, const Botan::Exception& error) {
+  logError(logger, text + error.what());
+  return 0;
+}
+
+}  // namespace
+
+ObjectHandle ClientCertInitializer::getLYRPublicKeyHandle(Session& session, bool permanent) const {
+  logDebug(m_logger, "ClientCertInitializer::getLYRPublicKeyHandle : ==>");
+  logDebug(m_logger, permanent ? "ClientCertInitializer::getLYRPublicKeyHandle : Search Permanent Pub key"
+                               : "ClientCertInitializer::getLYRPublicKeyHandle : Search LYR");
+  try {
+    const ObjectHandle key =
+        countedFirst(m_logger, session, lyrPublicKeySearch(permanent),
+                     "ClientCertInitializer::getLYRPublicKeyHandle : count of public key found = ");
+    logDebug(m_logger, "ClientCertInitializer::getLYRPublicKeyHandle : <==");
+    return key;
+  } catch (const Botan::Exception& error) {
+    return failed(m_logger,
+                  permanent ? "Exception to get permanent LYR public key handle with exception "
+                            : "Exception to get temporary LYR public key handle with exception ",
+                  error);
+  }
+}
+
+ObjectHandle ClientCertInitializer::getLYRPrivateKeyHandle(Session& session, bool permanent) const {
+  try {
+    return countedFirst(m_logger, session, lyrPrivateKeySearch(permanent),
+                        "ClientCertInitializer::getLYRPrivateKeyHandle : count of private key found = ");
+  } catch (const Botan::Exception& error) {
+    return failed(m_logger,
+                  permanent ? "Exception to get permanent LYR private key handle with exception "
+                            : "Exception to get temporary LYR private key handle with exception ",
+                  error);
+  }
+}
+
+ObjectHandle ClientCertInitializer::getBASEPrivateKeyHandle(Session& session) const {
+  try {
+    const ObjectHandles found = findAll(session, basePrivateKeySearch());
+    logDebug(m_logger, "After Private Key finding, Private count = " + std::to_string(found.size()));
+    return firstOf(found);
+  } catch (const Botan::Exception& error) {
+    return failed(m_logger, "Exception to get permanent BASE private key handle with exception ", error);
+  }
+}
+
+ObjectHandle ClientCertInitializer::getLYRCertificateChainHandle(Session& session, bool permanent) const {
+  logDebug(m_logger, "ClientCertInitializer::getLYRCertificateChainHandle");
+  try {
+    return countedFirst(m_logger, session, lyrCertificateChainSearch(permanent),
+                        "ClientCertInitializer::getLYRCertificateChainHandle : No of chain objects found = ");
+  } catch (const Botan::Exception& error) {
+    return failed(m_logger, "Exception to get LYR certificate chain handle with exception ", error);
+  }
+}
+
+}  // namespace tee
+}  // namespace ozk

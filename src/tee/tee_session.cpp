@@ -1,0 +1,42 @@
+#include "tee/tee_session.h"
+
+#include <botan/secmem.h>
+
+#include <string>
+#include <vector>
+
+namespace TEESession {
+
+namespace {
+
+using Botan::PKCS11::C_InitializeArgs;
+using Botan::PKCS11::Flag;
+using Botan::PKCS11::Flags;
+using Botan::PKCS11::Module;
+using Botan::PKCS11::Session;
+using Botan::PKCS11::Slot;
+
+const C_InitializeArgs kUseSystemLocks = {
+    nullptr, nullptr, nullptr, nullptr, static_cast<Flags>(Flag::OsLockingOk), nullptr};
+
+// The zero byte is part of the PIN.
+Botan::secure_vector<uint8_t> userPin() { return {'4', '0', '7', '1', '8', '2', '9', '3', '\0'}; }
+
+}  // namespace
+
+TEESession::TEESession(bool login) {
+  const std::string platform_module;  // an empty path is the platform's own token
+  m_module = std::make_unique<Module>(platform_module, kUseSystemLocks, nullptr);
+  const auto slots = Slot::get_available_slots(*m_module, true);
+  if (slots.empty()) {
+    m_valid = false;
+    return;
+  }
+  m_slot = std::make_unique<Slot>(*m_module, slots.front());
+  m_session = std::make_unique<Session>(*m_slot, false);
+  if (login) {
+    m_session->login(Botan::PKCS11::UserType::User, userPin());
+  }
+}
+
+}  // namespace TEESession

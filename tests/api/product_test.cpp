@@ -1,0 +1,42 @@
+#include "api/product_test.h"
+
+#include <botan/data_src.h>
+#include <botan/pubkey.h>
+#include <botan/x509_key.h>
+
+namespace ozk::tee {
+
+bool verifies(const std::string& public_key, const Bytes& data, const Bytes& signature) {
+  Botan::DataSource_Memory source(public_key);
+  const std::unique_ptr<Botan::Public_Key> key(Botan::X509::load_key(source));
+  Botan::PK_Verifier verifier(*key, "EMSA1(SHA-256)", Botan::IEEE_1363);
+  return verifier.verify_message(data, signature);
+}
+
+std::vector<Botan::X509_Certificate> ProductTest::requestChain(const std::string& common_name) {
+  EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
+  return {authority.issue(product->generate_csr(common_name, "LYR_CSR")), authority.root()};
+}
+
+ResultCode ProductTest::install(const std::vector<Botan::X509_Certificate>& chain) {
+  return product->set_client_cert_and_move_key(test_support::pem(chain), "LYR_CSR", "LYR");
+}
+
+std::vector<Botan::X509_Certificate> ProductTest::provision(const std::string& common_name) {
+  const auto chain = requestChain(common_name);
+  EXPECT_EQ(install(chain), ResultCode::OK);
+  log.take();
+  return chain;
+}
+
+bool ProductTest::signsWithInstalledKey() {
+  const Bytes data = {1, 2, 3};
+  return verifies(product->get_public_key("LYR"), data, product->generate_signature("LYR", data, ""));
+}
+
+std::size_t ProductTest::countOf(const Botan::PKCS11::AttributeContainer& sought) {
+  test_support::UserSession session;
+  return test_support::count(*session, sought);
+}
+
+}  // namespace ozk::tee

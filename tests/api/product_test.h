@@ -1,0 +1,55 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "api/test_access.h"
+#include "ozk/tee/client_cert_initializer_api.h"
+#include "support/certificate_authority.h"
+#include "support/log_capture.h"
+#include "support/provisioned_token.h"
+#include "tee/templates.h"
+
+namespace ozk::tee {
+
+using test_support::debug;
+using test_support::error;
+using test_support::label;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Verifies a raw signature (r||s over SHA-256) in software, under a public key in PEM.
+bool verifies(const std::string& public_key, const Bytes& data, const Bytes& signature);
+
+/// The library on a fresh token, with a backend that certifies what it requests. Records are captured.
+class ProductTest : public ::testing::Test {
+ protected:
+  ProductTest() { log.take(); }
+
+  /// Generates a key pair and returns the chain issued for it: leaf, root.
+  std::vector<Botan::X509_Certificate> requestChain(const std::string& common_name);
+
+  ResultCode install(const std::vector<Botan::X509_Certificate>& chain);
+
+  /// Has a new identity installed, and returns its chain; the records of it are dropped.
+  std::vector<Botan::X509_Certificate> provision(const std::string& common_name);
+
+  /// Whether "LYR" signs, and so that the installed public key verifies it.
+  bool signsWithInstalledKey();
+
+  /// How many objects match, looked up in a session of the test's own.
+  std::size_t countOf(const Botan::PKCS11::AttributeContainer& sought);
+
+  test_support::LogCapture log;
+  test_support::ProvisionedToken token;
+  test_support::CertificateAuthority authority;
+  std::shared_ptr<ClientCertInitializerAPI> product = ClientCertInitializerAPI::get_instance();
+  ClientCertInitializerTestAccess access;
+};
+
+}  // namespace ozk::tee

@@ -1,0 +1,44 @@
+#include "fake_token_test.h"
+
+namespace {
+
+using LowLevelTest = FakeTokenTest;
+
+TEST_F(LowLevelTest, ReportsAFailureAsTheLastArgumentSays) {
+  ReturnValue result = ReturnValue::GeneralError;
+  EXPECT_TRUE(module->C_Logout(7));
+  EXPECT_TRUE(module->C_Logout(7, nullptr));
+  EXPECT_TRUE(module->C_Logout(7, &result));
+  EXPECT_EQ(result, ReturnValue::OK);
+
+  token.failures["C_Logout"] = CKR_USER_NOT_LOGGED_IN;
+  EXPECT_EQ(error_of([&] { module->C_Logout(7); }), ReturnValue::UserNotLoggedIn);
+  EXPECT_FALSE(module->C_Logout(7, nullptr));
+  EXPECT_FALSE(module->C_Logout(7, &result));
+  EXPECT_EQ(result, ReturnValue::UserNotLoggedIn);
+}
+
+TEST(ReturnErrorTest, SaysTheLow32BitsInDecimalAndKeepsAll) {
+  EXPECT_STREQ(PKCS11_ReturnError(ReturnValue::CryptokiAlreadyInitialized).what(), "PKCS11 error 401");
+  const PKCS11_ReturnError error(static_cast<ReturnValue>(0x180000001));
+  EXPECT_STREQ(error.what(), "PKCS11 error 2147483649");
+  EXPECT_EQ(error.error_code(), -2147483647);
+  EXPECT_EQ(error.get_return_value(), static_cast<ReturnValue>(0x180000001));
+  EXPECT_EQ(error.error_type(), Botan::ErrorType::Pkcs11Error);
+}
+
+TEST_F(LowLevelTest, RefusesANullListAndReportsFunctionsThatAListLacks) {
+  EXPECT_EQ(message_of<Botan::Invalid_Argument>([] { LowLevel(nullptr); }),
+            "Invalid PKCS#11 function list ptr");
+  CK_FUNCTION_LIST empty = {};
+  EXPECT_EQ(error_of([&] { LowLevel(&empty).C_Logout(7); }), ReturnValue::FunctionNotSupported);
+}
+
+TEST_F(LowLevelTest, ReadsListsInTwoCallsAndEmptyListsInOne) {
+  EXPECT_THAT(Slot::get_available_slots(module, true), IsEmpty());
+  token.slots = {4, 9};
+  EXPECT_THAT(Slot::get_available_slots(module, false), ElementsAre(4, 9));
+  EXPECT_THAT(token.calls, ElementsAre("C_GetSlotList 1", "C_GetSlotList 0", "C_GetSlotList 0"));
+}
+
+}  // namespace

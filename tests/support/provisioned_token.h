@@ -1,0 +1,66 @@
+#pragma once
+
+#include <botan/ecdsa.h>
+#include <botan/p11_object.h>
+#include <botan/p11_types.h>
+#include <botan/p11_x509.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "support/temporary_folder.h"
+
+namespace test_support {
+
+/// The platform's token, fresh, initialised and without objects, as long as this lives.
+/// It speaks through the environment: TEE_TOKEN_DIR and TEE_PKCS11_MODULE.
+class ProvisionedToken {
+ public:
+  ProvisionedToken();
+  ~ProvisionedToken();
+
+  /// Takes the token out of its slot, as it were.
+  void remove();
+
+ private:
+  TemporaryFolder m_folder;
+};
+
+/// A read/write session on the platform's token, logged in as its user.
+class UserSession {
+ public:
+  UserSession();
+
+  Botan::PKCS11::Session& operator*() { return m_session; }
+
+ private:
+  Botan::PKCS11::Module m_module;
+  Botan::PKCS11::Slot m_slot;
+  Botan::PKCS11::Session m_session;
+};
+
+/// CKA_LABEL: group, then the index in 32 bits, little-endian.
+std::vector<std::uint8_t> label(std::uint8_t group, std::uint32_t index);
+
+/// What an imported object carries besides its value.
+struct Marks {
+  std::vector<std::uint8_t> label;
+  std::string client = {};  ///< with `key_id`: a temporary object of that client; empty: none
+  std::string key_id = {};
+  bool destroyable = true;
+};
+
+Botan::PKCS11::ObjectHandle importPrivateKey(Botan::PKCS11::Session& session, const Marks& marks,
+                                             const Botan::ECDSA_PrivateKey& key);
+Botan::PKCS11::ObjectHandle importChain(Botan::PKCS11::Session& session, const Marks& marks,
+                                        const std::vector<std::uint8_t>& value);
+Botan::PKCS11::ObjectHandle importCertificate(Botan::PKCS11::Session& session, const Marks& marks,
+                                              Botan::PKCS11::X509_CertificateProperties certificate);
+Botan::PKCS11::ObjectHandle importData(Botan::PKCS11::Session& session, const Marks& marks,
+                                       const std::string& value);
+
+/// How many objects the token holds with these attributes; up to 1000.
+std::size_t count(Botan::PKCS11::Session& session, const Botan::PKCS11::AttributeContainer& sought);
+
+}  // namespace test_support

@@ -1,0 +1,125 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+
+#include "support/temporary_folder.h"
+
+namespace token_test {
+namespace {
+
+using testing::HasSubstr;
+
+struct Outcome {
+  int code;
+  std::string text;  // stdout and stderr
+};
+
+/// The tee-token program on a folder of its own.
+class AdminTest : public testing::Test {
+ protected:
+  AdminTest() {
+    ::setenv("TEE_TOKEN_DIR", token().c_str(), 1);
+    ::unsetenv("TEE_TOKEN_LOG");
+    shell("openssl ecparam -name prime256v1 -genkey -noout -out " + file("sec1.pem"));
+    shell("openssl pkcs8 -topk8 -nocrypt -outform DER -in " + file("sec1.pem") + " -out " +
+          file("pkcs8.der"));
+    shell("openssl req -x509 -new -key " + file("sec1.pem") + " -subj /CN=device -out " + file("cert.pem"));
+  }
+
+  static Outcome shell(const std::string& command) {
+    Outcome outcome{-1, ""};
+    std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
+    char part[512];
+    while (std::fgets(part, sizeof part, pipe) != nullptr) {
+      outcome.text += part;
+    }
+    outcome.code = WEXITSTATUS(::pclose(pipe));
+    return outcome;
+  }
+  static Outcome admin(const std::string& arguments) { return shell(TEE_TOKEN_ADMIN " " + arguments); }
+
+  std::string token() const { return (m_folder.path() / "below" / "token").string(); }
+  std::string file(const std::string& name) const { return (m_folder.path() / name).string(); }
+
+ private:
+  test_support::TemporaryFolder m_folder;
+};
+
+TEST_F(AdminTest, MakesFillsShowsAndEmptiesAToken) {
+  EXPECT_EQ(admin("init --label Device").code, 0);
+  EXPECT_EQ(admin("import-key 1_10 " + file("sec1.pem")).code, 0);
+  EXPECT_EQ(admin("import-key 1_20 " + file("pkcs8.der")).code, 0);
+  EXPECT_EQ(admin("import-cert 1_11 " + file("cert.pem")).code, 0);
+  EXPECT_EQ(admin("import-data 2_1 VIN").code, 0);
+  const Outcome listed = admin("list");
+  EXPECT_EQ(listed.code, 0);
+  for (const char* part :
+       {"private key 1_10", "private key 1_20", "certificate 1_11", "device", "3 bytes", "4 objects"}) {
+    EXPECT_THAT(listed.text, HasSubstr(part));
+  }
+  EXPECT_THAT(admin("list --json").text, HasSubstr("\"label\": \"2_1\""));
+  EXPECT_EQ(admin("destroy 1").code, 0);
+  EXPECT_THAT(admin("list").text, HasSubstr("3 objects"));
+}
+
+TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
+  ASSERT_EQ(admin("init").code, 0);
+  ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
+  EXPECT_EQ(admin("init").code, 1);
+  EXPECT_THAT(admin("list").text, HasSubstr("1 objects"));
+  EXPECT_EQ(admin("init --force").code, 0);
+  EXPECT_THAT(admin("list").text, HasSubstr("0 objects"));
+}
+
+TEST_F(AdminTest, SaysInOneLineWhatToDo) {
+  EXPECT_THAT(admin("list").text, HasSubstr("make one with: tee-token init"));
+  ASSERT_EQ(admin("init").code, 0);
+  ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
+  const struct {
+    const char* arguments;
+    int code;
+    const char* said;
+  } cases[] = {
+      {"import-data 2_1 OTHER", 1, "tee-token destroy 1"},
+      {"import-data 2_x VIN", 1, "expected GROUP_INDEX"},
+      {"import-cert 1_11 /nonexistent", 1, "No such file"},
+      {"import-cert 1_11 /dev/null", 1, "no X.509 certificate"},
+      {"import-key 1_10 /dev/null", 1, "no unencrypted EC private key"},
+      {"destroy 77", 1, "there is no object 77"},
+      {"list --pin-hex 3132333435", 1, "tries left: 9"},
+      {"list --pin-hex xy", 1, "hexadecimal"},
+      {"init --force --so-pin-hex 3132333435", 1, "CKR_PIN_INCORRECT"},
+      {"--module /nonexistent.so list", 1, "/nonexistent.so"},
+      {"frobnicate", 2, "--help"},
+  };
+  for (const auto& each : cases) {
+    const Outcome outcome = admin(each.arguments);
+    EXPECT_EQ(outcome.code, each.code) << each.arguments;
+    EXPECT_THAT(outcome.text, HasSubstr(each.said));
+    EXPECT_TRUE(each.code == 2 || std::count(outcome.text.begin(), outcome.text.end(), '\n') == 1)
+        << outcome.text;
+  }
+  ::chmod(token().c_str(), 0755);
+  EXPECT_THAT(admin("list").text, HasSubstr("chmod 700 " + token()));
+}
+
+TEST_F(AdminTest, OthersProgramsReadTheToken) {
+  ASSERT_EQ(admin("init").code, 0);
+  ASSERT_EQ(admin("import-key 1_10 " + file("sec1.pem")).code, 0);
+  ASSERT_EQ(admin("import-cert 1_11 " + file("cert.pem")).code, 0);
+  const std::string tool = "pkcs11-tool --module " TEE_TOKEN_MODULE " ";
+  // The PIN has a zero byte, which no command line carries: what needs no login is shown.
+  for (const char* action : {"-L", "-M", "-O"}) {
+    const Outcome outcome = shell(tool + action);
+    EXPECT_EQ(outcome.code, 0) << outcome.text;
+    EXPECT_THAT(outcome.text, testing::Not(HasSubstr("rror")));
+  }
+  EXPECT_THAT(shell(tool + "-O").text, HasSubstr("Certificate Object"));
+}
+
+}  // namespace
+}  // namespace token_test

@@ -1,0 +1,160 @@
+#include <openssl/x509.h>
+
+#include <algorithm>
+
+#include "openssl_handles.h"
+#include "token_test.h"
+
+namespace token_test {
+namespace {
+
+/// A certificate that carries the public key of `point` (CKA_EC_POINT on secp256r1), signed by a passing key.
+Value certificate_for(const Value& point) {
+  const tee_token::X509Certificate certificate(X509_new());
+  const tee_token::PKey signer(EVP_EC_gen("prime256v1"));
+  const tee_token::PKey carried(EVP_EC_gen("prime256v1"));
+  EVP_PKEY_set1_encoded_public_key(carried.get(), point.data() + 2, point.size() - 2);
+  X509_set_pubkey(certificate.get(), carried.get());
+  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
+  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 1000);
+  X509_sign(certificate.get(), signer.get(), EVP_sha256());
+  std::uint8_t* der = nullptr;
+  const int length = i2d_X509(certificate.get(), &der);
+  Value bytes(der, der + length);
+  OPENSSL_free(der);
+  return bytes;
+}
+
+class InstallationTest : public TokenTest {
+ protected:
+  InstallationTest() {
+    EXPECT_EQ(login(), OK);
+    const auto get_interface = reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"));
+    unsigned char name[] = TEE_INTERFACE_NAME;
+    TEE_INTERFACE* interface = nullptr;
+    EXPECT_EQ(answer(get_interface(name, nullptr, &interface, 0)), OK);
+    m_vendor = static_cast<TEE_FUNCTION_LIST*>(interface->functions);
+  }
+
+  static Template marks(const std::string& client = "CCI_CLIENT", const std::string& key = "LYR") {
+    return Template()
+        .text(TEE_CKA_VENDOR_CLIENT_ID, client)
+        .text(TEE_CKA_VENDOR_KEY_ID, key)
+        .flag(TEE_CKA_VENDOR_PERMANENT, false);
+  }
+
+  CK_OBJECT_HANDLE store_chain(const Value& chain, Template object = marks()) {
+    CK_OBJECT_HANDLE handle = 0;
+    object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN);
+    EXPECT_EQ(create(object.flag(CKA_TOKEN, true).add(CKA_VALUE, chain), &handle), OK);
+    return handle;
+  }
+
+  /// A temporary key pair and a chain for it.
+  Handles new_parts(Template object = marks()) {
+    Handles parts = generate(object);
+    parts.push_back(store_chain(certificate_for(value_of(parts[0], CKA_EC_POINT)), object));
+    return parts;
+  }
+
+  Answer install(const Handles& installed, const Handles& added) {
+    return answer(m_vendor->set_client_cert_and_move_key(m_session, installed.data(), installed.size(),
+                                                         added.data(), added.size()));
+  }
+
+  Handles installed() { return find(Template().flag(TEE_CKA_VENDOR_PERMANENT, true)); }
+
+  TEE_FUNCTION_LIST* m_vendor = nullptr;
+};
+
+TEST_F(InstallationTest, MakesPermanentCopiesAndLeavesTheTemporaries) {
+  const Handles parts = new_parts();
+  ASSERT_EQ(install({}, parts), OK);
+  const Handles now = installed();
+  ASSERT_EQ(now.size(), 3u);
+  EXPECT_EQ(find().size(), 6u);
+  EXPECT_GT(now[0], parts[2]);
+
+  const CK_OBJECT_HANDLE copied_key = find(Class(CKO_PRIVATE_KEY).flag(TEE_CKA_VENDOR_PERMANENT, true))[0];
+  Value signature;
+  ASSERT_EQ(sign(copied_key, CKM_ECDSA_SHA256, {1}, signature), OK);
+  EXPECT_EQ(verify(parts[0], CKM_ECDSA_SHA256, {1}, signature), OK);
+  Value value;
+  EXPECT_EQ(read(copied_key, CKA_VALUE, value), answer(CKR_ATTRIBUTE_SENSITIVE));
+}
+
+TEST_F(InstallationTest, ReplacesTheWholeInstalledSet) {
+  ASSERT_EQ(install({}, new_parts()), OK);
+  const Handles old = installed();
+  ASSERT_EQ(install(old, new_parts()), OK);
+  EXPECT_EQ(installed().size(), 3u);
+  for (const CK_OBJECT_HANDLE object : old) {
+    EXPECT_EQ(destroy(object), answer(CKR_OBJECT_HANDLE_INVALID));
+  }
+}
+
+TEST_F(InstallationTest, AcceptsAnEmptyChain) {
+  Handles parts = generate(marks());
+  parts.push_back(store_chain({}));
+  EXPECT_EQ(install({}, parts), OK);
+}
+
+TEST_F(InstallationTest, RefusesWhatWouldNotBeOneWholeIdentityAndChangesNothing) {
+  ASSERT_EQ(install({}, new_parts()), OK);
+  const Handles old = installed();
+  const Handles good = new_parts(), other = new_parts(), foreign = new_parts(marks("OTHER")),
+                another_key = new_parts(marks("CCI_CLIENT", "XYZ"));
+  const Value own = certificate_for(value_of(good[0], CKA_EC_POINT));
+  Value junk = own;
+  junk.push_back(0x30);
+  Value longer = certificate_for(value_of(other[0], CKA_EC_POINT));
+  longer.insert(longer.end(), own.begin(), own.end());
+  const CK_OBJECT_HANDLE junk_chain = store_chain(junk), garbage = store_chain({1, 2, 3});
+  const struct {
+    const char* fault;
+    Handles installed, added;
+    CK_RV code;
+  } cases[] = {
+      {"unknown handle", old, {good[0], good[1], 99999}, CKR_OBJECT_HANDLE_INVALID},
+      {"installed as added", old, {old[0], good[1], good[2]}, CKR_OBJECT_HANDLE_INVALID},
+      {"temporary as installed", {old[0], old[1], good[2]}, good, CKR_OBJECT_HANDLE_INVALID},
+      {"stale installed", {old[0], old[1], 99999}, good, CKR_OBJECT_HANDLE_INVALID},
+      {"incomplete installed", {old[0], old[1]}, good, CKR_ARGUMENTS_BAD},
+      {"no installed named", {}, good, CKR_ARGUMENTS_BAD},
+      {"installed of another client", old, foreign, CKR_OBJECT_HANDLE_INVALID},
+      {"chain of another client", old, {good[0], good[1], foreign[2]}, CKR_OBJECT_HANDLE_INVALID},
+      {"key of another identifier", old, {good[0], another_key[1], good[2]}, CKR_OBJECT_HANDLE_INVALID},
+      {"two public keys", old, {good[0], other[0], good[2]}, CKR_ARGUMENTS_BAD},
+      {"no chain", old, {good[0], good[1]}, CKR_ARGUMENTS_BAD},
+      {"one too many", old, {good[0], good[1], good[2], other[0]}, CKR_ARGUMENTS_BAD},
+      {"public key of another pair", old, {other[0], good[1], good[2]}, CKR_KEY_HANDLE_INVALID},
+      {"chain for another key", old, {good[0], good[1], other[2]}, CKR_DATA_INVALID},
+      {"chain with trailing bytes", old, {good[0], good[1], junk_chain}, CKR_DATA_INVALID},
+      {"no chain at all in the chain", old, {good[0], good[1], garbage}, CKR_DATA_INVALID},
+  };
+  const Handles before = find();
+  for (const auto& each : cases) {
+    EXPECT_EQ(install(each.installed, each.added), answer(each.code)) << each.fault;
+    EXPECT_EQ(find(), before) << each.fault;
+  }
+  EXPECT_EQ(install(old, {good[0], good[1], store_chain(longer)}), OK) << "any certificate may carry the key";
+}
+
+TEST_F(InstallationTest, NeedsTheUserAndAReadWriteSession) {
+  const Handles parts = new_parts();
+  open(CKF_SERIAL_SESSION);
+  EXPECT_EQ(install({}, parts), answer(CKR_SESSION_READ_ONLY));
+  open();
+  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  EXPECT_EQ(install({}, parts), answer(CKR_USER_NOT_LOGGED_IN));
+}
+
+TEST_F(InstallationTest, AnInstalledObjectCannotBeCopied) {
+  ASSERT_EQ(install({}, new_parts()), OK);
+  CK_OBJECT_HANDLE made = 0;
+  EXPECT_EQ(answer(m_token->C_CopyObject(m_session, installed()[0], nullptr, 0, &made)),
+            answer(CKR_ACTION_PROHIBITED));
+}
+
+}  // namespace
+}  // namespace token_test

@@ -1,0 +1,97 @@
+#include "token_test.h"
+
+namespace token_test {
+namespace {
+
+using PinTest = TokenTest;
+
+const Value kWrong = {'w', 'r', 'o', 'n', 'g'};
+
+TEST_F(PinTest, EveryByteOfThePinCountsTheLastZeroToo) {
+  EXPECT_EQ(login(Value(kPin.begin(), kPin.end() - 1)), answer(CKR_PIN_INCORRECT));
+  EXPECT_EQ(login(kOfficerPin), answer(CKR_PIN_INCORRECT));
+  EXPECT_EQ(login(), OK);
+  EXPECT_EQ(login(), answer(CKR_USER_ALREADY_LOGGED_IN));
+  EXPECT_EQ(login(kOfficerPin, CKU_SO), answer(CKR_USER_ANOTHER_ALREADY_LOGGED_IN));
+}
+
+TEST_F(PinTest, TenWrongTriesLockThePinAcrossRestartsUntilTheOfficerSetsAnother) {
+  for (int i = 0; i < 9; ++i) {
+    EXPECT_EQ(login(kWrong), answer(CKR_PIN_INCORRECT));
+    restart();
+  }
+  CK_TOKEN_INFO info;
+  ASSERT_EQ(answer(m_token->C_GetTokenInfo(0, &info)), OK);
+  EXPECT_EQ(info.flags & (CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED | CKF_SO_PIN_COUNT_LOW),
+            CKF_USER_PIN_FINAL_TRY);
+  EXPECT_EQ(login(kWrong), answer(CKR_PIN_INCORRECT));
+  EXPECT_EQ(login(), answer(CKR_PIN_LOCKED));
+  restart();
+  EXPECT_EQ(login(), answer(CKR_PIN_LOCKED));
+
+  ASSERT_EQ(login(kOfficerPin, CKU_SO), OK);
+  EXPECT_EQ(init_pin(kPin), OK);
+  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  EXPECT_EQ(login(), OK);
+}
+
+TEST_F(PinTest, ARightPinTakesBackTheCount) {
+  for (int i = 0; i < 25; ++i) {
+    EXPECT_EQ(login(kWrong), answer(CKR_PIN_INCORRECT));
+    EXPECT_EQ(login(), OK);
+    EXPECT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  }
+}
+
+TEST_F(PinTest, ANewPinOpensTheOldKeys) {
+  ASSERT_EQ(login(), OK);
+  const Handles keys = generate();
+  const Value fresh(64, 7);
+  const auto set_pin = [&](Value from, Value to) {
+    return answer(m_token->C_SetPIN(m_session, from.data(), from.size(), to.data(), to.size()));
+  };
+  EXPECT_EQ(set_pin(kPin, Value(65, 7)), answer(CKR_PIN_LEN_RANGE));
+  EXPECT_EQ(set_pin(kPin, Value(3, 7)), answer(CKR_PIN_LEN_RANGE));
+  EXPECT_EQ(set_pin(kWrong, fresh), answer(CKR_PIN_INCORRECT));
+  EXPECT_EQ(set_pin(kPin, fresh), OK);
+  restart();
+  EXPECT_EQ(login(), answer(CKR_PIN_INCORRECT));
+  EXPECT_EQ(login(fresh), OK);
+  Value signature;
+  EXPECT_EQ(sign(keys[1], CKM_ECDSA_SHA256, {1}, signature), OK);
+}
+
+TEST_F(PinTest, OnlyTheOfficersPinInitialisesATokenAnewAndThenAllIsGone) {
+  ASSERT_EQ(login(), OK);
+  generate();
+  EXPECT_EQ(init_token(kOfficerPin), answer(CKR_SESSION_EXISTS));
+  ASSERT_EQ(answer(m_token->C_CloseAllSessions(0)), OK);
+  EXPECT_EQ(init_token(kWrong), answer(CKR_PIN_INCORRECT));
+  open();
+  ASSERT_EQ(login(), OK);
+  EXPECT_EQ(find().size(), 2u);
+  ASSERT_EQ(answer(m_token->C_CloseAllSessions(0)), OK);
+  EXPECT_EQ(init_token(kOfficerPin), OK);
+  open();
+  EXPECT_EQ(find().size(), 0u);
+  EXPECT_EQ(login(), answer(CKR_USER_PIN_NOT_INITIALIZED));
+}
+
+TEST_F(PinTest, TheOfficerNeedsReadWriteSessionsAndTheUserLogsOutWithTheLast) {
+  const CK_SESSION_HANDLE writer = m_session;
+  open(CKF_SERIAL_SESSION);
+  EXPECT_EQ(login(kOfficerPin, CKU_SO), answer(CKR_SESSION_READ_ONLY_EXISTS));
+  ASSERT_EQ(login(), OK);
+  CK_SESSION_INFO info;
+  ASSERT_EQ(answer(m_token->C_GetSessionInfo(writer, &info)), OK);
+  EXPECT_EQ(info.state, CKS_RW_USER_FUNCTIONS);
+  ASSERT_EQ(answer(m_token->C_CloseSession(writer)), OK);
+  ASSERT_EQ(answer(m_token->C_CloseSession(m_session)), OK);
+  EXPECT_EQ(answer(m_token->C_CloseSession(m_session)), answer(CKR_SESSION_HANDLE_INVALID));
+  open();
+  ASSERT_EQ(answer(m_token->C_GetSessionInfo(m_session, &info)), OK);
+  EXPECT_EQ(info.state, CKS_RW_PUBLIC_SESSION);
+}
+
+}  // namespace
+}  // namespace token_test

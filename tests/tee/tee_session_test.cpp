@@ -1,0 +1,37 @@
+#include "tee/tee_session.h"
+
+#include "api/product_test.h"
+
+namespace ozk::tee {
+
+TEST_F(ProductTest, ALoginThatFailsIsThrownAndLeavesNothingOpen) {
+  const Botan::PKCS11::secure_string pin = {'4', '0', '7', '1', '8', '2', '9', '3', '\0'};
+  { (*test_support::UserSession()).set_pin(pin, {pin.begin(), pin.end() - 1}); }
+  EXPECT_THROW(product->get_zemp_vin(), Botan::PKCS11::PKCS11_ReturnError) << "a PIN without the zero byte";
+  const ::TEESession::TEESession without_login(false);
+  EXPECT_TRUE(without_login.m_valid);
+}
+
+TEST_F(ProductTest, WithoutATokenNothingFaults) {
+  token.remove();
+  const std::string generate = "ClientCertInitializer::generate_private_key";
+  const std::string set = "ClientCertInitializer::set_client_cert_and_move_key ";
+  EXPECT_EQ(product->generate_private_key("LYR"), ResultCode::INVALID_KEY_ID);
+  EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::CRYPTO_OP_ERROR);
+  EXPECT_EQ(product->set_client_cert_and_move_key("", "LYR_CSR", "BASE"), ResultCode::INVALID_KEY_ID);
+  EXPECT_EQ(product->set_client_cert_and_move_key("", "LYR_CSR", "LYR"), ResultCode::CRYPTO_OP_ERROR);
+  EXPECT_EQ(product->set_client_cert_and_move_key("", "", "LYR"), ResultCode::CRYPTO_OP_ERROR);
+  EXPECT_THAT(log.take(), ElementsAre(debug(generate), error(generate + " :: Invalid Key Id"),
+                                      debug(generate), debug(set + "==>"), debug(set + "==>"),
+                                      debug(set + "==>"), debug(set + "Delete LYR certificate and keys")));
+
+  for (const std::string key_id : {"LYR", "LYR_CSR", "BASE", "ZEMP"}) {
+    EXPECT_THAT(product->generate_csr("name", key_id), IsEmpty()) << key_id;
+    EXPECT_THAT(product->generate_signature(key_id, {1}, ""), IsEmpty()) << key_id;
+    EXPECT_EQ(product->get_public_key(key_id) + product->get_client_cert(key_id), "") << key_id;
+  }
+  EXPECT_EQ(product->get_zemp_vin(), "");
+  EXPECT_THROW(product->get_root_cert_bundle("1"), Botan::Not_Implemented);
+}
+
+}  // namespace ozk::tee
