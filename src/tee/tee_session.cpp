@@ -19,14 +19,15 @@ using Botan::PKCS11::Slot;
 const C_InitializeArgs kUseSystemLocks = {
     nullptr, nullptr, nullptr, nullptr, static_cast<Flags>(Flag::OsLockingOk), nullptr};
 
+constexpr auto kPlatformModule = "";  // an empty path is the platform's own token
+
 // The zero byte is part of the PIN.
 Botan::secure_vector<uint8_t> userPin() { return {'4', '0', '7', '1', '8', '2', '9', '3', '\0'}; }
 
 }  // namespace
 
-TEESession::TEESession(bool login) {
-  const std::string platform_module;  // an empty path is the platform's own token
-  m_module = std::make_unique<Module>(platform_module, kUseSystemLocks, nullptr);
+TEESession::TEESession(bool login)
+    : m_module(std::make_unique<Module>(kPlatformModule, kUseSystemLocks, nullptr)) {
   const auto slots = Slot::get_available_slots(*m_module, true);
   if (slots.empty()) {
     m_valid = false;

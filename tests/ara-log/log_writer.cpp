@@ -4,6 +4,7 @@
 #include <ara/log/logging.h>
 
 #include <cstdlib>
+#include <string>
 
 namespace {
 
@@ -16,7 +17,7 @@ struct Farewell {
 
 int main(int argc, char** argv) {
   if (argc != 4) return EXIT_FAILURE;
-  for (int count = std::atoi(argv[2]); count > 0; --count) {
+  for (int count = std::stoi(argv[2]); count > 0; --count) {
     ara::log::CreateLogger(argv[1], "writer").LogWarn() << argv[3];
   }
   return EXIT_SUCCESS;

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "fake_token_test.h"
+#include "support/temporary_folder.h"
 
 namespace {
 
@@ -61,6 +62,8 @@ TEST_F(ModuleTest, FindsThePlatformsTokenThroughTheEnvironmentOrBesideTheLibrary
   ::setenv("TEE_PKCS11_MODULE", "/nowhere/token.so", 1);
   EXPECT_THAT(message_of<Botan::System_Error>([] { gated(""); }), testing::HasSubstr("/nowhere/token.so"));
   ::unsetenv("TEE_PKCS11_MODULE");
+  const test_support::TemporaryFolder empty_token;
+  ::setenv("TEE_TOKEN_DIR", empty_token.path().c_str(), 1);
   EXPECT_EQ(gated("")->get_info().cryptokiVersion.major, 2);
 }
 

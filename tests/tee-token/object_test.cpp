@@ -130,19 +130,6 @@ TEST_F(ObjectTest, ModifiableCopyableAndDestroyableAreHonoured) {
   EXPECT_THAT(find(), testing::ElementsAre(fixed, made));
 }
 
-TEST_F(ObjectTest, AReadOnlySessionChangesOnlyItsOwnObjects) {
-  CK_OBJECT_HANDLE object = 0, own = 0;
-  ASSERT_EQ(create(data("x"), &object), OK);
-  open(CKF_SERIAL_SESSION);
-  EXPECT_EQ(create(data("y")), answer(CKR_SESSION_READ_ONLY));
-  EXPECT_EQ(destroy(object), answer(CKR_SESSION_READ_ONLY));
-  EXPECT_EQ(create(Class(CKO_DATA).text(CKA_VALUE, "z"), &own), OK);
-  EXPECT_THAT(find(), testing::ElementsAre(object, own));
-  ASSERT_EQ(answer(m_token->C_CloseSession(m_session)), OK);
-  open();
-  EXPECT_THAT(find(), testing::ElementsAre(object));
-}
-
 TEST_F(ObjectTest, SearchesMatchAllAttributesInOrderOfCreation) {
   Handles made(60);
   for (std::size_t i = 0; i < made.size(); ++i) {
@@ -156,13 +143,6 @@ TEST_F(ObjectTest, SearchesMatchAllAttributesInOrderOfCreation) {
   EXPECT_THAT(find(Template().text(CKA_LABEL, "other").text(TEE_CKA_VENDOR_CLIENT_ID, "rare")),
               testing::IsEmpty());
   EXPECT_THAT(find(Template().text(CKA_LABEL, "thir")), testing::IsEmpty());
-}
-
-TEST_F(ObjectTest, ASessionHasOneOperationAtATime) {
-  EXPECT_EQ(answer(m_token->C_FindObjectsFinal(m_session)), answer(CKR_OPERATION_NOT_INITIALIZED));
-  ASSERT_EQ(answer(m_token->C_FindObjectsInit(m_session, nullptr, 0)), OK);
-  EXPECT_EQ(answer(m_token->C_FindObjectsInit(m_session, nullptr, 0)), answer(CKR_OPERATION_ACTIVE));
-  EXPECT_EQ(answer(m_token->C_FindObjectsFinal(m_session)), OK);
 }
 
 }  // namespace

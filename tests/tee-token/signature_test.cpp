@@ -38,15 +38,6 @@ TEST_F(SignatureTest, HashingInTheTokenIsTheSameAsBefore) {
   EXPECT_EQ(verify(m_public, CKM_ECDSA_SHA256, m_data, m_signature), OK);
 }
 
-TEST_F(SignatureTest, AMessageInPartsIsTheWholeMessage) {
-  CK_ULONG length = 64;
-  ASSERT_EQ(begin(CKM_ECDSA_SHA256), OK);
-  EXPECT_EQ(answer(m_token->C_SignUpdate(m_session, m_data.data(), 1)), OK);
-  EXPECT_EQ(answer(m_token->C_SignUpdate(m_session, m_data.data() + 1, 999)), OK);
-  EXPECT_EQ(answer(m_token->C_SignFinal(m_session, m_signature.data(), &length)), OK);
-  EXPECT_EQ(verify(m_public, CKM_ECDSA_SHA256, m_data, m_signature), OK);
-}
-
 TEST_F(SignatureTest, LengthQueryKeepsTheOperationActiveAndEverythingElseEndsIt) {
   CK_ULONG length = 0;
   ASSERT_EQ(begin(CKM_ECDSA_SHA256), OK);
@@ -80,24 +71,6 @@ TEST_F(SignatureTest, OnlyAFittingKeyOfTheLoggedInUserSigns) {
   EXPECT_EQ(answer(m_token->C_Sign(m_session, m_data.data(), 1, m_signature.data(), &length)),
             answer(CKR_OPERATION_NOT_INITIALIZED));
   EXPECT_EQ(sign(other, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_HANDLE_INVALID));
-}
-
-TEST_F(SignatureTest, TheOtherCurvesSignWithTheirOwnWidth) {
-  const struct {
-    Value params;
-    std::size_t length;
-  } curves[] = {{{0x06, 0x05, 0x2B, 0x81, 0x04, 0x00, 0x22}, 96},
-                {{0x06, 0x05, 0x2B, 0x81, 0x04, 0x00, 0x23}, 132}};
-  for (const auto& curve : curves) {
-    Template public_half = Template().add(CKA_EC_PARAMS, curve.params), private_half;
-    CK_MECHANISM mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
-    ASSERT_EQ(answer(m_token->C_GenerateKeyPair(m_session, &mechanism, public_half.data(), 1, nullptr, 0,
-                                                &m_public, &m_private)),
-              OK);
-    ASSERT_EQ(sign(m_private, CKM_ECDSA_SHA512, m_data, m_signature), OK);
-    EXPECT_EQ(m_signature.size(), curve.length);
-    EXPECT_EQ(verify(m_public, CKM_ECDSA_SHA512, m_data, m_signature), OK);
-  }
 }
 
 }  // namespace

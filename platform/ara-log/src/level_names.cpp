@@ -15,6 +15,7 @@ constexpr std::array<std::string_view, 7> kNames = {"off",  "fatal", "error",  "
 
 std::string_view LevelName(LogLevel level) noexcept {
   const auto number = static_cast<std::size_t>(level);
+  // cppcheck-suppress returnDanglingLifetime; the view is of a literal
   return number < kNames.size() ? kNames[number] : "?";
 }
 

@@ -16,7 +16,7 @@ CipherContext new_context() { return CipherContext(require_handle(EVP_CIPHER_CTX
 
 Bytes random_bytes(std::size_t length) {
   Bytes bytes(length);
-  require_openssl(RAND_priv_bytes(bytes.data(), static_cast<int>(length)) == 1, "random generation");
+  require_openssl(RAND_priv_bytes_ex(nullptr, bytes.data(), length, 0) == 1, "random generation");
   return bytes;
 }
 

@@ -11,7 +11,8 @@ extern "C" {
 /* Vendor attributes: stored and matched like any other. */
 #define TEE_CKA_VENDOR_KEY_ID 0x80001002UL    /* bytes: the key identifier that owns the object */
 #define TEE_CKA_VENDOR_CLIENT_ID 0x80001003UL /* bytes: the client application that owns the object */
-#define TEE_CKA_VENDOR_PERMANENT 0x80001004UL /* CK_BBOOL: true on installed objects; the token alone sets it */
+#define TEE_CKA_VENDOR_PERMANENT \
+  0x80001004UL /* CK_BBOOL: true on installed objects; the token alone sets it */
 
 /* CKA_CERTIFICATE_TYPE of a chain: its CKA_VALUE is the DER certificates back to back, leaf first. */
 #define TEE_CKC_CERTIFICATE_CHAIN 0x80001001UL
@@ -29,25 +30,28 @@ typedef struct tee_interface {
 typedef CK_RV (*TEE_C_GetInterface)(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** interface,
                                     CK_FLAGS flags);
 
+/* Puts one key pair and its certificate chain in the place of the installed ones, in one transaction.
+ *
+ * `installed` are the handles of all permanent objects of this client and key identifier (none before the
+ * first installation), `added` those of one temporary public key, private key and chain. On CKR_OK the
+ * installed objects are gone and permanent copies of the added ones, with new handles, are there; the added
+ * objects stay. Any other answer has changed nothing:
+ *
+ * - CKR_OBJECT_HANDLE_INVALID: a handle is unknown, of another client or key identifier, or in the wrong
+ *   state.
+ * - CKR_ARGUMENTS_BAD: `added` is not one public key, one private key and one chain, or `installed` is not
+ *   the whole permanent set.
+ * - CKR_KEY_HANDLE_INVALID: the public key is not the private key's.
+ * - CKR_DATA_INVALID: the chain cannot be read, or none of its certificates carries the public key (an empty
+ *   chain is accepted).
+ * - The codes of session, login and device that Cryptoki has for C_CopyObject. */
+typedef CK_RV (*TEE_SetClientCertAndMoveKey)(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed,
+                                             CK_ULONG installed_count, const CK_OBJECT_HANDLE* added,
+                                             CK_ULONG added_count);
+
 typedef struct tee_function_list {
   CK_VERSION version; /* 1.0 */
-
-  /* Puts one key pair and its certificate chain in the place of the installed ones, in one transaction.
-   *
-   * `installed` are the handles of all permanent objects of this client and key identifier (none before the first
-   * installation), `added` those of one temporary public key, private key and chain. On CKR_OK the installed
-   * objects are gone and permanent copies of the added ones, with new handles, are there; the added objects stay.
-   * Any other answer has changed nothing:
-   *   CKR_OBJECT_HANDLE_INVALID   a handle is unknown, of another client or key identifier, or in the wrong state
-   *   CKR_ARGUMENTS_BAD           `added` is not one public key, one private key and one chain, or `installed`
-   *                               is not the whole permanent set
-   *   CKR_KEY_HANDLE_INVALID      the public key is not the private key's
-   *   CKR_DATA_INVALID            the chain cannot be read, or none of its certificates carries the public key
-   *                               (an empty chain is accepted)
-   *   and the codes of session, login and device that Cryptoki has for C_CopyObject. */
-  CK_RV (*set_client_cert_and_move_key)(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed,
-                                        CK_ULONG installed_count, const CK_OBJECT_HANDLE* added,
-                                        CK_ULONG added_count);
+  TEE_SetClientCertAndMoveKey set_client_cert_and_move_key;
 } TEE_FUNCTION_LIST;
 
 #ifdef __cplusplus
