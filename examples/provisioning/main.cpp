@@ -16,10 +16,10 @@ namespace {
 
 using namespace provisioning;
 
-/// A new folder, made the current one; removed at the end unless it is to be kept.
+/// A new folder, made the current one; removed when all is well, unless it is to be kept.
 class WorkingFolder {
  public:
-  explicit WorkingFolder(bool keep) : m_keep(keep) {
+  WorkingFolder() {
     const char* const temporary = std::getenv("TMPDIR");
     m_path = std::string(temporary != nullptr ? temporary : "/tmp") + "/provisioning-XXXXXX";
     if (::mkdtemp(&m_path[0]) == nullptr || ::chdir(m_path.c_str()) != 0) {
@@ -27,17 +27,11 @@ class WorkingFolder {
     }
   }
 
-  ~WorkingFolder() {
-    if (!m_keep) {
-      run("rm -rf '" + m_path + "'");
-    }
-  }
-
+  void remove() const { run("rm -rf '" + m_path + "'"); }
   const std::string& path() const { return m_path; }
 
  private:
   std::string m_path;
-  bool m_keep;
 };
 
 /// The folder of this program, where tee-token is too.
@@ -79,20 +73,27 @@ int main(int argc, char** argv) {
     std::cerr << "usage: provisioning [--keep]\n";
     return 2;
   }
+  std::string kept;
   try {
     const std::string tee_token = program_folder() + "/tee-token";
-    const WorkingFolder folder(keep);
-    set_environment(folder.path());
+    const WorkingFolder folder;
+    kept = folder.path();
+    set_environment(kept);
     Provisioning device(tee_token);
     play(device);
     std::cout << "all " << steps_reported() << " steps held\n";
     if (keep) {
-      std::cout << "kept; look at the token with: TEE_TOKEN_DIR=" << folder.path() << "/token " << tee_token
+      std::cout << "kept; look at the token with: TEE_TOKEN_DIR=" << kept << "/token " << tee_token
                 << " list\n";
+    } else {
+      folder.remove();
     }
     return 0;
   } catch (const std::exception& failure) {
     std::cerr << "provisioning: " << failure.what() << "\n";
+    if (!kept.empty()) {
+      std::cerr << "token and log were left in " << kept << "\n";
+    }
     return 1;
   }
 }

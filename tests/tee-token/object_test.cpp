@@ -93,6 +93,9 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
   for (const auto& each : cases) {
     EXPECT_EQ(create(each.object), answer(each.code)) << each.fault;
   }
+  Template whole = data("x");
+  EXPECT_EQ(answer(m_token->C_CreateObject(m_session, whole.data(), whole.size(), nullptr)),
+            answer(CKR_ARGUMENTS_BAD));
   EXPECT_THAT(find(), testing::IsEmpty());
   EXPECT_EQ(create(certificate().flag(CKA_TRUSTED, false)), OK);
 }
@@ -100,7 +103,15 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
 TEST_F(ObjectTest, TheOfficerAloneTrusts) {
   ASSERT_EQ(login(kOfficerPin, CKU_SO), OK);
   EXPECT_EQ(create(certificate().flag(CKA_TRUSTED, true).flag(CKA_TOKEN, true)), OK);
-  EXPECT_EQ(find(Template().flag(CKA_TRUSTED, true)).size(), 1u);
+  const Handles trusted = find(Template().flag(CKA_TRUSTED, true));
+  ASSERT_EQ(trusted.size(), 1u);
+  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  CK_OBJECT_HANDLE copy = 0;
+  Template label = Template().text(CKA_LABEL, "moved");
+  EXPECT_EQ(answer(m_token->C_SetAttributeValue(m_session, trusted[0], label.data(), 1)),
+            answer(CKR_ACTION_PROHIBITED));
+  ASSERT_EQ(answer(m_token->C_CopyObject(m_session, trusted[0], label.data(), 1, &copy)), OK);
+  EXPECT_EQ(find(Template().flag(CKA_TRUSTED, true)), trusted) << "the copy is not trusted";
 }
 
 TEST_F(ObjectTest, ModifiableCopyableAndDestroyableAreHonoured) {

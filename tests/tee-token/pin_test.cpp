@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "token_test.h"
 
 namespace token_test {
@@ -32,6 +34,18 @@ TEST_F(PinTest, TenWrongTriesLockThePinAcrossRestartsUntilTheOfficerSetsAnother)
   ASSERT_EQ(login(kOfficerPin, CKU_SO), OK);
   EXPECT_EQ(init_pin(kPin), OK);
   ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  EXPECT_EQ(login(), OK);
+}
+
+TEST_F(PinTest, OnlyAPinThatIsJudgedCountsAsATry) {
+  ASSERT_EQ(::chmod(file("device.key").c_str(), 0640), 0);
+  for (int i = 0; i < 11; ++i) {
+    EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
+  }
+  ASSERT_EQ(::chmod(file("device.key").c_str(), 0600), 0);
+  for (int i = 0; i < 11; ++i) {
+    EXPECT_EQ(login({}), answer(CKR_PIN_INCORRECT));
+  }
   EXPECT_EQ(login(), OK);
 }
 

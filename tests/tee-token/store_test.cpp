@@ -1,4 +1,6 @@
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -98,7 +100,14 @@ TEST_F(StoreTest, DamagedFilesAreRefusedByNameOfTheFile) {
   EXPECT_EQ(content(file("token.db")), std::string(store.size(), 'x'));
   put("token.db", store);
 
+  std::filesystem::remove(file("device.key"));
+  reopen();
+  EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
+  ASSERT_EQ(answer(m_token->C_CloseAllSessions(0)), OK);
+  EXPECT_EQ(init_token(kOfficerPin), answer(CKR_DEVICE_ERROR));
+  EXPECT_FALSE(std::filesystem::exists(file("device.key"))) << "a new one would only hide the loss";
   put("device.key", key.substr(1));
+  ::chmod(file("device.key").c_str(), 0600);
   ASSERT_EQ(reopen(), OK);
   EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
   put("device.key", std::string(32, 'x'));
@@ -113,11 +122,45 @@ TEST_F(StoreTest, DamagedFilesAreRefusedByNameOfTheFile) {
   EXPECT_EQ(login(), OK);
 }
 
+TEST_F(StoreTest, AlteredAttributesAreDamageNotValues) {
+  ASSERT_EQ(login(), OK);
+  const Handles keys = generate();
+  alter_store("UPDATE attribute SET value = x'' WHERE type = 0 AND object = " + std::to_string(keys[1]));
+  Value signature;
+  EXPECT_EQ(sign(keys[1], CKM_ECDSA_SHA256, {1}, signature), answer(CKR_DEVICE_ERROR));
+}
+
 TEST_F(StoreTest, ATokenMadeAnewBehindTheLoginIsNotWrittenTo) {
   ASSERT_EQ(login(), OK);
   alter_store("UPDATE token SET serial = 'another'");
   EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), answer(CKR_DEVICE_REMOVED));
+  Value value;
+  EXPECT_EQ(read(1, CKA_LABEL, value), answer(CKR_DEVICE_REMOVED));
+  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
   EXPECT_THAT(find(), testing::IsEmpty());
+}
+
+// Several processes make the token at once: one of them does, the others are told, and its PIN opens it.
+TEST_F(StoreTest, OneOfSeveralInitialisationsWins) {
+  for (int round = 0; round < 10; ++round) {
+    std::filesystem::remove_all(folder());
+    m_token->C_Finalize(nullptr);
+    std::vector<pid_t> children;
+    for (int i = 0; i < 3; ++i) {
+      children.push_back(::fork());
+      if (children.back() == 0) {
+        m_token->C_Initialize(nullptr);
+        ::_exit(init_token(kOfficerPin) == OK ? 0 : 1);
+      }
+    }
+    for (const pid_t child : children) {
+      int status = 1;
+      ::waitpid(child, &status, 0);
+      EXPECT_EQ(status, 0) << "all have the same officer's PIN";
+    }
+    ASSERT_EQ(reopen(), OK);
+    EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
+  }
 }
 
 }  // namespace

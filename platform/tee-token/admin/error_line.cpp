@@ -1,6 +1,6 @@
 #include "error_line.h"
 
-#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -26,22 +26,20 @@ const std::map<CK_RV, const char*> kHints = {
 
 }  // namespace
 
-FailureLines::FailureLines() {
-  int ends[2];
-  // Neither end may ever make this program wait.
-  if (::pipe2(ends, O_NONBLOCK) == 0) {
-    m_reader = ends[0];
-    ::setenv("TEE_TOKEN_LOG", "all", 0);
-    ::setenv("TEE_TOKEN_LOG_FD", std::to_string(ends[1]).c_str(), 0);
+FailureLines::FailureLines() : m_file(::memfd_create("tee-token failure lines", 0)) {
+  if (m_file >= 0) {
+    ::setenv("TEE_TOKEN_LOG", "all", 1);
+    ::setenv("TEE_TOKEN_LOG_FD", std::to_string(m_file).c_str(), 1);
   }
 }
 
-FailureLines::~FailureLines() { ::close(m_reader); }
+FailureLines::~FailureLines() { ::close(m_file); }
 
 std::string FailureLines::last() const {
   std::string text;
   char part[4096];
-  for (ssize_t length = 0; (length = ::read(m_reader, part, sizeof part)) > 0;) {
+  for (ssize_t length = 0;
+       (length = ::pread(m_file, part, sizeof part, static_cast<off_t>(text.size()))) > 0;) {
     text.append(part, static_cast<std::size_t>(length));
   }
   if (!text.empty() && text.back() == '\n') {

@@ -19,7 +19,7 @@ class FailureLines {
   std::string last() const;
 
  private:
-  int m_reader = -1;
+  int m_file;  // in memory
 };
 
 /// The one line that tells a user what a token's answer means and what to do about it.

@@ -20,11 +20,15 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The value of an attribute; empty when the object has none that can be read.
+/// The value of an attribute; empty when the object has none, or none that is given away.
 std::vector<std::uint8_t> value_of(const Object& object, CK_ATTRIBUTE_TYPE type) {
   try {
     return Botan::unlock(object.get_attribute_value(static_cast<AttributeType>(type)));
-  } catch (const PKCS11_ReturnError&) {
+  } catch (const PKCS11_ReturnError& error) {
+    if (error.get_return_value() != ReturnValue::AttributeTypeInvalid &&
+        error.get_return_value() != ReturnValue::AttributeSensitive) {
+      throw;
+    }
     return {};
   }
 }

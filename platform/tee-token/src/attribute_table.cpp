@@ -115,12 +115,21 @@ Classes bit_of(CK_OBJECT_CLASS object_class) {
   }
 }
 
+bool has_layout(const AttributeRule& rule, const Bytes& value) {
+  switch (rule.layout) {
+    case Layout::kBool:
+      return value.size() == 1 && value[0] <= 1;
+    case Layout::kNumber:
+      return value.size() == sizeof(CK_ULONG);
+    case Layout::kDate:
+      return value.empty() || value.size() == sizeof(CK_DATE);
+    default:
+      return true;
+  }
+}
+
 void require_layout(const AttributeRule& rule, const Bytes& value) {
-  const bool fits = rule.layout == Layout::kBool     ? value.size() == 1 && value[0] <= 1
-                    : rule.layout == Layout::kNumber ? value.size() == sizeof(CK_ULONG)
-                    : rule.layout == Layout::kDate   ? value.empty() || value.size() == sizeof(CK_DATE)
-                                                     : true;
-  if (!fits) {
+  if (!has_layout(rule, value)) {
     throw Error(CKR_ATTRIBUTE_VALUE_INVALID, std::string(rule.name) + " does not take a value of " +
                                                  std::to_string(value.size()) + " bytes");
   }

@@ -51,6 +51,9 @@ struct AttributeRules {
 /// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not keep.
 Classes bit_of(CK_OBJECT_CLASS object_class);
 
+/// Whether `value` has the layout that `rule` asks for.
+bool has_layout(const AttributeRule& rule, const Bytes& value);
+
 /// Throws CKR_ATTRIBUTE_VALUE_INVALID unless `value` has the layout that `rule` asks for.
 void require_layout(const AttributeRule& rule, const Bytes& value);
 

@@ -1,7 +1,5 @@
 #include "certificate_chain.h"
 
-#include <openssl/err.h>
-
 namespace tee_token {
 
 bool chain_carries(const Bytes& chain, const EcPublicKey& key) {
@@ -11,13 +9,11 @@ bool chain_carries(const Bytes& chain, const EcPublicKey& key) {
   while (next != end) {
     const X509Certificate certificate(d2i_X509(nullptr, &next, end - next));
     if (certificate == nullptr) {
-      ERR_clear_error();
       return false;
     }
     const EVP_PKEY* const carried = X509_get0_pubkey(certificate.get());
     carries = carries || (carried != nullptr && key.equals(carried));
   }
-  ERR_clear_error();
   return carries;
 }
 

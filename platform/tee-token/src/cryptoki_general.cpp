@@ -24,15 +24,12 @@ void require_usable(const CK_C_INITIALIZE_ARGS& args) {
 }  // namespace
 
 CK_RV C_Initialize(void* args) {
-  try {
+  return answer_of("C_Initialize", [&] {
     if (args != nullptr) {
       require_usable(*static_cast<const CK_C_INITIALIZE_ARGS*>(args));
     }
     Module::initialise();
-    return CKR_OK;
-  } catch (...) {
-    return answer_for_current_exception("C_Initialize", "");
-  }
+  });
 }
 
 CK_RV C_Finalize(void* reserved) {

@@ -5,14 +5,16 @@ using namespace tee_token;
 CK_RV C_CreateObject(CK_SESSION_HANDLE session, CK_ATTRIBUTE* given, CK_ULONG count,
                      CK_OBJECT_HANDLE* object) {
   return entry_point("C_CreateObject", [&](Module& module) {
-    *required(object) = module.session(session).create(Attributes(given, count));
+    required(object);
+    *object = module.session(session).create(Attributes(given, count));
   });
 }
 
 CK_RV C_CopyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* changes, CK_ULONG count,
                    CK_OBJECT_HANDLE* copy) {
   return entry_point("C_CopyObject", [&](Module& module) {
-    *required(copy) = module.session(session).copy(object, Attributes(changes, count));
+    required(copy);
+    *copy = module.session(session).copy(object, Attributes(changes, count));
   });
 }
 

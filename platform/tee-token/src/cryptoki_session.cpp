@@ -3,8 +3,10 @@
 using namespace tee_token;
 
 CK_RV C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, void*, CK_NOTIFY, CK_SESSION_HANDLE* session) {
-  return entry_point("C_OpenSession",
-                     [&](Module& module) { *required(session) = module.open_session(slot, flags); });
+  return entry_point("C_OpenSession", [&](Module& module) {
+    required(session);
+    *session = module.open_session(slot, flags);
+  });
 }
 
 CK_RV C_CloseSession(CK_SESSION_HANDLE session) {

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 
 #include "error.h"
 #include "file_descriptor.h"
@@ -21,6 +22,10 @@ std::string variable(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
+std::string absolute(const std::string& path) {
+  return path.empty() ? path : std::filesystem::absolute(path).string();
+}
+
 bool is_there(const std::string& path) {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0;
@@ -29,8 +34,10 @@ bool is_there(const std::string& path) {
 }  // namespace
 
 DeviceFolder DeviceFolder::of_environment() {
-  const std::string folder = variable("TEE_TOKEN_DIR");
-  const std::string data = variable("XDG_DATA_HOME");
+  // Absolute from the start: the program may change its folder while the token is in use.
+  const std::string folder = absolute(variable("TEE_TOKEN_DIR"));
+  std::string data = variable("XDG_DATA_HOME");
+  data = data[0] == '/' ? data : "";  // "all paths must be absolute" (XDG Base Directory Specification)
   const std::string home = variable("HOME");
   return DeviceFolder(!folder.empty() ? folder
                       : !data.empty() ? data + "/tee-token"
@@ -84,11 +91,10 @@ Bytes DeviceFolder::device_key() const {
   return key;
 }
 
-Bytes DeviceFolder::device_key_made_if_absent() const {
+void DeviceFolder::make_device_key_if_absent() const {
   if (!is_there(file(kDeviceKey))) {
     write_private_file(file(kDeviceKey), random_bytes(kKeyLength));
   }
-  return device_key();
 }
 
 }  // namespace tee_token

@@ -29,8 +29,8 @@ class DeviceFolder {
   /// The device-unique key. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or damaged.
   Bytes device_key() const;
 
-  /// `device_key`, made first where there is none.
-  Bytes device_key_made_if_absent() const;
+  /// Makes the device key of a new token; one that is there stays.
+  void make_device_key_if_absent() const;
 
  private:
   std::string m_path;

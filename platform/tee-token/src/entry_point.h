@@ -1,22 +1,40 @@
 #pragma once
 
+#include <openssl/err.h>
+
 #include "failure_line.h"
 #include "module.h"
 
 namespace tee_token {
 
-/// Runs one Cryptoki call: finds the module, locks it, and turns what is thrown into the call's answer.
+/// Runs `operation` and turns what it throws into the answer of `call`. libcrypto's error queue, which is the
+/// host program's too, is left as it was.
+template <typename Operation>
+CK_RV answer_of(const char* call, Operation operation) noexcept {
+  const std::lock_guard<std::mutex> lock(Module::mutex());
+  ERR_set_mark();
+  CK_RV answer = CKR_OK;
+  try {
+    operation();
+  } catch (...) {
+    const Module* const module = Module::current();
+    answer =
+        answer_for_current_exception(call, module == nullptr ? "" : module->token().folder().path().c_str());
+  }
+  ERR_pop_to_mark();
+  return answer;
+}
+
+/// `answer_of` for a call that needs the module.
 template <typename Operation>
 CK_RV entry_point(const char* call, Operation operation) noexcept {
-  std::shared_ptr<Module> module;
-  try {
-    module = Module::current();
-    const std::lock_guard<std::mutex> lock(module->mutex());
+  return answer_of(call, [&] {
+    Module* const module = Module::current();
+    if (module == nullptr) {
+      throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
+    }
     operation(*module);
-    return CKR_OK;
-  } catch (...) {
-    return answer_for_current_exception(call, module == nullptr ? "" : module->token().folder().path());
-  }
+  });
 }
 
 /// `pointer` itself. Throws CKR_ARGUMENTS_BAD when it is null.

@@ -1,7 +1,9 @@
 #include "failure_line.h"
 
+#include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -25,23 +27,38 @@ Shown wanted() {
 }
 
 int destination() {
-  const char* setting = ::secure_getenv("TEE_TOKEN_LOG_FD");
-  return setting == nullptr ? STDERR_FILENO : static_cast<int>(std::strtol(setting, nullptr, 10));
+  const char* const setting = ::secure_getenv("TEE_TOKEN_LOG_FD");
+  char* end = nullptr;
+  const long number = setting == nullptr ? STDERR_FILENO : std::strtol(setting, &end, 10);
+  const bool usable = setting == nullptr || (end != setting && *end == '\0' && number > 0);
+  return usable ? static_cast<int>(number) : STDERR_FILENO;
 }
 
-void write_line(const char* call, CK_RV code, const std::string& folder, const char* reason, Shown level) {
+// In one write, so that lines of several processes do not mix. A reader that has gone away is no reason for a
+// signal to end the host program.
+void write_quietly(const std::string& line) {
+  sigset_t pipe_signal, before;
+  sigemptyset(&pipe_signal);
+  sigaddset(&pipe_signal, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
+  if (::write(destination(), line.data(), line.size()) < 0 && errno == EPIPE &&
+      sigismember(&before, SIGPIPE) == 0) {
+    const timespec at_once = {0, 0};
+    sigtimedwait(&pipe_signal, nullptr, &at_once);
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+void write_line(const char* call, CK_RV code, const char* folder, const char* reason, Shown level) {
   if (level > wanted()) {
     return;
   }
   const std::string line = std::string("tee-token: ") + call + ": " + return_value_name(code) + ": " +
                            folder + ": " + reason + "\n";
-  // One write, so that lines of several processes do not mix; a closed file is the caller's choice.
-  const ssize_t ignored = ::write(destination(), line.data(), line.size());
-  static_cast<void>(ignored);
+  write_quietly(line);
 }
 
-CK_RV told(const char* call, CK_RV code, const std::string& folder, const char* reason,
-           Shown level) noexcept {
+CK_RV told(const char* call, CK_RV code, const char* folder, const char* reason, Shown level) noexcept {
   try {
     write_line(call, code, folder, reason, level);
   } catch (const std::bad_alloc&) {
@@ -52,7 +69,7 @@ CK_RV told(const char* call, CK_RV code, const std::string& folder, const char* 
 
 }  // namespace
 
-CK_RV answer_for_current_exception(const char* call, const std::string& folder) noexcept {
+CK_RV answer_for_current_exception(const char* call, const char* folder) noexcept {
   try {
     throw;
   } catch (const Failure& failure) {

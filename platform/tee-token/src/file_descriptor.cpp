@@ -12,12 +12,6 @@
 namespace tee_token {
 namespace {
 
-[[noreturn]] void fail(const std::string& action, const std::string& path) {
-  const int error = errno;
-  throw Failure(error == ENOSPC ? CKR_DEVICE_MEMORY : CKR_DEVICE_ERROR,
-                "cannot " + action + " " + path + ": " + std::strerror(error));
-}
-
 void require_private(const struct stat& status, const std::string& path) {
   if (!S_ISREG(status.st_mode)) {
     throw Failure(CKR_DEVICE_ERROR, path + " is not a plain file");
@@ -33,7 +27,21 @@ void require_private(const struct stat& status, const std::string& path) {
 
 std::string folder_of(const std::string& path) { return path.substr(0, path.find_last_of('/')); }
 
+bool write_all(const FileDescriptor& file, ByteView content) {
+  const ssize_t written = ::write(file.get(), content.data, content.size);
+  if (written >= 0 && written != static_cast<ssize_t>(content.size)) {
+    errno = ENOSPC;
+  }
+  return written == static_cast<ssize_t>(content.size);
+}
+
 }  // namespace
+
+void fail_with_errno(const std::string& action, const std::string& path) {
+  const int error = errno;
+  throw Failure(error == ENOSPC || error == EDQUOT ? CKR_DEVICE_MEMORY : CKR_DEVICE_ERROR,
+                "cannot " + action + " " + path + ": " + std::strerror(error));
+}
 
 FileDescriptor::~FileDescriptor() {
   if (m_number >= 0) {
@@ -44,11 +52,11 @@ FileDescriptor::~FileDescriptor() {
 FileDescriptor open_private_file(const std::string& path, int flags) {
   FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (file.get() < 0) {
-    fail("open", path);
+    fail_with_errno("open", path);
   }
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) {
-    fail("look at", path);
+    fail_with_errno("look at", path);
   }
   require_private(status, path);
   return file;
@@ -57,7 +65,7 @@ FileDescriptor open_private_file(const std::string& path, int flags) {
 void require_private_file(const std::string& path) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) {
-    fail("look at", path);
+    fail_with_errno("look at", path);
   }
   require_private(status, path);
 }
@@ -67,18 +75,16 @@ void write_private_file(const std::string& path, ByteView content) {
   {
     const FileDescriptor file(
         ::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (file.get() < 0 ||
-        ::write(file.get(), content.data, content.size) != static_cast<ssize_t>(content.size) ||
-        ::fsync(file.get()) != 0) {
-      fail("write", draft);
+    if (file.get() < 0 || !write_all(file, content) || ::fsync(file.get()) != 0) {
+      fail_with_errno("write", draft);
     }
   }
   if (::rename(draft.c_str(), path.c_str()) != 0) {
-    fail("rename " + draft + " to", path);
+    fail_with_errno("rename " + draft + " to", path);
   }
   const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
-    fail("sync the folder of", path);
+    fail_with_errno("sync the folder of", path);
   }
 }
 

@@ -20,6 +20,10 @@ class FileDescriptor {
   int m_number;
 };
 
+/// Throws a Failure that says what errno says: CKR_DEVICE_MEMORY when there is no room, else
+/// CKR_DEVICE_ERROR.
+[[noreturn]] void fail_with_errno(const std::string& action, const std::string& path);
+
 /// Opens a file of the token folder with open(2)'s `flags`, never through a link; O_CREAT makes it with mode
 /// 0600. Throws a Failure (CKR_DEVICE_ERROR) when that fails or the file is not a plain one that its owner
 /// alone may use.

@@ -1,5 +1,6 @@
 #include "module.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -7,39 +8,43 @@
 namespace tee_token {
 namespace {
 
-std::shared_ptr<Module> g_module;
+struct Process {
+  std::mutex mutex;
+  std::unique_ptr<Module> module;
+};
+
+// Never destroyed: calls may come while the program exits.
+Process& process() {
+  static Process& only = *[] {
+    auto* const made = new Process;
+    ::pthread_atfork([] { process().mutex.lock(); }, [] { process().mutex.unlock(); },
+                     [] { process().mutex.unlock(); });
+    return made;
+  }();
+  return only;
+}
 
 }  // namespace
 
 Module::Module(DeviceFolder folder) : m_process(::getpid()), m_token(std::move(folder)) {}
 
-std::shared_ptr<Module> Module::current() {
-  std::shared_ptr<Module> module = std::atomic_load(&g_module);
-  if (module == nullptr || module->m_process != ::getpid()) {
-    throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
-  }
-  return module;
+std::mutex& Module::mutex() { return process().mutex; }
+
+Module* Module::current() {
+  Module* const module = process().module.get();
+  return module != nullptr && module->m_process == ::getpid() ? module : nullptr;
 }
 
 void Module::initialise() {
-  auto fresh = std::make_shared<Module>(DeviceFolder::of_environment());
-  std::shared_ptr<Module> present = std::atomic_load(&g_module);
-  if (present != nullptr && present->m_process == ::getpid()) {
+  if (current() != nullptr) {
     throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "C_Finalize comes first");
   }
-  if (present != nullptr) {
-    // The parent's module: its database connection must not be closed here, so it is given up, not destroyed.
-    new std::shared_ptr<Module>(present);
-  }
-  if (!std::atomic_compare_exchange_strong(&g_module, &present, fresh)) {
-    throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "another thread was first");
-  }
+  // A parent's module is given up, not destroyed: its database connection must not be closed in the child.
+  process().module.release();
+  process().module = std::make_unique<Module>(DeviceFolder::of_environment());
 }
 
-void Module::finalise() {
-  std::shared_ptr<Module> ended = current();
-  std::atomic_compare_exchange_strong(&g_module, &ended, std::shared_ptr<Module>());
-}
+void Module::finalise() { process().module.reset(); }
 
 void Module::require_slot(CK_SLOT_ID slot) {
   if (slot != kSlot) {

@@ -13,20 +13,25 @@ namespace tee_token {
 /// The one slot.
 constexpr CK_SLOT_ID kSlot = 0;
 
-/// Everything between C_Initialize and C_Finalize. One call works in it at a time.
+/// Everything between C_Initialize and C_Finalize. One call works in it at a time: whoever uses the static
+/// functions or the module holds `mutex()`.
 class Module {
  public:
   explicit Module(DeviceFolder folder);
 
-  /// The process's module. Throws CKR_CRYPTOKI_NOT_INITIALIZED when there is none, also in a child that was
-  /// forked off: it has to initialise for itself.
-  static std::shared_ptr<Module> current();
+  /// Held during each call. A fork waits for it, so that no child begins in the middle of a transaction.
+  static std::mutex& mutex();
+
+  /// The process's module; null when it is not initialised, also in a child that was forked off: it has to
+  /// initialise for itself.
+  static Module* current();
   /// Throws CKR_CRYPTOKI_ALREADY_INITIALIZED when there is one.
   static void initialise();
+  /// Ends the current one.
   static void finalise();
 
-  std::mutex& mutex() { return m_mutex; }
   Token& token() { return m_token; }
+  const Token& token() const { return m_token; }
 
   /// Throws CKR_SLOT_ID_INVALID.
   static void require_slot(CK_SLOT_ID slot);
@@ -45,7 +50,6 @@ class Module {
 
  private:
   const pid_t m_process;
-  std::mutex m_mutex;
   Token m_token;
   CK_SESSION_HANDLE m_last_handle = 0;
   std::map<CK_SESSION_HANDLE, Session> m_sessions;

@@ -126,6 +126,9 @@ Attributes copied_object(Attributes source, const Attributes& changes) {
   if (source.is_true(TEE_CKA_VENDOR_PERMANENT)) {
     throw Error(CKR_ACTION_PROHIBITED, "an installed object is copied by an installation alone");
   }
+  if (source.has(CKA_TRUSTED)) {
+    source.set_bool(CKA_TRUSTED, false);  // trust is given to one object, not to its copies
+  }
   for (const auto& [type, value] : changes) {
     // A copy may also move between session and token, and change what is fixed later (base, 4.1.3).
     const bool free =
@@ -146,6 +149,9 @@ Attributes copied_object(Attributes source, const Attributes& changes) {
 void require_changeable(const Attributes& current, const Attributes& changes, Creator creator) {
   if (!current.is_true(CKA_MODIFIABLE)) {
     throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_MODIFIABLE");
+  }
+  if (current.is_true(CKA_TRUSTED) && creator != Creator::kSecurityOfficer) {
+    throw Error(CKR_ACTION_PROHIBITED, "what the security officer trusts, he alone can change");
   }
   const Classes object_class = bit_of(current.number(CKA_CLASS));
   for (const auto& [type, value] : changes) {

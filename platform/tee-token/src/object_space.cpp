@@ -10,7 +10,8 @@ namespace {
 // Handles from here on are session objects: the number tells where to look.
 constexpr CK_OBJECT_HANDLE kFirstSessionObject = 1UL << 62;
 
-const Bytes kTrue(1, CK_TRUE);
+// Never destroyed: a program may end a session while it exits.
+const Bytes& kTrue = *new Bytes(1, CK_TRUE);
 
 }  // namespace
 

@@ -15,6 +15,16 @@ Bytes seal_context(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
   return context;
 }
 
+// The file may have been written to by others: what is read from it is checked before it is relied on.
+void require_sound(CK_OBJECT_HANDLE object, const Attributes& attributes) {
+  for (const auto& [type, value] : attributes) {
+    const AttributeRule* const rule = find_rule(type);
+    if (rule == nullptr || !has_layout(*rule, value)) {
+      throw Failure(CKR_DEVICE_ERROR, "object " + std::to_string(object) + " of the store is damaged");
+    }
+  }
+}
+
 }  // namespace
 
 void ObjectStore::create_schema(Database& database, CK_OBJECT_HANDLE first) {
@@ -79,7 +89,9 @@ bool ObjectStore::read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes& v
     }
     value = query.bytes(0);
   }
-  value = unsealed(object, type, std::move(value));
+  if (type == CKA_VALUE && has(object, CKA_PRIVATE, Bytes(1, CK_TRUE))) {
+    value = unsealed(object, type, value);
+  }
   return true;
 }
 
@@ -92,9 +104,10 @@ Attributes ObjectStore::load(CK_OBJECT_HANDLE object) {
       attributes.set(static_cast<CK_ATTRIBUTE_TYPE>(query.number(0)), query.bytes(1));
     }
   }
-  if (attributes.has(CKA_VALUE)) {
+  if (attributes.has(CKA_VALUE) && attributes.is_true(CKA_PRIVATE)) {
     attributes.set(CKA_VALUE, unsealed(object, CKA_VALUE, attributes.at(CKA_VALUE)));
   }
+  require_sound(object, attributes);
   return attributes;
 }
 
@@ -145,10 +158,7 @@ void ObjectStore::write(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const B
       .run();
 }
 
-Bytes ObjectStore::unsealed(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes stored) {
-  if (type != CKA_VALUE || !has(object, CKA_PRIVATE, Bytes(1, CK_TRUE))) {
-    return stored;
-  }
+Bytes ObjectStore::unsealed(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& stored) const {
   const auto value =
       m_master_key.empty() ? std::nullopt : unseal(m_master_key, stored, seal_context(object, type));
   if (!value) {

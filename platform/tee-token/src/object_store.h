@@ -32,7 +32,7 @@ class ObjectStore {
   bool has(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, ByteView value);
   /// The value of one attribute, unsealed; false when the object does not have it.
   bool read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes& value);
-  /// All attributes, unsealed.
+  /// All attributes, unsealed. Throws a Failure (CKR_DEVICE_ERROR) when they are not what was once stored.
   Attributes load(CK_OBJECT_HANDLE object);
 
   /// The first object above `after`, in order of creation, that has all attributes of `wanted`; 0 when there
@@ -43,7 +43,7 @@ class ObjectStore {
 
  private:
   void write(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& value, bool is_private);
-  Bytes unsealed(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes stored);
+  Bytes unsealed(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& stored) const;
   CK_OBJECT_HANDLE seek(CK_ATTRIBUTE_TYPE type, ByteView value, CK_OBJECT_HANDLE from);
 
   Database& m_database;

@@ -11,11 +11,10 @@ void require_openssl(bool succeeded, const char* step) {
     return;
   }
   char text[256] = "no reason given";
-  const unsigned long code = ERR_get_error();
+  const unsigned long code = ERR_peek_last_error();
   if (code != 0) {
     ERR_error_string_n(code, text, sizeof text);
   }
-  ERR_clear_error();
   throw Failure(CKR_FUNCTION_FAILED, std::string(step) + " failed in libcrypto: " + text);
 }
 

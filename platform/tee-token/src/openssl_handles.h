@@ -29,7 +29,6 @@ using CipherContext = Owned<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
 using DigestContext = Owned<EVP_MD_CTX, EVP_MD_CTX_free>;
 using EcdsaSignature = Owned<ECDSA_SIG, ECDSA_SIG_free>;
 using Group = Owned<EC_GROUP, EC_GROUP_free>;
-using Kdf = Owned<EVP_KDF, EVP_KDF_free>;
 using KdfContext = Owned<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 using OctetString = Owned<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 using PKey = Owned<EVP_PKEY, EVP_PKEY_free>;

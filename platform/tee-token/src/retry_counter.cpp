@@ -15,18 +15,22 @@ namespace {
 constexpr char kCounters[] = "pin-tries";
 constexpr std::size_t kUsers = 2;
 
-FileDescriptor open_counters(const DeviceFolder& folder) {
-  return open_private_file(folder.file(kCounters), O_RDWR);
+// Locks belong to the open file, not to the process: threads and processes are kept apart alike. A child that
+// was forked meanwhile shares the open file, so closing it here would not be enough to unlock.
+bool set_lock(const FileDescriptor& file, short type) {
+  struct flock whole {};
+  whole.l_type = type;
+  whole.l_whence = SEEK_SET;
+  return ::fcntl(file.get(), F_OFD_SETLK, &whole) == 0;
 }
 
-// The lock belongs to the open file, not to the process: threads and processes are kept apart alike.
-void lock(const FileDescriptor& file) {
-  struct flock whole {};
-  whole.l_type = F_WRLCK;
-  whole.l_whence = SEEK_SET;
+void lock(const FileDescriptor& file, short type) {
   constexpr int kPause = 5'000;  // microseconds
-  for (int waited = 0; ::fcntl(file.get(), F_OFD_SETLK, &whole) != 0; waited += kPause) {
-    if (waited >= 5'000'000 || (errno != EAGAIN && errno != EACCES && errno != EINTR)) {
+  for (int waited = 0; !set_lock(file, type); waited += kPause) {
+    if (errno != EAGAIN && errno != EACCES && errno != EINTR) {
+      fail_with_errno("lock", kCounters);
+    }
+    if (waited >= 5'000'000) {
       throw Failure(CKR_DEVICE_ERROR, "the PIN counters are held by another process for more than 5 s");
     }
     ::usleep(kPause);
@@ -43,7 +47,7 @@ std::uint8_t read_wrong(const FileDescriptor& file, User user) {
 
 void write_wrong(const FileDescriptor& file, User user, std::uint8_t wrong) {
   if (::pwrite(file.get(), &wrong, 1, static_cast<off_t>(user)) != 1) {
-    throw Failure(CKR_DEVICE_ERROR, std::string("cannot write ") + kCounters + ": " + std::strerror(errno));
+    fail_with_errno("write", kCounters);
   }
 }
 
@@ -51,26 +55,31 @@ void write_wrong(const FileDescriptor& file, User user, std::uint8_t wrong) {
 
 std::uint8_t tries_left(const DeviceFolder& folder, User user) {
   const FileDescriptor file = open_private_file(folder.file(kCounters), O_RDONLY);
-  return static_cast<std::uint8_t>(kTries - read_wrong(file, user));
+  lock(file, F_RDLCK);
+  const std::uint8_t wrong = read_wrong(file, user);
+  set_lock(file, F_UNLCK);
+  return static_cast<std::uint8_t>(kTries - wrong);
 }
 
 void reset_tries(const DeviceFolder& folder) { write_private_file(folder.file(kCounters), Bytes(kUsers, 0)); }
 
 void clear_tries(const DeviceFolder& folder, User user) {
-  const FileDescriptor file = open_counters(folder);
-  lock(file);
+  const FileDescriptor file = open_private_file(folder.file(kCounters), O_RDWR);
+  lock(file, F_WRLCK);
   write_wrong(file, user, 0);
   ::fdatasync(file.get());
+  set_lock(file, F_UNLCK);
 }
 
-PinTry::PinTry(const DeviceFolder& folder, User user) : m_file(open_counters(folder)), m_user(user) {
-  lock(m_file);
+PinTry::PinTry(const DeviceFolder& folder, User user)
+    : m_file(open_private_file(folder.file(kCounters), O_RDWR)), m_user(user) {
+  lock(m_file, F_WRLCK);
   m_wrong = read_wrong(m_file, user);
   if (m_wrong >= kTries) {
-    throw Failure(CKR_PIN_LOCKED,
-                  std::string("the PIN of the ") + name_of(user) + " is locked after " +
-                      std::to_string(kTries) + " wrong tries" +
-                      (user == User::kUser ? "; the security officer can set a new one" : ""));
+    throw Failure(CKR_PIN_LOCKED, std::string("the PIN of the ") + name_of(user) + " is locked after " +
+                                      std::to_string(kTries) + " wrong tries" +
+                                      (user == User::kUser ? "; the security officer can set a new one"
+                                                           : "; only a new token in an empty folder helps"));
   }
   write_wrong(m_file, user, static_cast<std::uint8_t>(m_wrong + 1));
 }
@@ -79,6 +88,7 @@ PinTry::~PinTry() {
   if (!m_right) {
     ::fdatasync(m_file.get());
   }
+  set_lock(m_file, F_UNLCK);
 }
 
 void PinTry::was_right() {

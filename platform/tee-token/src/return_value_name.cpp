@@ -1,7 +1,6 @@
 #include "return_value_name.h"
 
 #include <cstdio>
-#include <map>
 
 namespace tee_token {
 namespace {
@@ -9,7 +8,10 @@ namespace {
 #define NAMED(code) \
   { code, #code }
 
-const std::map<CK_RV, const char*> kNames = {
+constexpr struct {
+  CK_RV code;
+  const char* name;
+} kNames[] = {
     NAMED(CKR_OK),
     NAMED(CKR_CANCEL),
     NAMED(CKR_HOST_MEMORY),
@@ -111,9 +113,10 @@ const std::map<CK_RV, const char*> kNames = {
 }  // namespace
 
 std::string return_value_name(CK_RV code) {
-  const auto found = kNames.find(code);
-  if (found != kNames.end()) {
-    return found->second;
+  for (const auto& named : kNames) {
+    if (named.code == code) {
+      return named.name;
+    }
   }
   char text[32];
   std::snprintf(text, sizeof text, "CKR_0x%lX", code);

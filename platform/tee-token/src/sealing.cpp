@@ -65,8 +65,8 @@ std::optional<Bytes> unseal(const Bytes& key, ByteView sealed, ByteView context)
 }
 
 Bytes derive_key(const Bytes& secret, ByteView salt, ByteView info) {
-  static const Kdf hkdf(EVP_KDF_fetch(nullptr, "HKDF", nullptr));
-  const KdfContext context(require_handle(EVP_KDF_CTX_new(hkdf.get()), "HKDF"));
+  static EVP_KDF* const hkdf = EVP_KDF_fetch(nullptr, "HKDF", nullptr);  // for the process's life
+  const KdfContext context(require_handle(EVP_KDF_CTX_new(hkdf), "HKDF"));
   const auto octets = [](const char* name, ByteView view) {
     return OSSL_PARAM_construct_octet_string(name, const_cast<std::uint8_t*>(view.data), view.size);
   };

@@ -96,6 +96,14 @@ class Session {
     return result;
   }
 
+  /// Runs `work` on one and the same state of the store.
+  template <typename Work>
+  auto view(Work work) {
+    const Snapshot snapshot(m_token.store());
+    m_token.require_same_token();
+    return work();
+  }
+
   void require_idle() const;
   void require_may_write(bool token_object) const;
   Creator creator() const;

@@ -17,8 +17,10 @@ CK_OBJECT_HANDLE Session::insert(const Attributes& object) {
 
 CK_OBJECT_HANDLE Session::copy(CK_OBJECT_HANDLE object, const Attributes& changes) {
   ObjectSpace& objects = m_token.objects();
-  objects.require_visible(object);
-  const Attributes copied = copied_object(objects.store_of(object).load(object), changes);
+  const Attributes copied = view([&] {
+    objects.require_visible(object);
+    return copied_object(objects.store_of(object).load(object), changes);
+  });
   require_may_write(copied.is_true(CKA_TOKEN));
   objects.require_may_store(copied);
   return change(objects.store_for(copied.is_true(CKA_TOKEN)), [&] { return insert(copied); });
@@ -42,15 +44,16 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
   if (first == nullptr && count != 0) {
     throw Error(CKR_ARGUMENTS_BAD, "the template is a null pointer");
   }
-  ObjectSpace& objects = m_token.objects();
-  const Snapshot snapshot(objects.store_of(object).database());
-  objects.require_visible(object);
-  // One attribute that cannot be given does not keep back the others (base, 4.1.2).
-  CK_RV answer = CKR_OK;
-  for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
-    const CK_RV code = read_attribute(object, *attribute);
-    answer = code == CKR_OK ? answer : code;
-  }
+  const CK_RV answer = view([&] {
+    m_token.objects().require_visible(object);
+    // One attribute that cannot be given does not keep back the others (base, 4.1.2).
+    CK_RV worst = CKR_OK;
+    for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
+      const CK_RV code = read_attribute(object, *attribute);
+      worst = code == CKR_OK ? worst : code;
+    }
+    return worst;
+  });
   if (answer != CKR_OK) {
     throw Error(answer, "not every attribute can be given");
   }

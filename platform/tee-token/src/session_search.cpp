@@ -9,8 +9,8 @@ void Session::begin_search(Attributes wanted) {
 
 std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
   Search& search = active<Search>();
-  const Snapshot snapshot(m_token.store());
-  std::vector<CK_OBJECT_HANDLE> found = m_token.objects().find(search.wanted, search.last, limit);
+  std::vector<CK_OBJECT_HANDLE> found =
+      view([&] { return m_token.objects().find(search.wanted, search.last, limit); });
   if (!found.empty()) {
     search.last = found.back();
   }

@@ -3,13 +3,13 @@
 namespace tee_token {
 
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
-  ObjectSpace& objects = m_token.objects();
-  ObjectStore& store = objects.store_of(key);
-  const Snapshot snapshot(store.database());
-  if (!objects.is_visible(key)) {
-    throw Error(CKR_KEY_HANDLE_INVALID, "there is no key " + std::to_string(key) + " to be seen");
-  }
-  Attributes attributes = store.load(key);
+  Attributes attributes = view([&] {
+    ObjectSpace& objects = m_token.objects();
+    if (!objects.is_visible(key)) {
+      throw Error(CKR_KEY_HANDLE_INVALID, "there is no key " + std::to_string(key) + " to be seen");
+    }
+    return objects.store_of(key).load(key);
+  });
   if (attributes.number(CKA_CLASS) != object_class) {
     throw Error(CKR_KEY_TYPE_INCONSISTENT, "this is not a key for this operation");
   }

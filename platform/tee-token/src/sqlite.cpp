@@ -7,6 +7,9 @@ namespace {
 
 [[noreturn]] void fail(sqlite3* connection, int code) {
   const std::string reason = connection == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(connection);
+  if (connection != nullptr && sqlite3_extended_errcode(connection) == SQLITE_READONLY_DBMOVED) {
+    throw Failure(CKR_DEVICE_REMOVED, "the store was moved or removed while it was in use");
+  }
   switch (code & 0xFF) {
     case SQLITE_FULL:
       throw Failure(CKR_DEVICE_MEMORY, "the disk is full; free some space and try again");

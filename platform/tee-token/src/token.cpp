@@ -16,8 +16,10 @@ bool has_content(const std::string& path) {
   return ::lstat(path.c_str(), &status) == 0 && status.st_size > 0;
 }
 
+bool has_pin_length(ByteView pin) { return pin.size >= kMinPinLength && pin.size <= kMaxPinLength; }
+
 void require_pin_length(ByteView pin) {
-  if (pin.size < kMinPinLength || pin.size > kMaxPinLength) {
+  if (!has_pin_length(pin)) {
     throw Failure(CKR_PIN_LEN_RANGE, "a PIN has " + std::to_string(kMinPinLength) + " to " +
                                          std::to_string(kMaxPinLength) + " bytes, not " +
                                          std::to_string(pin.size));
@@ -36,8 +38,9 @@ Bytes new_serial() {
 
 const WrappedKey& key_of(const TokenRecord& record, User user) {
   if (user == User::kUser && !record.user) {
-    throw Failure(CKR_USER_PIN_NOT_INITIALIZED,
-                  "the security officer has set no user PIN yet; run: tee-token init");
+    throw Failure(
+        CKR_USER_PIN_NOT_INITIALIZED,
+        "the user has no PIN yet, as after an init that was interrupted; run: tee-token init --force");
   }
   return user == User::kUser ? *record.user : record.officer;
 }
@@ -78,8 +81,14 @@ ObjectSpace& Token::objects() {
 }
 
 Bytes Token::master_key(const TokenRecord& record, User user, ByteView pin) {
+  // What can fail without a word on the PIN comes first: only a PIN that is judged counts as a try.
+  const WrappedKey& wrapped = key_of(record, user);
+  const Bytes device_key = m_folder.device_key();
+  if (!has_pin_length(pin)) {
+    throw Failure(CKR_PIN_INCORRECT, "no PIN has " + std::to_string(pin.size) + " bytes");
+  }
   PinTry attempt(m_folder, user);
-  std::optional<Bytes> key = unwrap_key(key_of(record, user), m_folder.device_key(), user, pin);
+  std::optional<Bytes> key = unwrap_key(wrapped, device_key, user, pin);
   if (!key) {
     throw Failure(CKR_PIN_INCORRECT, std::string("this is not the PIN of the ") + name_of(user) +
                                          "; tries left: " + std::to_string(attempt.left()));
@@ -92,11 +101,10 @@ void Token::initialise(ByteView officer_pin, ByteView label) {
   require_pin_length(officer_pin);
   m_folder.make_if_absent();
   open_or_create_store();
-  const Bytes device_key = m_folder.device_key_made_if_absent();
   Change change(*m_store);
   clear_store(officer_pin);
   const WrappedKey officer =
-      wrap_key(random_bytes(kKeyLength), device_key, User::kSecurityOfficer, officer_pin);
+      wrap_key(random_bytes(kKeyLength), m_folder.device_key(), User::kSecurityOfficer, officer_pin);
   save_token_record(*m_store, {label.copy(), new_serial(), officer, std::nullopt});
   change.commit();
 }
@@ -114,6 +122,7 @@ void Token::clear_store(ByteView officer_pin) {
     master_key(load_token_record(*m_store), User::kSecurityOfficer, officer_pin);
     ObjectStore(*m_store, m_login.master_key).erase_all();
   } else {
+    m_folder.make_device_key_if_absent();
     reset_tries(m_folder);
     create_token_schema(*m_store);
     ObjectStore::create_schema(*m_store, 1);
@@ -121,7 +130,7 @@ void Token::clear_store(ByteView officer_pin) {
 }
 
 void Token::require_same_token() {
-  if (m_login.who && record().serial != m_login.serial) {
+  if (m_login.who && token_serial(*m_store) != m_login.serial) {
     throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token anew; log in again");
   }
 }

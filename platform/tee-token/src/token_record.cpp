@@ -45,6 +45,11 @@ bool is_token_store(Database& store) {
   return true;
 }
 
+Bytes token_serial(Database& store) {
+  Query query = store.query("SELECT serial FROM token");
+  return query.step() ? query.bytes(0) : Bytes();
+}
+
 TokenRecord load_token_record(Database& store) {
   Query query =
       store.query("SELECT label, serial, officer_salt, officer_key, user_salt, user_key FROM token");

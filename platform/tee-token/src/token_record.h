@@ -23,6 +23,9 @@ bool is_token_store(Database& store);
 /// The record of a token's store.
 TokenRecord load_token_record(Database& store);
 
+/// Its serial number alone.
+Bytes token_serial(Database& store);
+
 /// Puts `record` in the place of the one that is there.
 void save_token_record(Database& store, const TokenRecord& record);
 
