@@ -111,7 +111,7 @@ TEST_F(AdminTest, OthersProgramsReadTheToken) {
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-key 1_10 " + file("sec1.pem")).code, 0);
   ASSERT_EQ(admin("import-cert 1_11 " + file("cert.pem")).code, 0);
-  const std::string tool = "pkcs11-tool --module " TEE_TOKEN_MODULE " ";
+  const std::string tool = PRELOAD " pkcs11-tool --module " TEE_TOKEN_MODULE " ";
   // The PIN has a zero byte, which no command line carries: what needs no login is shown.
   for (const char* action : {"-L", "-M", "-O"}) {
     const Outcome outcome = shell(tool + action);

@@ -28,13 +28,7 @@ CK_RV answer_of(const char* call, Operation operation) noexcept {
 /// `answer_of` for a call that needs the module.
 template <typename Operation>
 CK_RV entry_point(const char* call, Operation operation) noexcept {
-  return answer_of(call, [&] {
-    Module* const module = Module::current();
-    if (module == nullptr) {
-      throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
-    }
-    operation(*module);
-  });
+  return answer_of(call, [&] { operation(Module::required()); });
 }
 
 /// `pointer` itself. Throws CKR_ARGUMENTS_BAD when it is null.

@@ -35,12 +35,20 @@ Module* Module::current() {
   return module != nullptr && module->m_process == ::getpid() ? module : nullptr;
 }
 
+Module& Module::required() {
+  Module* const module = current();
+  if (module == nullptr) {
+    throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
+  }
+  return *module;
+}
+
 void Module::initialise() {
   if (current() != nullptr) {
     throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "C_Finalize comes first");
   }
   // A parent's module is given up, not destroyed: its database connection must not be closed in the child.
-  process().module.release();
+  static_cast<void>(process().module.release());
   process().module = std::make_unique<Module>(DeviceFolder::of_environment());
 }
 

@@ -25,6 +25,8 @@ class Module {
   /// The process's module; null when it is not initialised, also in a child that was forked off: it has to
   /// initialise for itself.
   static Module* current();
+  /// `current`. Throws CKR_CRYPTOKI_NOT_INITIALIZED when there is none.
+  static Module& required();
   /// Throws CKR_CRYPTOKI_ALREADY_INITIALIZED when there is one.
   static void initialise();
   /// Ends the current one.
