@@ -163,11 +163,14 @@ TEST_P(TokenTest, AnOperationThatFailsOrIsDroppedDoesNotBlockTheSession) {
 }
 
 TEST_P(TokenTest, HashesAndSignsMessagesAndRequests) {
-  if (!testing::Value(slot->get_mechanism_list(), testing::Contains(MechanismType::EcdsaSha256))) {
-    GTEST_SKIP() << GetParam().name << " signs digests only";
-  }
   auto pair = generate();
   Botan::PK_Signer signer(pair.second, rng, "EMSA1(SHA-256)");
+  if (!testing::Value(slot->get_mechanism_list(), testing::Contains(MechanismType::EcdsaSha256))) {
+    // SoftHSM signs digests only: the caller is told so, and the session is free for the next operation.
+    EXPECT_EQ(error_of([&] { signer.update("message"); }), ReturnValue::MechanismInvalid);
+    EXPECT_EQ(Botan::PK_Signer(pair.second, rng, "Raw").sign_message(rng.random_vec(32), rng).size(), 64U);
+    return;
+  }
   Botan::PK_Verifier verifier(pair.first.export_key(), "EMSA1(SHA-256)");
   for (const auto& pieces :
        std::vector<std::vector<std::string>>{{"one"}, {""}, {"one", "two", ""}, {"", "two"}}) {
