@@ -41,12 +41,13 @@ TEST_F(EcdsaTest, GeneratesFromTheTemplatesAsTheyAreAndReadsBothKeys) {
   EXPECT_EQ(pair.first.public_point(), group.get_base_point());
   EXPECT_EQ(message_of<Botan::Invalid_State>([&] { pair.second.public_key_bits(); }),
             "Public point not set. Inferring the public key from a PKCS#11 ec private key is not possible.");
+  const Strings calls = spy.take_texts();
   EXPECT_EQ(
-      token.calls.at(0),
+      calls.at(0),
       "C_GenerateKeyPair 7 1040 [0=0200000000000000 100=0300000000000000 180=06082a8648ce3d030107 1=01] "
       "[0=0300000000000000 100=0300000000000000]");
   EXPECT_THAT(
-      Strings(token.calls.begin() + 1, token.calls.end()),
+      Strings(calls.begin() + 1, calls.end()),
       testing::UnorderedElementsAre("C_GetAttributeValue 7 31 [180=]", "C_GetAttributeValue 7 31 [180=]",
                                     "C_GetAttributeValue 7 31 [181=]", "C_GetAttributeValue 7 31 [181=]",
                                     "C_GetAttributeValue 7 32 [180=]", "C_GetAttributeValue 7 32 [180=]"));
@@ -56,8 +57,9 @@ TEST_F(EcdsaTest, APrivateKeyThatIsGeneratedAloneKnowsItsPoint) {
   const PKCS11_ECDSA_PrivateKey key(session, params, EC_PrivateKeyGenerationProperties());
   EXPECT_EQ(key.handle(), 32U);
   EXPECT_EQ(key.public_point(), group.get_base_point());
+  const Strings calls = spy.take_texts();
   EXPECT_EQ(
-      token.calls.at(0),
+      calls.at(0),
       "C_GenerateKeyPair 7 1040 [0=0200000000000000 100=0300000000000000 180=06082a8648ce3d030107 10a=01 "
       "2=00 1=00] [0=0300000000000000 100=0300000000000000]");
 }
@@ -107,9 +109,9 @@ TEST_F(EcdsaTest, EncodingsDecideTheSubjectPublicKeyInfoOfBothKeys) {
 TEST_F(EcdsaTest, TheNameOfTheEncodingDecidesTheMechanism) {
   const PKCS11_ECDSA_PrivateKey key(session, 32);
   const auto mechanism_for = [&](const std::string& emsa) {
-    token.take_calls();
+    spy.take_texts();
     key.create_signature_op(rng, emsa, "")->update(nullptr, 0);
-    return token.take_calls().at(0);
+    return spy.take_texts().at(0);
   };
   EXPECT_EQ(mechanism_for("Raw"), "C_SignInit 7 1041 32");
   EXPECT_EQ(mechanism_for("EMSA1(SHA-160)"), "C_SignInit 7 1042 32");
@@ -120,12 +122,12 @@ TEST_F(EcdsaTest, TheNameOfTheEncodingDecidesTheMechanism) {
   EXPECT_EQ(message_of<Botan::Lookup_Error>([&] { key.create_signature_op(rng, "EMSA1(SHA-1)", ""); }),
             "PKCS#11 ECDSA sign/verify does not support EMSA1(SHA-1)");
   EXPECT_THROW(key.create_signature_op(rng, "", ""), Botan::Invalid_Argument);
-  EXPECT_THAT(token.calls, IsEmpty());
+  EXPECT_THAT(spy.take_texts(), IsEmpty());
 }
 
 class SignatureTest : public EcdsaTest {
  protected:
-  SignatureTest() { token.take_calls(); }
+  SignatureTest() { spy.take_texts(); }
 
   const PKCS11_ECDSA_PrivateKey key{session, 32};
   std::unique_ptr<Botan::PK_Ops::Signature> operation = key.create_signature_op(rng, "EMSA1(SHA-256)", "");
@@ -144,23 +146,24 @@ TEST_F(SignatureTest, OnePieceIsASinglePartCallAndMorePiecesAreAMultiPartOperati
   for (const auto& c : cases) {
     update(operation, c.first);
     EXPECT_EQ(operation->sign(rng), Botan::secure_vector<uint8_t>(64, 's'));
-    EXPECT_EQ(token.take_calls(), c.second);
+    EXPECT_EQ(spy.take_texts(), c.second);
   }
 }
 
 TEST_F(SignatureTest, AFailureLeavesNothingBegunAndTheNextMessageStartsAfresh) {
-  token.failures = {{"C_SignInit", CKR_KEY_HANDLE_INVALID}};
+  spy.answer("C_SignInit", CKR_KEY_HANDLE_INVALID);
   EXPECT_EQ(error_of([&] { update(operation, {1}); }), ReturnValue::KeyHandleInvalid);
-  token.failures = {{"C_SignUpdate", CKR_OPERATION_NOT_INITIALIZED}};
+  spy.stop_interfering();
+  spy.answer("C_SignUpdate", CKR_OPERATION_NOT_INITIALIZED);
   EXPECT_EQ(error_of([&] { update(operation, {2, 2}); }), ReturnValue::OperationNotInitialized);
-  token.failures = {{"C_Sign", CKR_DEVICE_ERROR}};
+  spy.answer("C_Sign", CKR_DEVICE_ERROR);
   update(operation, {3});
   EXPECT_EQ(error_of([&] { operation->sign(rng); }), ReturnValue::DeviceError);
-  token.failures.clear();
+  spy.stop_interfering();
   update(operation, {4});
   operation->sign(rng);
-  EXPECT_THAT(token.calls, ElementsAre(init, init, "C_SignUpdate 7 2", "C_Sign 7 2", init, "C_Sign 7 3", init,
-                                       "C_Sign 7 4", "C_Sign 7 4"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre(init, init, "C_SignUpdate 7 2", "C_Sign 7 2", init, "C_Sign 7 3",
+                                            init, "C_Sign 7 4", "C_Sign 7 4"));
 }
 
 TEST_F(SignatureTest, AnOperationThatIsDroppedIsEndedOnTheToken) {
@@ -168,7 +171,7 @@ TEST_F(SignatureTest, AnOperationThatIsDroppedIsEndedOnTheToken) {
   operation = key.create_signature_op(rng, "EMSA1(SHA-256)", "");
   update(operation, {2, 3});
   operation.reset();
-  EXPECT_THAT(token.calls,
+  EXPECT_THAT(spy.take_texts(),
               ElementsAre(init, "C_Sign 7 1", init, "C_SignUpdate 7 2", "C_SignUpdate 7 3", "C_SignFinal 7"));
 }
 
@@ -179,15 +182,16 @@ TEST_F(EcdsaTest, OnlyAWrongSignatureIsFalseAndOtherCodesAreThrown) {
     update(operation, pieces);
     return operation->is_valid_signature(params.data(), 9);
   };
-  token.take_calls();
+  spy.take_texts();
   EXPECT_TRUE(verify({1}));
-  token.failures = {{"C_Verify", CKR_SIGNATURE_INVALID}, {"C_VerifyFinal", CKR_SIGNATURE_LEN_RANGE}};
+  spy.answer("C_Verify", CKR_SIGNATURE_INVALID);
+  spy.answer("C_VerifyFinal", CKR_SIGNATURE_LEN_RANGE);
   EXPECT_FALSE(verify({2}));
   EXPECT_EQ(error_of([&] { verify({3, 4}); }), ReturnValue::SignatureLenRange);
   update(operation, {5});
   operation.reset();
   const std::string init = "C_VerifyInit 7 1044 31";
-  EXPECT_THAT(token.calls,
+  EXPECT_THAT(spy.take_texts(),
               ElementsAre(init, "C_Verify 7 1 9", init, "C_Verify 7 2 9", init, "C_VerifyUpdate 7 3",
                           "C_VerifyUpdate 7 4", "C_VerifyFinal 7 9", init, "C_Verify 7 5 64"));
 }

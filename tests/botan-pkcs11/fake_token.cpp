@@ -1,52 +1,14 @@
 #include "fake_token.h"
 
-#include <tee_token/vendor_interface.h>
-
 #include <algorithm>
-#include <cstring>
-#include <iomanip>
 #include <memory>
-#include <optional>
-#include <sstream>
 #include <tuple>
-#include <type_traits>
+
+#include "support/spytoken.h"
 
 namespace {
 
 std::unique_ptr<FakeToken> current;
-
-void write(std::ostream& out, const CK_ATTRIBUTE* attributes, CK_ULONG count) {
-  out << " [" << std::hex << std::setfill('0');
-  for (const CK_ATTRIBUTE* a = attributes; a != attributes + count; ++a) {
-    out << (a == attributes ? "" : " ") << a->type << '=';
-    const auto* const bytes = static_cast<const uint8_t*>(a->pValue);
-    std::for_each(bytes, bytes + (bytes ? a->ulValueLen : 0), [&](int byte) { out << std::setw(2) << byte; });
-  }
-  out << std::dec << ']';
-}
-
-template <typename... Arguments>
-CK_RV record(const char* function, Arguments... arguments) {
-  std::ostringstream text;
-  text << function;
-  std::optional<const CK_ATTRIBUTE*> attributes;  // wait for their count
-  const auto add = [&](auto argument) {
-    if constexpr (std::is_same_v<decltype(argument), CK_ATTRIBUTE*>) {
-      attributes = argument;
-    } else if constexpr (std::is_same_v<decltype(argument), CK_MECHANISM*>) {
-      text << ' ' << std::hex << argument->mechanism << std::dec;
-    } else if constexpr (std::is_integral_v<decltype(argument)>) {
-      attributes ? write(text, *attributes, argument) : void(text << ' ' << +argument);
-      attributes.reset();
-    }
-  };
-  (add(arguments), ...);
-  FakeToken& token = fake_token();
-  const std::lock_guard<std::mutex> lock(token.mutex);
-  token.calls.push_back(text.str());
-  const auto failure = token.failures.find(function);
-  return failure == token.failures.end() ? CKR_OK : failure->second;
-}
 
 /// The items, as many as there is room for.
 template <typename Item>
@@ -75,21 +37,17 @@ CK_RV put_values(CK_ATTRIBUTE* attributes, CK_ULONG count) {
   return result;
 }
 
-/// A Cryptoki function that records its call and, unless it is to fail, does what is given; `a` is its
-/// arguments.
+/// A Cryptoki function that does what is given; `a` is its arguments.
 #define ANSWER(function, ...)                                      \
   list.function = [](auto... arguments) -> CK_RV {                 \
     [[maybe_unused]] const auto a = std::make_tuple(arguments...); \
-    const CK_RV failure = record(#function, arguments...);         \
-    return failure != CKR_OK ? failure : CK_RV{(__VA_ARGS__)};     \
+    return CK_RV{(__VA_ARGS__)};                                   \
   }
 
 CK_FUNCTION_LIST make_functions() {
   using std::get;
   CK_FUNCTION_LIST list = {};
-  list.C_Initialize = [](void* args) {
-    return record("C_Initialize", args ? static_cast<CK_C_INITIALIZE_ARGS*>(args)->flags : CK_ULONG(-1));
-  };
+  ANSWER(C_Initialize, CKR_OK);
   ANSWER(C_Finalize, CKR_OK);
   ANSWER(C_GetSlotList, put(fake_token().slots, get<1>(a), get<2>(a), 99));
   ANSWER(C_InitToken, CKR_OK);
@@ -113,39 +71,23 @@ CK_FUNCTION_LIST make_functions() {
   ANSWER(C_VerifyUpdate, CKR_OK);
   ANSWER(C_VerifyFinal, CKR_OK);
   ANSWER(C_GenerateKeyPair, *get<6>(a) = 31, *get<7>(a) = 32, CKR_OK);
-  list.C_GetAttributeValue = [](CK_SESSION_HANDLE s, CK_OBJECT_HANDLE o, CK_ATTRIBUTE* a, CK_ULONG n) {
-    std::vector<CK_ATTRIBUTE> types(a, a + n);
-    std::for_each(types.begin(), types.end(), [](CK_ATTRIBUTE& each) { each.pValue = nullptr; });
-    const CK_RV failure = record("C_GetAttributeValue", s, o, types.data(), n);
-    return failure != CKR_OK ? failure : put_values(a, n);
-  };
+  ANSWER(C_GetAttributeValue, put_values(get<2>(a), get<3>(a)));
   return list;
 }
 
-CK_RV set_client_cert(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed, CK_ULONG installed_count,
-                      const CK_OBJECT_HANDLE* added, CK_ULONG added_count) {
-  return record("set_client_cert_and_move_key", session, installed_count, installed_count ? *installed : 0,
-                added_count, added_count ? *added : 0);
+CK_RV set_client_cert(CK_SESSION_HANDLE, const CK_OBJECT_HANDLE*, CK_ULONG, const CK_OBJECT_HANDLE*,
+                      CK_ULONG) {
+  return CKR_OK;
 }
 
 }  // namespace
 
 FakeToken& fake_token() { return *current; }
 
-FakeToken& fresh_fake_token() { return *(current = std::make_unique<FakeToken>()); }
-
-CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
-  static CK_FUNCTION_LIST functions = make_functions();
-  *list = &functions;
-  return CKR_OK;
-}
-
-extern "C" CK_RV C_GetInterface(unsigned char* name, CK_VERSION*, TEE_INTERFACE** interface, CK_FLAGS) {
-  static TEE_FUNCTION_LIST functions = {{1, 0}, set_client_cert};
-  static TEE_INTERFACE ours = {nullptr, &functions, 0};
-  if (!fake_token().has_interface || std::strcmp(reinterpret_cast<char*>(name), TEE_INTERFACE_NAME) != 0) {
-    return CKR_FUNCTION_FAILED;
-  }
-  *interface = &ours;
-  return CKR_OK;
+FakeToken& fresh_fake_token() {
+  static const CK_FUNCTION_LIST cryptoki = make_functions();
+  static const TEE_FUNCTION_LIST vendor = {{1, 0}, set_client_cert};
+  test_support::spytoken().reset();
+  test_support::spytoken().forward_to({&cryptoki, &vendor});
+  return *(current = std::make_unique<FakeToken>());
 }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "fake_token.h"
+#include "support/spytoken.h"
 
 using namespace Botan::PKCS11;
 using testing::ElementsAre;
@@ -20,9 +21,10 @@ inline Botan::secure_vector<uint8_t> secret(const std::string& text) { return {t
 /// A session with the fake token; the log is empty when a test begins.
 class FakeTokenTest : public testing::Test {
  protected:
-  FakeTokenTest() : module(FAKE_TOKEN), slot(module, 5), session(slot, false) { token.take_calls(); }
+  FakeTokenTest() : module(SPYTOKEN), slot(module, 5), session(slot, false) { spy.take_calls(); }
 
   FakeToken& token = fresh_fake_token();
+  test_support::SpyToken& spy = test_support::spytoken();
   Module module;
   Slot slot;
   Session session;

@@ -11,7 +11,7 @@ TEST_F(LowLevelTest, ReportsAFailureAsTheLastArgumentSays) {
   EXPECT_TRUE(module->C_Logout(7, &result));
   EXPECT_EQ(result, ReturnValue::OK);
 
-  token.failures["C_Logout"] = CKR_USER_NOT_LOGGED_IN;
+  spy.answer("C_Logout", CKR_USER_NOT_LOGGED_IN);
   EXPECT_EQ(error_of([&] { module->C_Logout(7); }), ReturnValue::UserNotLoggedIn);
   EXPECT_FALSE(module->C_Logout(7, nullptr));
   EXPECT_FALSE(module->C_Logout(7, &result));
@@ -38,7 +38,7 @@ TEST_F(LowLevelTest, ReadsListsInTwoCallsAndEmptyListsInOne) {
   EXPECT_THAT(Slot::get_available_slots(module, true), IsEmpty());
   token.slots = {4, 9};
   EXPECT_THAT(Slot::get_available_slots(module, false), ElementsAre(4, 9));
-  EXPECT_THAT(token.calls, ElementsAre("C_GetSlotList 1", "C_GetSlotList 0", "C_GetSlotList 0"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetSlotList 1", "C_GetSlotList 0", "C_GetSlotList 0"));
 }
 
 }  // namespace

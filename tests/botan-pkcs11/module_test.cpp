@@ -16,11 +16,13 @@ const C_InitializeArgs kOsLocking = {nullptr, nullptr, nullptr, nullptr, CKF_OS_
 class ModuleTest : public testing::Test {
  protected:
   /// A Module that excludes others of its kind.
-  static std::unique_ptr<Module> gated(const std::string& path = FAKE_TOKEN) {
+  static std::unique_ptr<Module> gated(const std::string& path = SPYTOKEN) {
     return std::unique_ptr<Module>(new Module(path, kOsLocking, nullptr));
   }
 
-  FakeToken& token = fresh_fake_token();
+  ModuleTest() { fresh_fake_token(); }
+
+  test_support::SpyToken& spy = test_support::spytoken();
 };
 
 TEST_F(ModuleTest, SaysWhyItCannotLoad) {
@@ -33,16 +35,16 @@ TEST_F(ModuleTest, SaysWhyItCannotLoad) {
 
 TEST_F(ModuleTest, FinalizesEachInitializationOnceWhateverTheAnswer) {
   {
-    Module first(FAKE_TOKEN);
+    Module first(SPYTOKEN);
     first.reload();
-    token.failures["C_Finalize"] = CKR_GENERAL_ERROR;
+    spy.answer("C_Finalize", CKR_GENERAL_ERROR);
     const Module second(std::move(first));
   }
-  EXPECT_THAT(token.take_calls(),
-              ElementsAre("C_Initialize 2", "C_Finalize", "C_Initialize 2", "C_Finalize"));
-  token.failures["C_Initialize"] = CKR_CRYPTOKI_ALREADY_INITIALIZED;
-  EXPECT_EQ(error_of([] { Module{FAKE_TOKEN}; }), ReturnValue::CryptokiAlreadyInitialized);
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_Initialize 2"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetFunctionList", "C_Initialize 2", "C_Finalize",
+                                            "C_GetFunctionList", "C_Initialize 2", "C_Finalize"));
+  spy.answer("C_Initialize", CKR_CRYPTOKI_ALREADY_INITIALIZED);
+  EXPECT_EQ(error_of([] { Module{SPYTOKEN}; }), ReturnValue::CryptokiAlreadyInitialized);
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetFunctionList", "C_Initialize 2"));
 }
 
 TEST_F(ModuleTest, UsesTheGivenFunctionsInPlaceOfTheLibrarysAlsoAfterReload) {
@@ -50,15 +52,15 @@ TEST_F(ModuleTest, UsesTheGivenFunctionsInPlaceOfTheLibrarysAlsoAfterReload) {
   CK_FUNCTION_LIST functions = {};
   functions.C_Finalize = functions.C_Initialize = [](void*) -> CK_RV { return ++calls, CKR_OK; };
   LowLevel low_level(&functions);
-  { Module(FAKE_TOKEN, kOsLocking, &low_level).reload(); }
+  { Module(SPYTOKEN, kOsLocking, &low_level).reload(); }
   EXPECT_EQ(calls, 4);
-  EXPECT_THAT(token.calls, IsEmpty());
+  EXPECT_THAT(spy.take_texts(), IsEmpty());
 }
 
 TEST_F(ModuleTest, FindsThePlatformsTokenThroughTheEnvironmentOrBesideTheLibrary) {
-  ::setenv("TEE_PKCS11_MODULE", FAKE_TOKEN, 1);
+  ::setenv("TEE_PKCS11_MODULE", SPYTOKEN, 1);
   gated("");
-  EXPECT_THAT(token.calls, ElementsAre("C_Initialize 2", "C_Finalize"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetFunctionList", "C_Initialize 2", "C_Finalize"));
   ::setenv("TEE_PKCS11_MODULE", "/nowhere/token.so", 1);
   EXPECT_THAT(message_of<Botan::System_Error>([] { gated(""); }), testing::HasSubstr("/nowhere/token.so"));
   ::unsetenv("TEE_PKCS11_MODULE");
@@ -79,20 +81,21 @@ TEST_F(ModuleTest, GatedModulesOfOneProcessWaitForOneAnother) {
     };
     std::thread one(hold_until_all_arrived), two(hold_until_all_arrived), three(hold_until_all_arrived);
     one.join(), two.join(), three.join();
-    ASSERT_THAT(token.take_calls(), ElementsAre("C_Initialize 2", "C_Finalize", "C_Initialize 2",
-                                                "C_Finalize", "C_Initialize 2", "C_Finalize"));
+    ASSERT_THAT(spy.take_texts(), ElementsAre("C_GetFunctionList", "C_Initialize 2", "C_Finalize",  //
+                                              "C_GetFunctionList", "C_Initialize 2", "C_Finalize",  //
+                                              "C_GetFunctionList", "C_Initialize 2", "C_Finalize"));
   }
 }
 
 TEST_F(ModuleTest, AThreadDoesNotWaitForItselfNorForAConstructorThatThrew) {
   auto held = gated();
   EXPECT_THROW(gated(), Botan::Invalid_State);
-  EXPECT_NO_THROW(Module{FAKE_TOKEN}) << "a Module of two arguments is no concern of the gate";
+  EXPECT_NO_THROW(Module{SPYTOKEN}) << "a Module of two arguments is no concern of the gate";
   held.reset();
-  token.failures["C_Initialize"] = CKR_DEVICE_ERROR;
+  spy.answer("C_Initialize", CKR_DEVICE_ERROR);
   EXPECT_EQ(error_of([] { gated(); }), ReturnValue::DeviceError);
   EXPECT_THROW(gated("/nowhere/token.so"), Botan::System_Error);
-  token.failures.clear();
+  spy.stop_interfering();
   EXPECT_NO_THROW(gated());
 }
 

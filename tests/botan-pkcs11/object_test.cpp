@@ -19,24 +19,22 @@ TEST_F(ObjectTest, SearchReadsWhileItIsActiveAndEndsAlsoWhenReadingFails) {
   ASSERT_EQ(found.size(), 2U);
   EXPECT_EQ(found[1].handle(), 12U);
   EXPECT_THAT(found[1].label, ElementsAre('x'));
-  EXPECT_THAT(
-      token.take_calls(),
-      ElementsAre("C_FindObjectsInit 7 [0=0000000000000000 3=78 102=0102]", "C_FindObjects 7 100",
-                  "C_GetAttributeValue 7 11 [3=]", "C_GetAttributeValue 7 11 [3=]",
-                  "C_GetAttributeValue 7 12 [3=]", "C_GetAttributeValue 7 12 [3=]", "C_FindObjectsFinal 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 [0=0000000000000000 3=78 102=0102]",
+                                            "C_FindObjects 7 100", "C_GetAttributeValue 7 11 [3=]",
+                                            "C_GetAttributeValue 7 11 [3=]", "C_GetAttributeValue 7 12 [3=]",
+                                            "C_GetAttributeValue 7 12 [3=]", "C_FindObjectsFinal 7"));
   token.values.clear();
   EXPECT_EQ(error_of([&] { Object::search<Labelled>(session); }), ReturnValue::AttributeTypeInvalid);
-  EXPECT_THAT(token.take_calls(),
-              ElementsAre("C_FindObjectsInit 7 [0=0000000000000000]", "C_FindObjects 7 100",
-                          "C_GetAttributeValue 7 11 [3=]", "C_FindObjectsFinal 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 [0=0000000000000000]", "C_FindObjects 7 100",
+                                            "C_GetAttributeValue 7 11 [3=]", "C_FindObjectsFinal 7"));
 }
 
 TEST_F(ObjectTest, FinderEndsItsSearchOnceUnlessItNeverBegan) {
   { ObjectFinder(session, {}).finish(); }
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_FindObjectsInit 7 []", "C_FindObjectsFinal 7"));
-  token.failures["C_FindObjectsInit"] = CKR_OPERATION_ACTIVE;
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 []", "C_FindObjectsFinal 7"));
+  spy.answer("C_FindObjectsInit", CKR_OPERATION_ACTIVE);
   EXPECT_EQ(error_of([&] { ObjectFinder(session, {}); }), ReturnValue::OperationActive);
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_FindObjectsInit 7 []"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 []"));
 }
 
 }  // namespace

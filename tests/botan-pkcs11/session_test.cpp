@@ -7,39 +7,40 @@ using SessionTest = FakeTokenTest;
 TEST_F(SessionTest, OpensWithTheFlagsOfItsConstructor) {
   { Session(slot, true); }
   { Session(slot, flags(Flag::RwSession), nullptr, nullptr); }
-  EXPECT_THAT(token.calls, ElementsAre("C_OpenSession 5 4", "C_CloseSession 7",  //
-                                       "C_OpenSession 5 2", "C_CloseSession 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_OpenSession 5 4", "C_CloseSession 7",  //
+                                            "C_OpenSession 5 2", "C_CloseSession 7"));
 }
 
 TEST_F(SessionTest, EndsItsOwnLoginUnlessThereIsNoneAndCloses) {
-  token.failures = {{"C_Logout", CKR_DEVICE_ERROR}, {"C_CloseSession", CKR_DEVICE_ERROR}};
+  spy.answer("C_Logout", CKR_DEVICE_ERROR);
+  spy.answer("C_CloseSession", CKR_DEVICE_ERROR);
   {
     Session user(slot, false);
     user.login(UserType::User, secret("1234"));
     EXPECT_EQ(error_of([&] { user.logoff(); }), ReturnValue::DeviceError);
   }
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_OpenSession 5 6", "C_Login 7 1 4", "C_Logout 7",
-                                              "C_Logout 7", "C_CloseSession 7"));
-  token.failures["C_Login"] = CKR_PIN_INCORRECT;
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_OpenSession 5 6", "C_Login 7 1 4", "C_Logout 7", "C_Logout 7",
+                                            "C_CloseSession 7"));
+  spy.answer("C_Login", CKR_PIN_INCORRECT);
   {
     Session nobody(slot, false);
     EXPECT_EQ(error_of([&] { nobody.login(UserType::SO, {}); }), ReturnValue::PinIncorrect);
   }
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_OpenSession 5 6", "C_Login 7 0 0", "C_CloseSession 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_OpenSession 5 6", "C_Login 7 0 0", "C_CloseSession 7"));
 }
 
 TEST_F(SessionTest, TakesOverASessionWithItsLogin) {
   for (const CK_STATE state : {CKS_RO_PUBLIC_SESSION, CKS_RW_PUBLIC_SESSION}) {
     token.state = state;
     { Session(slot, SessionHandle{8}); }
-    EXPECT_THAT(token.take_calls(), ElementsAre("C_GetSessionInfo 8", "C_CloseSession 8"));
+    EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetSessionInfo 8", "C_CloseSession 8"));
   }
   token.state = CKS_RW_SO_FUNCTIONS;
   { Session(slot, SessionHandle{8}); }
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_GetSessionInfo 8", "C_Logout 8", "C_CloseSession 8"));
-  token.failures["C_GetSessionInfo"] = CKR_SESSION_HANDLE_INVALID;
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetSessionInfo 8", "C_Logout 8", "C_CloseSession 8"));
+  spy.answer("C_GetSessionInfo", CKR_SESSION_HANDLE_INVALID);
   EXPECT_EQ(error_of([&] { Session(slot, SessionHandle{8}); }), ReturnValue::SessionHandleInvalid);
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_GetSessionInfo 8"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetSessionInfo 8"));
 }
 
 TEST_F(SessionTest, ReleasedOrMovedLeavesTheSessionToTheOther) {
@@ -50,27 +51,27 @@ TEST_F(SessionTest, ReleasedOrMovedLeavesTheSessionToTheOther) {
     EXPECT_EQ(from.release(), 0U);
     EXPECT_EQ(to.release(), 7U);
   }
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_OpenSession 5 6", "C_Login 7 1 1"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_OpenSession 5 6", "C_Login 7 1 1"));
   {
     Session from(slot, false);
     from.login(UserType::User, secret("1"));
     const Session to(std::move(from));
-    token.take_calls();
+    spy.take_texts();
   }
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_Logout 7", "C_CloseSession 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_Logout 7", "C_CloseSession 7"));
 }
 
 TEST_F(SessionTest, TokenManagementLogsInAndLeavesNothingOpen) {
   initialize_token(slot, "token", secret("so"), secret("user"));
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_InitToken 5 2", "C_OpenSession 5 6", "C_Login 7 0 2",
-                                              "C_InitPIN 7 4", "C_Logout 7", "C_CloseSession 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_InitToken 5 2", "C_OpenSession 5 6", "C_Login 7 0 2",
+                                            "C_InitPIN 7 4", "C_Logout 7", "C_CloseSession 7"));
   change_pin(slot, secret("old"), secret("new!"));
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_OpenSession 5 6", "C_Login 7 1 3", "C_SetPIN 7 3 4",
-                                              "C_Logout 7", "C_CloseSession 7"));
-  token.failures["C_SetPIN"] = CKR_PIN_LEN_RANGE;
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_OpenSession 5 6", "C_Login 7 1 3", "C_SetPIN 7 3 4",
+                                            "C_Logout 7", "C_CloseSession 7"));
+  spy.answer("C_SetPIN", CKR_PIN_LEN_RANGE);
   EXPECT_EQ(error_of([&] { change_so_pin(slot, secret("old"), {}); }), ReturnValue::PinLenRange);
-  EXPECT_THAT(token.take_calls(), ElementsAre("C_OpenSession 5 6", "C_Login 7 0 3", "C_SetPIN 7 3 0",
-                                              "C_Logout 7", "C_CloseSession 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre("C_OpenSession 5 6", "C_Login 7 0 3", "C_SetPIN 7 3 0",
+                                            "C_Logout 7", "C_CloseSession 7"));
 }
 
 }  // namespace

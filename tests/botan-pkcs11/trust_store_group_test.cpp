@@ -32,8 +32,9 @@ TEST_F(TrustStoreGroupTest, CreatesTheChainFromExactlyItsAttributes) {
   properties.add_numeric(AttributeType::Id, 102);
   const PKCS11_TSG_CertficateChain chain(session, properties);
   EXPECT_EQ(chain.attributes().size(), 6U);
-  EXPECT_THAT(token.calls, ElementsAre("C_CreateObject 7 [0=0100000000000000 80=0110008000000000 11=3000 "
-                                       "80001002=4c5952 3=0a66000000 102=66000000]"));
+  EXPECT_THAT(spy.take_texts(),
+              ElementsAre("C_CreateObject 7 [0=0100000000000000 80=0110008000000000 11=3000 "
+                          "80001002=4c5952 3=0a66000000 102=66000000]"));
 }
 
 TEST_F(TrustStoreGroupTest, ALabelIsAGroupAndAnIndexInDecimal) {
@@ -83,11 +84,12 @@ TEST_F(TrustStoreGroupTest, RefusesAChainWithAnythingButCertificates) {
 
 TEST_F(TrustStoreGroupTest, InstallationPassesTheHandlesAndReturnsTheTokensCode) {
   EXPECT_EQ(setClientCertAndMoveKey(session, {1, 2, 3}, {4, 5}), 0U);
-  token.failures["set_client_cert_and_move_key"] = CKR_KEY_HANDLE_INVALID;
+  spy.answer("set_client_cert_and_move_key", CKR_KEY_HANDLE_INVALID);
   EXPECT_EQ(setClientCertAndMoveKey(session, {}, {4}), 0x60U);
-  EXPECT_THAT(token.calls, ElementsAre("set_client_cert_and_move_key 7 3 1 2 4",
-                                       "set_client_cert_and_move_key 7 0 0 1 4"));
-  token.has_interface = false;
+  EXPECT_THAT(spy.take_texts(),
+              ElementsAre("C_GetInterface", "set_client_cert_and_move_key 7 [ 1 2 3 ] [ 4 5 ]",
+                          "C_GetInterface", "set_client_cert_and_move_key 7 [ ] [ 4 ]"));
+  spy.answer("C_GetInterface", CKR_FUNCTION_FAILED);
   EXPECT_EQ(setClientCertAndMoveKey(session, {}, {4}), 0x54U);
 }
 
