@@ -14,17 +14,8 @@ struct ClientCertInitializerTestAccess {
   using Session = Botan::PKCS11::Session;
   using ObjectHandle = Botan::PKCS11::ObjectHandle;
 
-  ObjectHandle publicKey(Session& session, bool permanent) const {
-    return implementation.getLYRPublicKeyHandle(session, permanent);
-  }
   ObjectHandle privateKey(Session& session, bool permanent) const {
     return implementation.getLYRPrivateKeyHandle(session, permanent);
-  }
-  ObjectHandle basePrivateKey(Session& session) const {
-    return implementation.getBASEPrivateKeyHandle(session);
-  }
-  ObjectHandle chain(Session& session, bool permanent) const {
-    return implementation.getLYRCertificateChainHandle(session, permanent);
   }
   ResultCode deleteOldTemporaryKeys(Session& session) const {
     return implementation.deleteOldTemporaryKeys(session);

@@ -1,4 +1,5 @@
-#include "api/product_test.h"
+#include "api/journal.h"
+#include "support/spytoken.h"
 
 namespace ozk::tee {
 
@@ -9,31 +10,125 @@ const std::string kGenerate = "ClientCertInitializer::generate_private_key";
 const std::string kCleanUp = "ClientCertInitializer::deleteOldTemporaryKeys ";
 const Marks kTemporary = {label(10, 101), "CCI_CLIENT", "LYR"};
 
-class GeneratePrivateKeyTest : public ProductTest {};
+const Template kPublicKeyTemplate = {objectClass(CKO_PUBLIC_KEY),
+                                     attribute(CKA_KEY_TYPE, "0300000000000000"),
+                                     attribute(CKA_EC_PARAMS, "06082a8648ce3d030107"),
+                                     keyId(),
+                                     client(),
+                                     permanent(false),
+                                     attribute(CKA_TOKEN, "01"),
+                                     attribute(CKA_VERIFY, "01"),
+                                     attribute(CKA_PRIVATE, "00"),
+                                     attribute(CKA_MODIFIABLE, "00"),
+                                     labelled("0a64000000")};
+const Template kPrivateKeyTemplate = {objectClass(CKO_PRIVATE_KEY),
+                                      attribute(CKA_KEY_TYPE, "0300000000000000"),
+                                      keyId(),
+                                      client(),
+                                      permanent(false),
+                                      attribute(CKA_TOKEN, "01"),
+                                      attribute(CKA_PRIVATE, "01"),
+                                      attribute(CKA_SENSITIVE, "01"),
+                                      attribute(CKA_EXTRACTABLE, "00"),
+                                      attribute(CKA_SIGN, "01"),
+                                      attribute(CKA_MODIFIABLE, "00"),
+                                      labelled("0a65000000")};
+
+class GeneratePrivateKeyTest : public JournalTest {
+ protected:
+  std::function<void()> generating(ResultCode expected) {
+    return [this, expected] { EXPECT_EQ(product->generate_private_key("LYR_CSR"), expected); };
+  }
+  static Journal begun() { return opened() + Journal{debugged(kGenerate), debugged(kCleanUp + "=>")}; }
+  static Journal keysSearched(unsigned object_class, const Handles& found) {
+    return searched({objectClass(object_class), client(), keyId(), permanent(false)}, found) + finished();
+  }
+  static Journal nothingToCleanUp() {
+    return keysSearched(CKO_PRIVATE_KEY, {}) + keysSearched(CKO_PUBLIC_KEY, {}) + lookedUpChain(false, 0) +
+           cleanedUp();
+  }
+  static Journal cleanedUp() {
+    return {debugged(kCleanUp + "return OK"), debugged(kGenerate + " succesfully deleted old temp keys")};
+  }
+  static Journal asked(const std::string& answer) {
+    return {"C_GenerateKeyPair 1 1040 " + shown(kPublicKeyTemplate) + " " + shown(kPrivateKeyTemplate) +
+            answer};
+  }
+  /// The session is logged off and its handle let go, so that it ends with the module.
+  static Journal generated(Handle public_key, Handle private_key) {
+    return asked(" -> " + number(public_key) + " " + number(private_key)) + openedPublicKey(public_key) +
+           openedPrivateKey(private_key) +
+           Journal{debugged(kGenerate + " returning OK"), "C_Logout 1", "C_Finalize"};
+  }
+};
 
 TEST_F(GeneratePrivateKeyTest, RefusesOtherIdentifiersAndTouchesNothing) {
-  requestChain("kept");
-  log.take();
-  for (const std::string key_id : {"LYR", "lyr_csr", "LYR_CSR ", ""}) {
-    EXPECT_EQ(product->generate_private_key(key_id), ResultCode::INVALID_KEY_ID) << key_id;
-    EXPECT_THAT(log.take(), ElementsAre(debug(kGenerate), error(kGenerate + " :: Invalid Key Id")));
+  for (const char* key_id : {"LYR", "lyr_csr", "LYR_CSR ", ""}) {
+    expectInSession([&] { EXPECT_EQ(product->generate_private_key(key_id), ResultCode::INVALID_KEY_ID); },
+                    {debugged(kGenerate), failed(kGenerate + " :: Invalid Key Id")});
   }
-  EXPECT_EQ(countOf(lyrPrivateKeySearch(false)), 1u);
 }
 
-TEST_F(GeneratePrivateKeyTest, TheFirstKeyStaysInTheTokenAndIsLoggedInFull) {
-  EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
-  const std::string lookup = "ClientCertInitializer::getLYRCertificateChainHandle";
-  EXPECT_THAT(log.take(),
-              ElementsAre(debug(kGenerate), debug(kCleanUp + "=>"), debug(lookup),
-                          debug(lookup + " : No of chain objects found = 0"), debug(kCleanUp + "return OK"),
-                          debug(kGenerate + " succesfully deleted old temp keys"),
-                          debug(kGenerate + " returning OK")));
+TEST_F(GeneratePrivateKeyTest, AsksForAPairAndReplacesThePairAndChainOfAnEarlierAttempt) {
+  expect(generating(ResultCode::OK), begun() + nothingToCleanUp() + generated(1, 2));
+  {
+    test_support::UserSession session;
+    test_support::importChain(*session, kTemporary, {});  // object 3
+  }
+  expect(generating(ResultCode::OK), begun() + keysSearched(CKO_PRIVATE_KEY, {2}) + openedPrivateKey(2) +
+                                         destroyed(2) + keysSearched(CKO_PUBLIC_KEY, {1}) +
+                                         openedPublicKey(1) + destroyed(1) + lookedUpChain(false, 3) +
+                                         destroyed(3) + cleanedUp() + generated(4, 5));
+}
+
+TEST_F(GeneratePrivateKeyTest, ThePrivateKeyIsNotGivenAway) {
+  product->generate_private_key("LYR_CSR");
   test_support::UserSession session;
   const Botan::PKCS11::Object key(*session, access.privateKey(*session, false));
   EXPECT_EQ(key.get_attribute_value(AttributeType::Sensitive).at(0), 1);
   EXPECT_EQ(key.get_attribute_value(AttributeType::Extractable).at(0), 0);
   EXPECT_THROW(key.get_attribute_value(AttributeType::Value), Botan::PKCS11::PKCS11_ReturnError);
+}
+
+TEST_F(GeneratePrivateKeyTest, SaysWhenTheTokenRefuses) {
+  test_support::spytoken().answer("C_GenerateKeyPair", CKR_TEMPLATE_INCONSISTENT);
+  expect(generating(ResultCode::CRYPTO_OP_ERROR),
+         begun() + nothingToCleanUp() + asked(" = 0xd1") +
+             Journal{failed("Failed to generate ECDSA keypair with exception PKCS11 error 209")} + closed());
+}
+
+/// Tokens that give handle 0 to one half, under which it can be read.
+template <int half>
+CK_FUNCTION_LIST hidingHalf() {
+  static const CK_FUNCTION_LIST* const token = test_support::spytoken().module().cryptoki;
+  static CK_OBJECT_HANDLE hidden = 0;
+  CK_FUNCTION_LIST list = *token;
+  list.C_GenerateKeyPair = [](CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* public_half,
+                              CK_ULONG public_count, CK_ATTRIBUTE* private_half, CK_ULONG private_count,
+                              CK_OBJECT_HANDLE* public_key, CK_OBJECT_HANDLE* private_key) -> CK_RV {
+    const CK_RV code = token->C_GenerateKeyPair(session, mechanism, public_half, public_count, private_half,
+                                                private_count, public_key, private_key);
+    hidden = std::exchange(half == 0 ? *public_key : *private_key, 0);
+    return code;
+  };
+  list.C_GetAttributeValue = [](CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes,
+                                CK_ULONG count) -> CK_RV {
+    return token->C_GetAttributeValue(session, object == 0 ? hidden : object, attributes, count);
+  };
+  return list;
+}
+
+TEST_F(GeneratePrivateKeyTest, AHandleOfZeroIsAFailureThatIsNoErrorRecord) {
+  const Journal end = Journal{debugged(kGenerate + " returning CRYPTO_OP_ERROR")} + closed();
+  const CK_FUNCTION_LIST no_public = hidingHalf<0>(), no_private = hidingHalf<1>();
+  test_support::spytoken().forward_to({&no_public, nullptr});
+  expect(generating(ResultCode::CRYPTO_OP_ERROR),
+         begun() + nothingToCleanUp() + asked(" -> 0 2") + openedPublicKey(0) + openedPrivateKey(2) + end);
+  test_support::spytoken().forward_to({&no_private, nullptr});
+  expect(generating(ResultCode::CRYPTO_OP_ERROR),
+         begun() + keysSearched(CKO_PRIVATE_KEY, {2}) + openedPrivateKey(2) + destroyed(2) +
+             keysSearched(CKO_PUBLIC_KEY, {1}) + openedPublicKey(1) + destroyed(1) + lookedUpChain(false, 0) +
+             cleanedUp() + asked(" -> 3 0") + openedPublicKey(3) + openedPrivateKey(0) + end);
 }
 
 TEST_F(GeneratePrivateKeyTest, ReplacesWhatAnEarlierAttemptLeftAndNothingElse) {
@@ -69,21 +164,19 @@ TEST_F(GeneratePrivateKeyTest, CleansUpAHundredKeysAndOneChainACall) {
   EXPECT_EQ(countOf(lyrCertificateChainSearch(false)), 1u);
 }
 
-TEST_F(GeneratePrivateKeyTest, AKeyThatCannotBeDestroyedStopsTheCleanUpButNotTheGeneration) {
+TEST_F(GeneratePrivateKeyTest, WhatCannotBeDestroyedStopsTheCleanUpButNotTheGeneration) {
   Marks undeletable = kTemporary;
   undeletable.destroyable = false;
   {
     test_support::UserSession session;
-    test_support::importPrivateKey(*session, undeletable, test_support::newKey());
-    test_support::importChain(*session, kTemporary, {});
+    test_support::importPrivateKey(*session, undeletable, test_support::newKey());  // object 1
+    test_support::importPrivateKey(*session, kTemporary, test_support::newKey());   // object 2
   }
-  EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
-  EXPECT_THAT(log.take(),  // CKR_ACTION_PROHIBITED
-              ElementsAre(debug(kGenerate), debug(kCleanUp + "=>"),
-                          error("LYR temporary private key delete fail, Exception thrown : PKCS11 error 27"),
-                          debug(kGenerate + " returning OK")));
-  EXPECT_EQ(countOf(lyrPrivateKeySearch(false)), 2u);
-  EXPECT_EQ(countOf(lyrCertificateChainSearch(false)), 1u);
+  expect(generating(ResultCode::OK),  // CKR_ACTION_PROHIBITED
+         begun() + keysSearched(CKO_PRIVATE_KEY, {1, 2}) + openedPrivateKey(1) +
+             Journal{"C_DestroyObject 1 1 = 0x1b",
+                     failed("LYR temporary private key delete fail, Exception thrown : PKCS11 error 27")} +
+             generated(3, 4));
 }
 
 }  // namespace ozk::tee

@@ -1,15 +1,15 @@
-#include "api/product_test.h"
+#include "api/journal.h"
+#include "support/spytoken.h"
 
 namespace ozk::tee {
 
 using test_support::pem;
 
 const std::string kSet = "ClientCertInitializer::set_client_cert_and_move_key";
-const std::string kPublic = "ClientCertInitializer::getLYRPublicKeyHandle : ";
-const std::string kPrivate = "ClientCertInitializer::getLYRPrivateKeyHandle : ";
-const std::string kChain = "ClientCertInitializer::getLYRCertificateChainHandle";
 
-class SetClientCertTest : public ProductTest {
+const Journal kDeletionBegun = {debugged(kSet + " ==>"), debugged(kSet + " Delete LYR certificate and keys")};
+
+class SetClientCertTest : public JournalTest {
  protected:
   std::size_t temporaries() {
     return countOf(lyrPublicKeySearch(false)) + countOf(lyrPrivateKeySearch(false)) +
@@ -18,6 +18,79 @@ class SetClientCertTest : public ProductTest {
   std::size_t installed() {
     return countOf(lyrPublicKeySearch(true)) + countOf(lyrPrivateKeySearch(true)) +
            countOf(lyrCertificateChainSearch(true));
+  }
+
+  std::function<void()> installing(const std::string& chain, ResultCode expected) {
+    return [=] { EXPECT_EQ(product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"), expected); };
+  }
+  std::function<void()> deleting(ResultCode expected) {
+    return [=] { EXPECT_EQ(product->set_client_cert_and_move_key("", "", "LYR"), expected); };
+  }
+
+  static void failDestruction(unsigned nth) {
+    test_support::Interference failure;
+    failure.function = "C_DestroyObject", failure.nth = nth, failure.answer = CKR_DEVICE_ERROR;
+    test_support::spytoken().interfere(failure);
+  }
+
+  static Journal says(const std::string& text) { return {debugged(kSet + text)}; }
+  static Journal saysEach(const std::string& text, const Handles& handles) {
+    Journal records;
+    for (const Handle handle : handles) records.push_back(debugged(text + number(handle)));
+    return records;
+  }
+
+  /// From the lookup of the temporary keys (0: none) to the creation of the chain object.
+  static Journal stored(Handle public_key, Handle private_key, const Bytes& value,
+                        const std::string& answer) {
+    Handles added;
+    for (const Handle key : {public_key, private_key}) {
+      if (key != 0) added.push_back(key);
+    }
+    const Template chain = {objectClass(CKO_CERTIFICATE),
+                            attribute(CKA_CERTIFICATE_TYPE, "0110008000000000"),
+                            attribute(CKA_VALUE, hexOf(value)),
+                            keyId(),
+                            attribute(CKA_TOKEN, "01"),
+                            labelled("0a66000000"),
+                            attribute(CKA_ID, "66000000"),
+                            permanent(false),
+                            client()};
+    return lookedUpPublicKey(false, public_key) +
+           says(" TEMPorary PUBLIC key Handle = " + number(public_key)) +
+           lookedUpPrivateKey(false, private_key) +
+           says(" TEMPorary PRIVATE key Handle = " + number(private_key)) +
+           says(" addHandleSize = " + number(added.size())) + saysEach("Handles in addHandle = ", added) +
+           Journal{"C_CreateObject 1 " + shown(chain) + answer};
+  }
+  /// From there to the token's exchange.
+  static Journal exchanged(const Handles& added, const Handles& installed, const std::string& answer) {
+    const auto at = [&](std::size_t i) { return installed.empty() ? 0 : installed[i]; };
+    const auto list = [](const Handles& handles) {
+      std::string text = " [";
+      for (const Handle each : handles) text += " " + number(each);
+      return text + " ]";
+    };
+    return says(" after push addHandleSize = " + number(added.size())) +
+           saysEach("Handles in addHandle after push = ", added) +
+           says(" chain handle = " + number(added.back())) + lookedUpPublicKey(true, at(0)) +
+           says(" PUBLIC key Handle = " + number(at(0))) + says(" Before getLYRPrivateKeyHandle") +
+           lookedUpPrivateKey(true, at(1)) + says(" PRIVATE key Handle = " + number(at(1))) +
+           says(" After  getLYRPrivateKeyHandle") + lookedUpChain(true, at(2)) +
+           Journal{"C_GetInterface",
+                   "set_client_cert_and_move_key 1" + list(installed) + list(added) + answer};
+  }
+  static Journal tidied(Handle public_key, Handle private_key, Handle chain) {
+    return openedPublicKey(public_key) + destroyed(public_key) + openedPrivateKey(private_key) +
+           destroyed(private_key) + destroyed(chain);
+  }
+  static Bytes valueOf(const std::vector<Botan::X509_Certificate>& chain) {
+    Bytes value;
+    for (const auto& certificate : chain) {
+      const auto der = certificate.BER_encode();
+      value.insert(value.end(), der.begin(), der.end());
+    }
+    return value;
   }
 };
 
@@ -47,41 +120,66 @@ TEST_F(SetClientCertTest, AChainForAnotherKeyIsRefusedAndTheInstalledOneServesOn
   EXPECT_EQ(temporaries(), 0u);
 }
 
-TEST_F(SetClientCertTest, ARotationIsLoggedInFull) {
+TEST_F(SetClientCertTest, TheFirstInstallationHandsTheTokenNothingToReplace) {
+  const auto chain = requestChain("first");  // objects 1 and 2
+  expectInSession(installing(pem(chain), ResultCode::OK),
+                  says(" ==>") + stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {}, "") +
+                      tidied(1, 2, 3) + says(": <=="));
+}
+
+TEST_F(SetClientCertTest, ARotationHandsTheTokenBothSets) {
   provision("first");
   const auto chain = requestChain("second");
-  std::vector<std::string> handle;
-  {
-    test_support::UserSession session;
-    for (const bool permanent : {false, true}) {
-      handle.push_back(std::to_string(access.publicKey(*session, permanent)));
-      handle.push_back(std::to_string(access.privateKey(*session, permanent)));
-    }
-  }
-  log.take();
-  ASSERT_EQ(install(chain), ResultCode::OK);
-  const auto lines = log.take();
-  ASSERT_EQ(lines.size(), 28u);
-  const std::string chain_handle = lines[15].text.substr(lines[15].text.rfind(' ') + 1);
-  EXPECT_THAT(
-      lines,
-      ElementsAre(
-          debug(kSet + " ==>"), debug(kPublic + "==>"), debug(kPublic + "Search LYR"),
-          debug(kPublic + "count of public key found = 1"), debug(kPublic + "<=="),
-          debug(kSet + " TEMPorary PUBLIC key Handle = " + handle[0]),
-          debug(kPrivate + "count of private key found = 1"),
-          debug(kSet + " TEMPorary PRIVATE key Handle = " + handle[1]), debug(kSet + " addHandleSize = 2"),
-          debug("Handles in addHandle = " + handle[0]), debug("Handles in addHandle = " + handle[1]),
-          debug(kSet + " after push addHandleSize = 3"),
-          debug("Handles in addHandle after push = " + handle[0]),
-          debug("Handles in addHandle after push = " + handle[1]),
-          debug("Handles in addHandle after push = " + chain_handle),
-          debug(kSet + " chain handle = " + chain_handle), debug(kPublic + "==>"),
-          debug(kPublic + "Search Permanent Pub key"), debug(kPublic + "count of public key found = 1"),
-          debug(kPublic + "<=="), debug(kSet + " PUBLIC key Handle = " + handle[2]),
-          debug(kSet + " Before getLYRPrivateKeyHandle"), debug(kPrivate + "count of private key found = 1"),
-          debug(kSet + " PRIVATE key Handle = " + handle[3]), debug(kSet + " After  getLYRPrivateKeyHandle"),
-          debug(kChain), debug(kChain + " : No of chain objects found = 1"), debug(kSet + ": <==")));
+  expectInSession(installing(pem(chain), ResultCode::OK),
+                  says(" ==>") + stored(kNewPublic, kNewPrivate, valueOf(chain), " -> 9") +
+                      exchanged({kNewPublic, kNewPrivate, kNewChain},
+                                {kInstalledPublic, kInstalledPrivate, kInstalledChain}, "") +
+                      tidied(kNewPublic, kNewPrivate, kNewChain) + says(": <=="));
+}
+
+TEST_F(SetClientCertTest, WhatCannotBeDecodedIsSaidAndLeftOut) {
+  const auto chain = requestChain("first");
+  const std::string damaged = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+  expectInSession(
+      installing(damaged + pem(chain), ResultCode::OK),
+      says(" ==>") + Journal{failed("ClientCertInitializer::getCertificates: failed to decode certificate")} +
+          stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {}, "") + tidied(1, 2, 3) +
+          says(": <=="));
+}
+
+TEST_F(SetClientCertTest, AChainThatTheTokenDoesNotStoreLeavesTheTemporaryKeys) {
+  const auto chain = requestChain("first");
+  test_support::spytoken().answer("C_CreateObject", CKR_DEVICE_MEMORY);
+  expectInSession(installing(pem(chain), ResultCode::TOKEN_STORE_ERROR),
+                  says(" ==>") + stored(1, 2, valueOf(chain), " = 0x31") +
+                      Journal{failed("Exception thrown : PKCS11 error 49")});
+  EXPECT_EQ(temporaries(), 2u);
+}
+
+TEST_F(SetClientCertTest, WhatTheTokenRefusesIsTidiedUpAllTheSame) {
+  const auto chain = provision("first");
+  requestChain("second");
+  expectInSession(installing(pem(chain), ResultCode::CRYPTO_OP_ERROR),  // CKR_DATA_INVALID
+                  says(" ==>") + stored(kNewPublic, kNewPrivate, valueOf(chain), " -> 9") +
+                      exchanged({kNewPublic, kNewPrivate, kNewChain},
+                                {kInstalledPublic, kInstalledPrivate, kInstalledChain}, " = 0x20") +
+                      Journal{failed(kSet + " returned error")} + tidied(kNewPublic, kNewPrivate, kNewChain) +
+                      says(": <=="));
+}
+
+TEST_F(SetClientCertTest, TidyingUpStopsAtTheFirstObjectThatCannotBeDestroyed) {
+  const auto chain = requestChain("first");
+  failDestruction(2);
+  expectInSession(
+      installing(pem(chain), ResultCode::CRYPTO_OP_ERROR),
+      says(" ==>") + stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {}, "") +
+          openedPublicKey(1) + destroyed(1) + openedPrivateKey(2) +
+          Journal{"C_DestroyObject 1 2 = 0x30",
+                  failed("LYR private session key delete fail, Exception thrown : PKCS11 error 48"),
+                  failed("ClientCertInitializer::deleteSessionCertificateAndKeys returned error")} +
+          says(": <=="));
+  EXPECT_EQ(product->get_client_cert("LYR"), pem(chain)) << "installed all the same";
+  EXPECT_TRUE(signsWithInstalledKey());
 }
 
 TEST_F(SetClientCertTest, OtherIdentifiersAreRefusedAndNothingChanges) {
@@ -110,14 +208,14 @@ TEST_F(SetClientCertTest, AnEmptyChainIsInstalledAsSuch) {
 
 TEST_F(SetClientCertTest, WithoutATemporaryKeyPairFailsAndTheInstalledOneServesOn) {
   const auto chain = provision("installed");
-  EXPECT_EQ(install(chain), ResultCode::CRYPTO_OP_ERROR);
-  auto lines = log.take();
-  lines.erase(lines.begin(), lines.end() - 4);
-  EXPECT_THAT(lines,
-              ElementsAre(error(kSet + " returned error"),
-                          error("LYR public session key delete fail, Exception thrown : PKCS11 error 18"),
-                          error("ClientCertInitializer::deleteSessionCertificateAndKeys returned error"),
-                          debug(kSet + ": <==")));
+  expectInSession(
+      installing(pem(chain), ResultCode::CRYPTO_OP_ERROR),  // CKR_ARGUMENTS_BAD, then no public key
+      says(" ==>") + stored(0, 0, valueOf(chain), " -> 7") +
+          exchanged({7}, {kInstalledPublic, kInstalledPrivate, kInstalledChain}, " = 0x7") +
+          Journal{failed(kSet + " returned error"), "C_GetAttributeValue 1 7 [180=] = 0x12",
+                  failed("LYR public session key delete fail, Exception thrown : PKCS11 error 18"),
+                  failed("ClientCertInitializer::deleteSessionCertificateAndKeys returned error")} +
+          says(": <=="));
   EXPECT_EQ(product->get_client_cert("LYR"), pem(chain));
   EXPECT_TRUE(signsWithInstalledKey());
 }
@@ -125,20 +223,28 @@ TEST_F(SetClientCertTest, WithoutATemporaryKeyPairFailsAndTheInstalledOneServesO
 TEST_F(SetClientCertTest, DeletionRemovesTheInstalledObjectsAloneAndCanBeRepeated) {
   provision("installed");
   requestChain("waiting");
-  log.take();
-  EXPECT_EQ(product->set_client_cert_and_move_key("", "", "LYR"), ResultCode::OK);
-  const auto records = [](const std::string& count) {
-    return ElementsAre(debug(kSet + " ==>"), debug(kSet + " Delete LYR certificate and keys"),
-                       debug(kPublic + "==>"), debug(kPublic + "Search Permanent Pub key"),
-                       debug(kPublic + "count of public key found = " + count), debug(kPublic + "<=="),
-                       debug(kPrivate + "count of private key found = " + count), debug(kChain),
-                       debug(kChain + " : No of chain objects found = " + count));
-  };
-  EXPECT_THAT(log.take(), records("1"));
-  EXPECT_EQ(installed(), 0u);
+  expectInSession(deleting(ResultCode::OK),
+                  kDeletionBegun + lookedUpPublicKey(true, kInstalledPublic) +
+                      openedPublicKey(kInstalledPublic) + destroyed(kInstalledPublic) +
+                      lookedUpPrivateKey(true, kInstalledPrivate) + openedPrivateKey(kInstalledPrivate) +
+                      destroyed(kInstalledPrivate) + lookedUpChain(true, kInstalledChain) +
+                      destroyed(kInstalledChain));
   EXPECT_EQ(temporaries(), 2u);
-  EXPECT_EQ(product->set_client_cert_and_move_key("", "", "LYR"), ResultCode::OK);
-  EXPECT_THAT(log.take(), records("0"));
+  expectInSession(deleting(ResultCode::OK), kDeletionBegun + lookedUpPublicKey(true, 0) +
+                                                lookedUpPrivateKey(true, 0) + lookedUpChain(true, 0));
+}
+
+TEST_F(SetClientCertTest, ADeletionThatFailsHalfWayIsCompletedByTheNext) {
+  provision("installed");
+  failDestruction(2);
+  expectInSession(deleting(ResultCode::CRYPTO_OP_ERROR),
+                  kDeletionBegun + lookedUpPublicKey(true, kInstalledPublic) +
+                      openedPublicKey(kInstalledPublic) + destroyed(kInstalledPublic) +
+                      lookedUpPrivateKey(true, kInstalledPrivate) + openedPrivateKey(kInstalledPrivate) +
+                      Journal{"C_DestroyObject 1 " + number(kInstalledPrivate) + " = 0x30",
+                              failed("LYR private key delete fail, Exception thrown : PKCS11 error 48")});
+  deleting(ResultCode::OK)();
+  EXPECT_EQ(installed(), 0u);
 }
 
 }  // namespace ozk::tee

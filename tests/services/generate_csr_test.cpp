@@ -1,8 +1,8 @@
-#include "api/product_test.h"
-
 #include <botan/pkcs10.h>
 #include <botan/pkix_types.h>
 #include <botan/x509_key.h>
+
+#include "api/journal.h"
 
 namespace ozk::tee {
 
@@ -20,16 +20,30 @@ TEST_F(ProductTest, ARequestIsForTheTemporaryKeyAndVerifies) {
   }
 }
 
-TEST_F(ProductTest, WithoutATemporaryKeyPairARequestIsEmpty) {
-  EXPECT_THAT(product->generate_csr("name", "LYR_CSR"), IsEmpty());
-  EXPECT_EQ(log.take().back(), debug("ClientCertInitializer::generate_csr PRIVATE key Handle = 0"));
+TEST_F(JournalTest, GenerateCsr) {
+  const auto request = [&](const std::string& key_id = "LYR_CSR") {
+    return [&, key_id] { product->generate_csr("name", key_id); };
+  };
+  const auto handleLogged = [](const std::string& kind, Handle handle) {
+    return Journal{
+        debugged("ClientCertInitializer::generate_csr " + kind + " key Handle = " + number(handle))};
+  };
+  for (const char* refused : {"LYR", "lyr_csr", "LYR_CSR ", ""}) expectInSession(request(refused), {});
+  expectInSession(request(), lookedUpPrivateKey(false, 0) + handleLogged("PRIVATE", 0));
   {
-    test_support::UserSession session;
-    // A private key is taken whatever its label.
+    test_support::UserSession session;  // a private key is taken whatever its label
     test_support::importPrivateKey(*session, {label(9, 9), "CCI_CLIENT", "LYR"}, test_support::newKey());
   }
-  EXPECT_THAT(product->generate_csr("name", "LYR_CSR"), IsEmpty());
-  EXPECT_EQ(log.take().back(), debug("ClientCertInitializer::generate_csr PUBLIC key Handle = 0"));
+  expectInSession(request(), lookedUpPrivateKey(false, 1) + handleLogged("PRIVATE", 1) +
+                                 lookedUpPublicKey(false, 0) + handleLogged("PUBLIC", 0));
+
+  product->generate_private_key("LYR_CSR");
+  const auto size = Botan::PKCS10_Request(product->generate_csr("name", "LYR_CSR")).tbs_data().size();
+  const std::string sign = "C_Sign 1 " + number(size) + " -> 64";
+  expectInSession(request(), lookedUpPrivateKey(false, 3) + handleLogged("PRIVATE", 3) +
+                                 lookedUpPublicKey(false, 2) + handleLogged("PUBLIC", 2) +
+                                 openedPrivateKey(3) + openedPublicKey(2) +
+                                 Journal{"C_SignInit 1 1044 3", sign, sign});
 }
 
 }  // namespace ozk::tee

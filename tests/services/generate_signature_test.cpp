@@ -1,6 +1,6 @@
-#include "api/product_test.h"
-
 #include <botan/x509_key.h>
+
+#include "api/journal.h"
 
 namespace ozk::tee {
 
@@ -24,17 +24,29 @@ TEST_F(ProductTest, SignaturesOfAnyDataVerifyAndHaveOneWidth) {
   }
 }
 
-TEST_F(ProductTest, AMissingBaseKeyIsAnErrorAMissingClientKeyIsNot) {
-  requestChain("waiting, which does not sign");
-  log.take();
-  EXPECT_THAT(product->generate_signature("BASE", {1}, ""), IsEmpty());
-  EXPECT_THAT(product->generate_signature("LYR", {1}, ""), IsEmpty());
-  EXPECT_THAT(
-      log.take(),
-      ElementsAre(debug("ClientCertInitializer::Getting Base Key Id"),
-                  debug("After Private Key finding, Private count = 0"),
-                  error("ClientCertInitializer::generate_signature signature generation failed"),
-                  debug("ClientCertInitializer::getLYRPrivateKeyHandle : count of private key found = 0")));
+TEST_F(JournalTest, GenerateSignature) {
+  const auto signature = [&](const std::string& key_id) {
+    return [&, key_id] { product->generate_signature(key_id, Bytes(5), "unused"); };
+  };
+  const auto signedBy = [](Handle key) {
+    return openedPrivateKey(key) +
+           Journal{"C_SignInit 1 1044 " + number(key), "C_Sign 1 5 -> 64", "C_Sign 1 5 -> 64"};
+  };
+  const Journal base = {debugged("ClientCertInitializer::Getting Base Key Id")};
+  for (const char* refused : {"LYR_CSR", "ZEMP", "lyr", "BASE ", ""}) expectInSession(signature(refused), {});
+  expectInSession(signature("LYR"), lookedUpPrivateKey(true, 0));
+  expectInSession(
+      signature("BASE"),
+      base + lookedUpBaseKey(0) +
+          Journal{failed("ClientCertInitializer::generate_signature signature generation failed")});
+  provision("installed");
+  {
+    test_support::UserSession session;
+    test_support::importPrivateKey(*session, {label(1, 10)}, test_support::newKey());  // object 7
+  }
+  expectInSession(signature("LYR"),
+                  lookedUpPrivateKey(true, kInstalledPrivate) + signedBy(kInstalledPrivate));
+  expectInSession(signature("BASE"), base + lookedUpBaseKey(7) + signedBy(7));
 }
 
 }  // namespace ozk::tee

@@ -1,11 +1,11 @@
-#include "api/product_test.h"
+#include "api/journal.h"
 
 namespace ozk::tee {
 
 using Botan::PKCS11::ReturnValue;
 using test_support::pem;
 
-class GetClientCertTest : public ProductTest {
+class GetClientCertTest : public JournalTest {
  protected:
   /// A certificate on the token under group 1 and this index.
   Botan::X509_Certificate import(std::uint32_t index) {
@@ -22,24 +22,40 @@ class GetClientCertTest : public ProductTest {
   }
 };
 
-TEST_F(GetClientCertTest, DeviceCertificatesComeInTheirOwnOrder) {
-  const auto c15 = import(15), c14 = import(14), c13 = import(13), c12 = import(12), c11 = import(11);
-  EXPECT_EQ(product->get_client_cert("BASE"), pem({c11, c15, c14}));
-  EXPECT_EQ(product->get_client_cert("ZEMP"), pem({c13, c12}));
-  EXPECT_THAT(log.take(), IsEmpty());
+TEST_F(GetClientCertTest, Lyr) {
+  std::vector<Botan::X509_Certificate> chain;
+  const auto get = [&] { EXPECT_EQ(product->get_client_cert("LYR"), pem(chain)); };
+  for (const char* refused : {"LYR_CSR", "lyr", "BASE ", ""}) {
+    expectInSession([&] { EXPECT_EQ(product->get_client_cert(refused), ""); }, {});
+  }
+  expectInSession(get, lookedUpChain(true, 0));
+  chain = provision("installed");
+  const auto length = chain[0].BER_encode().size() + chain[1].BER_encode().size();
+  expectInSession(get, lookedUpChain(true, kInstalledChain) + read(kInstalledChain, CKA_VALUE, length));
 }
 
-TEST_F(GetClientCertTest, WhatIsMissingOrUnreadableIsLeftOut) {
-  importGarbage(11);
-  const auto c14 = import(14), first12 = import(12);
-  import(12);
-  EXPECT_EQ(product->get_client_cert("ZEMP"), pem({first12}));
-  EXPECT_THAT(log.take(), IsEmpty());
-  EXPECT_EQ(product->get_client_cert("BASE"), pem({c14}));
-  const auto lines = log.take();
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].level, ara::log::LogLevel::kError);
-  EXPECT_THAT(lines[0].text, ::testing::MatchesRegex("Exception thrown : .+"));
+TEST_F(GetClientCertTest, DeviceCertificatesComeInTheirOwnOrder) {
+  const auto labelSearched = [](const std::string& index, const Handles& found) {
+    return searched({objectClass(CKO_CERTIFICATE), labelled("01" + index + "000000")}, found);
+  };
+  importGarbage(11);                                                // object 1
+  const auto c12 = import(12), c13 = import(13), c15 = import(15);  // 2, 3, 4
+  import(12);                                                       // 5
+  const auto certificateRead = [](Handle object, const Botan::X509_Certificate& certificate) {
+    return read(object, CKA_VALUE, certificate.BER_encode().size());
+  };
+  expectInSession(
+      [&] {
+        EXPECT_EQ(product->get_client_cert("ZEMP"), pem({c13, c12}));
+      },
+      labelSearched("0d", {3}) + certificateRead(3, c13) + finished() +  //
+          labelSearched("0c", {2, 5}) + certificateRead(2, c12) + finished());
+  expectInSession(
+      [&] { EXPECT_EQ(product->get_client_cert("BASE"), pem({c15})); },
+      labelSearched("0b", {1}) + read(1, CKA_VALUE, 5) +
+          Journal{failed("Exception thrown : CERTIFICATE decoding failed with BER: Value truncated")} +
+          finished() + labelSearched("0f", {4}) + certificateRead(4, c15) + finished() +  //
+          labelSearched("0e", {}) + finished());
 }
 
 TEST_F(GetClientCertTest, EachLabelHasItsStatus) {

@@ -2,6 +2,7 @@
 
 #include <ara/log/host/sink.h>
 
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -40,13 +41,18 @@ class LogCapture {
   /// Returns what was gathered since the last call.
   std::vector<LogLine> take() { return std::exchange(m_sink->lines, {}); }
 
+  /// Has `observer` called after each record.
+  void observe(std::function<void(const LogLine&)> observer) { m_sink->observer = std::move(observer); }
+
  private:
   struct Memory : ara::log::host::Sink {
     bool Write(const ara::log::host::Record& record) override {
       lines.push_back({record.level, record.text});
+      if (observer) observer(lines.back());
       return true;
     }
     std::vector<LogLine> lines;
+    std::function<void(const LogLine&)> observer;
   };
 
   std::shared_ptr<Memory> m_sink;

@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 
+#include "support/spytoken.h"
+
 namespace test_support {
 
 namespace {
@@ -35,7 +37,9 @@ p11::ObjectHandle import(p11::Session& session, const Marks& marks, p11::Storage
 
 ProvisionedToken::ProvisionedToken() {
   ::setenv("TEE_TOKEN_DIR", m_folder.path().c_str(), 1);
-  ::setenv("TEE_PKCS11_MODULE", TEETOKEN_MODULE, 1);
+  ::setenv("TEE_PKCS11_MODULE", SPYTOKEN, 1);
+  ::setenv("SPYTOKEN_MODULE", TEETOKEN_MODULE, 1);
+  spytoken().reset();
   p11::Module module(TEETOKEN_MODULE);
   p11::Slot slot(module, p11::Slot::get_available_slots(module, true).at(0));
   p11::initialize_token(slot, "test token", kSecurityOfficerPin, kUserPin);

@@ -13,8 +13,8 @@
 
 namespace test_support {
 
-/// The platform's token, fresh, initialised and without objects, as long as this lives.
-/// It speaks through the environment: TEE_TOKEN_DIR and TEE_PKCS11_MODULE.
+/// The platform's token, fresh, initialised and without objects, as long as this lives. It is chosen by the
+/// environment, so that the library reaches it, and through the spy; sessions of a test's own do without.
 class ProvisionedToken {
  public:
   ProvisionedToken();

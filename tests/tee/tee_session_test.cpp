@@ -1,15 +1,34 @@
 #include "tee/tee_session.h"
 
-#include "api/product_test.h"
+#include "api/journal.h"
+#include "support/spytoken.h"
 
 namespace ozk::tee {
 
-TEST_F(ProductTest, ALoginThatFailsIsThrownAndLeavesNothingOpen) {
+TEST_F(JournalTest, ALoginThatFailsIsThrownAndLeavesNothingOpen) {
   const Botan::PKCS11::secure_string pin = {'4', '0', '7', '1', '8', '2', '9', '3', '\0'};
-  { (*test_support::UserSession()).set_pin(pin, {pin.begin(), pin.end() - 1}); }
-  EXPECT_THROW(product->get_zemp_vin(), Botan::PKCS11::PKCS11_ReturnError) << "a PIN without the zero byte";
-  const ::TEESession::TEESession without_login(false);
-  EXPECT_TRUE(without_login.m_valid);
+  { (*test_support::UserSession()).set_pin(pin, {pin.begin(), pin.end() - 1}); }  // without its zero byte
+  Journal expected = opened();
+  expected.back() += " = 0xa0";
+  expect([&] { product->get_zemp_vin(); },
+         expected + Journal{"C_CloseSession 1", "C_Finalize", "thrown: PKCS11 error 160"});
+}
+
+TEST_F(JournalTest, WithoutLoginASessionIsReadWriteAllTheSame) {
+  expect([] { const ::TEESession::TEESession without_login(false); },
+         {"C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1 -> 1", "C_GetSlotList 1 -> 0",
+          "C_OpenSession 0 6 -> 1", "C_CloseSession 1", "C_Finalize"});
+}
+
+TEST_F(JournalTest, TheFirstOfSeveralSlotsIsUsed) {
+  test_support::spytoken().show_slots(test_support::Slots::kOneMore);
+  Journal two = opened();
+  two[2] = "C_GetSlotList 1 -> 2";
+  two[3] = "C_GetSlotList 1 -> 0 4711";
+  expect([&] { product->get_client_cert(""); }, two + closed());
+  test_support::spytoken().show_slots(test_support::Slots::kNone);
+  expect([&] { product->get_client_cert("LYR"); },
+         {"C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1 -> 0", "C_Finalize"});
 }
 
 TEST_F(ProductTest, WithoutATokenNothingFaults) {
