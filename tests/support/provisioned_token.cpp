@@ -39,6 +39,7 @@ ProvisionedToken::ProvisionedToken() {
   ::setenv("TEE_TOKEN_DIR", m_folder.path().c_str(), 1);
   ::setenv("TEE_PKCS11_MODULE", SPYTOKEN, 1);
   ::setenv("SPYTOKEN_MODULE", TEETOKEN_MODULE, 1);
+  ::setenv("TEE_TOKEN_LOG", "off", 1);
   spytoken().reset();
   p11::Module module(TEETOKEN_MODULE);
   p11::Slot slot(module, p11::Slot::get_available_slots(module, true).at(0));

@@ -20,6 +20,8 @@ class ProvisionedToken {
   ProvisionedToken();
   ~ProvisionedToken();
 
+  const std::filesystem::path& folder() const { return m_folder.path(); }
+
   /// Takes the token out of its slot, as it were.
   void remove();
 
