@@ -50,7 +50,7 @@ TEST_F(GetRootCertBundleTest, AGroupThatIsUnknownOrAnothersIsThrown) {
 }
 
 TEST_F(GetRootCertBundleTest, NoRootIsLeftOutOfALargeGroup) {
-  for (const std::size_t count : {100u, 201u}) {
+  for (const std::size_t count : {100u, 101u}) {
     std::vector<Botan::X509_Certificate> roots(count, authority.root());
     roots[99] = root("the last of the first hundred");
     roots.back() = root("the last");
