@@ -48,6 +48,7 @@ std::string program_folder() {
 void play(Provisioning& device) {
   device.make_the_token();
   device.read_what_is_pre_installed();
+  device.read_trust_store_groups();
   device.make_the_backend();
   device.generate_and_request();
   device.install();

@@ -1,5 +1,7 @@
 #include "provisioning.h"
 
+#include <botan/exceptn.h>
+
 #include "commands.h"
 #include "evidence.h"
 
@@ -11,6 +13,7 @@ namespace {
 
 const char kVin[] = "WXY00TEEDEMO00001";
 const std::size_t kPreInstalled = 7;  // BASE key, five certificates, VIN
+const std::size_t kTrusted = 7;       // three groups, three roots and one of another client
 
 std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
 
@@ -61,6 +64,37 @@ void Provisioning::read_what_is_pre_installed() {
   require(zemp == read_file("device_1_13.pem") + read_file("device_1_12.pem"), "ZEMP gives 1_13, 1_12");
   require(m_api->get_zemp_vin() == kVin, "the VIN is the one imported");
   report("pre-installed read", "BASE 3 and ZEMP 2 certificates, VIN " + m_api->get_zemp_vin());
+}
+
+void Provisioning::read_trust_store_groups() {
+  std::string roots;
+  for (const char* name : {"root_b", "root_c", "root_a"}) {
+    make_device_certificate(name, std::string("Trusted ") + name);
+    roots += read_file(std::string(name) + ".pem");
+  }
+  write_file("roots.pem", roots);
+  tee_token("add-trust-group backend roots.pem");
+  tee_token("add-trust-group empty");
+  tee_token("add-trust-group foreign root_a.pem --client OTHER_CLIENT");
+  require(objects_with(" trusted ") == kTrusted, "the token holds three groups and their roots");
+
+  require(m_api->get_root_cert_bundle("backend") == roots, "the roots are those given, in their order");
+  report("trust group read", count_of(certificate_count(roots), "roots, the same as given to tee-token"));
+  require(m_api->get_root_cert_bundle("empty").empty(), "a group without roots gives nothing");
+  report("empty trust group", "gives nothing");
+  require_unknown_group("nonesuch");
+  require_unknown_group("foreign");
+  report("unknown trust group", "is thrown; so is a group of another client");
+}
+
+void Provisioning::require_unknown_group(const std::string& group) const {
+  bool thrown = false;
+  try {
+    m_api->get_root_cert_bundle(group);
+  } catch (const Botan::Exception& error) {
+    thrown = std::string(error.what()).find("'" + group + "'") != std::string::npos;
+  }
+  require(thrown, "the group " + group + " is unknown, and named");
 }
 
 void Provisioning::make_the_backend() {
@@ -163,10 +197,11 @@ void Provisioning::delete_the_identity() {
   require(m_api->set_client_cert_and_move_key("", "", "LYR") == ResultCode::OK, "the deletion");
   require(m_api->get_client_cert("LYR").empty() && m_api->generate_signature("LYR", bytes("x"), "").empty(),
           "no identity is left");
-  const std::string objects = count_of(kPreInstalled, "objects");
-  require(objects_with("pre-installed") == kPreInstalled && objects_with("\n" + objects) == 1,
-          "nothing is left but the pre-installed material");
-  report("deleted", objects + " left, all pre-installed");
+  const std::string objects = count_of(kPreInstalled + kTrusted, "objects");
+  require(objects_with(" pre-installed ") == kPreInstalled && objects_with(" trusted ") == kTrusted &&
+              objects_with("\n" + objects) == 1,
+          "nothing is left but the pre-installed material and the trust store");
+  report("deleted", objects + " left, all pre-installed or trusted");
 }
 
 }  // namespace provisioning

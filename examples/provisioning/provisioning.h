@@ -18,6 +18,7 @@ class Provisioning {
 
   void make_the_token();
   void read_what_is_pre_installed();
+  void read_trust_store_groups();
   void make_the_backend();
   void generate_and_request();
   void install();
@@ -30,6 +31,7 @@ class Provisioning {
  private:
   std::string tee_token(const std::string& arguments) const;
   void import_device_certificate(const std::string& label) const;
+  void require_unknown_group(const std::string& group) const;
   std::size_t objects_with(const std::string& text) const;
   void require_identity_works(const std::string& chain) const;
 

@@ -1,7 +1,6 @@
-#include <botan/pem.h>
-
 #include "api/client_cert_initializer.h"
 #include "api/key_ids.h"
+#include "services/pem.h"
 
 namespace ozk {
 namespace tee {
@@ -17,14 +16,6 @@ using Botan::PKCS11::Session;
 std::vector<X509_Certificate> chainOf(Session& session, ObjectHandle handle) {
   if (handle == 0) return {};
   return PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain();
-}
-
-std::string pemOf(const std::vector<X509_Certificate>& certificates) {
-  std::string pem;
-  for (const auto& certificate : certificates) {
-    pem += Botan::PEM_Code::encode(certificate.BER_encode(), "CERTIFICATE", 64);
-  }
-  return pem;
 }
 
 }  // namespace

@@ -1,12 +1,28 @@
-#include <botan/exceptn.h>
+#include <botan/p11_trust_store_group.h>
 
 #include "api/client_cert_initializer.h"
+#include "api/logging.h"
+#include "services/pem.h"
+#include "tee/client_id.h"
 
 namespace ozk {
 namespace tee {
 
-std::string ClientCertInitializer::get_root_cert_bundle(std::string) {
-  throw Botan::Not_Implemented("get_root_cert_bundle: root certificates of a trust store group");
+using Botan::PKCS11::PKCS11_TrustStoreGroup_Store;
+
+std::string ClientCertInitializer::get_root_cert_bundle(std::string trust_store_group) {
+  logDebug(m_logger, "ClientCertInitializer::get_root_cert_bundle: ==>");
+  TEESession::TEESession tee(true);
+  if (!tee.m_valid) return {};
+
+  PKCS11_TrustStoreGroup_Store store(*tee.m_session, trust_store_group, kClientId);
+  const auto certificates = store.GetRootCertBundle(*tee.m_session);
+  logDebug(m_logger,
+           "ClientCertInitializer::get_root_cert_bundle :: get_root_cert_bundle: Certificates found: " +
+               std::to_string(certificates.size()));
+  const std::string pem = pemOf(certificates);
+  logDebug(m_logger, "ClientCertInitializer::get_root_cert_bundle: <==");
+  return pem;
 }
 
 }  // namespace tee

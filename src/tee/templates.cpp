@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "api/key_ids.h"
+#include "tee/client_id.h"
 #include "tee/object_label.h"
 
 namespace ozk {
@@ -19,7 +20,6 @@ using Botan::PKCS11::EC_PublicKeyGenerationProperties;
 using Botan::PKCS11::ObjectClass;
 using Botan::PKCS11::TrustStoreGroupCertificateChainProperties;
 
-constexpr auto kClientId = "CCI_CLIENT";
 constexpr std::uint32_t kChainId = 102;  // 32 bits wide on the token
 
 void addLabel(AttributeContainer& container, const ObjectLabel& label) {

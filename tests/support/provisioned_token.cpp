@@ -20,6 +20,8 @@ const p11::secure_string kUserPin = {'4', '0', '7', '1', '8', '2', '9', '3', '\0
 const auto kVendorKeyId = static_cast<p11::AttributeType>(0x80001002UL);
 const auto kVendorClientId = static_cast<p11::AttributeType>(0x80001003UL);
 const auto kVendorPermanent = static_cast<p11::AttributeType>(0x80001004UL);
+const auto kVendorTrustStoreGroup = static_cast<p11::AttributeType>(0x80001005UL);
+const auto kTrustStoreGroup = static_cast<p11::ObjectClass>(0x80001001UL);
 
 p11::ObjectHandle import(p11::Session& session, const Marks& marks, p11::StorageObjectProperties& object) {
   object.set_token(true);
@@ -92,6 +94,28 @@ p11::ObjectHandle importData(p11::Session& session, const Marks& marks, const st
   p11::DataObjectProperties object;
   object.set_value(p11::secure_string(value.begin(), value.end()));
   return import(session, marks, object);
+}
+
+void addTrustStoreGroup(const std::string& group, const std::string& client,
+                        const std::vector<Botan::X509_Certificate>& roots) {
+  p11::Module module(TEETOKEN_MODULE);
+  p11::Slot slot(module, p11::Slot::get_available_slots(module, true).at(0));
+  p11::Session session(slot, false);
+  session.login(p11::UserType::SO, kSecurityOfficerPin);
+  const auto store = [&](p11::StorageObjectProperties& object) {
+    object.set_token(true);
+    object.add_string(kVendorClientId, client);
+    p11::Object(session, object);
+  };
+  for (const auto& root : roots) {
+    p11::X509_CertificateProperties object(root);
+    object.set_trusted(true);
+    object.add_string(kVendorTrustStoreGroup, group);
+    store(object);
+  }
+  p11::StorageObjectProperties object(kTrustStoreGroup);
+  object.set_label(group);
+  store(object);
 }
 
 std::size_t count(p11::Session& session, const p11::AttributeContainer& sought) {

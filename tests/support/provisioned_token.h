@@ -62,6 +62,10 @@ Botan::PKCS11::ObjectHandle importCertificate(Botan::PKCS11::Session& session, c
 Botan::PKCS11::ObjectHandle importData(Botan::PKCS11::Session& session, const Marks& marks,
                                        const std::string& value);
 
+/// Stores a trust store group and its roots, as the security officer. Needs a token without open sessions.
+void addTrustStoreGroup(const std::string& group, const std::string& client,
+                        const std::vector<Botan::X509_Certificate>& roots);
+
 /// How many objects the token holds with these attributes; up to 1000.
 std::size_t count(Botan::PKCS11::Session& session, const Botan::PKCS11::AttributeContainer& sought);
 

@@ -1,12 +1,11 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <string>
+#include <regex>
 
-#include "support/temporary_folder.h"
+#include "token_test.h"
 
 namespace token_test {
 namespace {
@@ -105,6 +104,78 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
   }
   ::chmod(token().c_str(), 0755);
   EXPECT_THAT(admin("list").text, HasSubstr("chmod 700 " + token()));
+}
+
+TEST_F(AdminTest, TrustGroupsAreAddedShownAndDestroyedWithTheirRoots) {
+  ASSERT_EQ(admin("init").code, 0);
+  shell("cat " + file("cert.pem") + " " + file("cert.pem") + " > " + file("roots.pem"));
+  EXPECT_EQ(admin("import-cert 1_11 " + file("cert.pem")).code, 0);
+  EXPECT_EQ(admin("add-trust-group backend " + file("roots.pem")).code, 0);
+  EXPECT_EQ(admin("add-trust-group backend --client OTHER").code, 0);
+  const std::string listed = admin("list").text;
+  EXPECT_THAT(listed, HasSubstr("certificate 1_11    pre-installed -"));
+  EXPECT_THAT(listed, HasSubstr("2  certificate backend trusted       CCI_CLIENT      CN"));
+  EXPECT_THAT(listed, HasSubstr("4  trust group backend trusted       CCI_CLIENT      2 roots"));
+  EXPECT_THAT(listed, HasSubstr("5  trust group backend trusted       OTHER           0 roots"));
+  EXPECT_EQ(admin("destroy 2").code, 0) << "a root by itself";
+  EXPECT_THAT(admin("destroy 4").text, HasSubstr("and its 1 roots"));
+  EXPECT_THAT(admin("list").text, HasSubstr("2 objects"));
+  EXPECT_EQ(admin("destroy 5").code + admin("destroy 1").code, 0);
+}
+
+TEST_F(AdminTest, AGroupIsAddedWholeOrNotAtAll) {
+  ASSERT_EQ(admin("init").code, 0);
+  const std::string cert = file("cert.pem"), roots = file("roots.pem"), add = "add-trust-group backend ";
+  const struct {
+    const char* fault;
+    std::string arguments, said;
+  } cases[] = {
+      {"no file", add + "/nonexistent", "No such file"},
+      {"no file name", add + "''", "No such file"},
+      {"a folder", add + "/", "cannot read /"},
+      {"empty", add + "/dev/null", "holds no X.509 certificate"},
+      {"words between", "cat #; echo two; cat #", "line 11: "},
+      {"words behind", "cat #; echo end", "line 11: "},
+      {"a key", "cat # " + file("sec1.pem"), "line 11: "},
+      {"cut", "cat #; head -n 5 #", "line 11: "},
+      {"cut before a whole one", "head -n 5 #; cat #", "line 1: "},
+      {"no certificate in the block", "sed 's/^MII/AAA/' #", "line 1: "},
+      {"empty identifier", "add-trust-group '' " + cert, "not empty"},
+      {"empty client", add + cert + " --client ''", "not empty"},
+      {"another's PIN", add + cert + " --so-pin-hex 3132333435", "PIN of the security officer"},
+  };
+  for (auto each : cases) {
+    if (each.said.find("line") == 0) {
+      const std::string made = std::regex_replace(each.arguments, std::regex("#"), cert);
+      shell("(" + made + ") > " + roots);
+      each.arguments = add + roots;
+    }
+    const Outcome outcome = admin(each.arguments);
+    EXPECT_EQ(outcome.code, 1) << each.fault;
+    EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.fault;
+    EXPECT_EQ(std::count(outcome.text.begin(), outcome.text.end(), '\n'), 1) << outcome.text;
+  }
+  EXPECT_THAT(admin("list").text, HasSubstr("0 objects"));
+  ASSERT_EQ(admin(add).code, 0);
+  EXPECT_THAT(admin(add + cert).text, HasSubstr("tee-token destroy 1"));
+  EXPECT_THAT(admin("list").text, HasSubstr("1 objects"));
+}
+
+TEST_F(AdminTest, WhatAStopLeftOfAGroupIsRemovedByTheNextAttempt) {
+  ASSERT_EQ(admin("init").code, 0);
+  const std::string one = file("cert.pem"), three = file("roots.pem");
+  shell("for i in 1 2 3; do cat " + one + "; done > " + three);
+  ASSERT_EQ(admin("add-trust-group other " + three).code, 0);
+  alter_store(token() + "/token.db",
+              "CREATE TRIGGER stop BEFORE INSERT ON attribute WHEN new.type = 0 AND new.value = "
+              "x'0110008000000000' BEGIN SELECT RAISE(ABORT, 'no group today'); END");
+  EXPECT_EQ(admin("add-trust-group backend " + three).code, 1);
+  EXPECT_THAT(admin("list").text, HasSubstr("7 objects")) << "roots, no group";
+  alter_store(token() + "/token.db", "DROP TRIGGER stop");
+  ASSERT_EQ(admin("add-trust-group backend " + one).code, 0);
+  for (const char* part : {"3 roots", "1 roots", "6 objects"}) {
+    EXPECT_THAT(admin("list").text, HasSubstr(part));
+  }
 }
 
 TEST_F(AdminTest, OthersProgramsReadTheToken) {

@@ -143,6 +143,31 @@ TEST_F(InstallationTest, RefusesWhatWouldNotBeOneWholeIdentityAndChangesNothing)
   EXPECT_EQ(install(old, {good[0], good[1], store_chain(longer)}), OK) << "any certificate may carry the key";
 }
 
+// A root of the same client is neither installed nor temporary, and trust is not installed along.
+TEST_F(InstallationTest, LeavesRootsAloneAndMakesNone) {
+  const Handles parts = new_parts();
+  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  ASSERT_EQ(login(kOfficerPin, CKU_SO), OK);
+  CK_OBJECT_HANDLE root = 0;
+  ASSERT_EQ(create(Class(CKO_CERTIFICATE)
+                       .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
+                       .flag(CKA_TOKEN, true)
+                       .flag(CKA_TRUSTED, true)
+                       .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")
+                       .text(TEE_CKA_VENDOR_TRUST_STORE_GROUP, "backend")
+                       .text(CKA_VALUE, "DER"),
+                   &root),
+            OK);
+  Template trusted = Template().flag(CKA_TRUSTED, true);
+  ASSERT_EQ(answer(m_token->C_SetAttributeValue(m_session, parts[2], trusted.data(), 1)), OK);
+  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  ASSERT_EQ(login(), OK);
+  ASSERT_EQ(install({}, parts), OK);
+  EXPECT_THAT(find(trusted), testing::ElementsAre(parts[2], root));
+  EXPECT_EQ(install({root}, parts), answer(CKR_OBJECT_HANDLE_INVALID));
+  EXPECT_EQ(install(installed(), new_parts()), OK);
+}
+
 TEST_F(InstallationTest, NeedsTheUserAndAReadWriteSession) {
   const Handles parts = new_parts();
   open(CKF_SERIAL_SESSION);

@@ -122,10 +122,10 @@ Answer TokenTest::verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE type, const Val
                                   const_cast<std::uint8_t*>(signature.data()), signature.size()));
 }
 
-void TokenTest::alter_store(const std::string& sql) {
+void alter_store(const std::string& file, const std::string& sql) {
   sqlite3* store = nullptr;
   char* error = nullptr;
-  ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &store), SQLITE_OK);
+  ASSERT_EQ(sqlite3_open(file.c_str(), &store), SQLITE_OK);
   EXPECT_EQ(sqlite3_exec(store, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
   sqlite3_close(store);
 }

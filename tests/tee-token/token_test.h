@@ -63,6 +63,9 @@ const Value kPin = {'4', '0', '7', '1', '8', '2', '9', '3', 0};
 const Value kOfficerPin = {'o', 'f', 'f', 'i', 'c', 'e', 'r'};
 const Value kP256 = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07};
 
+/// Runs SQL on a store, behind the token's back.
+void alter_store(const std::string& file, const std::string& sql);
+
 /// A token in a folder of its own, initialised, with a read-write session that nobody is logged in to.
 /// The module is used through its two exported functions alone.
 class TokenTest : public testing::Test {
@@ -90,7 +93,7 @@ class TokenTest : public testing::Test {
   std::string file(const char* name) const { return (m_folder.path() / "token" / name).string(); }
   std::string folder() const { return (m_folder.path() / "token").string(); }
   /// Runs SQL on the store, behind the token's back.
-  void alter_store(const std::string& sql);
+  void alter_store(const std::string& sql) { token_test::alter_store(file("token.db"), sql); }
 
   CK_FUNCTION_LIST* m_token = nullptr;
   CK_SESSION_HANDLE m_session = 0;

@@ -50,7 +50,9 @@ TEST_F(ProductTest, WithoutATokenNothingFaults) {
     EXPECT_EQ(product->get_public_key(key_id) + product->get_client_cert(key_id), "") << key_id;
   }
   EXPECT_EQ(product->get_zemp_vin(), "");
-  EXPECT_THROW(product->get_root_cert_bundle("1"), Botan::Not_Implemented);
+  log.take();
+  EXPECT_EQ(product->get_root_cert_bundle("backend"), "");
+  EXPECT_THAT(log.take(), ElementsAre(debug("ClientCertInitializer::get_root_cert_bundle: ==>")));
 }
 
 }  // namespace ozk::tee

@@ -97,7 +97,13 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   virtual ResultCode set_client_cert_and_move_key(std::string cert_chain, std::string temp_key_id,
                                                   std::string key_id) = 0;
 
-  /// Not available yet: throws Botan::Not_Implemented whatever `trust_store_group` is.
+  /// Returns the root certificates of a trust store group as PEM blocks (RFC 7468, 64 characters a line),
+  /// back to back in the token's order: what a TLS client takes for a file of trust anchors.
+  /// `trust_store_group` is the identifier that the token's security officer gave the group; it is compared
+  /// byte for byte.
+  ///
+  /// Empty when the group has no roots. Throws Botan::Exception when the token has no such group for the
+  /// clients of this library, and when a root cannot be decoded: none is left out.
   virtual std::string get_root_cert_bundle(std::string trust_store_group) = 0;
 
   /// Returns the vehicle identification number as the bytes that the token stores, zero bytes included.

@@ -14,7 +14,7 @@ using namespace Botan::PKCS11;
 namespace {
 
 // Two objects of one label: whoever looks for it would get the older one.
-void require_free(UserSession& user, ObjectClass object_class, const std::string& label) {
+void require_free(TokenSession& user, ObjectClass object_class, const std::string& label) {
   AttributeContainer wanted(object_class);
   wanted.add_binary(AttributeType::Label, label_bytes(label));
   const std::vector<ObjectHandle> taken = user.find(wanted);
@@ -28,7 +28,8 @@ void store(const Target& target, const std::string& label, StorageObjectProperti
   object.set_token(true);
   object.set_modifiable(false);
   object.add_binary(AttributeType::Label, label_bytes(label));
-  UserSession user(target);
+  TokenSession user(target);
+  user.login(UserType::User);
   require_free(user, object.object_class(), label);
   std::cout << "stored " << label << " as object " << Object(user.session(), object).handle() << "\n";
 }

@@ -7,6 +7,7 @@
 #include <openssl/decoder.h>
 #include <openssl/err.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 
@@ -52,6 +53,38 @@ Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   return der;
 }
 
+std::string content_of(const std::string& path) {
+  const File file = open_file(path);
+  std::string text;
+  char part[4096];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
+    text.append(part, length);
+  }
+  if (std::ferror(file.get()) != 0) {
+    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  }
+  return text;
+}
+
+std::string line_of(const std::string& text, std::size_t at) {
+  const auto end = text.begin() + static_cast<std::ptrdiff_t>(at);
+  return std::to_string(1 + std::count(text.begin(), end, '\n'));
+}
+
+/// One certificate of a PEM text, from `start` on, which is moved behind it. Throws Botan::Exception.
+Botan::X509_Certificate next_certificate(const std::string& text, std::size_t& start) {
+  static const std::string kBegin = "-----BEGIN CERTIFICATE-----", kEnd = "-----END CERTIFICATE-----";
+  const std::size_t end = text.find(kEnd, start);
+  if (text.compare(start, kBegin.size(), kBegin) != 0 || end == std::string::npos) {
+    throw Botan::Decoding_Error("not a PEM block of a certificate");
+  }
+  const std::size_t length = end + kEnd.size() - start;
+  const auto* const block = reinterpret_cast<const std::uint8_t*>(text.data()) + start;
+  start += length;
+  Botan::DataSource_Memory source(block, length);
+  return Botan::X509_Certificate(source);
+}
+
 bool only_blanks_follow(Botan::DataSource& source) {
   std::uint8_t next = 0;
   while (source.read_byte(next) == 1) {
@@ -87,6 +120,26 @@ Botan::X509_Certificate read_certificate(const std::string& path) {
   } catch (const Botan::Exception&) {
     throw UsageError(path + " holds no X.509 certificate (PEM or DER)");
   }
+}
+
+std::vector<Botan::X509_Certificate> read_certificates(const std::string& path) {
+  static const char kBlanks[] = " \t\r\n";
+  const std::string text = content_of(path);
+  std::vector<Botan::X509_Certificate> certificates;
+  for (std::size_t at = text.find_first_not_of(kBlanks); at != std::string::npos;
+       at = text.find_first_not_of(kBlanks, at)) {
+    const std::size_t start = at;
+    try {
+      certificates.push_back(next_certificate(text, at));
+    } catch (const Botan::Exception&) {
+      throw UsageError(path + ", line " + line_of(text, start) +
+                       ": this is no X.509 certificate in PEM, and the file must hold nothing else");
+    }
+  }
+  if (certificates.empty()) {
+    throw UsageError(path + " holds no X.509 certificate (PEM); leave it out for an empty group");
+  }
+  return certificates;
 }
 
 }  // namespace tee_token_admin

@@ -5,6 +5,7 @@
 #include <botan/x509cert.h>
 
 #include <string>
+#include <vector>
 
 namespace tee_token_admin {
 
@@ -19,5 +20,9 @@ KeyParts read_key(const std::string& path);
 
 /// Reads one X.509 certificate, PEM or DER. Throws UsageError, also when the file holds more than one.
 Botan::X509_Certificate read_certificate(const std::string& path);
+
+/// Reads X.509 certificates in PEM, at least one. Throws UsageError, also when the file holds anything else
+/// than certificates and blanks.
+std::vector<Botan::X509_Certificate> read_certificates(const std::string& path);
 
 }  // namespace tee_token_admin

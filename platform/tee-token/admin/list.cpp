@@ -10,7 +10,7 @@
 
 #include "commands.h"
 #include "label.h"
-#include "tee_token/vendor_interface.h"
+#include "object_attributes.h"
 
 namespace tee_token_admin {
 
@@ -19,37 +19,6 @@ using namespace Botan::PKCS11;
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-/// The value of an attribute; empty when the object has none, or none that is given away.
-std::vector<std::uint8_t> value_of(const Object& object, CK_ATTRIBUTE_TYPE type) {
-  try {
-    return Botan::unlock(object.get_attribute_value(static_cast<AttributeType>(type)));
-  } catch (const PKCS11_ReturnError& error) {
-    if (error.get_return_value() != ReturnValue::AttributeTypeInvalid &&
-        error.get_return_value() != ReturnValue::AttributeSensitive) {
-      throw;
-    }
-    return {};
-  }
-}
-
-std::string text_of(const Object& object, CK_ATTRIBUTE_TYPE type) {
-  const std::vector<std::uint8_t> value = value_of(object, type);
-  return std::string(value.begin(), value.end());
-}
-
-CK_ULONG number_of(const Object& object, CK_ATTRIBUTE_TYPE type) {
-  const std::vector<std::uint8_t> value = value_of(object, type);
-  CK_ULONG number = CK_UNAVAILABLE_INFORMATION;
-  if (value.size() == sizeof number) {
-    std::memcpy(&number, value.data(), sizeof number);
-  }
-  return number;
-}
-
-bool is_true(const Object& object, CK_ATTRIBUTE_TYPE type) {
-  return value_of(object, type) == std::vector<std::uint8_t>{CK_TRUE};
-}
 
 std::string describe(const Botan::X509_Certificate& certificate) {
   return certificate.subject_dn().to_string() + ", serial " +
@@ -71,7 +40,8 @@ struct Described {
   std::string details;
 };
 
-Described describe(Session& session, const Object& object) {
+Described describe(TokenSession& token, const Object& object) {
+  Session& session = token.session();
   switch (number_of(object, CKA_CLASS)) {
     case CKO_DATA:
       return {"data", std::to_string(value_of(object, CKA_VALUE).size()) + " bytes"};
@@ -84,47 +54,66 @@ Described describe(Session& session, const Object& object) {
         return {"chain", describe_chain(session, object.handle())};
       }
       return {"certificate", describe(PKCS11_X509_Certificate(session, object.handle()))};
+    case TEE_CKO_TRUST_STORE_GROUP:
+      return {"trust group", std::to_string(roots_of(token, trust_group_of(object)).size()) + " roots"};
     default:
       return {"other", ""};
   }
 }
 
-Json describe_object(Session& session, ObjectHandle handle) {
-  const Object object(session, handle);
+/// A group's identifier is text; other labels are a group and an index.
+std::string shown_label(const Object& object) {
+  return is_trust_group(object) ? trust_group_of(object).identifier : label_text(value_of(object, CKA_LABEL));
+}
+
+const char* state_of(const Object& object, const std::string& client) {
+  return is_officers(object)                         ? "trusted"
+         : client.empty()                            ? "pre-installed"
+         : is_true(object, TEE_CKA_VENDOR_PERMANENT) ? "installed"
+                                                     : "temporary";
+}
+
+Json describe_object(TokenSession& token, ObjectHandle handle) {
+  const Object object(token.session(), handle);
   Described described{"unreadable", ""};
   try {
-    described = describe(session, object);
+    described = describe(token, object);
   } catch (const Botan::Exception& exception) {
     described.details = exception.what();  // shown in its line: the others are to be seen all the same
   }
   const std::string client = text_of(object, TEE_CKA_VENDOR_CLIENT_ID);
-  const char* const state = client.empty()                              ? "pre-installed"
-                            : is_true(object, TEE_CKA_VENDOR_PERMANENT) ? "installed"
-                                                                        : "temporary";
   return {{"handle", handle},
           {"class", described.object_class},
-          {"label", label_text(value_of(object, CKA_LABEL))},
-          {"state", state},
+          {"label", shown_label(object)},
+          {"state", state_of(object, client)},
           {"client", client},
           {"key_id", text_of(object, TEE_CKA_VENDOR_KEY_ID)},
+          {"group", text_of(object, TEE_CKA_VENDOR_TRUST_STORE_GROUP)},
           {"details", described.details}};
+}
+
+/// Fills up to the width; a longer text is set off by a blank.
+std::string column(const std::string& text, std::size_t width) {
+  return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
 }
 
 void print_line(const Json& object) {
   const auto text = [&](const char* name) { return object.at(name).get<std::string>(); };
-  const std::string owner = text("client").empty() ? "-" : text("client") + "/" + text("key_id");
-  std::cout << std::right << std::setw(6) << object.at("handle").get<ObjectHandle>() << "  " << std::left
-            << std::setw(12) << text("class") << std::setw(8) << text("label") << std::setw(14)
-            << text("state") << std::setw(16) << owner << text("details") << "\n";
+  const std::string label = text("label").empty() ? text("group") : text("label");
+  const std::string key_id = text("key_id").empty() ? "" : "/" + text("key_id");
+  const std::string owner = text("client").empty() ? "-" : text("client") + key_id;
+  std::cout << std::setw(6) << object.at("handle").get<ObjectHandle>() << "  " << column(text("class"), 12)
+            << column(label, 8) << column(text("state"), 14) << column(owner, 16) << text("details") << "\n";
 }
 
 }  // namespace
 
 void list(const Target& target, bool json) {
-  UserSession user(target);
+  TokenSession user(target);
+  user.login(UserType::User);
   Json objects = Json::array();
   for (const ObjectHandle handle : user.find(AttributeContainer())) {
-    objects.push_back(describe_object(user.session(), handle));
+    objects.push_back(describe_object(user, handle));
   }
   if (json) {
     // Labels and names may hold any bytes.

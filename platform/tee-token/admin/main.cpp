@@ -14,6 +14,8 @@ constexpr int kFailed = 1, kWrongUsage = 2;
 struct CommandLine {
   CLI::App app{"Makes, fills and shows the software token of TEE_TOKEN_DIR (or ~/.local/share/tee-token)."};
   Target target;
+  TrustGroup group{"", "CCI_CLIENT"};
+  std::optional<std::string> roots;
   std::string label, file, value, token_label = "TEE token";
   Botan::PKCS11::ObjectHandle object = 0;
   bool force = false, json = false;
@@ -27,6 +29,7 @@ struct CommandLine {
     app.add_option("--so-pin-hex", target.so_pin_hex, "Security officer PIN, in hexadecimal digits");
     add_init();
     add_imports();
+    add_trust();
     add_the_rest();
   }
 
@@ -56,11 +59,20 @@ struct CommandLine {
     data->callback([this] { import_data(target, label, value); });
   }
 
+  void add_trust() {
+    CLI::App* const trust =
+        app.add_subcommand("add-trust-group", "Store a trust store group and its root certificates");
+    trust->add_option("GROUP", group.identifier, "Identifier of the group")->required();
+    trust->add_option("ROOTS", roots, "PEM file, certificates alone; without it the group is empty");
+    trust->add_option("--client", group.client, "Client that may open the group")->capture_default_str();
+    trust->callback([this] { add_trust_group(target, group, roots); });
+  }
+
   void add_the_rest() {
     CLI::App* const show = app.add_subcommand("list", "Show all objects");
     show->add_flag("--json", json, "As a JSON array");
     show->callback([this] { list(target, json); });
-    CLI::App* const remove = app.add_subcommand("destroy", "Remove one object");
+    CLI::App* const remove = app.add_subcommand("destroy", "Remove one object; a trust group with its roots");
     remove->add_option("HANDLE", object, "Number that list shows")->required();
     remove->callback([this] { destroy(target, object); });
   }

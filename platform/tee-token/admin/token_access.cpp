@@ -43,11 +43,14 @@ OpenSlot::OpenSlot(const Target& target, bool token_present) : m_module(target.m
   m_slot.emplace(m_module, slots.front());
 }
 
-UserSession::UserSession(const Target& target) : m_slot(target, true), m_session(m_slot.slot(), false) {
-  m_session.login(UserType::User, user_pin(target));
+TokenSession::TokenSession(const Target& target)
+    : m_target(target), m_slot(target, true), m_session(m_slot.slot(), false) {}
+
+void TokenSession::login(UserType who) {
+  m_session.login(who, who == UserType::SO ? officer_pin(m_target) : user_pin(m_target));
 }
 
-std::vector<ObjectHandle> UserSession::find(const AttributeContainer& wanted) {
+std::vector<ObjectHandle> TokenSession::find(const AttributeContainer& wanted) {
   std::vector<ObjectHandle> all;
   ObjectFinder finder(m_session, wanted.attributes());
   for (std::vector<ObjectHandle> some = finder.find(); !some.empty(); some = finder.find()) {

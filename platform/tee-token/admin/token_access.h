@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "tee_token/vendor_interface.h"
+
 namespace tee_token_admin {
 
 /// What the command line says of the token to work on.
@@ -22,6 +24,10 @@ class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+// The token's own attributes, as the PKCS#11 layer takes them.
+constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
+constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
 
 Botan::PKCS11::secure_string user_pin(const Target& target);
 Botan::PKCS11::secure_string officer_pin(const Target& target);
@@ -39,16 +45,21 @@ class OpenSlot {
   std::optional<Botan::PKCS11::Slot> m_slot;
 };
 
-/// A read-write session with the user logged in.
-class UserSession {
+/// A read-write session.
+class TokenSession {
  public:
-  explicit UserSession(const Target& target);
+  /// Nobody is logged in yet.
+  explicit TokenSession(const Target& target);
+
+  /// Logs in as the user or as the security officer, with the target's PIN.
+  void login(Botan::PKCS11::UserType who);
 
   Botan::PKCS11::Session& session() { return m_session; }
   /// The handles of all objects that match, without a limit; in the order of the token.
   std::vector<Botan::PKCS11::ObjectHandle> find(const Botan::PKCS11::AttributeContainer& wanted);
 
  private:
+  Target m_target;
   OpenSlot m_slot;
   Botan::PKCS11::Session m_session;
 };

@@ -8,9 +8,10 @@
 namespace tee_token {
 namespace {
 
-constexpr Classes kAll = kData | kCertificate | kPublicKey | kPrivateKey;
 constexpr Classes kKeys = kPublicKey | kPrivateKey;
 constexpr Classes kNamed = kCertificate | kKeys;
+constexpr Classes kOrdinary = kData | kNamed;
+constexpr Classes kAll = kOrdinary | kTrustStoreGroup;
 
 #define RULE(type, layout, classes, fallback, setter) \
   { type, #type, Layout::layout, classes, Default::fallback, Setter::setter }
@@ -61,9 +62,10 @@ constexpr AttributeRule kRules[] = {
     RULE(CKA_EC_POINT, kBytes, kPublicKey, kNone, kCreator),
     RULE(CKA_ALWAYS_AUTHENTICATE, kBool, kPrivateKey, kFalse, kFalseOnly),
     RULE(CKA_WRAP_WITH_TRUSTED, kBool, kPrivateKey, kFalse, kUpwards),
-    RULE(TEE_CKA_VENDOR_KEY_ID, kBytes, kAll, kNone, kCreator),
+    RULE(TEE_CKA_VENDOR_KEY_ID, kBytes, kOrdinary, kNone, kCreator),
     RULE(TEE_CKA_VENDOR_CLIENT_ID, kBytes, kAll, kNone, kCreator),
-    RULE(TEE_CKA_VENDOR_PERMANENT, kBool, kAll, kNone, kFalseOnly),
+    RULE(TEE_CKA_VENDOR_PERMANENT, kBool, kOrdinary, kNone, kFalseOnly),
+    RULE(TEE_CKA_VENDOR_TRUST_STORE_GROUP, kBytes, kCertificate, kNone, kCreator),
 };
 // clang-format on
 
@@ -109,6 +111,8 @@ Classes bit_of(CK_OBJECT_CLASS object_class) {
       return kPublicKey;
     case CKO_PRIVATE_KEY:
       return kPrivateKey;
+    case TEE_CKO_TRUST_STORE_GROUP:
+      return kTrustStoreGroup;
     default:
       throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
                   "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");

@@ -24,7 +24,7 @@ enum class Setter {
 
 /// The object classes that have an attribute, as bits.
 using Classes = unsigned;
-constexpr Classes kData = 1, kCertificate = 2, kPublicKey = 4, kPrivateKey = 8;
+constexpr Classes kData = 1, kCertificate = 2, kPublicKey = 4, kPrivateKey = 8, kTrustStoreGroup = 16;
 
 /// One line of the attribute tables of PKCS #11 2.40 (base specification 4.4 to 4.10, mechanisms 2.3).
 struct AttributeRule {

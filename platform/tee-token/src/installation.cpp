@@ -6,6 +6,7 @@
 #include "certificate_chain.h"
 #include "ec_key.h"
 #include "error.h"
+#include "new_object.h"
 
 namespace tee_token {
 namespace {
@@ -108,6 +109,7 @@ void replace_installed(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& 
     store.erase(object);
   }
   for (auto& [object_class, part] : parts) {
+    withdraw_trust(part);
     part.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
     store.insert(part, 0);
   }

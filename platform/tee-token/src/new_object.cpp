@@ -70,6 +70,12 @@ void require_ec_key(const Attributes& object) {
   }
 }
 
+void require_may_make(Classes object_class, Creator creator) {
+  if (object_class == kTrustStoreGroup && creator != Creator::kSecurityOfficer) {
+    throw Error(CKR_ATTRIBUTE_READ_ONLY, "a trust store group can be made by the security officer alone");
+  }
+}
+
 void require_sound_value(const Attributes& object, Classes object_class) {
   if (object_class == kPrivateKey) {
     require_ec_key(object);
@@ -77,6 +83,8 @@ void require_sound_value(const Attributes& object, Classes object_class) {
   } else if (object_class == kPublicKey) {
     require_ec_key(object);
     EcPublicKey(object.at(CKA_EC_PARAMS), object.at(CKA_EC_POINT));
+  } else if (object_class == kTrustStoreGroup) {
+    object.at(TEE_CKA_VENDOR_CLIENT_ID);
   } else {
     object.at(CKA_VALUE);
   }
@@ -86,6 +94,7 @@ void require_sound_value(const Attributes& object, Classes object_class) {
 
 Attributes created_object(Attributes given, Creator creator) {
   const Classes object_class = bit_of(given.number(CKA_CLASS));
+  require_may_make(object_class, creator);
   for (const auto& [type, value] : given) {
     require_allowed(rule_of(type), value, object_class, creator);
   }
@@ -119,6 +128,12 @@ Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creato
   return given;
 }
 
+void withdraw_trust(Attributes& copy) {
+  if (copy.has(CKA_TRUSTED)) {
+    copy.set_bool(CKA_TRUSTED, false);
+  }
+}
+
 Attributes copied_object(Attributes source, const Attributes& changes) {
   if (!source.is_true(CKA_COPYABLE)) {
     throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_COPYABLE");
@@ -126,9 +141,10 @@ Attributes copied_object(Attributes source, const Attributes& changes) {
   if (source.is_true(TEE_CKA_VENDOR_PERMANENT)) {
     throw Error(CKR_ACTION_PROHIBITED, "an installed object is copied by an installation alone");
   }
-  if (source.has(CKA_TRUSTED)) {
-    source.set_bool(CKA_TRUSTED, false);  // trust is given to one object, not to its copies
+  if (source.number(CKA_CLASS) == TEE_CKO_TRUST_STORE_GROUP) {
+    throw Error(CKR_ACTION_PROHIBITED, "a trust store group is not copied");
   }
+  withdraw_trust(source);
   for (const auto& [type, value] : changes) {
     // A copy may also move between session and token, and change what is fixed later (base, 4.1.3).
     const bool free =
@@ -149,9 +165,6 @@ Attributes copied_object(Attributes source, const Attributes& changes) {
 void require_changeable(const Attributes& current, const Attributes& changes, Creator creator) {
   if (!current.is_true(CKA_MODIFIABLE)) {
     throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_MODIFIABLE");
-  }
-  if (current.is_true(CKA_TRUSTED) && creator != Creator::kSecurityOfficer) {
-    throw Error(CKR_ACTION_PROHIBITED, "what the security officer trusts, he alone can change");
   }
   const Classes object_class = bit_of(current.number(CKA_CLASS));
   for (const auto& [type, value] : changes) {

@@ -14,6 +14,9 @@ Attributes created_object(Attributes given, Creator creator);
 /// The attributes of one half of a generated key pair, without its key value.
 Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creator creator);
 
+/// Trust is given to one object, not to its copies.
+void withdraw_trust(Attributes& copy);
+
 /// A copy of `source` with the template's changes, as C_CopyObject allows them.
 Attributes copied_object(Attributes source, const Attributes& changes);
 

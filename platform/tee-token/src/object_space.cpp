@@ -87,6 +87,12 @@ bool ObjectSpace::is_guarded(CK_OBJECT_HANDLE object) {
   return store.has(object, CKA_SENSITIVE, kTrue) || store.has(object, CKA_EXTRACTABLE, Bytes(1, CK_FALSE));
 }
 
+bool ObjectSpace::belongs_to_officer(CK_OBJECT_HANDLE object) {
+  ObjectStore& store = store_of(object);
+  return store.has(object, CKA_TRUSTED, kTrue) ||
+         store.has(object, CKA_CLASS, bytes_of<CK_OBJECT_CLASS>(TEE_CKO_TRUST_STORE_GROUP));
+}
+
 void ObjectSpace::forget_session(CK_SESSION_HANDLE session) {
   if (m_session_objects) {
     m_session_objects->erase_of(session);

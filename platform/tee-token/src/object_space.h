@@ -34,6 +34,10 @@ class ObjectSpace {
   /// Whether CKA_VALUE of the object must not be read: a private key's, unless it was made to be extracted.
   bool is_guarded(CK_OBJECT_HANDLE object);
 
+  /// Whether it is the security officer's alone to change and to destroy: what he trusts, and trust store
+  /// groups.
+  bool belongs_to_officer(CK_OBJECT_HANDLE object);
+
   /// The session objects of one session, and all private ones, cease to exist with it and with the login.
   void forget_session(CK_SESSION_HANDLE session);
   void forget_private_session_objects();

@@ -106,6 +106,7 @@ class Session {
 
   void require_idle() const;
   void require_may_write(bool token_object) const;
+  void require_may_change(CK_OBJECT_HANDLE object) const;
   Creator creator() const;
   CK_OBJECT_HANDLE insert(const Attributes& object);
   CK_RV read_attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE& attribute);

@@ -32,6 +32,7 @@ void Session::destroy(CK_OBJECT_HANDLE object) {
   change(store, [&] {
     objects.require_visible(object);
     require_may_write(store.has(object, CKA_TOKEN, Bytes(1, CK_TRUE)));
+    require_may_change(object);
     if (store.has(object, CKA_DESTROYABLE, Bytes(1, CK_FALSE))) {
       throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_DESTROYABLE");
     }
@@ -87,6 +88,7 @@ void Session::set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes)
     objects.require_visible(object);
     const Attributes current = store.load(object);
     require_may_write(current.is_true(CKA_TOKEN));
+    require_may_change(object);
     require_changeable(current, changes, creator());
     store.update(object, changes);
     return object;

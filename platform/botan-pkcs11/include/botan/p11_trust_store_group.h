@@ -53,6 +53,24 @@ class BOTAN_PKCS11_API PKCS11_TSG_CertficateChain : public Object,
   mutable std::vector<X509_Certificate> m_certificates;
 };
 
+/// A trust store group on the token: root certificates that one client trusts for one purpose. The security
+/// officer puts them there.
+class BOTAN_PKCS11_API PKCS11_TrustStoreGroup_Store {
+ public:
+  /// Opens the group with the identifier `group`, which is compared byte for byte, as `client`.
+  /// Throws Lookup_Error when the token has no such group, or has it for another client only.
+  PKCS11_TrustStoreGroup_Store(Session& session, const std::string& group, const std::string& client);
+  ~PKCS11_TrustStoreGroup_Store();
+
+  /// The roots that the token has now in this group, all of them, in the token's order; none when the group
+  /// is empty. Throws Decoding_Error when one is no certificate: nothing is left out of a trust store.
+  std::vector<X509_Certificate> GetRootCertBundle(Session& session);
+
+ private:
+  std::string m_group;
+  std::string m_client;
+};
+
 /// Has the token put one key pair and its certificate chain in the place of the installed ones, at once or
 /// not at all.
 ///

@@ -14,6 +14,14 @@ extern "C" {
 #define TEE_CKA_VENDOR_PERMANENT \
   0x80001004UL /* CK_BBOOL: true on installed objects; the token alone sets it */
 
+#define TEE_CKA_VENDOR_TRUST_STORE_GROUP \
+  0x80001005UL /* bytes: the identifier of the group that a root certificate is in */
+
+/* CKA_CLASS of a trust store group. Its CKA_LABEL is the group's identifier, TEE_CKA_VENDOR_CLIENT_ID the
+ * client that may open it. Its roots are the X.509 certificates with CKA_TRUSTED true, that client and
+ * TEE_CKA_VENDOR_TRUST_STORE_GROUP. The security officer alone makes and destroys groups and roots. */
+#define TEE_CKO_TRUST_STORE_GROUP 0x80001001UL
+
 /* CKA_CERTIFICATE_TYPE of a chain: its CKA_VALUE is the DER certificates back to back, leaf first. */
 #define TEE_CKC_CERTIFICATE_CHAIN 0x80001001UL
 

@@ -1,0 +1,65 @@
+#include <botan/exceptn.h>
+#include <botan/p11_trust_store_group.h>
+#include <botan/p11_x509.h>
+#include <tee_token/vendor_interface.h>
+
+namespace Botan {
+namespace PKCS11 {
+
+namespace {
+
+constexpr uint32_t kHandlesAtOnce = 100;
+
+constexpr auto kTrustStoreGroup = static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP);
+constexpr auto kClient = static_cast<AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
+constexpr auto kGroup = static_cast<AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
+
+AttributeContainer group_search(const std::string& group, const std::string& client) {
+  AttributeContainer sought(kTrustStoreGroup);
+  sought.add_string(AttributeType::Label, group);
+  sought.add_string(kClient, client);
+  return sought;
+}
+
+CertificateProperties root_search(const std::string& group, const std::string& client) {
+  CertificateProperties sought(CertificateType::X509);
+  sought.set_trusted(true);
+  sought.add_string(kClient, client);
+  sought.add_string(kGroup, group);
+  return sought;
+}
+
+/// However many there are. When fewer come than were asked for, they were the last.
+std::vector<ObjectHandle> find_all(Session& session, const AttributeContainer& sought) {
+  ObjectFinder finder(session, sought.attributes());
+  std::vector<ObjectHandle> all, some;
+  do {
+    some = finder.find(kHandlesAtOnce);
+    all.insert(all.end(), some.begin(), some.end());
+  } while (some.size() == kHandlesAtOnce);
+  finder.finish();
+  return all;
+}
+
+}  // namespace
+
+PKCS11_TrustStoreGroup_Store::PKCS11_TrustStoreGroup_Store(Session& session, const std::string& group,
+                                                           const std::string& client)
+    : m_group(group), m_client(client) {
+  if (find_all(session, group_search(group, client)).empty()) {
+    throw Lookup_Error("there is no trust store group '" + group + "' for client '" + client + "'");
+  }
+}
+
+PKCS11_TrustStoreGroup_Store::~PKCS11_TrustStoreGroup_Store() = default;
+
+std::vector<X509_Certificate> PKCS11_TrustStoreGroup_Store::GetRootCertBundle(Session& session) {
+  std::vector<X509_Certificate> roots;
+  for (const ObjectHandle root : find_all(session, root_search(m_group, m_client))) {
+    roots.push_back(PKCS11_X509_Certificate(session, root));
+  }
+  return roots;
+}
+
+}  // namespace PKCS11
+}  // namespace Botan

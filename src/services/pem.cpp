@@ -1,0 +1,17 @@
+#include "services/pem.h"
+
+#include <botan/pem.h>
+
+namespace ozk {
+namespace tee {
+
+std::string pemOf(const std::vector<Botan::X509_Certificate>& certificates) {
+  std::string pem;
+  for (const auto& certificate : certificates) {
+    pem += Botan::PEM_Code::encode(certificate.BER_encode(), "CERTIFICATE", 64);
+  }
+  return pem;
+}
+
+}  // namespace tee
+}  // namespace ozk

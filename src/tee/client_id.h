@@ -1,0 +1,10 @@
+#pragma once
+
+namespace ozk {
+namespace tee {
+
+/// The client that the token knows this library's callers as: the owner of what they store.
+constexpr auto kClientId = "CCI_CLIENT";
+
+}  // namespace tee
+}  // namespace ozk
