@@ -11,10 +11,6 @@ const std::string kChain = "ClientCertInitializer::getLYRCertificateChainHandle"
 
 class SetClientCertTest : public ProductTest {
  protected:
-  std::size_t temporaries() {
-    return countOf(lyrPublicKeySearch(false)) + countOf(lyrPrivateKeySearch(false)) +
-           countOf(lyrCertificateChainSearch(false));
-  }
   std::size_t installed() {
     return countOf(lyrPublicKeySearch(true)) + countOf(lyrPrivateKeySearch(true)) +
            countOf(lyrCertificateChainSearch(true));

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+
+namespace test_support {
+
+/// Where two texts differ first: number of the line, and the line in each.
+inline std::string firstDifference(const std::string& stored, const std::string& text) {
+  std::istringstream stored_lines(stored), lines(text);
+  std::string before, now;
+  int number = 0;
+  do {
+    ++number;
+    before = now = "(end)";
+    std::getline(stored_lines, before);
+    std::getline(lines, now);
+  } while (before == now && stored_lines && lines);
+  return std::to_string(number) + ": stored is\n  " + before + "\nbut it should be\n  " + now;
+}
+
+/// Fails unless the file `path` of the project, relative to its folder, holds exactly `text`. With
+/// CCI_ACCEPT=1 in the environment, writes it instead.
+inline void expectStored(const std::string& path, const std::string& text) {
+  const std::string file = CCI_PROJECT_FOLDER "/" + path;
+  const char* const accept = std::getenv("CCI_ACCEPT");
+  if (accept != nullptr && std::string(accept) == "1") {
+    ASSERT_TRUE((std::ofstream(file, std::ios::binary) << text).flush()) << "cannot write " << file;
+    return;
+  }
+  std::ifstream stream(file, std::ios::binary);
+  ASSERT_TRUE(stream.is_open()) << "cannot read " << file << "; ./run accept writes it";
+  const std::string stored{std::istreambuf_iterator<char>(stream), {}};
+  if (stored != text) {
+    ADD_FAILURE() << path << ':' << firstDifference(stored, text)
+                  << "\nif that change is meant, ./run accept stores it";
+  }
+}
+
+}  // namespace test_support
