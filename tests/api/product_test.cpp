@@ -39,4 +39,9 @@ std::size_t ProductTest::countOf(const Botan::PKCS11::AttributeContainer& sought
   return test_support::count(*session, sought);
 }
 
+std::size_t ProductTest::temporaries() {
+  return countOf(lyrPublicKeySearch(false)) + countOf(lyrPrivateKeySearch(false)) +
+         countOf(lyrCertificateChainSearch(false));
+}
+
 }  // namespace ozk::tee

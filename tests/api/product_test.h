@@ -45,6 +45,9 @@ class ProductTest : public ::testing::Test {
   /// How many objects match, looked up in a session of the test's own.
   std::size_t countOf(const Botan::PKCS11::AttributeContainer& sought);
 
+  /// How many temporary objects of "LYR" there are.
+  std::size_t temporaries();
+
   test_support::LogCapture log;
   test_support::ProvisionedToken token;
   test_support::CertificateAuthority authority;

@@ -14,17 +14,17 @@ const char* const kRootSearch =
 TEST_F(TrustStoreGroupStoreTest, SearchesTheGroupOfTheClientAndThenItsRoots) {
   token.found = {11};
   PKCS11_TrustStoreGroup_Store store(session, "group", "CCI");
-  EXPECT_THAT(token.take_calls(), ElementsAre(kGroupSearch, "C_FindObjects 7 100", "C_FindObjectsFinal 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre(kGroupSearch, "C_FindObjects 7 100", "C_FindObjectsFinal 7"));
   token.found.clear();
   EXPECT_THAT(store.GetRootCertBundle(session), IsEmpty());
-  EXPECT_THAT(token.take_calls(), ElementsAre(kRootSearch, "C_FindObjects 7 100", "C_FindObjectsFinal 7"));
+  EXPECT_THAT(spy.take_texts(), ElementsAre(kRootSearch, "C_FindObjects 7 100", "C_FindObjectsFinal 7"));
 }
 
 TEST_F(TrustStoreGroupStoreTest, AnUnknownGroupIsNamedTogetherWithTheClient) {
   const auto open = [&] { PKCS11_TrustStoreGroup_Store(session, "group", "CCI"); };
   EXPECT_EQ(message_of<Botan::Lookup_Error>(open), "there is no trust store group 'group' for client 'CCI'");
-  EXPECT_THAT(token.take_calls(), ElementsAre(kGroupSearch, "C_FindObjects 7 100", "C_FindObjectsFinal 7"));
-  token.failures["C_FindObjects"] = CKR_DEVICE_ERROR;
+  EXPECT_THAT(spy.take_texts(), ElementsAre(kGroupSearch, "C_FindObjects 7 100", "C_FindObjectsFinal 7"));
+  spy.answer("C_FindObjects", CKR_DEVICE_ERROR);
   EXPECT_EQ(error_of(open), ReturnValue::DeviceError) << "which says nothing about the group";
 }
 

@@ -11,10 +11,6 @@ const Journal kDeletionBegun = {debugged(kSet + " ==>"), debugged(kSet + " Delet
 
 class SetClientCertTest : public JournalTest {
  protected:
-  std::size_t temporaries() {
-    return countOf(lyrPublicKeySearch(false)) + countOf(lyrPrivateKeySearch(false)) +
-           countOf(lyrCertificateChainSearch(false));
-  }
   std::size_t installed() {
     return countOf(lyrPublicKeySearch(true)) + countOf(lyrPrivateKeySearch(true)) +
            countOf(lyrCertificateChainSearch(true));
