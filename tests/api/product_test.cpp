@@ -13,6 +13,12 @@ bool verifies(const std::string& public_key, const Bytes& data, const Bytes& sig
   return verifier.verify_message(data, signature);
 }
 
+std::string certifiedKey(const std::string& certificates) {
+  Botan::DataSource_Memory source(certificates);
+  const std::unique_ptr<Botan::Public_Key> key(Botan::X509_Certificate(source).load_subject_public_key());
+  return Botan::X509::PEM_encode(*key);
+}
+
 std::vector<Botan::X509_Certificate> ProductTest::requestChain(const std::string& common_name) {
   EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
   return {authority.issue(product->generate_csr(common_name, "LYR_CSR")), authority.root()};
@@ -27,6 +33,21 @@ std::vector<Botan::X509_Certificate> ProductTest::provision(const std::string& c
   EXPECT_EQ(install(chain), ResultCode::OK);
   log.take();
   return chain;
+}
+
+std::string ProductTest::publicKeyIfAny(const std::string& key_id) {
+  try {
+    return product->get_public_key(key_id);
+  } catch (const Botan::PKCS11::PKCS11_ReturnError&) {
+    return "";
+  }
+}
+
+std::string ProductTest::importBaseKey() {
+  const auto key = test_support::newKey();
+  test_support::UserSession session;
+  test_support::importPrivateKey(*session, {label(1, 10)}, key);
+  return Botan::X509::PEM_encode(key);
 }
 
 bool ProductTest::signsWithInstalledKey() {

@@ -26,6 +26,9 @@ using Bytes = std::vector<std::uint8_t>;
 /// Verifies a raw signature (r||s over SHA-256) in software, under a public key in PEM.
 bool verifies(const std::string& public_key, const Bytes& data, const Bytes& signature);
 
+/// The public key that the first certificate of a PEM text carries, in PEM.
+std::string certifiedKey(const std::string& certificates);
+
 /// The library on a fresh token, with a backend that certifies what it requests. Records are captured.
 class ProductTest : public ::testing::Test {
  protected:
@@ -38,6 +41,12 @@ class ProductTest : public ::testing::Test {
 
   /// Has a new identity installed, and returns its chain; the records of it are dropped.
   std::vector<Botan::X509_Certificate> provision(const std::string& common_name);
+
+  /// get_public_key; empty where it throws because there is no such key.
+  std::string publicKeyIfAny(const std::string& key_id);
+
+  /// Puts a BASE key on the token, and returns its public half in PEM.
+  std::string importBaseKey();
 
   /// Whether "LYR" signs, and so that the installed public key verifies it.
   bool signsWithInstalledKey();

@@ -1,6 +1,3 @@
-#include <botan/data_src.h>
-#include <botan/x509_key.h>
-
 #include <algorithm>
 #include <iostream>
 #include <map>
@@ -87,6 +84,7 @@ std::string withoutCode(std::string text, CK_RV code) {
 class FailuresTest : public ProductTest {
  protected:
   FailuresTest() {
+    test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
     prepareDevice();
     saveStates();
   }
@@ -113,8 +111,8 @@ class FailuresTest : public ProductTest {
 };
 
 void FailuresTest::prepareDevice() {
+  importBaseKey();
   test_support::UserSession session;
-  test_support::importPrivateKey(*session, {label(1, 10)}, test_support::newKey());
   for (const unsigned index : {11u, 12u, 13u, 14u, 15u}) {
     test_support::importCertificate(*session, {label(1, index)}, authority.root());
   }
@@ -180,6 +178,7 @@ std::vector<Operation> FailuresTest::operations() {
           lists("LYR", 2),
           lists("ZEMP", 2),
           lists("BASE", 3),
+          reads("get_root_cert_bundle(group)", [this] { return product->get_root_cert_bundle("group"); }),
           reads("get_zemp_vin()", [this] { return product->get_zemp_vin(); })};
 }
 
@@ -213,10 +212,9 @@ void FailuresTest::requireNothingOpen(const Operation& operation, const Result& 
 void FailuresTest::requireServing(const TokenContent& content) {
   EXPECT_EQ(product->get_zemp_vin(), "VIN");
   if (content.installed[1].empty() || content.installed[2].empty()) return;
-  Botan::DataSource_Memory source(product->get_client_cert("LYR"));
-  const std::unique_ptr<Botan::Public_Key> key(Botan::X509_Certificate(source).load_subject_public_key());
   const Bytes data = {1, 2, 3};
-  EXPECT_TRUE(verifies(Botan::X509::PEM_encode(*key), data, product->generate_signature("LYR", data, "")));
+  const std::string key = certifiedKey(product->get_client_cert("LYR"));
+  EXPECT_TRUE(verifies(key, data, product->generate_signature("LYR", data, "")));
 }
 
 void FailuresTest::judge(const Operation& operation, const State& state, const Result& clean,

@@ -1,5 +1,3 @@
-#include <botan/x509_key.h>
-
 #include "api/journal.h"
 
 namespace ozk::tee {
@@ -7,12 +5,7 @@ namespace ozk::tee {
 // About one signature in 128 has an r or an s that begins with a zero byte.
 TEST_F(ProductTest, SignaturesOfAnyDataVerifyAndHaveOneWidth) {
   provision("installed");
-  const auto base_key = test_support::newKey();
-  {
-    test_support::UserSession session;
-    test_support::importPrivateKey(*session, {label(1, 10)}, base_key);
-  }
-  const std::string installed = product->get_public_key("LYR"), base = Botan::X509::PEM_encode(base_key);
+  const std::string installed = product->get_public_key("LYR"), base = importBaseKey();
   for (std::size_t length = 0; length < 150; ++length) {
     const Bytes data(length * length, 7);
     const Bytes by_installed = product->generate_signature("LYR", data, "");
@@ -40,10 +33,7 @@ TEST_F(JournalTest, GenerateSignature) {
       base + lookedUpBaseKey(0) +
           Journal{failed("ClientCertInitializer::generate_signature signature generation failed")});
   provision("installed");
-  {
-    test_support::UserSession session;
-    test_support::importPrivateKey(*session, {label(1, 10)}, test_support::newKey());  // object 7
-  }
+  importBaseKey();  // object 7
   expectInSession(signature("LYR"),
                   lookedUpPrivateKey(true, kInstalledPrivate) + signedBy(kInstalledPrivate));
   expectInSession(signature("BASE"), base + lookedUpBaseKey(7) + signedBy(7));
