@@ -84,7 +84,8 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// Puts the temporary key pair and the chain issued for it in the place of the installed ones, as one
   /// change in the token, and then destroys the temporary objects.
   /// `cert_chain` is PEM, the client's certificate first; blocks that cannot be decoded are logged and left
-  /// out, and when none is left the keys are installed with an empty chain.
+  /// out, and when none is left the keys are installed with an empty chain: look at an answer before you pass
+  /// it on. Neither dates nor signatures are checked.
   ///
   /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR", with nothing changed.
   /// TOKEN_STORE_ERROR when the chain cannot be stored: nothing is installed, the temporary keys stay.
