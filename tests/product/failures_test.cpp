@@ -314,7 +314,7 @@ TEST_F(FailuresTest, LeaveNothingOpenLostOrMixedAndAreToldAsTheTableSays) {
       text += "\nThe token holds: " + states_by_table[table] + ".\n\n" + table;
     }
   }
-  std::cout << failures << " failures of token calls judged\n";
+  std::cout << "counted: " << failures << " failures of token calls judged\n";
   test_support::expectStored("docs/failures.md", text);
 }
 

@@ -180,7 +180,8 @@ TEST_F(ThreadsTest, CallsOfManyThreadsGiveWhatSomeOrderOfThemGives) {
   }
   EXPECT_EQ(explained, kThreads * count);
   EXPECT_GT(installations, 0u) << "nothing was exchanged under the readers";
-  std::cout << explained << " calls of " << kThreads << " threads, " << installations << " installations\n";
+  std::cout << "counted: " << explained << " calls of " << kThreads << " threads, " << installations
+            << " installations\n";
 }
 
 }  // namespace ozk::tee

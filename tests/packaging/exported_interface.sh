@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# exported_interface.sh LIBRARY HEADERS: compares what programs are bound to once they are linked with the library
+# (symbols and their versions, the order of the virtual operations, enumerators, sizes) with what is stored beside
+# this script. With CCI_ACCEPT set, stores it.
+set -euo pipefail
+library=$1 headers=$2
+stored=${BASH_SOURCE[0]%.sh}
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# Nothing in it depends on where the sources are.
+abidw --headers-dir "$headers" --drop-private-types --exported-interfaces-only --drop-undefined-syms \
+  --suppr "$stored.suppr" --no-architecture --no-comp-dir-path --no-corpus-path --no-elf-needed \
+  --no-parameter-names --no-show-locs --type-id-style hash "$library" |
+  sed "s#path='[^']*/src/#path='src/#" >"$work/abi"
+if [[ ${CCI_ACCEPT:-} == 1 ]]; then
+  cp "$work/abi" "$stored.abi"
+elif ! abidiff --harmless "$stored.abi" "$work/abi" >"$work/report"; then
+  cat "$work/report"
+  echo "the exported interface is not the stored one; if that is meant: ./run accept"
+  exit 1
+fi
