@@ -90,32 +90,6 @@ class SetClientCertTest : public JournalTest {
   }
 };
 
-TEST_F(SetClientCertTest, EachInstallationReplacesTheOneBefore) {
-  for (const std::string name : {"first", "second"}) {
-    const auto chain = requestChain(name);
-    const std::string requested = product->get_public_key("LYR_CSR");
-    EXPECT_EQ(install(chain), ResultCode::OK);
-    EXPECT_EQ(product->get_client_cert("LYR"), pem(chain));
-    EXPECT_EQ(product->get_public_key("LYR"), requested);
-    EXPECT_TRUE(signsWithInstalledKey());
-    EXPECT_EQ(installed(), 3u);
-    EXPECT_EQ(temporaries(), 0u);
-  }
-}
-
-TEST_F(SetClientCertTest, AChainForAnotherKeyIsRefusedAndTheInstalledOneServesOn) {
-  const auto first = provision("first");
-  const std::string first_key = product->get_public_key("LYR");
-  ASSERT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
-  log.take();
-  EXPECT_EQ(install(first), ResultCode::CRYPTO_OP_ERROR);
-  EXPECT_THAT(log.take(), ::testing::Contains(error(kSet + " returned error")));
-  EXPECT_EQ(product->get_client_cert("LYR"), pem(first));
-  EXPECT_EQ(product->get_public_key("LYR"), first_key);
-  EXPECT_TRUE(signsWithInstalledKey());
-  EXPECT_EQ(temporaries(), 0u);
-}
-
 TEST_F(SetClientCertTest, TheFirstInstallationHandsTheTokenNothingToReplace) {
   const auto chain = requestChain("first");  // objects 1 and 2
   expectInSession(installing(pem(chain), ResultCode::OK),
@@ -193,13 +167,6 @@ TEST_F(SetClientCertTest, OtherIdentifiersAreRefusedAndNothingChanges) {
   }
   EXPECT_EQ(product->get_client_cert("LYR"), pem(installed_chain));
   EXPECT_EQ(temporaries(), 2u);
-}
-
-TEST_F(SetClientCertTest, AnEmptyChainIsInstalledAsSuch) {
-  requestChain("never certified");
-  EXPECT_EQ(product->set_client_cert_and_move_key("", "LYR_CSR", "LYR"), ResultCode::OK);
-  EXPECT_EQ(product->get_client_cert("LYR"), "");
-  EXPECT_TRUE(signsWithInstalledKey());
 }
 
 TEST_F(SetClientCertTest, WithoutATemporaryKeyPairFailsAndTheInstalledOneServesOn) {
