@@ -104,7 +104,8 @@ last column names. With the answer in `chain.pem`, the request in `request.pem` 
     grep -c BEGIN chain.pem                                 and as many END, as you expect
 
 These find all but the serial numbers, the end date, and `trusted-label`, which openssl reads. They also stop at
-`cr`, `glued`, `blank-lines` and `indented`, which openssl does not read.
+`cr`, `glued`, `blank-lines` and `indented`, which openssl does not read, and at `der-chain`, which has no BEGIN. (The
+program makes a new root each time: it is the last certificate of `right.pem`.)
 
 | case | answer | verdict | certificates | records | check before |
 |---|---|---|---|---|---|
@@ -149,7 +150,7 @@ TEST_F(WrongChainsTest, TheProgramWritesTheAnswersAndRefusesWhatIsNoRequest) {
     return std::string(std::istreambuf_iterator<char>(stream), {});
   };
   const auto run = [&](const std::string& arguments) {
-    const int status = std::system((WRONG_CHAINS " " + arguments + " >" + file("out") + " 2>&1").c_str());
+    const int status = std::system(("'" WRONG_CHAINS "' " + arguments + " >" + file("out") + " 2>&1").c_str());
     return WEXITSTATUS(status);
   };
   const std::string der = request();

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # exported_interface.sh LIBRARY HEADERS: compares what programs are bound to once they are linked with the library
 # (symbols and their versions, the order of the virtual operations, enumerators, sizes) with what is stored beside
-# this script. With CCI_ACCEPT set, stores it.
+# this script. With CCI_ACCEPT=1, stores it.
 set -euo pipefail
 library=$1 headers=$2
 stored=${BASH_SOURCE[0]%.sh}

@@ -24,6 +24,9 @@ Request read_request(const std::string& bytes) {
   if (key == nullptr || X509_REQ_verify(request.get(), key) != 1) {
     throw std::runtime_error("the request is not signed by the key that it carries");
   }
+  if (EVP_PKEY_get_base_id(key) != EVP_PKEY_EC) {
+    throw std::runtime_error("the request is not for an EC key, as the library's are");
+  }
   return request;
 }
 

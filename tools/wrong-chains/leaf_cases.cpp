@@ -13,19 +13,18 @@ std::string leaf_with(const Backend& b) {
   return b.chain_of(b.issue(change));
 }
 
-void set_key(X509* leaf, EVP_PKEY* generated) {
-  const Key key = owned(generated, EVP_PKEY_free, "a key pair");
-  require(X509_set_pubkey(leaf, key.get()) == 1, "another key");
-}
-void other_key(X509* leaf) { set_key(leaf, EVP_EC_gen("P-256")); }
-void p384_key(X509* leaf) { set_key(leaf, EVP_EC_gen("P-384")); }
-void rsa_key(X509* leaf) { set_key(leaf, EVP_RSA_gen(2048)); }
-void ed25519_key(X509* leaf) { set_key(leaf, EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519")); }
+Key owned_key(EVP_PKEY* key) { return owned(key, EVP_PKEY_free, "a key pair"); }
+
+void set_key(X509* leaf, const Key& key) { require(X509_set_pubkey(leaf, key.get()) == 1, "another key"); }
+void other_key(X509* leaf) { set_key(leaf, owned_key(EVP_EC_gen("P-256"))); }
+void p384_key(X509* leaf) { set_key(leaf, owned_key(EVP_EC_gen("P-384"))); }
+void rsa_key(X509* leaf) { set_key(leaf, owned_key(EVP_RSA_gen(2048))); }
+void ed25519_key(X509* leaf) { set_key(leaf, owned_key(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"))); }
 
 /// The same key, encoded in another way.
 void encode_key(X509* leaf, const char* parameter, const char* value) {
-  EVP_PKEY* const key = EVP_PKEY_dup(X509_get0_pubkey(leaf));
-  require(key != nullptr && EVP_PKEY_set_utf8_string_param(key, parameter, value) == 1, value);
+  const Key key = owned_key(EVP_PKEY_dup(X509_get0_pubkey(leaf)));
+  require(EVP_PKEY_set_utf8_string_param(key.get(), parameter, value) == 1, value);
   set_key(leaf, key);
 }
 void explicit_parameters(X509* leaf) { encode_key(leaf, OSSL_PKEY_PARAM_EC_ENCODING, "explicit"); }

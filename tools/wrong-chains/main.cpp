@@ -97,7 +97,7 @@ int main(int argc, char** argv) {
     } else {
       write_answers(request, folder, names);
     }
-    return 0;
+    return std::cout.flush() ? 0 : fail(std::runtime_error("cannot write to stdout"), kFailed);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kWrongUsage;
   } catch (const UsageError& error) {
