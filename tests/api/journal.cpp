@@ -31,10 +31,10 @@ std::string entryOf(const test_support::LogLine& line) {
   }
 }
 
-Journal counted(const std::string& function, const Template& sought, Handle found, const std::string& text) {
-  const Handles handles = found == 0 ? Handles() : Handles{found};
-  return searched(sought, handles) +
-         Journal{debugged("ClientCertInitializer::" + function + text + number(handles.size()))} + finished();
+Journal counted(const std::string& function, const Template& sought, const Handles& found,
+                const std::string& text) {
+  return searched(sought, found) +
+         Journal{debugged("ClientCertInitializer::" + function + text + number(found.size()))} + finished();
 }
 
 }  // namespace
@@ -104,7 +104,7 @@ Journal openedPublicKey(Handle object) {
 Journal openedPrivateKey(Handle object) { return read(object, CKA_EC_PARAMS, 10); }
 Journal destroyed(Handle object) { return {"C_DestroyObject 1 " + number(object)}; }
 
-Journal lookedUpPublicKey(bool installed, Handle found) {
+Journal lookedUpPublicKey(bool installed, const Handles& found) {
   const std::string name = "getLYRPublicKeyHandle";
   const std::string text = "ClientCertInitializer::" + name + " : ";
   return Journal{debugged(text + "==>"),
@@ -116,19 +116,18 @@ Journal lookedUpPublicKey(bool installed, Handle found) {
          Journal{debugged(text + "<==")};
 }
 
-Journal lookedUpPrivateKey(bool installed, Handle found) {
+Journal lookedUpPrivateKey(bool installed, const Handles& found) {
   return counted("getLYRPrivateKeyHandle",
                  {objectClass(CKO_PRIVATE_KEY), client(), keyId(), permanent(installed)}, found,
                  " : count of private key found = ");
 }
 
-Journal lookedUpBaseKey(Handle found) {
-  const Handles handles = found == 0 ? Handles() : Handles{found};
-  return searched({objectClass(CKO_PRIVATE_KEY), labelled("010a000000")}, handles) + finished() +
-         Journal{debugged("After Private Key finding, Private count = " + number(handles.size()))};
+Journal lookedUpBaseKey(const Handles& found) {
+  return searched({objectClass(CKO_PRIVATE_KEY), labelled("010a000000")}, found) + finished() +
+         Journal{debugged("After Private Key finding, Private count = " + number(found.size()))};
 }
 
-Journal lookedUpChain(bool installed, Handle found) {
+Journal lookedUpChain(bool installed, const Handles& found) {
   return Journal{debugged("ClientCertInitializer::getLYRCertificateChainHandle")} +
          counted("getLYRCertificateChainHandle",
                  {objectClass(CKO_CERTIFICATE), keyId(), client(), permanent(installed)}, found,
@@ -157,7 +156,7 @@ void JournalTest::expect(const std::function<void()>& operation, const Journal& 
   std::size_t same = 0;
   while (same < expected.size() && at(m_journal, same) == expected[same]) ++same;
   EXPECT_EQ(at(m_journal, same), at(expected, same))
-      << "entry " << same << ", after " << at(expected, same - 1);
+      << "entry " << same << (same == 0 ? "" : ", after " + at(expected, same - 1));
 }
 
 void JournalTest::expectInSession(const std::function<void()>& operation, const Journal& expected,

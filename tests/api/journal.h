@@ -50,11 +50,11 @@ Journal openedPublicKey(Handle object);
 Journal openedPrivateKey(Handle object);
 Journal destroyed(Handle object);
 
-/// The handle lookups; 0 is not found.
-Journal lookedUpPublicKey(bool permanent, Handle found);
-Journal lookedUpPrivateKey(bool permanent, Handle found);
-Journal lookedUpBaseKey(Handle found);
-Journal lookedUpChain(bool permanent, Handle found);
+/// The handle lookups, with all that the token reports.
+Journal lookedUpPublicKey(bool permanent, const Handles& found);
+Journal lookedUpPrivateKey(bool permanent, const Handles& found);
+Journal lookedUpBaseKey(const Handles& found);
+Journal lookedUpChain(bool permanent, const Handles& found);
 
 /// The library's operations under observation.
 class JournalTest : public ProductTest {

@@ -44,7 +44,7 @@ class GeneratePrivateKeyTest : public JournalTest {
     return searched({objectClass(object_class), client(), keyId(), permanent(false)}, found) + finished();
   }
   static Journal nothingToCleanUp() {
-    return keysSearched(CKO_PRIVATE_KEY, {}) + keysSearched(CKO_PUBLIC_KEY, {}) + lookedUpChain(false, 0) +
+    return keysSearched(CKO_PRIVATE_KEY, {}) + keysSearched(CKO_PUBLIC_KEY, {}) + lookedUpChain(false, {}) +
            cleanedUp();
   }
   static Journal cleanedUp() {
@@ -77,8 +77,32 @@ TEST_F(GeneratePrivateKeyTest, AsksForAPairAndReplacesThePairAndChainOfAnEarlier
   }
   expect(generating(ResultCode::OK), begun() + keysSearched(CKO_PRIVATE_KEY, {2}) + openedPrivateKey(2) +
                                          destroyed(2) + keysSearched(CKO_PUBLIC_KEY, {1}) +
-                                         openedPublicKey(1) + destroyed(1) + lookedUpChain(false, 3) +
+                                         openedPublicKey(1) + destroyed(1) + lookedUpChain(false, {3}) +
                                          destroyed(3) + cleanedUp() + generated(4, 5));
+}
+
+TEST_F(GeneratePrivateKeyTest, CleansUpEachKeyAndSaysWhatStopsIt) {
+  test_support::spytoken().answer("C_DestroyObject", CKR_DEVICE_ERROR);
+  for (int i = 0; i < 2; ++i) product->generate_private_key("LYR_CSR");  // objects 1 to 4, all kept
+  test_support::spytoken().stop_interfering();
+  expectInSession([&] { product->get_public_key("LYR_CSR"); },
+                  lookedUpPublicKey(false, {1, 3}) + openedPublicKey(1));
+  {
+    test_support::UserSession session;
+    test_support::importChain(*session, kTemporary, {});  // object 5
+  }
+  test_support::Interference failure;
+  failure.function = "C_DestroyObject";
+  failure.nth = 5;
+  failure.answer = CKR_DEVICE_ERROR;
+  test_support::spytoken().interfere(failure);
+  expect(generating(ResultCode::OK),
+         begun() + keysSearched(CKO_PRIVATE_KEY, {2, 4}) + openedPrivateKey(2) + destroyed(2) +
+             openedPrivateKey(4) + destroyed(4) + keysSearched(CKO_PUBLIC_KEY, {1, 3}) + openedPublicKey(1) +
+             destroyed(1) + openedPublicKey(3) + destroyed(3) + lookedUpChain(false, {5}) +
+             Journal{"C_DestroyObject 1 5 = 0x30",
+                     failed("LYR temporary certificate delete fail, Exception thrown : PKCS11 error 48")} +
+             generated(6, 7));
 }
 
 TEST_F(GeneratePrivateKeyTest, ThePrivateKeyIsNotGivenAway) {
@@ -127,8 +151,9 @@ TEST_F(GeneratePrivateKeyTest, AHandleOfZeroIsAFailureThatIsNoErrorRecord) {
   test_support::spytoken().forward_to({&no_private, nullptr});
   expect(generating(ResultCode::CRYPTO_OP_ERROR),
          begun() + keysSearched(CKO_PRIVATE_KEY, {2}) + openedPrivateKey(2) + destroyed(2) +
-             keysSearched(CKO_PUBLIC_KEY, {1}) + openedPublicKey(1) + destroyed(1) + lookedUpChain(false, 0) +
-             cleanedUp() + asked(" -> 3 0") + openedPublicKey(3) + openedPrivateKey(0) + end);
+             keysSearched(CKO_PUBLIC_KEY, {1}) + openedPublicKey(1) + destroyed(1) +
+             lookedUpChain(false, {}) + cleanedUp() + asked(" -> 3 0") + openedPublicKey(3) +
+             openedPrivateKey(0) + end);
 }
 
 TEST_F(GeneratePrivateKeyTest, ReplacesWhatAnEarlierAttemptLeftAndNothingElse) {

@@ -11,11 +11,6 @@ const Journal kDeletionBegun = {debugged(kSet + " ==>"), debugged(kSet + " Delet
 
 class SetClientCertTest : public JournalTest {
  protected:
-  std::size_t installed() {
-    return countOf(lyrPublicKeySearch(true)) + countOf(lyrPrivateKeySearch(true)) +
-           countOf(lyrCertificateChainSearch(true));
-  }
-
   std::function<void()> installing(const std::string& chain, ResultCode expected) {
     return [=] { EXPECT_EQ(product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"), expected); };
   }
@@ -25,7 +20,10 @@ class SetClientCertTest : public JournalTest {
 
   static void failDestruction(unsigned nth) {
     test_support::Interference failure;
-    failure.function = "C_DestroyObject", failure.nth = nth, failure.answer = CKR_DEVICE_ERROR;
+    failure.function = "C_DestroyObject";
+    failure.nth = nth;
+    failure.answer = CKR_DEVICE_ERROR;
+    test_support::spytoken().stop_interfering();
     test_support::spytoken().interfere(failure);
   }
 
@@ -36,13 +34,21 @@ class SetClientCertTest : public JournalTest {
     return records;
   }
 
+  static Handles present(const Handles& handles) {
+    Handles there;
+    std::copy_if(handles.begin(), handles.end(), std::back_inserter(there), [](Handle h) { return h != 0; });
+    return there;
+  }
+  static std::string listed(const Handles& handles) {
+    std::string text = " [";
+    for (const Handle each : present(handles)) text += " " + number(each);
+    return text + " ]";
+  }
+
   /// From the lookup of the temporary keys (0: none) to the creation of the chain object.
   static Journal stored(Handle public_key, Handle private_key, const Bytes& value,
                         const std::string& answer) {
-    Handles added;
-    for (const Handle key : {public_key, private_key}) {
-      if (key != 0) added.push_back(key);
-    }
+    const Handles added = present({public_key, private_key});
     const Template chain = {objectClass(CKO_CERTIFICATE),
                             attribute(CKA_CERTIFICATE_TYPE, "0110008000000000"),
                             attribute(CKA_VALUE, hexOf(value)),
@@ -52,30 +58,41 @@ class SetClientCertTest : public JournalTest {
                             attribute(CKA_ID, "66000000"),
                             permanent(false),
                             client()};
-    return lookedUpPublicKey(false, public_key) +
+    return lookedUpPublicKey(false, present({public_key})) +
            says(" TEMPorary PUBLIC key Handle = " + number(public_key)) +
-           lookedUpPrivateKey(false, private_key) +
+           lookedUpPrivateKey(false, present({private_key})) +
            says(" TEMPorary PRIVATE key Handle = " + number(private_key)) +
            says(" addHandleSize = " + number(added.size())) + saysEach("Handles in addHandle = ", added) +
            Journal{"C_CreateObject 1 " + shown(chain) + answer};
   }
-  /// From there to the token's exchange.
+  /// From there to the token's exchange. `installed`: public key, private key, chain (0: none).
   static Journal exchanged(const Handles& added, const Handles& installed, const std::string& answer) {
-    const auto at = [&](std::size_t i) { return installed.empty() ? 0 : installed[i]; };
-    const auto list = [](const Handles& handles) {
-      std::string text = " [";
-      for (const Handle each : handles) text += " " + number(each);
-      return text + " ]";
-    };
     return says(" after push addHandleSize = " + number(added.size())) +
            saysEach("Handles in addHandle after push = ", added) +
-           says(" chain handle = " + number(added.back())) + lookedUpPublicKey(true, at(0)) +
-           says(" PUBLIC key Handle = " + number(at(0))) + says(" Before getLYRPrivateKeyHandle") +
-           lookedUpPrivateKey(true, at(1)) + says(" PRIVATE key Handle = " + number(at(1))) +
-           says(" After  getLYRPrivateKeyHandle") + lookedUpChain(true, at(2)) +
+           says(" chain handle = " + number(added.back())) +
+           lookedUpPublicKey(true, present({installed[0]})) +
+           says(" PUBLIC key Handle = " + number(installed[0])) + says(" Before getLYRPrivateKeyHandle") +
+           lookedUpPrivateKey(true, present({installed[1]})) +
+           says(" PRIVATE key Handle = " + number(installed[1])) + says(" After  getLYRPrivateKeyHandle") +
+           lookedUpChain(true, present({installed[2]})) +
            Journal{"C_GetInterface",
-                   "set_client_cert_and_move_key 1" + list(installed) + list(added) + answer};
+                   "set_client_cert_and_move_key 1" + listed(installed) + listed(added) + answer};
   }
+  /// An installation whose `nth` object cannot be destroyed; it is installed all the same.
+  void expectTidyingToFail(unsigned nth, const std::string& kind, const Journal& done) {
+    const auto chain = requestChain("first");
+    failDestruction(nth);
+    expectInSession(
+        installing(pem(chain), ResultCode::CRYPTO_OP_ERROR),
+        says(" ==>") + stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {0, 0, 0}, "") + done +
+            Journal{"C_DestroyObject 1 " + number(nth) + " = 0x30",
+                    failed("LYR " + kind + " delete fail, Exception thrown : PKCS11 error 48"),
+                    failed("ClientCertInitializer::deleteSessionCertificateAndKeys returned error")} +
+            says(": <=="));
+    EXPECT_EQ(product->get_client_cert("LYR"), pem(chain));
+    EXPECT_TRUE(signsWithInstalledKey());
+  }
+
   static Journal tidied(Handle public_key, Handle private_key, Handle chain) {
     return openedPublicKey(public_key) + destroyed(public_key) + openedPrivateKey(private_key) +
            destroyed(private_key) + destroyed(chain);
@@ -93,7 +110,7 @@ class SetClientCertTest : public JournalTest {
 TEST_F(SetClientCertTest, TheFirstInstallationHandsTheTokenNothingToReplace) {
   const auto chain = requestChain("first");  // objects 1 and 2
   expectInSession(installing(pem(chain), ResultCode::OK),
-                  says(" ==>") + stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {}, "") +
+                  says(" ==>") + stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {0, 0, 0}, "") +
                       tidied(1, 2, 3) + says(": <=="));
 }
 
@@ -113,7 +130,7 @@ TEST_F(SetClientCertTest, WhatCannotBeDecodedIsSaidAndLeftOut) {
   expectInSession(
       installing(damaged + pem(chain), ResultCode::OK),
       says(" ==>") + Journal{failed("ClientCertInitializer::getCertificates: failed to decode certificate")} +
-          stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {}, "") + tidied(1, 2, 3) +
+          stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {0, 0, 0}, "") + tidied(1, 2, 3) +
           says(": <=="));
 }
 
@@ -137,19 +154,32 @@ TEST_F(SetClientCertTest, WhatTheTokenRefusesIsTidiedUpAllTheSame) {
                       says(": <=="));
 }
 
-TEST_F(SetClientCertTest, TidyingUpStopsAtTheFirstObjectThatCannotBeDestroyed) {
-  const auto chain = requestChain("first");
-  failDestruction(2);
+TEST_F(SetClientCertTest, TidyingUpThePublicKeyFailsFirst) {
+  expectTidyingToFail(1, "public session key", openedPublicKey(1));
+}
+
+TEST_F(SetClientCertTest, TidyingUpThePrivateKeyFailsSecond) {
+  expectTidyingToFail(2, "private session key", openedPublicKey(1) + destroyed(1) + openedPrivateKey(2));
+}
+
+TEST_F(SetClientCertTest, TidyingUpTheChainFailsLast) {
+  expectTidyingToFail(3, "session certificate",
+                      openedPublicKey(1) + destroyed(1) + openedPrivateKey(2) + destroyed(2));
+}
+
+TEST_F(SetClientCertTest, HalfATemporaryPairIsHandedOverAndRefused) {
+  {
+    test_support::UserSession session;
+    test_support::importPrivateKey(*session, {label(9, 9), "CCI_CLIENT", "LYR"}, test_support::newKey());
+  }
   expectInSession(
-      installing(pem(chain), ResultCode::CRYPTO_OP_ERROR),
-      says(" ==>") + stored(1, 2, valueOf(chain), " -> 3") + exchanged({1, 2, 3}, {}, "") +
-          openedPublicKey(1) + destroyed(1) + openedPrivateKey(2) +
-          Journal{"C_DestroyObject 1 2 = 0x30",
-                  failed("LYR private session key delete fail, Exception thrown : PKCS11 error 48"),
+      installing("", ResultCode::CRYPTO_OP_ERROR),
+      says(" ==>") + stored(0, 1, {}, " -> 2") + exchanged({1, 2}, {0, 0, 0}, " = 0x7") +
+          Journal{failed(kSet + " returned error")} + openedPrivateKey(1) +
+          Journal{"C_GetAttributeValue 1 1 [181=] = 0x12",
+                  failed("LYR public session key delete fail, Exception thrown : PKCS11 error 18"),
                   failed("ClientCertInitializer::deleteSessionCertificateAndKeys returned error")} +
           says(": <=="));
-  EXPECT_EQ(product->get_client_cert("LYR"), pem(chain)) << "installed all the same";
-  EXPECT_TRUE(signsWithInstalledKey());
 }
 
 TEST_F(SetClientCertTest, OtherIdentifiersAreRefusedAndNothingChanges) {
@@ -187,27 +217,56 @@ TEST_F(SetClientCertTest, DeletionRemovesTheInstalledObjectsAloneAndCanBeRepeate
   provision("installed");
   requestChain("waiting");
   expectInSession(deleting(ResultCode::OK),
-                  kDeletionBegun + lookedUpPublicKey(true, kInstalledPublic) +
+                  kDeletionBegun + lookedUpPublicKey(true, {kInstalledPublic}) +
                       openedPublicKey(kInstalledPublic) + destroyed(kInstalledPublic) +
-                      lookedUpPrivateKey(true, kInstalledPrivate) + openedPrivateKey(kInstalledPrivate) +
-                      destroyed(kInstalledPrivate) + lookedUpChain(true, kInstalledChain) +
+                      lookedUpPrivateKey(true, {kInstalledPrivate}) + openedPrivateKey(kInstalledPrivate) +
+                      destroyed(kInstalledPrivate) + lookedUpChain(true, {kInstalledChain}) +
                       destroyed(kInstalledChain));
   EXPECT_EQ(temporaries(), 2u);
-  expectInSession(deleting(ResultCode::OK), kDeletionBegun + lookedUpPublicKey(true, 0) +
-                                                lookedUpPrivateKey(true, 0) + lookedUpChain(true, 0));
+  expectInSession(deleting(ResultCode::OK), kDeletionBegun + lookedUpPublicKey(true, {}) +
+                                                lookedUpPrivateKey(true, {}) + lookedUpChain(true, {}));
 }
 
 TEST_F(SetClientCertTest, ADeletionThatFailsHalfWayIsCompletedByTheNext) {
   provision("installed");
+  const Journal public_key_gone = lookedUpPublicKey(true, {kInstalledPublic}) +
+                                  openedPublicKey(kInstalledPublic) + destroyed(kInstalledPublic);
+  const Journal private_key_gone = lookedUpPrivateKey(true, {kInstalledPrivate}) +
+                                   openedPrivateKey(kInstalledPrivate) + destroyed(kInstalledPrivate);
+  const auto notDestroyed = [](Handle object, const std::string& kind) {
+    return Journal{"C_DestroyObject 1 " + number(object) + " = 0x30",
+                   failed("LYR " + kind + " delete fail, Exception thrown : PKCS11 error 48")};
+  };
+  failDestruction(1);
+  expectInSession(deleting(ResultCode::CRYPTO_OP_ERROR),
+                  kDeletionBegun + lookedUpPublicKey(true, {kInstalledPublic}) +
+                      openedPublicKey(kInstalledPublic) + notDestroyed(kInstalledPublic, "public key"));
   failDestruction(2);
   expectInSession(deleting(ResultCode::CRYPTO_OP_ERROR),
-                  kDeletionBegun + lookedUpPublicKey(true, kInstalledPublic) +
-                      openedPublicKey(kInstalledPublic) + destroyed(kInstalledPublic) +
-                      lookedUpPrivateKey(true, kInstalledPrivate) + openedPrivateKey(kInstalledPrivate) +
-                      Journal{"C_DestroyObject 1 " + number(kInstalledPrivate) + " = 0x30",
-                              failed("LYR private key delete fail, Exception thrown : PKCS11 error 48")});
-  deleting(ResultCode::OK)();
-  EXPECT_EQ(installed(), 0u);
+                  kDeletionBegun + public_key_gone + lookedUpPrivateKey(true, {kInstalledPrivate}) +
+                      openedPrivateKey(kInstalledPrivate) + notDestroyed(kInstalledPrivate, "private key"));
+  failDestruction(2);
+  expectInSession(deleting(ResultCode::CRYPTO_OP_ERROR),
+                  kDeletionBegun + lookedUpPublicKey(true, {}) + private_key_gone +
+                      lookedUpChain(true, {kInstalledChain}) + notDestroyed(kInstalledChain, "certificate"));
+  expectInSession(deleting(ResultCode::OK),
+                  kDeletionBegun + lookedUpPublicKey(true, {}) + lookedUpPrivateKey(true, {}) +
+                      lookedUpChain(true, {kInstalledChain}) + destroyed(kInstalledChain));
+}
+
+TEST_F(SetClientCertTest, AnInstallationTakesThePlaceOfWhatADeletionLeft) {
+  provision("first");
+  failDestruction(2);
+  deleting(ResultCode::CRYPTO_OP_ERROR)();
+  test_support::spytoken().stop_interfering();
+  const auto chain = requestChain("second");
+  expectInSession(
+      installing(pem(chain), ResultCode::OK),
+      says(" ==>") + stored(kNewPublic, kNewPrivate, valueOf(chain), " -> 9") +
+          exchanged({kNewPublic, kNewPrivate, kNewChain}, {0, kInstalledPrivate, kInstalledChain}, "") +
+          tidied(kNewPublic, kNewPrivate, kNewChain) + says(": <=="));
+  EXPECT_EQ(countOf(lyrPrivateKeySearch(true)), 1u);
+  EXPECT_TRUE(signsWithInstalledKey());
 }
 
 }  // namespace ozk::tee

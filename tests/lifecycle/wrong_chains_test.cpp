@@ -150,7 +150,8 @@ TEST_F(WrongChainsTest, TheProgramWritesTheAnswersAndRefusesWhatIsNoRequest) {
     return std::string(std::istreambuf_iterator<char>(stream), {});
   };
   const auto run = [&](const std::string& arguments) {
-    const int status = std::system(("'" WRONG_CHAINS "' " + arguments + " >" + file("out") + " 2>&1").c_str());
+    const int status =
+        std::system(("'" WRONG_CHAINS "' " + arguments + " >" + file("out") + " 2>&1").c_str());
     return WEXITSTATUS(status);
   };
   const std::string der = request();

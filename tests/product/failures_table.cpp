@@ -9,9 +9,10 @@ const char* const kFailuresIntroduction = R"(# What comes of each failure
 A test writes this page and compares it. It answers each call that an operation makes to the token with each of
 `CKR_HOST_MEMORY`, `CKR_GENERAL_ERROR`, `CKR_FUNCTION_FAILED`, `CKR_DEVICE_ERROR`, `CKR_DEVICE_MEMORY`,
 `CKR_DEVICE_REMOVED`, `CKR_SESSION_HANDLE_INVALID`, `CKR_OBJECT_HANDLE_INVALID`, `CKR_USER_NOT_LOGGED_IN` and
-`CKR_TOKEN_NOT_PRESENT`, and does not make it. Then it has each call made, and answered with an error all the
-same; where that comes to something else there is a line that says "done". *n* is the code, in decimal; where codes
-differ, the line names them.
+`CKR_TOKEN_NOT_PRESENT`, and does not make it (but for `C_Finalize`, which a module always does). Then it has the call
+made, and answered with an error all the same (but for `C_Initialize`, which a module has done when it says so); where
+that comes to something else there is a line that says "done", after the others. *n* is the code, in decimal; if codes
+made a difference, lines would name them.
 
 After each failure no session, search or module is open, the next call works, an installed set is the old or the
 new one, whole, and its key signs what its certificate verifies. A deletion alone may leave part of a set, which
@@ -84,25 +85,34 @@ std::vector<Failure> differing(const FailureTable& table) {
   return found;
 }
 
+/// With a blank around each attribute.
+std::string replacedBrackets(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '[' || c == ']'; }, ' ');
+  return text;
+}
+
 }  // namespace
 
 std::string describeCall(const test_support::SpiedCall& call) {
-  const auto has = [&](const char* text) { return call.text.find(text) != std::string::npos; };
-  if (call.function == "C_FindObjectsInit") {
-    const std::string state = has("80001004=01") ? "installed " : has("80001004=00") ? "temporary " : "";
-    const std::string kind = has("[0=03")       ? "private key"
-                             : has("0=02")      ? "public key"
-                             : has("0=00")      ? "VIN"
-                             : has("80001002=") ? "chain"
-                             : has("80001005=") ? "roots"
-                             : has("[0=01")     ? "certificate"
-                                                : "group";
-    return call.function + " (" + state + kind + ")";
-  }
+  const std::string attributes = replacedBrackets(call.text);
+  const auto has = [&](const char* attribute) {
+    return attributes.find(std::string(" ") + attribute) != std::string::npos;
+  };
   if (call.function == "C_GetAttributeValue") {
-    return call.function + (has("[180=]") ? " (curve)" : has("[181=]") ? " (point)" : " (value)");
+    return call.function + (has("180= ") ? " (curve)" : has("181= ") ? " (point)" : " (value)");
   }
-  return call.function;
+  if (call.function != "C_FindObjectsInit") return call.function;
+  const std::string state = has("80001004=01 ") ? "installed " : has("80001004=00 ") ? "temporary " : "";
+  const bool of_a_client = has("80001002=");
+  const char* const kind = has("80001005=")             ? "roots"
+                           : has("0=0110008000000000 ") ? "group"
+                           : has("0=0300000000000000 ") ? "private key"
+                           : has("0=0200000000000000 ") ? "public key"
+                           : has("0=0000000000000000 ") ? "VIN"
+                           : of_a_client                ? "chain"
+                                                        : "certificate";
+  return call.function + " (" + state + kind + ")";
 }
 
 std::string textOf(const FailureTable& table, bool changes) {

@@ -21,29 +21,36 @@ TEST_F(ProductTest, ARequestIsForTheTemporaryKeyAndVerifies) {
 }
 
 TEST_F(JournalTest, GenerateCsr) {
-  const auto request = [&](const std::string& key_id = "LYR_CSR") {
-    return [&, key_id] { product->generate_csr("name", key_id); };
+  const auto request = [&](const std::string& key_id, bool given) {
+    return [&, key_id, given] { EXPECT_EQ(!product->generate_csr("name", key_id).empty(), given); };
   };
   const auto handleLogged = [](const std::string& kind, Handle handle) {
     return Journal{
         debugged("ClientCertInitializer::generate_csr " + kind + " key Handle = " + number(handle))};
   };
-  for (const char* refused : {"LYR", "lyr_csr", "LYR_CSR ", ""}) expectInSession(request(refused), {});
-  expectInSession(request(), lookedUpPrivateKey(false, 0) + handleLogged("PRIVATE", 0));
+  for (const char* refused : {"LYR", "lyr_csr", "LYR_CSR ", ""}) expectInSession(request(refused, false), {});
+  expectInSession(request("LYR_CSR", false), lookedUpPrivateKey(false, {}) + handleLogged("PRIVATE", 0));
   {
     test_support::UserSession session;  // a private key is taken whatever its label
     test_support::importPrivateKey(*session, {label(9, 9), "CCI_CLIENT", "LYR"}, test_support::newKey());
   }
-  expectInSession(request(), lookedUpPrivateKey(false, 1) + handleLogged("PRIVATE", 1) +
-                                 lookedUpPublicKey(false, 0) + handleLogged("PUBLIC", 0));
+  expectInSession(request("LYR_CSR", false), lookedUpPrivateKey(false, {1}) + handleLogged("PRIVATE", 1) +
+                                                 lookedUpPublicKey(false, {}) + handleLogged("PUBLIC", 0));
 
   product->generate_private_key("LYR_CSR");
   const auto size = Botan::PKCS10_Request(product->generate_csr("name", "LYR_CSR")).tbs_data().size();
   const std::string sign = "C_Sign 1 " + number(size) + " -> 64";
-  expectInSession(request(), lookedUpPrivateKey(false, 3) + handleLogged("PRIVATE", 3) +
-                                 lookedUpPublicKey(false, 2) + handleLogged("PUBLIC", 2) +
-                                 openedPrivateKey(3) + openedPublicKey(2) +
-                                 Journal{"C_SignInit 1 1044 3", sign, sign});
+  expectInSession(request("LYR_CSR", true), lookedUpPrivateKey(false, {3}) + handleLogged("PRIVATE", 3) +
+                                                lookedUpPublicKey(false, {2}) + handleLogged("PUBLIC", 2) +
+                                                openedPrivateKey(3) + openedPublicKey(2) +
+                                                Journal{"C_SignInit 1 1044 3", sign, sign});
+}
+
+TEST_F(ProductTest, ANameOfAnyLengthIsPassedOnUnchanged) {
+  product->generate_private_key("LYR_CSR");
+  const std::string name(100, 'n');
+  const Botan::PKCS10_Request request(product->generate_csr(name, "LYR_CSR"));
+  EXPECT_EQ(request.subject_dn().get_first_attribute("CN"), name);
 }
 
 }  // namespace ozk::tee

@@ -18,25 +18,29 @@ TEST_F(ProductTest, SignaturesOfAnyDataVerifyAndHaveOneWidth) {
 }
 
 TEST_F(JournalTest, GenerateSignature) {
-  const auto signature = [&](const std::string& key_id) {
-    return [&, key_id] { product->generate_signature(key_id, Bytes(5), "unused"); };
+  const auto signature = [&](const std::string& key_id, std::size_t size) {
+    return [&, key_id, size] {
+      EXPECT_EQ(product->generate_signature(key_id, Bytes(5), "unused").size(), size);
+    };
   };
   const auto signedBy = [](Handle key) {
     return openedPrivateKey(key) +
            Journal{"C_SignInit 1 1044 " + number(key), "C_Sign 1 5 -> 64", "C_Sign 1 5 -> 64"};
   };
   const Journal base = {debugged("ClientCertInitializer::Getting Base Key Id")};
-  for (const char* refused : {"LYR_CSR", "ZEMP", "lyr", "BASE ", ""}) expectInSession(signature(refused), {});
-  expectInSession(signature("LYR"), lookedUpPrivateKey(true, 0));
+  for (const char* refused : {"LYR_CSR", "ZEMP", "lyr", "BASE ", ""})
+    expectInSession(signature(refused, 0), {});
+  expectInSession(signature("LYR", 0), lookedUpPrivateKey(true, {}));
   expectInSession(
-      signature("BASE"),
-      base + lookedUpBaseKey(0) +
+      signature("BASE", 0),
+      base + lookedUpBaseKey({}) +
           Journal{failed("ClientCertInitializer::generate_signature signature generation failed")});
   provision("installed");
   importBaseKey();  // object 7
-  expectInSession(signature("LYR"),
-                  lookedUpPrivateKey(true, kInstalledPrivate) + signedBy(kInstalledPrivate));
-  expectInSession(signature("BASE"), base + lookedUpBaseKey(7) + signedBy(7));
+  importBaseKey();  // object 8
+  expectInSession(signature("LYR", 64),
+                  lookedUpPrivateKey(true, {kInstalledPrivate}) + signedBy(kInstalledPrivate));
+  expectInSession(signature("BASE", 64), base + lookedUpBaseKey({7, 8}) + signedBy(7));
 }
 
 }  // namespace ozk::tee

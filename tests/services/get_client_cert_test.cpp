@@ -28,10 +28,10 @@ TEST_F(GetClientCertTest, Lyr) {
   for (const char* refused : {"LYR_CSR", "lyr", "BASE ", ""}) {
     expectInSession([&] { EXPECT_EQ(product->get_client_cert(refused), ""); }, {});
   }
-  expectInSession(get, lookedUpChain(true, 0));
+  expectInSession(get, lookedUpChain(true, {}));
   chain = provision("installed");
   const auto length = chain[0].BER_encode().size() + chain[1].BER_encode().size();
-  expectInSession(get, lookedUpChain(true, kInstalledChain) + read(kInstalledChain, CKA_VALUE, length));
+  expectInSession(get, lookedUpChain(true, {kInstalledChain}) + read(kInstalledChain, CKA_VALUE, length));
 }
 
 TEST_F(GetClientCertTest, DeviceCertificatesComeInTheirOwnOrder) {

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -33,12 +32,12 @@ struct SpiedCall {
 
 /// Something that is done to calls of one function.
 struct Interference {
-  std::string function;         // empty: any
-  unsigned nth = 0;             // of the calls from now on, from 1; 0: each
-  bool after = false;           // the module was called already
-  std::optional<CK_RV> answer;  // instead of the module's
-  bool ends_process = false;    // at once, as SIGKILL does
-  std::chrono::milliseconds delay{0};
+  std::string function;                // empty: any
+  unsigned nth = 0;                    // of the calls from now on, from 1; 0: each
+  bool after = false;                  // the module was called already
+  std::optional<CK_RV> answer;         // instead of the module's
+  bool ends_process = false;           // at once, as SIGKILL does
+  std::chrono::milliseconds delay{0};  // before anything else
   unsigned seen = 0;
 };
 
@@ -61,7 +60,6 @@ class SpyToken {
   void show_slots(Slots slots) { m_slots = slots; }
   Slots slots() const { return m_slots; }
 
-  const std::vector<SpiedCall>& calls() const { return m_calls; }
   std::vector<SpiedCall> take_calls() { return std::exchange(m_calls, {}); }
   /// Their texts alone.
   std::vector<std::string> take_texts();

@@ -21,23 +21,23 @@ TEST_F(JournalTest, ALookupThatFailsSaysSoEndsItsSearchAndFindsNothing) {
   const Journal no_object = {"C_GetAttributeValue 1 0 [180=] = 0x82"};
   test_support::spytoken().answer("C_FindObjects", CKR_FUNCTION_FAILED);
   expectInSession([&] { product->get_public_key("LYR"); },
-                  failedLookup(lookedUpPublicKey(true, 0), text("permanent LYR public key")) + no_object,
+                  failedLookup(lookedUpPublicKey(true, {}), text("permanent LYR public key")) + no_object,
                   "PKCS11 error 130");
   expectInSession([&] { product->get_public_key("LYR_CSR"); },
-                  failedLookup(lookedUpPublicKey(false, 0), text("temporary LYR public key")) + no_object,
+                  failedLookup(lookedUpPublicKey(false, {}), text("temporary LYR public key")) + no_object,
                   "PKCS11 error 130");
   expectInSession([&] { product->generate_signature("LYR", {}, ""); },
-                  failedLookup(lookedUpPrivateKey(true, 0), text("permanent LYR private key")));
+                  failedLookup(lookedUpPrivateKey(true, {}), text("permanent LYR private key")));
   expectInSession([&] { product->generate_csr("", "LYR_CSR"); },
-                  failedLookup(lookedUpPrivateKey(false, 0), text("temporary LYR private key")) +
+                  failedLookup(lookedUpPrivateKey(false, {}), text("temporary LYR private key")) +
                       Journal{debugged("ClientCertInitializer::generate_csr PRIVATE key Handle = 0")});
   expectInSession(
       [&] { product->generate_signature("BASE", {}, ""); },
       Journal{debugged("ClientCertInitializer::Getting Base Key Id")} +
-          failedLookup(lookedUpBaseKey(0), text("permanent BASE private key")) +
+          failedLookup(lookedUpBaseKey({}), text("permanent BASE private key")) +
           Journal{failed("ClientCertInitializer::generate_signature signature generation failed")});
   expectInSession([&] { product->get_client_cert("LYR"); },
-                  failedLookup(lookedUpChain(true, 0), text("LYR certificate chain")));
+                  failedLookup(lookedUpChain(true, {}), text("LYR certificate chain")));
 }
 
 }  // namespace ozk::tee
