@@ -2,6 +2,8 @@
 #include <botan/x509_key.h>
 
 #include <iostream>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <thread>
