@@ -39,10 +39,11 @@ class AdminTest : public testing::Test {
     outcome.code = WEXITSTATUS(::pclose(pipe));
     return outcome;
   }
-  static Outcome admin(const std::string& arguments) { return shell(TEE_TOKEN_ADMIN " " + arguments); }
+  static Outcome admin(const std::string& arguments) { return shell("'" TEE_TOKEN_ADMIN "' " + arguments); }
 
   std::string token() const { return (m_folder.path() / "below" / "token").string(); }
-  std::string file(const std::string& name) const { return (m_folder.path() / name).string(); }
+  /// Of a file in the test's folder, for a shell.
+  std::string file(const std::string& name) const { return "'" + (m_folder.path() / name).string() + "'"; }
 
  private:
   test_support::TemporaryFolder m_folder;
@@ -69,7 +70,7 @@ TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
   EXPECT_EQ(admin("init").code, 1);
-  EXPECT_THAT(admin("list").text, HasSubstr("1 objects"));
+  EXPECT_THAT(admin("list").text, HasSubstr("1 object\n"));
   EXPECT_EQ(admin("init --force").code, 0);
   EXPECT_THAT(admin("list").text, HasSubstr("0 objects"));
 }
@@ -89,6 +90,8 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
       {"import-cert 1_11 /dev/null", 1, "no X.509 certificate"},
       {"import-key 1_10 /dev/null", 1, "no unencrypted EC private key"},
       {"destroy 77", 1, "there is no object 77"},
+      {"destroy -1", 2, "-1"},
+      {"destroy 99999999999999999999", 2, "99999999999999999999"},
       {"list --pin-hex 3132333435", 1, "tries left: 9"},
       {"list --pin-hex xy", 1, "hexadecimal"},
       {"init --force --so-pin-hex 3132333435", 1, "CKR_PIN_INCORRECT"},
@@ -118,7 +121,7 @@ TEST_F(AdminTest, TrustGroupsAreAddedShownAndDestroyedWithTheirRoots) {
   EXPECT_THAT(listed, HasSubstr("4  trust group backend trusted       CCI_CLIENT      2 roots"));
   EXPECT_THAT(listed, HasSubstr("5  trust group backend trusted       OTHER           0 roots"));
   EXPECT_EQ(admin("destroy 2").code, 0) << "a root by itself";
-  EXPECT_THAT(admin("destroy 4").text, HasSubstr("and its 1 roots"));
+  EXPECT_THAT(admin("destroy 4").text, HasSubstr("and its 1 root\n"));
   EXPECT_THAT(admin("list").text, HasSubstr("2 objects"));
   EXPECT_EQ(admin("destroy 5").code + admin("destroy 1").code, 0);
 }
@@ -140,6 +143,11 @@ TEST_F(AdminTest, AGroupIsAddedWholeOrNotAtAll) {
       {"cut", "cat #; head -n 5 #", "line 11: "},
       {"cut before a whole one", "head -n 5 #; cat #", "line 1: "},
       {"no certificate in the block", "sed 's/^MII/AAA/' #", "line 1: "},
+      {"two in one block",
+       "echo -----BEGIN CERTIFICATE-----; (openssl x509 -in # -outform DER; openssl x509 -in # -outform DER) "
+       "| "
+       "base64; echo -----END CERTIFICATE-----",
+       "line 1: "},
       {"empty identifier", "add-trust-group '' " + cert, "not empty"},
       {"empty client", add + cert + " --client ''", "not empty"},
       {"another's PIN", add + cert + " --so-pin-hex 3132333435", "PIN of the security officer"},
@@ -158,7 +166,7 @@ TEST_F(AdminTest, AGroupIsAddedWholeOrNotAtAll) {
   EXPECT_THAT(admin("list").text, HasSubstr("0 objects"));
   ASSERT_EQ(admin(add).code, 0);
   EXPECT_THAT(admin(add + cert).text, HasSubstr("tee-token destroy 1"));
-  EXPECT_THAT(admin("list").text, HasSubstr("1 objects"));
+  EXPECT_THAT(admin("list").text, HasSubstr("1 object\n"));
 }
 
 TEST_F(AdminTest, WhatAStopLeftOfAGroupIsRemovedByTheNextAttempt) {
@@ -173,16 +181,40 @@ TEST_F(AdminTest, WhatAStopLeftOfAGroupIsRemovedByTheNextAttempt) {
   EXPECT_THAT(admin("list").text, HasSubstr("7 objects")) << "roots, no group";
   alter_store(token() + "/token.db", "DROP TRIGGER stop");
   ASSERT_EQ(admin("add-trust-group backend " + one).code, 0);
-  for (const char* part : {"3 roots", "1 roots", "6 objects"}) {
+  for (const char* part : {"3 roots", "1 root\n", "6 objects"}) {
     EXPECT_THAT(admin("list").text, HasSubstr(part));
   }
+}
+
+TEST_F(AdminTest, OfTwoThatAddOneGroupAtOnceOneIsRefused) {
+  ASSERT_EQ(admin("init").code, 0);
+  const std::string roots = file("roots.pem"), add = "'" TEE_TOKEN_ADMIN "' add-trust-group ";
+  shell("for i in 1 2 3 4 5 6 7 8; do cat " + file("cert.pem") + "; done > " + roots);
+  for (const std::string name : {"a", "b", "c"}) {
+    const std::string one = add + name + " " + roots, other = add + name + " " + file("cert.pem");
+    const std::string both = "(" + one + " & " + other + "; wait)";
+    const std::string said = shell(both).text;
+    EXPECT_THAT(said, HasSubstr("stored trust group " + name));
+    EXPECT_THAT(said, HasSubstr("tee-token destroy "));
+  }
+  const std::string listed = admin("list").text;
+  for (const char* name : {"a", "b", "c"}) {
+    const std::string group = std::string("trust group ") + name + " ";
+    EXPECT_EQ(listed.find(group), listed.rfind(group));
+  }
+}
+
+TEST_F(AdminTest, NamesDoNotSteerTheTerminal) {
+  ASSERT_EQ(admin("init").code, 0);
+  ASSERT_EQ(admin("add-trust-group 'one\n  9  trust group' --client '\x1b[2K'").code, 0);
+  EXPECT_THAT(admin("list").text, HasSubstr(R"(one\x0a  9  trust group trusted       \x1b[2K)"));
 }
 
 TEST_F(AdminTest, OthersProgramsReadTheToken) {
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-key 1_10 " + file("sec1.pem")).code, 0);
   ASSERT_EQ(admin("import-cert 1_11 " + file("cert.pem")).code, 0);
-  const std::string tool = PRELOAD " pkcs11-tool --module " TEE_TOKEN_MODULE " ";
+  const std::string tool = PRELOAD " pkcs11-tool --module '" TEE_TOKEN_MODULE "' ";
   // The PIN has a zero byte, which no command line carries: what needs no login is shown.
   for (const char* action : {"-L", "-M", "-O"}) {
     const Outcome outcome = shell(tool + action);

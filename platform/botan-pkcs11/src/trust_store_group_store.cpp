@@ -41,13 +41,17 @@ std::vector<ObjectHandle> find_all(Session& session, const AttributeContainer& s
   return all;
 }
 
+Lookup_Error unknown(const std::string& group, const std::string& client) {
+  return Lookup_Error("there is no trust store group '" + group + "' for client '" + client + "'");
+}
+
 }  // namespace
 
 PKCS11_TrustStoreGroup_Store::PKCS11_TrustStoreGroup_Store(Session& session, const std::string& group,
                                                            const std::string& client)
-    : m_group(group), m_client(client) {
-  if (find_all(session, group_search(group, client)).empty()) {
-    throw Lookup_Error("there is no trust store group '" + group + "' for client '" + client + "'");
+    : m_group(group), m_client(client), m_handles(find_all(session, group_search(group, client))) {
+  if (m_handles.empty()) {
+    throw unknown(group, client);
   }
 }
 
@@ -57,6 +61,10 @@ std::vector<X509_Certificate> PKCS11_TrustStoreGroup_Store::GetRootCertBundle(Se
   std::vector<X509_Certificate> roots;
   for (const ObjectHandle root : find_all(session, root_search(m_group, m_client))) {
     roots.push_back(PKCS11_X509_Certificate(session, root));
+  }
+  // A group goes before its roots do, and handles are never used twice: while it is there, they all were.
+  if (find_all(session, group_search(m_group, m_client)) != m_handles) {
+    throw unknown(m_group, m_client);
   }
   return roots;
 }

@@ -3,7 +3,9 @@
 #include <iostream>
 
 #include "commands.h"
+#include "folder_lock.h"
 #include "input_file.h"
+#include "shown_text.h"
 
 namespace tee_token_admin {
 
@@ -12,7 +14,7 @@ using namespace Botan::PKCS11;
 namespace {
 
 std::string name_of(const TrustGroup& group) {
-  return "trust group " + group.identifier + " of client " + group.client;
+  return "trust group " + shown(group.identifier) + " of client " + shown(group.client);
 }
 
 ObjectHandle store(TokenSession& token, const TrustGroup& group, StorageObjectProperties& object) {
@@ -55,6 +57,7 @@ void add_trust_group(const Target& target, const TrustGroup& group,
     throw UsageError("a trust group needs an identifier and a client that are not empty");
   }
   const auto roots = roots_file ? read_certificates(*roots_file) : std::vector<Botan::X509_Certificate>();
+  const FolderLock lock(target);
   TokenSession token(target);
   token.login(UserType::SO);
   require_absent(token, group);
@@ -66,8 +69,8 @@ void add_trust_group(const Target& target, const TrustGroup& group,
   }
   StorageObjectProperties object = group_object(group);
   const ObjectHandle handle = store(token, group, object);
-  std::cout << "stored " << name_of(group) << " with " << roots.size() << " roots as object " << handle
-            << "\n";
+  std::cout << "stored " << name_of(group) << " with " << counted(roots.size(), "root") << " as object "
+            << handle << "\n";
 }
 
 }  // namespace tee_token_admin

@@ -1,7 +1,8 @@
 #include <iostream>
 
 #include "commands.h"
-#include "object_attributes.h"
+#include "folder_lock.h"
+#include "shown_text.h"
 
 namespace tee_token_admin {
 
@@ -32,13 +33,14 @@ std::size_t destroy_group(TokenSession& token, const Object& object) {
 }  // namespace
 
 void destroy(const Target& target, ObjectHandle handle) {
+  const FolderLock lock(target);
   TokenSession token(target);
   const Object object(token.session(), handle);
   const UserType owner = owner_of(object);
   token.login(owner);
   if (owner == UserType::SO && is_trust_group(object)) {
     const std::size_t roots = destroy_group(token, object);
-    std::cout << "destroyed object " << handle << " and its " << roots << " roots\n";
+    std::cout << "destroyed object " << handle << " and its " << counted(roots, "root") << "\n";
     return;
   }
   object.destroy();

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "commands.h"
+#include "folder_lock.h"
 #include "input_file.h"
 #include "label.h"
 
@@ -28,6 +29,7 @@ void store(const Target& target, const std::string& label, StorageObjectProperti
   object.set_token(true);
   object.set_modifiable(false);
   object.add_binary(AttributeType::Label, label_bytes(label));
+  const FolderLock lock(target);
   TokenSession user(target);
   user.login(UserType::User);
   require_free(user, object.object_class(), label);

@@ -3,13 +3,17 @@
 #include <botan/auto_rng.h>
 #include <botan/data_src.h>
 #include <botan/ecc_key.h>
+#include <botan/pem.h>
 #include <botan/pkcs8.h>
 #include <openssl/decoder.h>
 #include <openssl/err.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 
 #include "openssl_handles.h"
 #include "token_access.h"
@@ -71,6 +75,17 @@ std::string line_of(const std::string& text, std::size_t at) {
   return std::to_string(1 + std::count(text.begin(), end, '\n'));
 }
 
+/// The certificate of the next PEM block. Throws Botan::Exception, also when the block holds more than it.
+Botan::X509_Certificate certificate_of_pem(Botan::DataSource& source) {
+  std::string label;
+  const std::vector<std::uint8_t> der = Botan::unlock(Botan::PEM_Code::decode(source, label));
+  Botan::X509_Certificate certificate(der);
+  if (certificate.BER_encode() != der) {
+    throw Botan::Decoding_Error("the block holds more than a certificate");
+  }
+  return certificate;
+}
+
 /// One certificate of a PEM text, from `start` on, which is moved behind it. Throws Botan::Exception.
 Botan::X509_Certificate next_certificate(const std::string& text, std::size_t& start) {
   static const std::string kBegin = "-----BEGIN CERTIFICATE-----", kEnd = "-----END CERTIFICATE-----";
@@ -82,7 +97,7 @@ Botan::X509_Certificate next_certificate(const std::string& text, std::size_t& s
   const auto* const block = reinterpret_cast<const std::uint8_t*>(text.data()) + start;
   start += length;
   Botan::DataSource_Memory source(block, length);
-  return Botan::X509_Certificate(source);
+  return certificate_of_pem(source);
 }
 
 bool only_blanks_follow(Botan::DataSource& source) {
@@ -109,16 +124,18 @@ KeyParts read_key(const std::string& path) {
 }
 
 Botan::X509_Certificate read_certificate(const std::string& path) {
-  open_file(path);
-  Botan::DataSource_Stream source(path, true);
+  const std::string content = content_of(path);
+  const bool is_pem = content.find("-----BEGIN ") != std::string::npos;
+  Botan::DataSource_Memory source(content);
   try {
-    Botan::X509_Certificate certificate(source);
+    Botan::X509_Certificate certificate =
+        is_pem ? certificate_of_pem(source) : Botan::X509_Certificate(source);
     if (!only_blanks_follow(source)) {
       throw UsageError(path + " holds more than one certificate; import each from a file of its own");
     }
     return certificate;
   } catch (const Botan::Exception&) {
-    throw UsageError(path + " holds no X.509 certificate (PEM or DER)");
+    throw UsageError(path + " holds no X.509 certificate (PEM or DER), or more in its block");
   }
 }
 
@@ -132,8 +149,9 @@ std::vector<Botan::X509_Certificate> read_certificates(const std::string& path) 
     try {
       certificates.push_back(next_certificate(text, at));
     } catch (const Botan::Exception&) {
-      throw UsageError(path + ", line " + line_of(text, start) +
-                       ": this is no X.509 certificate in PEM, and the file must hold nothing else");
+      throw UsageError(
+          path + ", line " + line_of(text, start) +
+          ": this is not one X.509 certificate in PEM; delete everything but the PEM blocks of roots");
     }
   }
   if (certificates.empty()) {

@@ -11,6 +11,7 @@
 #include "commands.h"
 #include "label.h"
 #include "object_attributes.h"
+#include "shown_text.h"
 
 namespace tee_token_admin {
 
@@ -28,7 +29,7 @@ std::string describe(const Botan::X509_Certificate& certificate) {
 std::string describe_chain(Session& session, ObjectHandle handle) {
   const auto chain = PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain();
   return chain.empty() ? "no certificates"
-                       : describe(chain.front()) + " (" + std::to_string(chain.size()) + " certificates)";
+                       : describe(chain.front()) + " (" + counted(chain.size(), "certificate") + ")";
 }
 
 std::string describe_key(const Object& object) {
@@ -44,7 +45,7 @@ Described describe(TokenSession& token, const Object& object) {
   Session& session = token.session();
   switch (number_of(object, CKA_CLASS)) {
     case CKO_DATA:
-      return {"data", std::to_string(value_of(object, CKA_VALUE).size()) + " bytes"};
+      return {"data", counted(value_of(object, CKA_VALUE).size(), "byte")};
     case CKO_PUBLIC_KEY:
       return {"public key", describe_key(object)};
     case CKO_PRIVATE_KEY:
@@ -55,7 +56,7 @@ Described describe(TokenSession& token, const Object& object) {
       }
       return {"certificate", describe(PKCS11_X509_Certificate(session, object.handle()))};
     case TEE_CKO_TRUST_STORE_GROUP:
-      return {"trust group", std::to_string(roots_of(token, trust_group_of(object)).size()) + " roots"};
+      return {"trust group", counted(roots_of(token, trust_group_of(object)).size(), "root")};
     default:
       return {"other", ""};
   }
@@ -92,13 +93,28 @@ Json describe_object(TokenSession& token, ObjectHandle handle) {
           {"details", described.details}};
 }
 
+/// One that another program destroys meanwhile is left out.
+Json describe_objects(TokenSession& token) {
+  Json objects = Json::array();
+  for (const ObjectHandle handle : token.find(AttributeContainer())) {
+    try {
+      objects.push_back(describe_object(token, handle));
+    } catch (const PKCS11_ReturnError& error) {
+      if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
+        throw;
+      }
+    }
+  }
+  return objects;
+}
+
 /// Fills up to the width; a longer text is set off by a blank.
 std::string column(const std::string& text, std::size_t width) {
   return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
 }
 
 void print_line(const Json& object) {
-  const auto text = [&](const char* name) { return object.at(name).get<std::string>(); };
+  const auto text = [&](const char* name) { return shown(object.at(name).get<std::string>()); };
   const std::string label = text("label").empty() ? text("group") : text("label");
   const std::string key_id = text("key_id").empty() ? "" : "/" + text("key_id");
   const std::string owner = text("client").empty() ? "-" : text("client") + key_id;
@@ -111,10 +127,7 @@ void print_line(const Json& object) {
 void list(const Target& target, bool json) {
   TokenSession user(target);
   user.login(UserType::User);
-  Json objects = Json::array();
-  for (const ObjectHandle handle : user.find(AttributeContainer())) {
-    objects.push_back(describe_object(user, handle));
-  }
+  const Json objects = describe_objects(user);
   if (json) {
     // Labels and names may hold any bytes.
     std::cout << objects.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
@@ -123,7 +136,7 @@ void list(const Target& target, bool json) {
   for (const Json& object : objects) {
     print_line(object);
   }
-  std::cout << objects.size() << " objects\n";
+  std::cout << counted(objects.size(), "object") << "\n";
 }
 
 }  // namespace tee_token_admin

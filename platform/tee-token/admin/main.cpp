@@ -60,8 +60,9 @@ struct CommandLine {
   }
 
   void add_trust() {
-    CLI::App* const trust =
-        app.add_subcommand("add-trust-group", "Store a trust store group and its root certificates");
+    CLI::App* const trust = app.add_subcommand(
+        "add-trust-group",
+        "Store a trust store group and its root certificates, which are stored as given, not checked");
     trust->add_option("GROUP", group.identifier, "Identifier of the group")->required();
     trust->add_option("ROOTS", roots, "PEM file, certificates alone; without it the group is empty");
     trust->add_option("--client", group.client, "Client that may open the group")->capture_default_str();
@@ -73,7 +74,9 @@ struct CommandLine {
     show->add_flag("--json", json, "As a JSON array");
     show->callback([this] { list(target, json); });
     CLI::App* const remove = app.add_subcommand("destroy", "Remove one object; a trust group with its roots");
-    remove->add_option("HANDLE", object, "Number that list shows")->required();
+    remove->add_option("HANDLE", object, "Number that list shows")
+        ->required()
+        ->check(CLI::Range(Botan::PKCS11::ObjectHandle{1}, ~Botan::PKCS11::ObjectHandle{0} - 1));
     remove->callback([this] { destroy(target, object); });
   }
 };

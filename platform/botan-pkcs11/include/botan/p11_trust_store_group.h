@@ -63,12 +63,14 @@ class BOTAN_PKCS11_API PKCS11_TrustStoreGroup_Store {
   ~PKCS11_TrustStoreGroup_Store();
 
   /// The roots that the token has now in this group, all of them, in the token's order; none when the group
-  /// is empty. Throws Decoding_Error when one is no certificate: nothing is left out of a trust store.
+  /// is empty. Throws Decoding_Error when one is no certificate, and Lookup_Error when the group is gone by
+  /// the time that they are read: nothing is left out of a trust store.
   std::vector<X509_Certificate> GetRootCertBundle(Session& session);
 
  private:
   std::string m_group;
   std::string m_client;
+  std::vector<ObjectHandle> m_handles;  // of the group's object
 };
 
 /// Has the token put one key pair and its certificate chain in the place of the installed ones, at once or

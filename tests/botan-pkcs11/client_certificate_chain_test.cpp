@@ -23,9 +23,9 @@ Bytes operator+(Bytes a, const Bytes& b) {
   return a;
 }
 
-using TrustStoreGroupTest = FakeTokenTest;
+using ClientCertificateChainTest = FakeTokenTest;
 
-TEST_F(TrustStoreGroupTest, CreatesTheChainFromExactlyItsAttributes) {
+TEST_F(ClientCertificateChainTest, CreatesTheChainFromExactlyItsAttributes) {
   TrustStoreGroupCertificateChainProperties properties({0x30, 0x00});
   properties.add_string(static_cast<AttributeType>(0x80001002), "LYR");
   properties.set_label("10_102");
@@ -37,7 +37,7 @@ TEST_F(TrustStoreGroupTest, CreatesTheChainFromExactlyItsAttributes) {
                           "80001002=4c5952 3=0a66000000 102=66000000]"));
 }
 
-TEST_F(TrustStoreGroupTest, ALabelIsAGroupAndAnIndexInDecimal) {
+TEST_F(ClientCertificateChainTest, ALabelIsAGroupAndAnIndexInDecimal) {
   const auto encode = [&](const std::string& text) {
     TrustStoreGroupCertificateChainProperties properties({});
     properties.set_label(text);
@@ -53,7 +53,7 @@ TEST_F(TrustStoreGroupTest, ALabelIsAGroupAndAnIndexInDecimal) {
   }
 }
 
-TEST_F(TrustStoreGroupTest, ReadsTheCertificatesThatTheTokenHasNowInTheirOrder) {
+TEST_F(ClientCertificateChainTest, ReadsTheCertificatesThatTheTokenHasNowInTheirOrder) {
   const PKCS11_TSG_CertficateChain chain(session, 21);
   const auto leaf = make_certificate("leaf"), root = make_certificate("root");
   for (const auto& certificates :
@@ -69,7 +69,7 @@ TEST_F(TrustStoreGroupTest, ReadsTheCertificatesThatTheTokenHasNowInTheirOrder) 
   EXPECT_EQ(error_of([&] { chain.getx509CertificateChain(); }), ReturnValue::AttributeTypeInvalid);
 }
 
-TEST_F(TrustStoreGroupTest, RefusesAChainWithAnythingButCertificates) {
+TEST_F(ClientCertificateChainTest, RefusesAChainWithAnythingButCertificates) {
   const PKCS11_TSG_CertficateChain chain(session, 21);
   const auto certificate = make_certificate("leaf");
   const std::string pem = Botan::X509_Certificate(certificate).PEM_encode();
@@ -82,7 +82,7 @@ TEST_F(TrustStoreGroupTest, RefusesAChainWithAnythingButCertificates) {
   }
 }
 
-TEST_F(TrustStoreGroupTest, InstallationPassesTheHandlesAndReturnsTheTokensCode) {
+TEST_F(ClientCertificateChainTest, InstallationPassesTheHandlesAndReturnsTheTokensCode) {
   EXPECT_EQ(setClientCertAndMoveKey(session, {1, 2, 3}, {4, 5}), 0U);
   spy.answer("set_client_cert_and_move_key", CKR_KEY_HANDLE_INVALID);
   EXPECT_EQ(setClientCertAndMoveKey(session, {}, {4}), 0x60U);

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace tee_token_admin {
+
+/// The text with each control character as \x and two hexadecimal digits, so that a name from the token
+/// can neither begin a line nor steer a terminal.
+std::string shown(const std::string& text);
+
+/// "1 root", "2 roots".
+std::string counted(std::size_t count, const std::string& noun);
+
+}  // namespace tee_token_admin
