@@ -19,7 +19,8 @@ extern "C" {
 
 /* CKA_CLASS of a trust store group. Its CKA_LABEL is the group's identifier, TEE_CKA_VENDOR_CLIENT_ID the
  * client that it is for (anybody may read it). Its roots are the X.509 certificates with CKA_TRUSTED true,
- * that client and TEE_CKA_VENDOR_TRUST_STORE_GROUP. The security officer alone makes and destroys groups and roots. */
+ * that client and TEE_CKA_VENDOR_TRUST_STORE_GROUP. The security officer alone makes and destroys groups and
+ * roots. */
 #define TEE_CKO_TRUST_STORE_GROUP 0x80001001UL
 
 /* CKA_CERTIFICATE_TYPE of a chain: its CKA_VALUE is the DER certificates back to back, leaf first. */
