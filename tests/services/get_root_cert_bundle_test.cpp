@@ -40,7 +40,7 @@ TEST_F(GetRootCertBundleTest, RootsComeInTheOrderInWhichTheyWereStored) {
   addTrustStoreGroup("other", "CCI_CLIENT", {root("other")});
   provision("an identity is no root");
   Journal roots_read;
-  for (Handle object : {1, 2, 3}) {
+  for (const Handle object : {1UL, 2UL, 3UL}) {
     roots_read = roots_read + read(object, CKA_VALUE, roots[object - 1].BER_encode().size());
   }
   std::string bundle;

@@ -198,10 +198,16 @@ TEST_F(AdminTest, OfTwoThatAddOneGroupAtOnceOneIsRefused) {
     EXPECT_THAT(said, HasSubstr("tee-token destroy "));
   }
   const std::string listed = admin("list").text;
+  std::size_t objects = 0;
   for (const char* name : {"a", "b", "c"}) {
     const std::string group = std::string("trust group ") + name + " ";
     EXPECT_EQ(listed.find(group), listed.rfind(group));
+    const std::string line =
+        listed.substr(listed.find(group), listed.find('\n', listed.find(group)) - listed.find(group));
+    objects += line.find("8 roots") != std::string::npos ? 9 : 2;
   }
+  EXPECT_THAT(listed, HasSubstr(std::to_string(objects) + " objects"))
+      << "each group whole, and nothing else";
 }
 
 TEST_F(AdminTest, NamesDoNotSteerTheTerminal) {

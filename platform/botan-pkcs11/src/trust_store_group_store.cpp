@@ -62,7 +62,8 @@ std::vector<X509_Certificate> PKCS11_TrustStoreGroup_Store::GetRootCertBundle(Se
   for (const ObjectHandle root : find_all(session, root_search(m_group, m_client))) {
     roots.push_back(PKCS11_X509_Certificate(session, root));
   }
-  // A group goes before its roots do, and handles are never used twice: while it is there, they all were.
+  // tee-token removes a group before its roots, and handles are never used twice: while it is there, they
+  // were.
   if (find_all(session, group_search(m_group, m_client)) != m_handles) {
     throw unknown(m_group, m_client);
   }
