@@ -71,6 +71,8 @@ CK_FUNCTION_LIST make_functions() {
   ANSWER(C_VerifyUpdate, CKR_OK);
   ANSWER(C_VerifyFinal, CKR_OK);
   ANSWER(C_GenerateKeyPair, *get<6>(a) = 31, *get<7>(a) = 32, CKR_OK);
+  ANSWER(C_SeedRandom, CKR_OK);
+  ANSWER(C_GenerateRandom, std::fill_n(get<1>(a), get<2>(a), 'r'), CKR_OK);
   ANSWER(C_GetAttributeValue, put_values(get<2>(a), get<3>(a)));
   return list;
 }

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <botan/entropy_src.h>
+#include <botan/p11_types.h>
+#include <botan/rng.h>
+
+#include <chrono>
+#include <string>
+
+namespace Botan {
+namespace PKCS11 {
+
+/// The token's random number generator, for all in Botan that takes one. It refers to its session, and throws
+/// PKCS11_ReturnError where the token refuses.
+class BOTAN_PKCS11_API PKCS11_RNG final : public Hardware_RNG {
+ public:
+  explicit PKCS11_RNG(Session& session) : m_session(session) {}
+
+  std::string name() const override { return "PKCS11_RNG"; }
+
+  /// Always: seeding is the token's own matter.
+  bool is_seeded() const override { return true; }
+  bool accepts_input() const override { return true; }
+
+  /// Fills `output` by C_GenerateRandom.
+  void randomize(uint8_t output[], size_t length) override;
+
+  /// Mixes `input` into the token's generator by C_SeedRandom, which not all tokens offer.
+  void add_entropy(const uint8_t input[], size_t length) override;
+
+  /// Asks none of the sources, and returns the bits that it took from them: 0.
+  size_t reseed(Entropy_Sources& sources, size_t poll_bits = BOTAN_RNG_RESEED_POLL_BITS,
+                std::chrono::milliseconds poll_timeout = BOTAN_RNG_RESEED_DEFAULT_TIMEOUT) override;
+
+ private:
+  Session& m_session;
+};
+
+}  // namespace PKCS11
+}  // namespace Botan
