@@ -1,3 +1,5 @@
+#include <botan/p11_object.h>
+
 #include "fake_token_test.h"
 
 namespace {
@@ -39,6 +41,16 @@ TEST_F(LowLevelTest, ReadsListsInTwoCallsAndEmptyListsInOne) {
   token.slots = {4, 9};
   EXPECT_THAT(Slot::get_available_slots(module, false), ElementsAre(4, 9));
   EXPECT_THAT(spy.take_texts(), ElementsAre("C_GetSlotList 1", "C_GetSlotList 0", "C_GetSlotList 0"));
+}
+
+TEST_F(LowLevelTest, LeavesOutWhatGoesAwayBetweenTheTwoCalls) {
+  token.slots = {4, 9};
+  token.values[CKA_LABEL] = {'a', 'b'};
+  spy.observer = [&](const test_support::SpiedCall&) { token.slots = {9}, token.values[CKA_LABEL] = {'c'}; };
+  EXPECT_THAT(Slot::get_available_slots(module, true), ElementsAre(9));
+  token.values[CKA_LABEL] = {'a', 'b'};
+  EXPECT_EQ(Object(session, 21).get_attribute_value(AttributeType::Label), secret("c"));
+  spy.observer = nullptr;
 }
 
 }  // namespace

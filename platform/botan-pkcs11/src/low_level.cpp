@@ -1,6 +1,8 @@
 #include <botan/dyn_load.h>
 #include <botan/p11_low_level.h>
 
+#include <algorithm>
+
 namespace Botan {
 namespace PKCS11 {
 
@@ -20,7 +22,11 @@ bool read_list(std::vector<Entry>& entries, Function function) {
     return true;
   }
   entries.resize(count);
-  return function(entries.data(), &count);
+  if (!function(entries.data(), &count)) {
+    return false;
+  }
+  entries.resize(std::min<size_t>(entries.size(), count));  // what went away meanwhile
+  return true;
 }
 
 }  // namespace

@@ -4,13 +4,13 @@ namespace Botan {
 namespace PKCS11 {
 
 ObjectFinder::ObjectFinder(Session& session, const std::vector<Attribute>& search_template)
-    : m_session(session) {
+    : m_session(session), m_active(std::make_shared<bool>(true)) {
   module()->C_FindObjectsInit(session.handle(), const_cast<Attribute*>(search_template.data()),
                               search_template.size());
 }
 
 ObjectFinder::~ObjectFinder() noexcept {
-  if (!m_active) {
+  if (!*m_active || m_active.use_count() > 1) {
     return;
   }
   try {
@@ -30,7 +30,7 @@ std::vector<ObjectHandle> ObjectFinder::find(std::uint32_t max_count) const {
 
 void ObjectFinder::finish() {
   module()->C_FindObjectsFinal(m_session.handle());
-  m_active = false;
+  *m_active = false;
 }
 
 }  // namespace PKCS11

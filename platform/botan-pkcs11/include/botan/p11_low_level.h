@@ -3,6 +3,7 @@
 #include <botan/p11_error.h>
 #include <botan/secmem.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -331,7 +332,15 @@ class BOTAN_PKCS11_API LowLevel {
       attribute->pValue = value.second.data();
       ++attribute;
     }
-    return C_GetAttributeValue(session, object, attributes.data(), attributes.size(), rv);
+    if (!C_GetAttributeValue(session, object, attributes.data(), attributes.size(), rv)) {
+      return false;
+    }
+    attribute = attributes.begin();
+    for (auto& value : values) {
+      value.second.resize(std::min<size_t>(value.second.size(), attribute->ulValueLen));
+      ++attribute;
+    }
+    return true;
   }
 
   template <typename TAlloc>

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -15,8 +16,8 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// A search for objects. It is active until finish() or destruction, and a session has room for one active
-/// operation.
+/// A search for objects. It is active until finish() or destruction, of the last copy if it was copied, and a
+/// session has room for one active operation.
 class BOTAN_PKCS11_API ObjectFinder final {
  public:
   /// Begins the search for the objects that have all attributes of `search_template`; of an empty one, all
@@ -36,7 +37,7 @@ class BOTAN_PKCS11_API ObjectFinder final {
 
  private:
   Session& m_session;
-  bool m_active = true;
+  std::shared_ptr<bool> m_active;  // the copies of a finder are one search
 };
 
 /// An object on the token, known by its handle. This object's end leaves the one on the token alone.
