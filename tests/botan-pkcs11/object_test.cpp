@@ -1,4 +1,5 @@
 #include <botan/p11_object.h>
+#include <botan/p11_x509.h>
 
 #include "fake_token_test.h"
 
@@ -40,6 +41,17 @@ TEST_F(ObjectTest, FinderEndsItsSearchOnceUnlessItNeverBegan) {
   spy.answer("C_FindObjectsInit", CKR_OPERATION_ACTIVE);
   EXPECT_EQ(error_of([&] { ObjectFinder(session, {}); }), ReturnValue::OperationActive);
   EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 []"));
+}
+
+TEST_F(ObjectTest, ACertificateIsCreatedBeforeItIsParsedAndReadByItsValueAlone) {
+  const std::vector<uint8_t> name = {0x30, 0}, garbage = {0x30, 1};
+  EXPECT_THROW(PKCS11_X509_Certificate(session, X509_CertificateProperties(name, garbage)),
+               Botan::Decoding_Error);
+  token.values[CKA_VALUE] = garbage;
+  EXPECT_THROW(PKCS11_X509_Certificate(session, 21), Botan::Decoding_Error);
+  EXPECT_THAT(spy.take_texts(),
+              ElementsAre("C_CreateObject 7 [0=0100000000000000 80=0000000000000000 101=3000 11=3001]",
+                          "C_GetAttributeValue 7 21 [11=]", "C_GetAttributeValue 7 21 [11=]"));
 }
 
 }  // namespace
