@@ -5,13 +5,17 @@
 namespace Botan {
 namespace PKCS11 {
 
-namespace {
+/// What a token offers beyond the standard's function list.
+class VendorInterface {
+ public:
+  /// The token's own functions, or null when its library has none.
+  static const TEE_FUNCTION_LIST* functions(const Module& module);
+};
 
-/// The token's own functions, or null when the library has none.
-const TEE_FUNCTION_LIST* vendor_functions(Dynamically_Loaded_Library& library) {
+const TEE_FUNCTION_LIST* VendorInterface::functions(const Module& module) {
   TEE_C_GetInterface get_interface = nullptr;
   try {
-    get_interface = library.resolve<TEE_C_GetInterface>("C_GetInterface");
+    get_interface = module.m_library->resolve<TEE_C_GetInterface>("C_GetInterface");
   } catch (const Invalid_Argument&) {
     return nullptr;  // a library of PKCS #11 2.40
   }
@@ -23,11 +27,9 @@ const TEE_FUNCTION_LIST* vendor_functions(Dynamically_Loaded_Library& library) {
   return static_cast<const TEE_FUNCTION_LIST*>(interface->functions);
 }
 
-}  // namespace
-
 unsigned long setClientCertAndMoveKey(Session& session, std::vector<unsigned long> installed,
                                       std::vector<unsigned long> added) {
-  const TEE_FUNCTION_LIST* const functions = vendor_functions(*session.module().m_library);
+  const TEE_FUNCTION_LIST* const functions = VendorInterface::functions(session.module());
   if (functions == nullptr || functions->set_client_cert_and_move_key == nullptr) {
     return CKR_FUNCTION_NOT_SUPPORTED;
   }

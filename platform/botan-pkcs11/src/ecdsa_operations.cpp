@@ -42,10 +42,16 @@ class Signature final : public PK_Ops::Signature, private TokenOperation {
 
   secure_vector<uint8_t> sign(RandomNumberGenerator&) override {
     secure_vector<uint8_t> signature;
-    if (end() == State::OnePiece) {
-      token().C_Sign(session(), piece(), signature);
-    } else {
-      token().C_SignFinal(session(), signature);
+    const State state = end();
+    try {
+      if (state == State::OnePiece) {
+        token().C_Sign(session(), piece(), signature);
+      } else {
+        token().C_SignFinal(session(), signature);
+      }
+    } catch (...) {
+      abandon(state);  // not every token has ended it
+      throw;
     }
     return signature;
   }
@@ -78,8 +84,10 @@ class Verification final : public PK_Ops::Verification, private TokenOperation {
   void update(const uint8_t message[], size_t length) override { add(message, length); }
 
   bool is_valid_signature(const uint8_t signature[], size_t length) override {
-    const ReturnValue result = verify(end(), signature, length);
+    const State state = end();
+    const ReturnValue result = verify(state, signature, length);
     if (result != ReturnValue::OK && result != ReturnValue::SignatureInvalid) {
+      abandon(state);  // not every token has ended it
       throw PKCS11_ReturnError(result);
     }
     return result == ReturnValue::OK;

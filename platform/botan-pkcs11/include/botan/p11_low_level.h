@@ -356,6 +356,22 @@ class BOTAN_PKCS11_API LowLevel {
   }
 
   template <typename TAllocA, typename TAllocB>
+  bool C_Encrypt(SessionHandle session, const std::vector<uint8_t, TAllocA>& data,
+                 std::vector<uint8_t, TAllocB>& encrypted, ReturnValue* rv = ThrowException) const {
+    return read_output(encrypted, [&](Byte* to, Ulong* size) {
+      return C_Encrypt(session, bytes(data), data.size(), to, size, rv);
+    });
+  }
+
+  template <typename TAllocA, typename TAllocB>
+  bool C_Decrypt(SessionHandle session, const std::vector<uint8_t, TAllocA>& encrypted,
+                 std::vector<uint8_t, TAllocB>& data, ReturnValue* rv = ThrowException) const {
+    return read_output(data, [&](Byte* to, Ulong* size) {
+      return C_Decrypt(session, bytes(encrypted), encrypted.size(), to, size, rv);
+    });
+  }
+
+  template <typename TAllocA, typename TAllocB>
   bool C_Sign(SessionHandle session, const std::vector<uint8_t, TAllocA>& data,
               std::vector<uint8_t, TAllocB>& signature, ReturnValue* rv = ThrowException) const {
     return read_output(signature, [&](Byte* to, Ulong* size) {

@@ -13,13 +13,9 @@ namespace PKCS11 {
 
 class Module;
 class ModuleHold;
-class Session;
 
 // Objects refer to what they came from: a Slot to its Module, a Session to its Slot, an Object to its
 // Session. What is referred to must live longer and stay where it is.
-
-BOTAN_PKCS11_API unsigned long setClientCertAndMoveKey(Session& session, std::vector<unsigned long> installed,
-                                                       std::vector<unsigned long> added);
 
 /// A PKCS #11 library, loaded and initialized.
 class BOTAN_PKCS11_API Module final {
@@ -64,8 +60,7 @@ class BOTAN_PKCS11_API Module final {
   Info get_info() const;
 
  private:
-  friend unsigned long setClientCertAndMoveKey(Session&, std::vector<unsigned long>,
-                                               std::vector<unsigned long>);
+  friend class VendorInterface;
 
   std::unique_ptr<ModuleHold> m_hold;  // first, so that it ends last
   std::string m_file_path;
