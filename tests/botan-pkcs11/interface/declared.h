@@ -1,8 +1,8 @@
 #pragma once
 
 #include <initializer_list>
-#include <string>
 #include <type_traits>
+#include <utility>
 
 // Rows for tables of what a header declares, by type. A row that is not true does not compile; a function
 // that is declared and not in the library does not link.
@@ -45,7 +45,7 @@ struct Converts {
 
 template <typename T, typename From>
 struct Constructs {
-  static_assert(!std::is_convertible<From, T>::value, "the constructor is explicit");
+  static_assert(!std::is_convertible<From, const T&>::value, "the constructor is explicit");
   static void make(From from) { take(T(from)); }
 };
 

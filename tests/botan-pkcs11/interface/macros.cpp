@@ -24,5 +24,5 @@ UNTOUCHED(counter_bits); UNTOUCHED(iv_ptr); UNTOUCHED(iv_len); UNTOUCHED(iv_bits
 UNTOUCHED(aad_len); UNTOUCHED(tag_bits); UNTOUCHED(shared_data); UNTOUCHED(shared_data_len);
 UNTOUCHED(public_data); UNTOUCHED(public_data_len); UNTOUCHED(string_data); UNTOUCHED(string_data_len);
 UNTOUCHED(data_params); UNTOUCHED(ck_rsa_pkcs_mgf_type_t); UNTOUCHED(ck_rsa_pkcs_oaep_source_type_t);
-UNTOUCHED(TRUE); UNTOUCHED(FALSE); UNTOUCHED(CK_DISABLE_TRUE_FALSE);
+UNTOUCHED(TRUE); UNTOUCHED(FALSE); UNTOUCHED(CK_DISABLE_TRUE_FALSE); UNTOUCHED(BOTAN_HAS_PKCS11);
 // clang-format on
