@@ -1,5 +1,4 @@
 #include <botan/auto_rng.h>
-#include <botan/der_enc.h>
 #include <botan/p11_ecdsa.h>
 #include <botan/pk_ops.h>
 
@@ -9,12 +8,6 @@ namespace {
 
 using Strings = std::vector<std::string>;
 using Lengths = std::vector<size_t>;
-
-std::vector<uint8_t> octet_string(const std::vector<uint8_t>& content) {
-  std::vector<uint8_t> der;
-  Botan::DER_Encoder(der).encode(content, Botan::OCTET_STRING);
-  return der;
-}
 
 /// A token with one key pair, whose public point is the curve's base point.
 class EcdsaTest : public FakeTokenTest {

@@ -50,9 +50,6 @@ CK_FUNCTION_LIST make_functions() {
   ANSWER(C_Initialize, CKR_OK);
   ANSWER(C_Finalize, CKR_OK);
   ANSWER(C_GetSlotList, put(fake_token().slots, get<1>(a), get<2>(a), 99));
-  ANSWER(C_InitToken, CKR_OK);
-  ANSWER(C_InitPIN, CKR_OK);
-  ANSWER(C_SetPIN, CKR_OK);
   ANSWER(C_OpenSession, *get<4>(a) = 7, CKR_OK);
   ANSWER(C_CloseSession, CKR_OK);
   ANSWER(C_GetSessionInfo, get<1>(a)->state = fake_token().state, CKR_OK);
@@ -71,8 +68,6 @@ CK_FUNCTION_LIST make_functions() {
   ANSWER(C_VerifyUpdate, CKR_OK);
   ANSWER(C_VerifyFinal, CKR_OK);
   ANSWER(C_GenerateKeyPair, *get<6>(a) = 31, *get<7>(a) = 32, CKR_OK);
-  ANSWER(C_SeedRandom, CKR_OK);
-  ANSWER(C_GenerateRandom, std::fill_n(get<1>(a), get<2>(a), 'r'), CKR_OK);
   ANSWER(C_GetAttributeValue, put_values(get<2>(a), get<3>(a)));
   return list;
 }

@@ -15,7 +15,6 @@ struct FakeToken {
 };
 
 /// The one fake token of this process, after fresh_fake_token(). Its session has the handle 7, the objects
-/// that it makes have 21 and more, its signatures are 64 times 's', its random
-/// numbers all 'r'.
+/// that it makes have 21 and more, its signatures are 64 times 's'.
 FakeToken& fake_token();
 FakeToken& fresh_fake_token();

@@ -6,20 +6,6 @@ namespace {
 
 using LowLevelTest = FakeTokenTest;
 
-TEST_F(LowLevelTest, ReportsAFailureAsTheLastArgumentSays) {
-  ReturnValue result = ReturnValue::GeneralError;
-  EXPECT_TRUE(module->C_Logout(7));
-  EXPECT_TRUE(module->C_Logout(7, nullptr));
-  EXPECT_TRUE(module->C_Logout(7, &result));
-  EXPECT_EQ(result, ReturnValue::OK);
-
-  spy.answer("C_Logout", CKR_USER_NOT_LOGGED_IN);
-  EXPECT_EQ(error_of([&] { module->C_Logout(7); }), ReturnValue::UserNotLoggedIn);
-  EXPECT_FALSE(module->C_Logout(7, nullptr));
-  EXPECT_FALSE(module->C_Logout(7, &result));
-  EXPECT_EQ(result, ReturnValue::UserNotLoggedIn);
-}
-
 TEST(ReturnErrorTest, SaysTheLow32BitsInDecimalAndKeepsAll) {
   EXPECT_STREQ(PKCS11_ReturnError(ReturnValue::CryptokiAlreadyInitialized).what(), "PKCS11 error 401");
   const PKCS11_ReturnError error(static_cast<ReturnValue>(0x180000001));
