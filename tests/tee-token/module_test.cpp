@@ -11,18 +11,6 @@ namespace {
 
 using ModuleTest = TokenTest;
 
-TEST_F(ModuleTest, FillsEveryEntryAndSaysWhatItDoesNotSupport) {
-  void* entries[sizeof(CK_FUNCTION_LIST) / sizeof(void*)];
-  std::memcpy(entries, m_token, sizeof entries);
-  for (void* entry : entries) {
-    EXPECT_NE(entry, nullptr);
-  }
-  EXPECT_EQ(answer(m_token->C_WrapKey(m_session, nullptr, 1, 2, nullptr, nullptr)),
-            answer(CKR_FUNCTION_NOT_SUPPORTED));
-  CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
-  EXPECT_EQ(answer(m_token->C_SignInit(m_session, &rsa, 1)), answer(CKR_MECHANISM_INVALID));
-}
-
 TEST_F(ModuleTest, RefusesArgumentsThatItCannotWorkWith) {
   EXPECT_EQ(answer(m_token->C_Initialize(nullptr)), answer(CKR_CRYPTOKI_ALREADY_INITIALIZED));
   ASSERT_EQ(answer(m_token->C_Finalize(nullptr)), OK);
@@ -53,6 +41,17 @@ TEST_F(ModuleTest, OffersCryptokiAndTheVendorInterfaceByName) {
   EXPECT_EQ(answer(get_interface(name, &later, &interface, 0)), answer(CKR_FUNCTION_FAILED));
   unsigned char unknown[] = "Vendor something else";
   EXPECT_EQ(answer(get_interface(unknown, nullptr, &interface, 0)), answer(CKR_FUNCTION_FAILED));
+
+  const auto get_list = reinterpret_cast<TEE_C_GetInterfaceList>(module_symbol("C_GetInterfaceList"));
+  TEE_INTERFACE list[2];
+  CK_ULONG count = 0;
+  EXPECT_EQ(answer(get_list(nullptr, nullptr)), answer(CKR_ARGUMENTS_BAD));
+  EXPECT_EQ(answer(get_list(nullptr, &count)), OK);
+  EXPECT_EQ(count--, 2u);
+  EXPECT_EQ(answer(get_list(list, &count)), answer(CKR_BUFFER_TOO_SMALL));
+  ASSERT_EQ(answer(get_list(list, &count)), OK);
+  EXPECT_EQ(list[0].functions, m_token);
+  EXPECT_STREQ(reinterpret_cast<const char*>(list[1].name), TEE_INTERFACE_NAME);
 }
 
 TEST_F(ModuleTest, HasNoTokenWithoutAFolderAndAnUninitialisedOneInAnEmptyFolder) {

@@ -57,6 +57,7 @@ TEST_F(SignatureTest, LengthQueryKeepsTheOperationActiveAndEverythingElseEndsIt)
 }
 
 TEST_F(SignatureTest, OnlyAFittingKeyOfTheLoggedInUserSigns) {
+  EXPECT_EQ(sign(m_private, CKM_RSA_PKCS, m_data, m_signature), answer(CKR_MECHANISM_INVALID));
   EXPECT_EQ(sign(m_public, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_TYPE_INCONSISTENT));
   EXPECT_EQ(sign(m_private + 1, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_HANDLE_INVALID));
   Template not_for_signing = Template().flag(CKA_SIGN, false);
