@@ -64,6 +64,11 @@ TEST_F(SignatureTest, OnlyAFittingKeyOfTheLoggedInUserSigns) {
   ASSERT_EQ(answer(m_token->C_SetAttributeValue(m_session, m_private, not_for_signing.data(), 1)), OK);
   EXPECT_EQ(sign(m_private, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_FUNCTION_NOT_PERMITTED));
 
+  const Template limited = Template().number(CKA_ALLOWED_MECHANISMS, CKM_ECDSA);
+  const CK_OBJECT_HANDLE bound = generate(limited)[1];
+  EXPECT_EQ(sign(bound, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_MECHANISM_INVALID));
+  EXPECT_EQ(sign(bound, CKM_ECDSA, m_data, m_signature), OK);
+
   const CK_OBJECT_HANDLE other = generate()[1];
   CK_MECHANISM mechanism = {CKM_ECDSA_SHA256, nullptr, 0};
   CK_ULONG length = 64;

@@ -6,10 +6,21 @@
 namespace tee_token {
 
 /// How the value of an attribute is laid out.
-enum class Layout { kBool, kNumber, kDate, kBytes };
+enum class Layout { kBool, kNumber, kNumbers, kDate, kBytes };
 
 /// What an object has when its template does not say.
-enum class Default { kNone, kFalse, kTrue, kZero, kUnavailable, kEmpty, kRequired };
+enum class Default {
+  kNone,  // it does not have the attribute
+  kFalse,
+  kTrue,
+  kIfPrivateKey,  // true for a private key, else false
+  kZero,
+  kUnavailable,
+  kEmpty,
+  kRequired,  // there is none: the template must say
+  kContent,   // C_CreateObject must say (of data it may be empty), C_GenerateKeyPair finds it
+  kDerived,   // of a key: what follows from its content, and nothing else; else empty
+};
 
 /// Who may set an attribute, and when.
 enum class Setter {

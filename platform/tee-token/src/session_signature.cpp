@@ -2,6 +2,23 @@
 
 namespace tee_token {
 
+namespace {
+
+void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
+  if (!key.has(CKA_ALLOWED_MECHANISMS)) {
+    return;
+  }
+  const Bytes& list = key.at(CKA_ALLOWED_MECHANISMS);
+  for (std::size_t at = 0; at < list.size(); at += sizeof mechanism) {
+    if (std::memcmp(list.data() + at, &mechanism, sizeof mechanism) == 0) {
+      return;
+    }
+  }
+  throw Error(CKR_MECHANISM_INVALID, "the mechanism is not among the key's CKA_ALLOWED_MECHANISMS");
+}
+
+}  // namespace
+
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
   Attributes attributes = view([&] {
     ObjectSpace& objects = m_token.objects();
@@ -24,6 +41,7 @@ void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   require_idle();
   const Mechanism& mechanism = mechanism_of(given, CKF_SIGN);
   const Attributes attributes = usable_key(key, CKO_PRIVATE_KEY, CKA_SIGN);
+  require_allows(attributes, mechanism.type);
   m_operation = Signature{{attributes.at(CKA_EC_PARAMS), attributes.at(CKA_VALUE)}, Message(mechanism)};
 }
 
@@ -49,6 +67,7 @@ void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key
   require_idle();
   const Mechanism& mechanism = mechanism_of(given, CKF_VERIFY);
   const Attributes attributes = usable_key(key, CKO_PUBLIC_KEY, CKA_VERIFY);
+  require_allows(attributes, mechanism.type);
   m_operation = Verification{{attributes.at(CKA_EC_PARAMS), attributes.at(CKA_EC_POINT)}, Message(mechanism)};
 }
 
