@@ -40,14 +40,14 @@ const char* text_of(Setter setter) {
 }
 
 std::string text_of(Classes classes) {
-  const char* const names[] = {"data", "certificate", "public key", "private key", "trust store group"};
   if (classes == 31) {
     return "all";
   }
   std::string text;
-  for (unsigned bit = 0; bit < 5; ++bit) {
-    if ((classes >> bit & 1) != 0) {
-      text += (text.empty() ? "" : ", ") + std::string(names[bit]);
+  for (const CK_OBJECT_CLASS each :
+       {CKO_DATA, CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_PRIVATE_KEY, TEE_CKO_TRUST_STORE_GROUP}) {
+    if ((classes & bit_of(each)) != 0) {
+      text += (text.empty() ? "" : ", ") + std::string(name_of_class(each));
     }
   }
   return text;

@@ -13,6 +13,18 @@ constexpr Classes kNamed = kCertificate | kKeys;
 constexpr Classes kOrdinary = kData | kNamed;
 constexpr Classes kAll = kOrdinary | kTrustStoreGroup;
 
+constexpr struct ClassRow {
+  CK_OBJECT_CLASS object_class;
+  Classes bit;
+  const char* name;
+} kClasses[] = {
+    {CKO_DATA, kData, "data"},
+    {CKO_CERTIFICATE, kCertificate, "certificate"},
+    {CKO_PUBLIC_KEY, kPublicKey, "public key"},
+    {CKO_PRIVATE_KEY, kPrivateKey, "private key"},
+    {TEE_CKO_TRUST_STORE_GROUP, kTrustStoreGroup, "trust store group"},
+};
+
 #define RULE(type, layout, classes, fallback, setter) \
   { type, #type, Layout::layout, classes, Default::fallback, Setter::setter }
 
@@ -105,21 +117,22 @@ const AttributeRule& rule_of(CK_ATTRIBUTE_TYPE type) {
 }
 
 Classes bit_of(CK_OBJECT_CLASS object_class) {
-  switch (object_class) {
-    case CKO_DATA:
-      return kData;
-    case CKO_CERTIFICATE:
-      return kCertificate;
-    case CKO_PUBLIC_KEY:
-      return kPublicKey;
-    case CKO_PRIVATE_KEY:
-      return kPrivateKey;
-    case TEE_CKO_TRUST_STORE_GROUP:
-      return kTrustStoreGroup;
-    default:
-      throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
-                  "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");
+  for (const ClassRow& row : kClasses) {
+    if (row.object_class == object_class) {
+      return row.bit;
+    }
   }
+  throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
+              "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");
+}
+
+const char* name_of_class(CK_OBJECT_CLASS object_class) {
+  for (const ClassRow& row : kClasses) {
+    if (row.object_class == object_class) {
+      return row.name;
+    }
+  }
+  return "object of an unknown class";
 }
 
 bool has_layout(const AttributeRule& rule, const Bytes& value) {

@@ -62,6 +62,9 @@ struct AttributeRules {
 /// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not keep.
 Classes bit_of(CK_OBJECT_CLASS object_class);
 
+/// Its name in messages, as "private key".
+const char* name_of_class(CK_OBJECT_CLASS object_class);
+
 /// Whether `value` has the layout that `rule` asks for.
 bool has_layout(const AttributeRule& rule, const Bytes& value);
 

@@ -12,31 +12,31 @@ CK_RV C_CreateObject(CK_SESSION_HANDLE session, CK_ATTRIBUTE* given, CK_ULONG co
 
 CK_RV C_CopyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* changes, CK_ULONG count,
                    CK_OBJECT_HANDLE* copy) {
-  return session_call("C_CopyObject", session, [&](Session& opened) {
+  return object_call("C_CopyObject", session, object, [&](Session& opened) {
     required(copy);
     *copy = opened.copy(object, Attributes(changes, count));
   });
 }
 
 CK_RV C_DestroyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
-  return session_call("C_DestroyObject", session, [&](Session& opened) { opened.destroy(object); });
+  return object_call("C_DestroyObject", session, object, [&](Session& opened) { opened.destroy(object); });
 }
 
 CK_RV C_GetObjectSize(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ULONG* size) {
-  return session_call("C_GetObjectSize", session,
-                      [&](Session& opened) { *required(size) = opened.size_of(object); });
+  return object_call("C_GetObjectSize", session, object,
+                     [&](Session& opened) { *required(size) = opened.size_of(object); });
 }
 
 CK_RV C_GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* wanted,
                           CK_ULONG count) {
-  return session_call("C_GetAttributeValue", session,
-                      [&](Session& opened) { opened.read_attributes(object, wanted, count); });
+  return object_call("C_GetAttributeValue", session, object,
+                     [&](Session& opened) { opened.read_attributes(object, wanted, count); });
 }
 
 CK_RV C_SetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* changes,
                           CK_ULONG count) {
-  return session_call("C_SetAttributeValue", session,
-                      [&](Session& opened) { opened.set_attributes(object, Attributes(changes, count)); });
+  return object_call("C_SetAttributeValue", session, object,
+                     [&](Session& opened) { opened.set_attributes(object, Attributes(changes, count)); });
 }
 
 CK_RV C_FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* wanted, CK_ULONG count) {

@@ -5,8 +5,8 @@ using Signature = Session::Signature;
 using Verification = Session::Verification;
 
 CK_RV C_SignInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
-  return session_call("C_SignInit", session,
-                      [&](Session& opened) { opened.begin_signature(mechanism, key); });
+  return object_call("C_SignInit", session, key,
+                     [&](Session& opened) { opened.begin_signature(mechanism, key); });
 }
 
 CK_RV C_Sign(CK_SESSION_HANDLE session, unsigned char* data, CK_ULONG length, unsigned char* signature,
@@ -28,8 +28,8 @@ CK_RV C_SignFinal(CK_SESSION_HANDLE session, unsigned char* signature, CK_ULONG*
 }
 
 CK_RV C_VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key) {
-  return session_call("C_VerifyInit", session,
-                      [&](Session& opened) { opened.begin_verification(mechanism, key); });
+  return object_call("C_VerifyInit", session, key,
+                     [&](Session& opened) { opened.begin_verification(mechanism, key); });
 }
 
 CK_RV C_Verify(CK_SESSION_HANDLE session, unsigned char* data, CK_ULONG length, unsigned char* signature,

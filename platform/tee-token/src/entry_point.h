@@ -38,6 +38,22 @@ CK_RV session_call(const char* call, CK_SESSION_HANDLE session, Operation operat
   return entry_point(call, [&](Module& module) { operation(module.session(session)); });
 }
 
+/// `session_call` for a call that names an object, which the failure line then names too.
+template <typename Operation>
+CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                  Operation operation) noexcept {
+  return session_call(call, session, [&](Session& opened) {
+    try {
+      operation(opened);
+    } catch (Error& error) {
+      if (is_told(error)) {
+        error.set_subject(opened.description_of(object, error.code()));
+      }
+      throw;
+    }
+  });
+}
+
 /// `session_call` for a call that goes on with the active operation `Kind`.
 template <typename Kind, typename Step>
 CK_RV operation_call(const char* call, CK_SESSION_HANDLE session, Step step) noexcept {

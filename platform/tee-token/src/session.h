@@ -33,6 +33,12 @@ class Session {
   /// Bytes that the store keeps for the object.
   CK_ULONG size_of(CK_OBJECT_HANDLE object);
 
+  // session_description.cpp
+  /// The object in the words of a failure line: `private key "LYR" (object 7)`. Its number alone when it
+  /// cannot be seen, or when `code` says that the store cannot be read: looking again would only take more
+  /// time.
+  std::string description_of(CK_OBJECT_HANDLE object, CK_RV code);
+
   // session_search.cpp
   void begin_search(Attributes wanted);
   std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
