@@ -14,9 +14,13 @@ CK_FLAGS flags_of_tries(std::uint8_t left, const TryFlags& flags) {
 }
 
 CK_FLAGS token_flags(const Token& token, const TokenRecord& record) {
-  return CKF_TOKEN_INITIALIZED | (record.user ? CKF_USER_PIN_INITIALIZED : 0UL) |
-         flags_of_tries(tries_left(token.folder(), User::kUser),
-                        {CKF_USER_PIN_COUNT_LOW, CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_LOCKED}) |
+  const CK_FLAGS of_user =
+      !record.user
+          ? 0
+          : CKF_USER_PIN_INITIALIZED |
+                flags_of_tries(tries_left(token.folder(), User::kUser),
+                               {CKF_USER_PIN_COUNT_LOW, CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_LOCKED});
+  return CKF_TOKEN_INITIALIZED | of_user |
          flags_of_tries(tries_left(token.folder(), User::kSecurityOfficer),
                         {CKF_SO_PIN_COUNT_LOW, CKF_SO_PIN_FINAL_TRY, CKF_SO_PIN_LOCKED});
 }
