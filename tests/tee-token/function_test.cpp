@@ -198,7 +198,7 @@ TEST_F(FunctionTest, TellsOnceThatATokenCameOrWent) {
 
 TEST_F(FunctionTest, AnObjectsSizeGrowsWithItsValue) {
   CK_ULONG sizes[2] = {};
-  for (const std::size_t i : {0, 1}) {
+  for (std::size_t i = 0; i < 2; ++i) {
     CK_OBJECT_HANDLE object = 0;
     ASSERT_EQ(create(Class(CKO_DATA).add(CKA_VALUE, Value(1000 * i)), &object), OK);
     ASSERT_EQ(answer(m_token->C_GetObjectSize(m_session, object, &sizes[i])), OK);

@@ -50,7 +50,10 @@ Bytes octet_string_around(const Bytes& content) {
 Bytes uncompressed_point(const Curve& curve, const Bytes& ec_point) {
   const std::size_t length =
       1 + 2 * curve.order_bytes;  // on these curves a coordinate is as long as the order
-  const Bytes point = ec_point.size() < length ? Bytes() : Bytes(ec_point.end() - length, ec_point.end());
+  const bool is_long_enough = ec_point.size() >= length;
+  const Bytes point =
+      ByteView(ec_point.data() + (is_long_enough ? ec_point.size() - length : 0), is_long_enough ? length : 0)
+          .copy();
   if (point.empty() || point[0] != POINT_CONVERSION_UNCOMPRESSED || octet_string_around(point) != ec_point) {
     throw Error(
         CKR_ATTRIBUTE_VALUE_INVALID,
