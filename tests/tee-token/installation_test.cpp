@@ -167,6 +167,7 @@ TEST_F(InstallationTest, LeavesRootsAloneAndMakesNone) {
   CK_OBJECT_HANDLE root = 0;
   ASSERT_EQ(create(Class(CKO_CERTIFICATE)
                        .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
+                       .text(CKA_SUBJECT, "DN")
                        .flag(CKA_TOKEN, true)
                        .flag(CKA_TRUSTED, true)
                        .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")

@@ -8,7 +8,10 @@ Template data(const std::string& value, bool is_private = false) {
 }
 
 Template certificate() {
-  return Class(CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_X_509).text(CKA_VALUE, "DER");
+  return Class(CKO_CERTIFICATE)
+      .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
+      .text(CKA_SUBJECT, "DN")
+      .text(CKA_VALUE, "DER");
 }
 
 Template private_key(const Value& scalar) {
@@ -66,6 +69,24 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
     point[0] = 4, point[1] = 65, point[2] = 4;
     return point;
   }();
+  // The generator of secp256r1, the public key of the scalar 1.
+  const std::string x =
+      "\x6B\x17\xD1\xF2\xE1\x2C\x42\x47\xF8\xBC\xE6\xE5\x63\xA4\x40\xF2"
+      "\x77\x03\x7D\x81\x2D\xEB\x33\xA0\xF4\xA1\x39\x45\xD8\x98\xC2\x96";
+  const std::string y =
+      "\x4F\xE3\x42\xE2\xFE\x1A\x7F\x9B\x8E\xE7\xEB\x4A\x7C\x0F\x9E\x16"
+      "\x2B\xCE\x33\x57\x6B\x31\x5E\xCE\xCB\xB6\x40\x68\x37\xBF\x51\xF5";
+  const Value one = [] {
+    Value scalar(32, 0);
+    scalar.back() = 1;
+    return scalar;
+  }();
+  const std::string algorithm = std::string("\x30\x13\x06\x07\x2A\x86\x48\xCE\x3D\x02\x01", 11) +
+                                std::string(kP256.begin(), kP256.end());
+  const auto info = [&](const std::string& last) {
+    return std::string("\x30\x59", 2) + algorithm + std::string("\x03\x42\x00\x04", 4) + x + y.substr(0, 31) +
+           last;
+  };
   const Template public_key = Class(CKO_PUBLIC_KEY).number(CKA_KEY_TYPE, CKK_EC).add(CKA_EC_PARAMS, kP256);
   const struct {
     const char* fault;
@@ -87,6 +108,20 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
       {"scalar 0", private_key(Value(32, 0)), CKR_ATTRIBUTE_VALUE_INVALID},
       {"scalar above the order", private_key(Value(32, 0xFF)), CKR_ATTRIBUTE_VALUE_INVALID},
       {"point off the curve", Template(public_key).add(CKA_EC_POINT, off_curve), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"point at infinity", Template(public_key).add(CKA_EC_POINT, {4, 1, 0}), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"compressed point", Template(public_key).text(CKA_EC_POINT, std::string("\x04\x21\x03") + x),
+       CKR_ATTRIBUTE_VALUE_INVALID},
+      {"point in BER", Template(public_key).text(CKA_EC_POINT, std::string("\x04\x81\x41\x04") + x + y),
+       CKR_ATTRIBUTE_VALUE_INVALID},
+      {"no point", public_key, CKR_TEMPLATE_INCOMPLETE},
+      {"no pair", private_key(one).text(CKA_PUBLIC_KEY_INFO, info("\xF6")), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"half a mechanism", private_key(one).add(CKA_ALLOWED_MECHANISMS, {1}), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"certificate of another type",
+       Class(CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_WTLS).text(CKA_VALUE, "x"),
+       CKR_ATTRIBUTE_VALUE_INVALID},
+      {"certificate without subject",
+       Class(CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_X_509).text(CKA_VALUE, "x"),
+       CKR_TEMPLATE_INCOMPLETE},
       {"point without its OCTET STRING", Template(public_key).add(CKA_EC_POINT, Value(65, 4)),
        CKR_ATTRIBUTE_VALUE_INVALID},
   };
@@ -98,6 +133,67 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
             answer(CKR_ARGUMENTS_BAD));
   EXPECT_THAT(find(), testing::IsEmpty());
   EXPECT_EQ(create(certificate().flag(CKA_TRUSTED, false)), OK);
+  EXPECT_EQ(create(Template(public_key).text(CKA_EC_POINT, std::string("\x04\x41\x04") + x + y)), OK);
+  EXPECT_EQ(create(private_key(one).text(CKA_PUBLIC_KEY_INFO, info("\xF5"))), OK);
+  EXPECT_EQ(find(Template().text(CKA_PUBLIC_KEY_INFO, info("\xF5"))).size(), 2u) << "derived when not given";
+}
+
+TEST_F(ObjectTest, ProtectionOnlyGrowsByChangeAndByCopy) {
+  ASSERT_EQ(login(), OK);
+  const struct {
+    CK_ATTRIBUTE_TYPE type;
+    bool starts, ends;
+    CK_RV code;
+  } cases[] = {
+      {CKA_SENSITIVE, true, false, CKR_ATTRIBUTE_READ_ONLY},
+      {CKA_SENSITIVE, false, true, CKR_OK},
+      {CKA_EXTRACTABLE, false, true, CKR_ATTRIBUTE_READ_ONLY},
+      {CKA_EXTRACTABLE, true, false, CKR_OK},
+      {CKA_COPYABLE, true, false, CKR_OK},
+      {CKA_WRAP_WITH_TRUSTED, false, true, CKR_OK},
+      {CKA_WRAP_WITH_TRUSTED, true, false, CKR_ATTRIBUTE_READ_ONLY},
+      {CKA_SIGN, true, false, CKR_OK},
+      {CKA_SIGN, false, true, CKR_OK},
+  };
+  for (const auto& each : cases) {
+    CK_OBJECT_HANDLE key = 0, copy = 0;
+    ASSERT_EQ(create(private_key(Value(32, 5)).flag(each.type, each.starts), &key), OK);
+    Template change = Template().flag(each.type, each.ends);
+    EXPECT_EQ(answer(m_token->C_CopyObject(m_session, key, change.data(), 1, &copy)), answer(each.code))
+        << each.type;
+    EXPECT_EQ(answer(m_token->C_SetAttributeValue(m_session, key, change.data(), 1)), answer(each.code))
+        << each.type;
+    const bool found = each.code == CKR_OK ? each.ends : each.starts;
+    EXPECT_EQ(value_of(key, each.type), Value(1, found)) << each.type;
+    EXPECT_TRUE(copy == 0 || value_of(copy, each.type) == Value(1, found)) << each.type;
+  }
+}
+
+TEST_F(ObjectTest, TheTokenKeepsAKeysHistory) {
+  ASSERT_EQ(login(), OK);
+  const CK_ATTRIBUTE_TYPE history[] = {CKA_LOCAL, CKA_ALWAYS_SENSITIVE, CKA_NEVER_EXTRACTABLE};
+  CK_OBJECT_HANDLE imported = 0, closed = 0, copy = 0, value_copy = 0;
+  ASSERT_EQ(
+      create(private_key(Value(32, 5)).flag(CKA_SENSITIVE, false).flag(CKA_EXTRACTABLE, true), &imported),
+      OK);
+  Template protect = Template().flag(CKA_SENSITIVE, true).flag(CKA_EXTRACTABLE, false);
+  ASSERT_EQ(answer(m_token->C_CopyObject(m_session, imported, protect.data(), 2, &closed)), OK);
+  const CK_OBJECT_HANDLE generated = generate()[1];
+  ASSERT_EQ(answer(m_token->C_CopyObject(m_session, generated, nullptr, 0, &copy)), OK);
+  for (const CK_ATTRIBUTE_TYPE type : history) {
+    for (const CK_OBJECT_HANDLE key : {imported, closed, generated, copy}) {
+      EXPECT_EQ(value_of(key, type), Value(1, key == generated || key == copy)) << key << ' ' << type;
+      Template change = Template().flag(type, key == imported || key == closed);
+      EXPECT_EQ(answer(m_token->C_SetAttributeValue(m_session, key, change.data(), 1)),
+                answer(CKR_ATTRIBUTE_READ_ONLY));
+    }
+  }
+  Value value;
+  for (const CK_OBJECT_HANDLE key : {closed, generated, copy}) {
+    EXPECT_EQ(read(key, CKA_VALUE, value), answer(CKR_ATTRIBUTE_SENSITIVE));
+    EXPECT_EQ(answer(m_token->C_CopyObject(m_session, key, nullptr, 0, &value_copy)), OK);
+    EXPECT_EQ(read(value_copy, CKA_VALUE, value), answer(CKR_ATTRIBUTE_SENSITIVE));
+  }
 }
 
 TEST_F(ObjectTest, TheOfficerAloneTrusts) {

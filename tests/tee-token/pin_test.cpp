@@ -1,4 +1,9 @@
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
 
 #include "token_test.h"
 
@@ -22,10 +27,6 @@ TEST_F(PinTest, TenWrongTriesLockThePinAcrossRestartsUntilTheOfficerSetsAnother)
     EXPECT_EQ(login(kWrong), answer(CKR_PIN_INCORRECT));
     restart();
   }
-  CK_TOKEN_INFO info;
-  ASSERT_EQ(answer(m_token->C_GetTokenInfo(0, &info)), OK);
-  EXPECT_EQ(info.flags & (CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED | CKF_SO_PIN_COUNT_LOW),
-            CKF_USER_PIN_FINAL_TRY);
   EXPECT_EQ(login(kWrong), answer(CKR_PIN_INCORRECT));
   EXPECT_EQ(login(), answer(CKR_PIN_LOCKED));
   restart();
@@ -35,6 +36,63 @@ TEST_F(PinTest, TenWrongTriesLockThePinAcrossRestartsUntilTheOfficerSetsAnother)
   EXPECT_EQ(init_pin(kPin), OK);
   ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
   EXPECT_EQ(login(), OK);
+}
+
+TEST_F(PinTest, TheTokensFlagsTellHowManyTriesAreLeft) {
+  const struct {
+    CK_USER_TYPE user;
+    CK_FLAGS low, final_try, locked;
+  } cases[] = {{CKU_USER, CKF_USER_PIN_COUNT_LOW, CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_LOCKED},
+               {CKU_SO, CKF_SO_PIN_COUNT_LOW, CKF_SO_PIN_FINAL_TRY, CKF_SO_PIN_LOCKED}};
+  for (const auto& each : cases) {
+    const CK_FLAGS all = each.low | each.final_try | each.locked;
+    for (int wrong = 0; wrong <= 10; ++wrong) {
+      CK_TOKEN_INFO info;
+      ASSERT_EQ(answer(m_token->C_GetTokenInfo(0, &info)), OK);
+      EXPECT_EQ(info.flags & all, wrong == 0    ? 0
+                                  : wrong == 10 ? each.locked
+                                  : wrong == 9  ? each.low | each.final_try
+                                                : each.low);
+      EXPECT_EQ(login(kWrong, each.user), answer(wrong == 10 ? CKR_PIN_LOCKED : CKR_PIN_INCORRECT));
+    }
+  }
+  ASSERT_EQ(answer(m_token->C_CloseAllSessions(0)), OK);
+  EXPECT_EQ(init_token(kOfficerPin), answer(CKR_PIN_LOCKED));
+}
+
+TEST_F(PinTest, TheCountSurvivesAKillAtAnyPoint) {
+  m_token->C_Finalize(nullptr);
+  std::string answers;
+  for (unsigned round = 0; answers.find('L') == std::string::npos; ++round) {
+    int told[2];
+    ASSERT_EQ(::pipe(told), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      m_token->C_Initialize(nullptr);
+      open();
+      const auto tell = [&](const char* what) { return ::write(told[1], what, 1) == 1; };
+      for (Answer found = answer(CKR_PIN_INCORRECT); found == answer(CKR_PIN_INCORRECT);) {
+        tell("t");
+        found = login(kWrong);
+        tell(found == answer(CKR_PIN_INCORRECT) ? "w" : found == answer(CKR_PIN_LOCKED) ? "L" : "?");
+      }
+      ::_exit(0);
+    }
+    ::close(told[1]);
+    char byte = 0;
+    ASSERT_EQ(::read(told[0], &byte, 1), 1) << "a try has begun";
+    ::usleep(round * 37 % 400);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    while (::read(told[0], &byte, 1) == 1) {
+      answers += byte;
+    }
+    ::close(told[0]);
+    ASSERT_LT(round, 1000u) << answers;
+  }
+  EXPECT_LE(std::count(answers.begin(), answers.end(), 'w'), 10) << answers;
+  EXPECT_EQ(answers.find('?'), std::string::npos);
+  m_token->C_Initialize(nullptr);
 }
 
 TEST_F(PinTest, OnlyAPinThatIsJudgedCountsAsATry) {
@@ -60,7 +118,8 @@ TEST_F(PinTest, ARightPinTakesBackTheCount) {
 TEST_F(PinTest, ANewPinOpensTheOldKeys) {
   ASSERT_EQ(login(), OK);
   const Handles keys = generate();
-  const Value fresh(64, 7);
+  Value fresh(64, 0);
+  fresh[1] = 7;
   const auto set_pin = [&](Value from, Value to) {
     return answer(m_token->C_SetPIN(m_session, from.data(), from.size(), to.data(), to.size()));
   };

@@ -57,11 +57,17 @@ TEST_F(SignatureTest, LengthQueryKeepsTheOperationActiveAndEverythingElseEndsIt)
 }
 
 TEST_F(SignatureTest, OnlyAFittingKeyOfTheLoggedInUserSigns) {
+  EXPECT_EQ(sign(m_private, CKM_RSA_PKCS, m_data, m_signature), answer(CKR_MECHANISM_INVALID));
   EXPECT_EQ(sign(m_public, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_TYPE_INCONSISTENT));
   EXPECT_EQ(sign(m_private + 1, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_HANDLE_INVALID));
   Template not_for_signing = Template().flag(CKA_SIGN, false);
   ASSERT_EQ(answer(m_token->C_SetAttributeValue(m_session, m_private, not_for_signing.data(), 1)), OK);
   EXPECT_EQ(sign(m_private, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_KEY_FUNCTION_NOT_PERMITTED));
+
+  const Template limited = Template().number(CKA_ALLOWED_MECHANISMS, CKM_ECDSA);
+  const CK_OBJECT_HANDLE bound = generate(limited)[1];
+  EXPECT_EQ(sign(bound, CKM_ECDSA_SHA256, m_data, m_signature), answer(CKR_MECHANISM_INVALID));
+  EXPECT_EQ(sign(bound, CKM_ECDSA, m_data, m_signature), OK);
 
   const CK_OBJECT_HANDLE other = generate()[1];
   CK_MECHANISM mechanism = {CKM_ECDSA_SHA256, nullptr, 0};

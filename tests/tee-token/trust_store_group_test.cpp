@@ -13,6 +13,7 @@ Template group() {
 Template certificate() {
   return Class(CKO_CERTIFICATE)
       .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
+      .text(CKA_SUBJECT, "DN")
       .flag(CKA_TOKEN, true)
       .text(CKA_VALUE, "DER")
       .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")

@@ -13,6 +13,18 @@ constexpr Classes kNamed = kCertificate | kKeys;
 constexpr Classes kOrdinary = kData | kNamed;
 constexpr Classes kAll = kOrdinary | kTrustStoreGroup;
 
+constexpr struct ClassRow {
+  CK_OBJECT_CLASS object_class;
+  Classes bit;
+  const char* name;
+} kClasses[] = {
+    {CKO_DATA, kData, "data"},
+    {CKO_CERTIFICATE, kCertificate, "certificate"},
+    {CKO_PUBLIC_KEY, kPublicKey, "public key"},
+    {CKO_PRIVATE_KEY, kPrivateKey, "private key"},
+    {TEE_CKO_TRUST_STORE_GROUP, kTrustStoreGroup, "trust store group"},
+};
+
 #define RULE(type, layout, classes, fallback, setter) \
   { type, #type, Layout::layout, classes, Default::fallback, Setter::setter }
 
@@ -20,19 +32,21 @@ constexpr Classes kAll = kOrdinary | kTrustStoreGroup;
 constexpr AttributeRule kRules[] = {
     RULE(CKA_CLASS, kNumber, kAll, kRequired, kCreator),
     RULE(CKA_TOKEN, kBool, kAll, kFalse, kCreator),
-    RULE(CKA_PRIVATE, kBool, kAll, kNone, kCreator),
+    RULE(CKA_PRIVATE, kBool, kAll, kIfPrivateKey, kCreator),
     RULE(CKA_LABEL, kBytes, kAll, kEmpty, kAnytime),
     RULE(CKA_APPLICATION, kBytes, kData, kEmpty, kAnytime),
-    RULE(CKA_VALUE, kBytes, kData | kCertificate | kPrivateKey, kNone, kCreator),
+    RULE(CKA_VALUE, kBytes, kData | kCertificate | kPrivateKey, kContent, kCreator),
     RULE(CKA_OBJECT_ID, kBytes, kData, kEmpty, kAnytime),
     RULE(CKA_CERTIFICATE_TYPE, kNumber, kCertificate, kRequired, kCreator),
     RULE(CKA_ISSUER, kBytes, kCertificate, kEmpty, kAnytime),
     RULE(CKA_SERIAL_NUMBER, kBytes, kCertificate, kEmpty, kAnytime),
     RULE(CKA_TRUSTED, kBool, kCertificate | kPublicKey, kFalse, kOfficer),
     RULE(CKA_CERTIFICATE_CATEGORY, kNumber, kCertificate, kZero, kCreator),
+    RULE(CKA_JAVA_MIDP_SECURITY_DOMAIN, kNumber, kCertificate, kZero, kCreator),
     RULE(CKA_URL, kBytes, kCertificate, kEmpty, kCreator),
     RULE(CKA_HASH_OF_SUBJECT_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator),
     RULE(CKA_HASH_OF_ISSUER_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator),
+    RULE(CKA_NAME_HASH_ALGORITHM, kNumber, kCertificate, kNone, kCreator),
     RULE(CKA_CHECK_VALUE, kBytes, kCertificate, kEmpty, kCreator),
     RULE(CKA_KEY_TYPE, kNumber, kKeys, kRequired, kCreator),
     RULE(CKA_SUBJECT, kBytes, kNamed, kEmpty, kAnytime),
@@ -49,7 +63,7 @@ constexpr AttributeRule kRules[] = {
     RULE(CKA_DERIVE, kBool, kKeys, kFalse, kAnytime),
     RULE(CKA_START_DATE, kDate, kNamed, kEmpty, kAnytime),
     RULE(CKA_END_DATE, kDate, kNamed, kEmpty, kAnytime),
-    RULE(CKA_PUBLIC_KEY_INFO, kBytes, kNamed, kEmpty, kCreator),
+    RULE(CKA_PUBLIC_KEY_INFO, kBytes, kNamed, kDerived, kCreator),
     RULE(CKA_EXTRACTABLE, kBool, kPrivateKey, kFalse, kDownwards),
     RULE(CKA_LOCAL, kBool, kKeys, kFalse, kToken),
     RULE(CKA_NEVER_EXTRACTABLE, kBool, kPrivateKey, kFalse, kToken),
@@ -59,9 +73,10 @@ constexpr AttributeRule kRules[] = {
     RULE(CKA_COPYABLE, kBool, kAll, kTrue, kDownwards),
     RULE(CKA_DESTROYABLE, kBool, kAll, kTrue, kCreator),
     RULE(CKA_EC_PARAMS, kBytes, kKeys, kRequired, kCreator),
-    RULE(CKA_EC_POINT, kBytes, kPublicKey, kNone, kCreator),
+    RULE(CKA_EC_POINT, kBytes, kPublicKey, kContent, kCreator),
     RULE(CKA_ALWAYS_AUTHENTICATE, kBool, kPrivateKey, kFalse, kFalseOnly),
     RULE(CKA_WRAP_WITH_TRUSTED, kBool, kPrivateKey, kFalse, kUpwards),
+    RULE(CKA_ALLOWED_MECHANISMS, kNumbers, kKeys, kNone, kCreator),
     RULE(TEE_CKA_VENDOR_KEY_ID, kBytes, kOrdinary, kNone, kCreator),
     RULE(TEE_CKA_VENDOR_CLIENT_ID, kBytes, kAll, kNone, kCreator),
     RULE(TEE_CKA_VENDOR_PERMANENT, kBool, kOrdinary, kNone, kFalseOnly),
@@ -102,21 +117,22 @@ const AttributeRule& rule_of(CK_ATTRIBUTE_TYPE type) {
 }
 
 Classes bit_of(CK_OBJECT_CLASS object_class) {
-  switch (object_class) {
-    case CKO_DATA:
-      return kData;
-    case CKO_CERTIFICATE:
-      return kCertificate;
-    case CKO_PUBLIC_KEY:
-      return kPublicKey;
-    case CKO_PRIVATE_KEY:
-      return kPrivateKey;
-    case TEE_CKO_TRUST_STORE_GROUP:
-      return kTrustStoreGroup;
-    default:
-      throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
-                  "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");
+  for (const ClassRow& row : kClasses) {
+    if (row.object_class == object_class) {
+      return row.bit;
+    }
   }
+  throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
+              "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");
+}
+
+const char* name_of_class(CK_OBJECT_CLASS object_class) {
+  for (const ClassRow& row : kClasses) {
+    if (row.object_class == object_class) {
+      return row.name;
+    }
+  }
+  return "object of an unknown class";
 }
 
 bool has_layout(const AttributeRule& rule, const Bytes& value) {
@@ -125,6 +141,8 @@ bool has_layout(const AttributeRule& rule, const Bytes& value) {
       return value.size() == 1 && value[0] <= 1;
     case Layout::kNumber:
       return value.size() == sizeof(CK_ULONG);
+    case Layout::kNumbers:
+      return value.size() % sizeof(CK_ULONG) == 0;
     case Layout::kDate:
       return value.empty() || value.size() == sizeof(CK_DATE);
     default:

@@ -6,10 +6,21 @@
 namespace tee_token {
 
 /// How the value of an attribute is laid out.
-enum class Layout { kBool, kNumber, kDate, kBytes };
+enum class Layout { kBool, kNumber, kNumbers, kDate, kBytes };
 
 /// What an object has when its template does not say.
-enum class Default { kNone, kFalse, kTrue, kZero, kUnavailable, kEmpty, kRequired };
+enum class Default {
+  kNone,  // it does not have the attribute
+  kFalse,
+  kTrue,
+  kIfPrivateKey,  // true for a private key, else false
+  kZero,
+  kUnavailable,
+  kEmpty,
+  kRequired,  // there is none: the template must say
+  kContent,   // C_CreateObject must say (of data it may be empty), C_GenerateKeyPair finds it
+  kDerived,   // of a key: what follows from its content, and nothing else; else empty
+};
 
 /// Who may set an attribute, and when.
 enum class Setter {
@@ -50,6 +61,9 @@ struct AttributeRules {
 
 /// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not keep.
 Classes bit_of(CK_OBJECT_CLASS object_class);
+
+/// Its name in messages, as "private key".
+const char* name_of_class(CK_OBJECT_CLASS object_class);
 
 /// Whether `value` has the layout that `rule` asks for.
 bool has_layout(const AttributeRule& rule, const Bytes& value);

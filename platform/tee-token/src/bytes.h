@@ -1,42 +1,38 @@
 #pragma once
 
-#include <openssl/crypto.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "secure_memory.h"
+
 namespace tee_token {
 
-/// Allocator that overwrites memory before it goes back: any value may be a PIN or a key.
+/// Allocator of secure memory: any value may be a PIN or a key.
 template <typename T>
-struct WipingAllocator {
+struct SecureAllocator {
   using value_type = T;
 
-  WipingAllocator() = default;
+  SecureAllocator() = default;
   template <typename U>
-  WipingAllocator(const WipingAllocator<U>&) noexcept {}
+  SecureAllocator(const SecureAllocator<U>&) noexcept {}
 
-  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
-  void deallocate(T* memory, std::size_t count) noexcept {
-    OPENSSL_cleanse(memory, count * sizeof(T));
-    std::allocator<T>().deallocate(memory, count);
-  }
+  T* allocate(std::size_t count) { return static_cast<T*>(allocate_secure(count * sizeof(T))); }
+  void deallocate(T* memory, std::size_t count) noexcept { free_secure(memory, count * sizeof(T)); }
 
   template <typename U>
-  bool operator==(const WipingAllocator<U>&) const noexcept {
+  bool operator==(const SecureAllocator<U>&) const noexcept {
     return true;
   }
   template <typename U>
-  bool operator!=(const WipingAllocator<U>&) const noexcept {
+  bool operator!=(const SecureAllocator<U>&) const noexcept {
     return false;
   }
 };
 
-using Bytes = std::vector<std::uint8_t, WipingAllocator<std::uint8_t>>;
+using Bytes = std::vector<std::uint8_t, SecureAllocator<std::uint8_t>>;
 
 /// Bytes that somebody else owns for the time of the call.
 struct ByteView {

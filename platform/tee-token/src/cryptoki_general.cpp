@@ -6,7 +6,8 @@ using namespace tee_token;
 
 namespace {
 
-// This module locks by itself, with the system's mutexes; it cannot use the caller's (base, 5.4).
+// A call holds the system's mutex from start to end and calls nothing of the caller's meanwhile. So it needs
+// no mutexes of his, whether he gives some, allows the system's, or both (base, 5.4).
 void require_usable(const CK_C_INITIALIZE_ARGS& args) {
   if (args.pReserved != nullptr) {
     throw Error(CKR_ARGUMENTS_BAD, "pReserved must be null");
@@ -15,9 +16,6 @@ void require_usable(const CK_C_INITIALIZE_ARGS& args) {
                     (args.LockMutex != nullptr) + (args.UnlockMutex != nullptr);
   if (given != 0 && given != 4) {
     throw Error(CKR_ARGUMENTS_BAD, "mutex functions come all four or not at all");
-  }
-  if (given == 4 && (args.flags & CKF_OS_LOCKING_OK) == 0) {
-    throw Failure(CKR_CANT_LOCK, "only the system's own locking can be used: set CKF_OS_LOCKING_OK");
   }
 }
 

@@ -14,9 +14,13 @@ CK_FLAGS flags_of_tries(std::uint8_t left, const TryFlags& flags) {
 }
 
 CK_FLAGS token_flags(const Token& token, const TokenRecord& record) {
-  return CKF_TOKEN_INITIALIZED | (record.user ? CKF_USER_PIN_INITIALIZED : 0UL) |
-         flags_of_tries(tries_left(token.folder(), User::kUser),
-                        {CKF_USER_PIN_COUNT_LOW, CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_LOCKED}) |
+  const CK_FLAGS of_user =
+      !record.user
+          ? 0
+          : CKF_USER_PIN_INITIALIZED |
+                flags_of_tries(tries_left(token.folder(), User::kUser),
+                               {CKF_USER_PIN_COUNT_LOW, CKF_USER_PIN_FINAL_TRY, CKF_USER_PIN_LOCKED});
+  return CKF_TOKEN_INITIALIZED | of_user |
          flags_of_tries(tries_left(token.folder(), User::kSecurityOfficer),
                         {CKF_SO_PIN_COUNT_LOW, CKF_SO_PIN_FINAL_TRY, CKF_SO_PIN_LOCKED});
 }
@@ -85,17 +89,35 @@ CK_RV C_GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* cou
 CK_RV C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO* info) {
   return entry_point("C_GetMechanismInfo", [&](Module& module) {
     module.token_in(slot);
-    *required(info) = info_of(mechanism_of(type));
+    required(info);
+    *info = info_of(mechanism_of(type));
+  });
+}
+
+CK_RV C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID* slot, void* reserved) {
+  return entry_point("C_WaitForSlotEvent", [&](Module& module) {
+    required(slot);
+    if (reserved != nullptr) {
+      throw Error(CKR_ARGUMENTS_BAD, "the last argument must be null");
+    }
+    if ((flags & CKF_DONT_BLOCK) == 0) {
+      throw Error(CKR_FUNCTION_NOT_SUPPORTED, "the slot is looked at, not waited for: set CKF_DONT_BLOCK");
+    }
+    if (!module.take_slot_event()) {
+      throw Error(CKR_NO_EVENT, "no token came or went");
+    }
+    *slot = kSlot;
   });
 }
 
 CK_RV C_InitToken(CK_SLOT_ID slot, unsigned char* pin, CK_ULONG pin_length, unsigned char* label) {
   return entry_point("C_InitToken", [&](Module& module) {
     Module::require_slot(slot);
+    required(label);
     if (module.session_count(false) != 0) {
       throw Error(CKR_SESSION_EXISTS, "close all sessions first");
     }
-    module.token().initialise(input(pin, pin_length), ByteView(required(label), sizeof CK_TOKEN_INFO::label));
+    module.token().initialise(input(pin, pin_length), ByteView(label, sizeof CK_TOKEN_INFO::label));
   });
 }
 

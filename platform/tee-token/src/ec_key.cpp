@@ -46,15 +46,20 @@ Bytes octet_string_around(const Bytes& content) {
   return encoded;
 }
 
-Bytes content_of_octet_string(const Bytes& encoded) {
-  const std::uint8_t* end = encoded.data();
-  const OctetString octets(d2i_ASN1_OCTET_STRING(nullptr, &end, static_cast<long>(encoded.size())));
-  if (octets == nullptr || end != encoded.data() + encoded.size()) {
-    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_EC_POINT is not a DER OCTET STRING");
+// The point in `ec_point`, whose one encoding is what keys are compared by.
+Bytes uncompressed_point(const Curve& curve, const Bytes& ec_point) {
+  const std::size_t length =
+      1 + 2 * curve.order_bytes;  // on these curves a coordinate is as long as the order
+  const bool is_long_enough = ec_point.size() >= length;
+  const Bytes point =
+      ByteView(ec_point.data() + (is_long_enough ? ec_point.size() - length : 0), is_long_enough ? length : 0)
+          .copy();
+  if (point.empty() || point[0] != POINT_CONVERSION_UNCOMPRESSED || octet_string_around(point) != ec_point) {
+    throw Error(
+        CKR_ATTRIBUTE_VALUE_INVALID,
+        "CKA_EC_POINT is not a DER OCTET STRING around an uncompressed point of " + std::string(curve.name));
   }
-  return ByteView(ASN1_STRING_get0_data(octets.get()),
-                  static_cast<std::size_t>(ASN1_STRING_length(octets.get())))
-      .copy();
+  return point;
 }
 
 bool in_range(const Curve& curve, const BIGNUM* scalar) {
@@ -140,7 +145,7 @@ Bytes EcPrivateKey::sign(ByteView digest) const {
 }
 
 EcPublicKey::EcPublicKey(const Bytes& ec_params, const Bytes& ec_point) : m_curve(&curve_of(ec_params)) {
-  Bytes point = content_of_octet_string(ec_point);
+  Bytes point = uncompressed_point(*m_curve, ec_point);
   const OSSL_PARAM part =
       OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size());
   try {
@@ -162,6 +167,13 @@ bool EcPublicKey::verifies(ByteView digest, ByteView signature) const {
   const PKeyContext context(require_handle(EVP_PKEY_CTX_new(m_key.get(), nullptr), "ECDSA"));
   require_openssl(EVP_PKEY_verify_init(context.get()) == 1, "ECDSA");
   return EVP_PKEY_verify(context.get(), der.data(), der.size(), digest.data, digest.size) == 1;
+}
+
+Bytes EcPublicKey::info() const {
+  Bytes der(static_cast<std::size_t>(std::max(0, i2d_PUBKEY(m_key.get(), nullptr))));
+  std::uint8_t* end = der.data();
+  require_openssl(!der.empty() && i2d_PUBKEY(m_key.get(), &end) > 0, "the public key's encoding");
+  return der;
 }
 
 bool EcPublicKey::equals(const EVP_PKEY* other) const { return EVP_PKEY_eq(m_key.get(), other) == 1; }

@@ -47,11 +47,14 @@ class EcPrivateKey {
 /// A public key, for verification and comparison.
 class EcPublicKey {
  public:
-  /// Throws CKR_ATTRIBUTE_VALUE_INVALID unless `ec_point` is a DER OCTET STRING around a point of the curve.
+  /// Throws CKR_ATTRIBUTE_VALUE_INVALID unless `ec_point` is a DER OCTET STRING around an uncompressed point
+  /// of the curve.
   EcPublicKey(const Bytes& ec_params, const Bytes& ec_point);
 
   const Curve& curve() const { return *m_curve; }
   bool verifies(ByteView digest, ByteView signature) const;
+  /// The DER SubjectPublicKeyInfo.
+  Bytes info() const;
   /// Whether `other` is the same key.
   bool equals(const EVP_PKEY* other) const;
 

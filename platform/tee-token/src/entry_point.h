@@ -31,6 +31,35 @@ CK_RV entry_point(const char* call, Operation operation) noexcept {
   return answer_of(call, [&] { operation(Module::required()); });
 }
 
+/// `entry_point` for a call in a session. What is wrong with the session is told before what is wrong with
+/// the other arguments (PKCS #11 2.40 base, 5.1.7).
+template <typename Operation>
+CK_RV session_call(const char* call, CK_SESSION_HANDLE session, Operation operation) noexcept {
+  return entry_point(call, [&](Module& module) { operation(module.session(session)); });
+}
+
+/// `session_call` for a call that names an object, which the failure line then names too.
+template <typename Operation>
+CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                  Operation operation) noexcept {
+  return session_call(call, session, [&](Session& opened) {
+    try {
+      operation(opened);
+    } catch (Error& error) {
+      if (is_told(error)) {
+        error.set_subject(opened.description_of(object, error.code()));
+      }
+      throw;
+    }
+  });
+}
+
+/// `session_call` for a call that goes on with the active operation `Kind`.
+template <typename Kind, typename Step>
+CK_RV operation_call(const char* call, CK_SESSION_HANDLE session, Step step) noexcept {
+  return session_call(call, session, [&](Session& opened) { opened.go_on<Kind>([&] { step(opened); }); });
+}
+
 /// `pointer` itself. Throws CKR_ARGUMENTS_BAD when it is null.
 template <typename T>
 T* required(T* pointer) {

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "cryptoki.h"
 
@@ -13,8 +14,13 @@ class Error : public std::runtime_error {
   Error(CK_RV code, const std::string& reason) : std::runtime_error(reason), m_code(code) {}
   CK_RV code() const noexcept { return m_code; }
 
+  /// The object that the call is about, for the failure line; empty when there is none.
+  const std::string& subject() const noexcept { return m_subject; }
+  void set_subject(std::string subject) { m_subject = std::move(subject); }
+
  private:
   CK_RV m_code;
+  std::string m_subject;
 };
 
 /// An error that a person has to look at: the failure line tells it unless TEE_TOKEN_LOG is "off".

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "cryptoki.h"
+#include "error.h"
 
 namespace tee_token {
 
@@ -10,9 +10,10 @@ namespace tee_token {
 ///
 ///     tee-token: C_Login: CKR_PIN_INCORRECT: /var/lib/tee: this is not the PIN of the user; tries left: 9
 ///
-/// TEE_TOKEN_LOG chooses which: "failures" (default: what a person has to look at), "all" (every answer other
-/// than CKR_OK), "off". TEE_TOKEN_LOG_FD is the number of the open file they go to, stderr if not set. To be
-/// called in a catch block.
+/// To be called in a catch block. docs/token.md says which lines are written, and where.
 CK_RV answer_for_current_exception(const char* call, const char* folder) noexcept;
+
+/// Whether the line of `error` will be written.
+bool is_told(const Error& error);
 
 }  // namespace tee_token

@@ -15,6 +15,9 @@ constexpr Mechanism kMechanisms[] = {
     {CKM_ECDSA_SHA256, kSigns, EVP_sha256},
     {CKM_ECDSA_SHA384, kSigns, EVP_sha384},
     {CKM_ECDSA_SHA512, kSigns, EVP_sha512},
+    {CKM_SHA256, CKF_DIGEST, EVP_sha256},
+    {CKM_SHA384, CKF_DIGEST, EVP_sha384},
+    {CKM_SHA512, CKF_DIGEST, EVP_sha512},
 };
 
 }  // namespace
@@ -43,6 +46,9 @@ const Mechanism& mechanism_of(const CK_MECHANISM* given, CK_FLAGS flags) {
 }
 
 CK_MECHANISM_INFO info_of(const Mechanism& mechanism) {
+  if (mechanism.flags == CKF_DIGEST) {
+    return {0, 0, mechanism.flags};
+  }
   return {256, 521, mechanism.flags | CKF_EC_F_P | CKF_EC_NAMEDCURVE | CKF_EC_UNCOMPRESS};
 }
 

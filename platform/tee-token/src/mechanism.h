@@ -7,10 +7,10 @@
 
 namespace tee_token {
 
-/// A mechanism of the token (PKCS #11 2.40 current mechanisms, 2.3).
+/// A mechanism of the token (PKCS #11 2.40 current mechanisms, 2.3 and 2.22 to 2.24).
 struct Mechanism {
   CK_MECHANISM_TYPE type;
-  CK_FLAGS flags;           // CKF_SIGN, CKF_VERIFY, CKF_GENERATE_KEY_PAIR
+  CK_FLAGS flags;           // CKF_SIGN, CKF_VERIFY, CKF_GENERATE_KEY_PAIR, CKF_DIGEST
   const EVP_MD* (*hash)();  // what it does to the data first; null: nothing
 };
 
@@ -25,7 +25,7 @@ const Mechanism& mechanism_of(CK_MECHANISM_TYPE type, CK_FLAGS flags = 0);
 /// As above, for a caller's structure; its parameter must be empty (CKR_MECHANISM_PARAM_INVALID).
 const Mechanism& mechanism_of(const CK_MECHANISM* given, CK_FLAGS flags);
 
-/// What C_GetMechanismInfo tells of it: key sizes in bits.
+/// What C_GetMechanismInfo tells of it: key sizes in bits, 0 without a key.
 CK_MECHANISM_INFO info_of(const Mechanism& mechanism);
 
 }  // namespace tee_token

@@ -14,14 +14,14 @@ Bytes Message::digest_of(ByteView data) const {
     }
     return data.copy();
   }
-  Bytes digest(static_cast<std::size_t>(EVP_MD_get_size(m_hash)));
+  Bytes digest(digest_length());
   require_openssl(EVP_Digest(data.data, data.size, digest.data(), nullptr, m_hash, nullptr) == 1, "hashing");
   return digest;
 }
 
 void Message::add(ByteView part) {
   if (m_hash == nullptr) {
-    throw Error(CKR_KEY_FUNCTION_NOT_PERMITTED, "CKM_ECDSA takes its digest in one part");
+    throw Error(CKR_FUNCTION_NOT_SUPPORTED, "CKM_ECDSA takes its digest in one part");
   }
   if (m_parts == nullptr) {
     m_parts.reset(require_handle(EVP_MD_CTX_new(), "hashing"));
@@ -34,7 +34,7 @@ Bytes Message::digest() {
   if (m_parts == nullptr) {
     add(ByteView(nullptr, 0));
   }
-  Bytes digest(static_cast<std::size_t>(EVP_MD_get_size(m_hash)));
+  Bytes digest(digest_length());
   require_openssl(EVP_DigestFinal_ex(m_parts.get(), digest.data(), nullptr) == 1, "hashing");
   return digest;
 }

@@ -5,17 +5,20 @@
 
 namespace tee_token {
 
-/// The data of one signature or verification, as its mechanism takes it: hashed, or as it is.
+/// The data of one signature, verification or digest, as its mechanism takes it: hashed, or as it is.
 class Message {
  public:
   explicit Message(const Mechanism& mechanism)
       : m_hash(mechanism.hash == nullptr ? nullptr : mechanism.hash()) {}
 
-  /// What ECDSA works on when `data` is the whole message. Throws CKR_DATA_LEN_RANGE when a mechanism that
-  /// does not hash gets nothing, and CKR_OPERATION_ACTIVE when parts were added before.
+  /// The digest, or what ECDSA works on, when `data` is the whole message. Throws CKR_DATA_LEN_RANGE when a
+  /// mechanism that does not hash gets nothing, and CKR_OPERATION_ACTIVE when parts were added before.
   Bytes digest_of(ByteView data) const;
 
-  /// Adds a part. Throws CKR_KEY_FUNCTION_NOT_PERMITTED when the mechanism takes a message in one part only.
+  /// Length of the digest, in bytes, of a mechanism that hashes.
+  std::size_t digest_length() const { return static_cast<std::size_t>(EVP_MD_get_size(m_hash)); }
+
+  /// Adds a part. Throws CKR_FUNCTION_NOT_SUPPORTED when the mechanism takes a message in one part only.
   void add(ByteView part);
   /// The digest of all parts.
   Bytes digest();

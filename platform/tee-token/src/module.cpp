@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace tee_token {
 namespace {
@@ -26,7 +27,8 @@ Process& process() {
 
 }  // namespace
 
-Module::Module(DeviceFolder folder) : m_process(::getpid()), m_token(std::move(folder)) {}
+Module::Module(DeviceFolder folder)
+    : m_process(::getpid()), m_token(std::move(folder)), m_token_was_present(m_token.is_present()) {}
 
 std::mutex& Module::mutex() { return process().mutex; }
 
@@ -111,8 +113,10 @@ CK_ULONG Module::session_count(bool read_write_only) const {
   }));
 }
 
-void Module::log_in(CK_SESSION_HANDLE handle, CK_USER_TYPE type, ByteView pin) {
-  session(handle);
+void Module::log_in(CK_USER_TYPE type, ByteView pin) {
+  if (type == CKU_CONTEXT_SPECIFIC) {
+    throw Error(CKR_OPERATION_NOT_INITIALIZED, "no key here asks for its PIN at each use");
+  }
   if (type != CKU_USER && type != CKU_SO) {
     throw Error(CKR_USER_TYPE_INVALID, "users are CKU_USER and CKU_SO");
   }
@@ -128,8 +132,7 @@ void Module::log_in(CK_SESSION_HANDLE handle, CK_USER_TYPE type, ByteView pin) {
   m_token.log_in(user, pin);
 }
 
-void Module::log_out(CK_SESSION_HANDLE handle) {
-  session(handle);
+void Module::log_out() {
   if (!m_token.login().who) {
     throw Error(CKR_USER_NOT_LOGGED_IN, "nobody is logged in");
   }
@@ -137,6 +140,11 @@ void Module::log_out(CK_SESSION_HANDLE handle) {
     open.end_operation();
   }
   m_token.log_out();
+}
+
+bool Module::take_slot_event() {
+  const bool is_present = m_token.is_present();
+  return std::exchange(m_token_was_present, is_present) != is_present;
 }
 
 }  // namespace tee_token

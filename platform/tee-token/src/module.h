@@ -47,12 +47,16 @@ class Module {
   void close_all_sessions();
   CK_ULONG session_count(bool read_write_only) const;
 
-  void log_in(CK_SESSION_HANDLE session, CK_USER_TYPE user, ByteView pin);
-  void log_out(CK_SESSION_HANDLE session);
+  void log_in(CK_USER_TYPE user, ByteView pin);
+  void log_out();
+
+  /// Whether a token came or went since the last time, or since the module was initialised.
+  bool take_slot_event();
 
  private:
   const pid_t m_process;
   Token m_token;
+  bool m_token_was_present;
   CK_SESSION_HANDLE m_last_handle = 0;
   std::map<CK_SESSION_HANDLE, Session> m_sessions;
 };

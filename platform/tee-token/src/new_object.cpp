@@ -27,8 +27,10 @@ void require_allowed(const AttributeRule& rule, const Bytes& value, Classes obje
   }
 }
 
-Bytes value_of(Default fallback) {
+Bytes value_of(Default fallback, Classes object_class) {
   switch (fallback) {
+    case Default::kIfPrivateKey:
+      return Bytes(1, object_class == kPrivateKey ? CK_TRUE : CK_FALSE);
     case Default::kFalse:
       return Bytes(1, CK_FALSE);
     case Default::kTrue:
@@ -51,16 +53,16 @@ void require_private_key_is_private(const Attributes& object) {
 
 void complete(Attributes& object, Classes object_class) {
   for (const AttributeRule& rule : AttributeRules()) {
-    if ((rule.classes & object_class) == 0 || rule.fallback == Default::kNone) {
+    if ((rule.classes & object_class) == 0 || rule.fallback == Default::kNone ||
+        rule.fallback == Default::kContent) {
       continue;
     }
     if (rule.fallback == Default::kRequired) {
       object.at(rule.type);
     } else {
-      object.set_if_absent(rule.type, value_of(rule.fallback));
+      object.set_if_absent(rule.type, value_of(rule.fallback, object_class));
     }
   }
-  object.set_if_absent(CKA_PRIVATE, Bytes(1, object_class == kPrivateKey ? CK_TRUE : CK_FALSE));
   require_private_key_is_private(object);
 }
 
@@ -76,17 +78,38 @@ void require_may_make(Classes object_class, Creator creator) {
   }
 }
 
-void require_sound_value(const Attributes& object, Classes object_class) {
+// A private key and the public key that is given with it must be a pair (base, 4.9).
+void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
+  const Bytes info = EcPublicKey(key.at(CKA_EC_PARAMS), ec_point).info();
+  const Bytes& given = key.at(CKA_PUBLIC_KEY_INFO);
+  if (!given.empty() && given != info) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_PUBLIC_KEY_INFO is that of another key");
+  }
+  key.set(CKA_PUBLIC_KEY_INFO, info);
+}
+
+void require_sound_certificate(const Attributes& certificate) {
+  const CK_CERTIFICATE_TYPE type = certificate.number(CKA_CERTIFICATE_TYPE);
+  if (type != CKC_X_509 && type != TEE_CKC_CERTIFICATE_CHAIN) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_CERTIFICATE_TYPE must be CKC_X_509 or a chain's");
+  }
+  if (type == CKC_X_509 && certificate.at(CKA_SUBJECT).empty()) {
+    throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_SUBJECT");
+  }
+}
+
+void require_sound(Attributes& object, Classes object_class) {
   if (object_class == kPrivateKey) {
     require_ec_key(object);
-    EcPrivateKey(object.at(CKA_EC_PARAMS), object.at(CKA_VALUE));
+    derive_public_key_info(object, EcPrivateKey(object.at(CKA_EC_PARAMS), object.at(CKA_VALUE)).ec_point());
   } else if (object_class == kPublicKey) {
     require_ec_key(object);
-    EcPublicKey(object.at(CKA_EC_PARAMS), object.at(CKA_EC_POINT));
+    derive_public_key_info(object, object.at(CKA_EC_POINT));
+  } else if (object_class == kCertificate) {
+    object.at(CKA_VALUE);
+    require_sound_certificate(object);
   } else if (object_class == kTrustStoreGroup) {
     object.at(TEE_CKA_VENDOR_CLIENT_ID);
-  } else {
-    object.at(CKA_VALUE);
   }
 }
 
@@ -102,7 +125,7 @@ Attributes created_object(Attributes given, Creator creator) {
     given.set_if_absent(CKA_VALUE, Bytes());
   }
   complete(given, object_class);
-  require_sound_value(given, object_class);
+  require_sound(given, object_class);
   return given;
 }
 
@@ -113,9 +136,10 @@ Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creato
     throw Error(CKR_TEMPLATE_INCONSISTENT, "CKA_CLASS or CKA_KEY_TYPE does not fit the mechanism");
   }
   for (const auto& [type, value] : given) {
-    require_allowed(rule_of(type), value, bit_of(object_class), creator);
-    if (type == CKA_VALUE || type == CKA_EC_POINT) {
-      refuse(rule_of(type), CKR_TEMPLATE_INCONSISTENT, "is what the generation finds");
+    const AttributeRule& rule = rule_of(type);
+    require_allowed(rule, value, bit_of(object_class), creator);
+    if (rule.fallback == Default::kContent || rule.fallback == Default::kDerived) {
+      refuse(rule, CKR_TEMPLATE_INCONSISTENT, "is what the generation finds");
     }
   }
   complete(given, bit_of(object_class));

@@ -95,6 +95,11 @@ bool ObjectStore::read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes& v
   return true;
 }
 
+CK_ULONG ObjectStore::size_of(CK_OBJECT_HANDLE object) {
+  Query query = m_database.query("SELECT sum(length(value) + 8) FROM attribute WHERE object = ?");
+  return query.bind(row(object)).step() ? static_cast<CK_ULONG>(query.number(0)) : 0;
+}
+
 Attributes ObjectStore::load(CK_OBJECT_HANDLE object) {
   Attributes attributes;
   {

@@ -35,6 +35,9 @@ class ObjectStore {
   /// All attributes, unsealed. Throws a Failure (CKR_DEVICE_ERROR) when they are not what was once stored.
   Attributes load(CK_OBJECT_HANDLE object);
 
+  /// Bytes that its attributes take, each with its number.
+  CK_ULONG size_of(CK_OBJECT_HANDLE object);
+
   /// The first object above `after`, in order of creation, that has all attributes of `wanted`; 0 when there
   /// is none. `wanted` must not ask for CKA_VALUE, which is not in the index.
   CK_OBJECT_HANDLE next_match(const Attributes& wanted, CK_OBJECT_HANDLE after);

@@ -30,6 +30,14 @@ class Session {
   void destroy(CK_OBJECT_HANDLE object);
   void read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_ULONG count);
   void set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes);
+  /// Bytes that the store keeps for the object.
+  CK_ULONG size_of(CK_OBJECT_HANDLE object);
+
+  // session_description.cpp
+  /// The object in the words of a failure line: `private key "LYR" (object 7)`. Its number alone when it
+  /// cannot be seen, or when `code` says that the store cannot be read: looking again would only take more
+  /// time.
+  std::string description_of(CK_OBJECT_HANDLE object, CK_RV code);
 
   // session_search.cpp
   void begin_search(Attributes wanted);
@@ -45,16 +53,23 @@ class Session {
   void install(const std::vector<CK_OBJECT_HANDLE>& installed, const std::vector<CK_OBJECT_HANDLE>& added);
 
   // session_signature.cpp
-  void begin_signature(const Mechanism& mechanism, CK_OBJECT_HANDLE key);
+  void begin_signature(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
   void sign(ByteView data, OutputBuffer signature);
   void add_to_signature(ByteView part);
   void end_signature(OutputBuffer signature);
-  void begin_verification(const Mechanism& mechanism, CK_OBJECT_HANDLE key);
+  void begin_verification(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
   void verify(ByteView data, ByteView signature);
   void add_to_verification(ByteView part);
   void end_verification(ByteView signature);
 
- private:
+  // session_digest.cpp
+  void begin_digest(const CK_MECHANISM* mechanism);
+  void digest(ByteView data, OutputBuffer digest);
+  void add_to_digest(ByteView part);
+  /// Throws: no key of this token can be digested.
+  [[noreturn]] void add_key_to_digest(CK_OBJECT_HANDLE key);
+  void end_digest(OutputBuffer digest);
+
   struct Search {
     Attributes wanted;
     CK_OBJECT_HANDLE last;
@@ -67,7 +82,36 @@ class Session {
     EcPublicKey key;
     Message message;
   };
-  using Operation = std::variant<std::monostate, Search, Signature, Verification>;
+  struct Digest {
+    Message message;
+  };
+
+  /// Whether a cryptographic operation is active; a search is none.
+  bool has_cryptographic_operation() const {
+    return !std::holds_alternative<std::monostate>(m_operation) &&
+           !std::holds_alternative<Search>(m_operation);
+  }
+
+  /// Runs one step of the active operation, which must be of this kind. Any error ends the operation, except
+  /// that the buffer is too small (base, 5.8 to 5.12).
+  template <typename Kind, typename Step>
+  void go_on(Step step) {
+    active<Kind>();
+    try {
+      step();
+    } catch (const Error& error) {
+      if (error.code() != CKR_BUFFER_TOO_SMALL) {
+        end_operation();
+      }
+      throw;
+    } catch (...) {
+      end_operation();
+      throw;
+    }
+  }
+
+ private:
+  using Operation = std::variant<std::monostate, Search, Signature, Verification, Digest>;
 
   template <typename T>
   T& active() {
@@ -76,14 +120,6 @@ class Session {
       throw Error(CKR_OPERATION_NOT_INITIALIZED, "no such operation is active");
     }
     return *operation;
-  }
-
-  /// Takes the active operation out of the session: it has ended, whatever comes.
-  template <typename T>
-  T take() {
-    T operation = std::move(active<T>());
-    end_operation();
-    return operation;
   }
 
   /// Runs `work` as one change of `store`; all of it is durable, or none.
@@ -111,7 +147,7 @@ class Session {
   CK_OBJECT_HANDLE insert(const Attributes& object);
   CK_RV read_attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE& attribute);
   Attributes usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use);
-  static void require_verifies(const Verification& operation, ByteView digest, ByteView signature);
+  void require_verifies(ByteView digest, ByteView signature);
 
   CK_SESSION_HANDLE m_handle;
   bool m_read_write;

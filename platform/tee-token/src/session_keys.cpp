@@ -17,6 +17,9 @@ Session::KeyPair Session::generate(Attributes public_half, Attributes private_ha
   const EcPrivateKey key = EcPrivateKey::generate(public_key.at(CKA_EC_PARAMS));
   public_key.set(CKA_EC_POINT, key.ec_point());
   private_key.set(CKA_VALUE, key.value());
+  const EcPublicKey other_half(public_key.at(CKA_EC_PARAMS), public_key.at(CKA_EC_POINT));
+  public_key.set(CKA_PUBLIC_KEY_INFO, other_half.info());
+  private_key.set(CKA_PUBLIC_KEY_INFO, other_half.info());
   const auto insert_both = [&] { return KeyPair{insert(public_key), insert(private_key)}; };
   ObjectStore& store = m_token.objects().store_for(public_key.is_true(CKA_TOKEN));
   if (public_key.is_true(CKA_TOKEN) == private_key.is_true(CKA_TOKEN)) {

@@ -81,6 +81,13 @@ CK_RV Session::read_attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE& attribute) 
   return CKR_OK;
 }
 
+CK_ULONG Session::size_of(CK_OBJECT_HANDLE object) {
+  return view([&] {
+    m_token.objects().require_visible(object);
+    return m_token.objects().store_of(object).size_of(object);
+  });
+}
+
 void Session::set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes) {
   ObjectSpace& objects = m_token.objects();
   ObjectStore& store = objects.store_of(object);

@@ -17,6 +17,9 @@ std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
   return found;
 }
 
-void Session::end_search() { take<Search>(); }
+void Session::end_search() {
+  active<Search>();
+  end_operation();
+}
 
 }  // namespace tee_token

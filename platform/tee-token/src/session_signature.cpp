@@ -2,6 +2,23 @@
 
 namespace tee_token {
 
+namespace {
+
+void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
+  if (!key.has(CKA_ALLOWED_MECHANISMS)) {
+    return;
+  }
+  const Bytes& list = key.at(CKA_ALLOWED_MECHANISMS);
+  for (std::size_t at = 0; at < list.size(); at += sizeof mechanism) {
+    if (std::memcmp(list.data() + at, &mechanism, sizeof mechanism) == 0) {
+      return;
+    }
+  }
+  throw Error(CKR_MECHANISM_INVALID, "the mechanism is not among the key's CKA_ALLOWED_MECHANISMS");
+}
+
+}  // namespace
+
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
   Attributes attributes = view([&] {
     ObjectSpace& objects = m_token.objects();
@@ -20,63 +37,61 @@ Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_clas
   return attributes;
 }
 
-void Session::begin_signature(const Mechanism& mechanism, CK_OBJECT_HANDLE key) {
+void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   require_idle();
+  const Mechanism& mechanism = mechanism_of(given, CKF_SIGN);
   const Attributes attributes = usable_key(key, CKO_PRIVATE_KEY, CKA_SIGN);
+  require_allows(attributes, mechanism.type);
   m_operation = Signature{{attributes.at(CKA_EC_PARAMS), attributes.at(CKA_VALUE)}, Message(mechanism)};
 }
 
 void Session::sign(ByteView data, OutputBuffer signature) {
-  if (signature.takes(2 * active<Signature>().key.curve().order_bytes)) {
-    const Signature operation = take<Signature>();
+  const Signature& operation = active<Signature>();
+  if (signature.takes(2 * operation.key.curve().order_bytes)) {
     signature.put(operation.key.sign(operation.message.digest_of(data)));
+    end_operation();
   }
 }
 
-void Session::add_to_signature(ByteView part) {
-  Signature operation = take<Signature>();
-  operation.message.add(part);
-  m_operation = std::move(operation);
-}
+void Session::add_to_signature(ByteView part) { active<Signature>().message.add(part); }
 
 void Session::end_signature(OutputBuffer signature) {
-  if (signature.takes(2 * active<Signature>().key.curve().order_bytes)) {
-    Signature operation = take<Signature>();
+  Signature& operation = active<Signature>();
+  if (signature.takes(2 * operation.key.curve().order_bytes)) {
     signature.put(operation.key.sign(operation.message.digest()));
+    end_operation();
   }
 }
 
-void Session::begin_verification(const Mechanism& mechanism, CK_OBJECT_HANDLE key) {
+void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   require_idle();
+  const Mechanism& mechanism = mechanism_of(given, CKF_VERIFY);
   const Attributes attributes = usable_key(key, CKO_PUBLIC_KEY, CKA_VERIFY);
+  require_allows(attributes, mechanism.type);
   m_operation = Verification{{attributes.at(CKA_EC_PARAMS), attributes.at(CKA_EC_POINT)}, Message(mechanism)};
 }
 
 void Session::verify(ByteView data, ByteView signature) {
-  const Verification operation = take<Verification>();
-  require_verifies(operation, operation.message.digest_of(data), signature);
+  require_verifies(active<Verification>().message.digest_of(data), signature);
 }
 
-void Session::add_to_verification(ByteView part) {
-  Verification operation = take<Verification>();
-  operation.message.add(part);
-  m_operation = std::move(operation);
-}
+void Session::add_to_verification(ByteView part) { active<Verification>().message.add(part); }
 
 void Session::end_verification(ByteView signature) {
-  Verification operation = take<Verification>();
-  require_verifies(operation, operation.message.digest(), signature);
+  require_verifies(active<Verification>().message.digest(), signature);
 }
 
-void Session::require_verifies(const Verification& operation, ByteView digest, ByteView signature) {
-  if (signature.size != 2 * operation.key.curve().order_bytes) {
-    throw Error(
-        CKR_SIGNATURE_LEN_RANGE,
-        "a signature on this curve has " + std::to_string(2 * operation.key.curve().order_bytes) + " bytes");
+void Session::require_verifies(ByteView digest, ByteView signature) {
+  const EcPublicKey& key = active<Verification>().key;
+  const std::size_t length = 2 * key.curve().order_bytes;
+  if (signature.size != length) {
+    throw Error(CKR_SIGNATURE_LEN_RANGE,
+                "a signature on this curve has " + std::to_string(length) + " bytes");
   }
-  if (!operation.key.verifies(digest, signature)) {
+  if (!key.verifies(digest, signature)) {
     throw Error(CKR_SIGNATURE_INVALID, "the signature is not this key's");
   }
+  end_operation();
 }
 
 }  // namespace tee_token

@@ -1,6 +1,9 @@
 #include "tee_token/vendor_interface.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "entry_point.h"
 #include "function_list.h"
@@ -17,8 +20,8 @@ std::vector<CK_OBJECT_HANDLE> handles(const CK_OBJECT_HANDLE* first, CK_ULONG co
 CK_RV set_client_cert_and_move_key(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed,
                                    CK_ULONG installed_count, const CK_OBJECT_HANDLE* added,
                                    CK_ULONG added_count) {
-  return entry_point("set_client_cert_and_move_key", [&](Module& module) {
-    module.session(session).install(handles(installed, installed_count), handles(added, added_count));
+  return session_call("set_client_cert_and_move_key", session, [&](Session& opened) {
+    opened.install(handles(installed, installed_count), handles(added, added_count));
   });
 }
 
@@ -54,4 +57,19 @@ extern "C" TEE_EXPORT CK_RV C_GetInterface(unsigned char* name, CK_VERSION* vers
     }
   }
   return CKR_FUNCTION_FAILED;
+}
+
+extern "C" TEE_EXPORT CK_RV C_GetInterfaceList(TEE_INTERFACE* list, CK_ULONG* count) {
+  if (count == nullptr) {
+    return CKR_ARGUMENTS_BAD;
+  }
+  const CK_ULONG room = std::exchange(*count, std::size(g_interfaces));
+  if (list == nullptr) {
+    return CKR_OK;
+  }
+  if (room < *count) {
+    return CKR_BUFFER_TOO_SMALL;
+  }
+  std::copy(std::begin(g_interfaces), std::end(g_interfaces), list);
+  return CKR_OK;
 }

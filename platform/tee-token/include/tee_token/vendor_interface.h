@@ -38,6 +38,8 @@ typedef struct tee_interface {
 
 typedef CK_RV (*TEE_C_GetInterface)(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** interface,
                                     CK_FLAGS flags);
+/* C_GetInterfaceList (PKCS #11 3.0, 5.4.4): all interfaces, under the convention for lists. */
+typedef CK_RV (*TEE_C_GetInterfaceList)(TEE_INTERFACE* list, CK_ULONG* count);
 
 /* Puts one key pair and its certificate chain in the place of the installed ones, in one transaction.
  *

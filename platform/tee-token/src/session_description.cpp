@@ -1,0 +1,47 @@
+#include "session.h"
+
+namespace tee_token {
+namespace {
+
+std::string printable(const Bytes& label) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const std::uint8_t byte : label) {
+    if (byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\') {
+      text += static_cast<char>(byte);
+    } else {
+      text += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
+    }
+  }
+  return text;
+}
+
+std::string name_of(const Bytes& object_class) {
+  return object_class.size() == sizeof(CK_OBJECT_CLASS)
+             ? name_of_class(number_of<CK_OBJECT_CLASS>(object_class))
+             : "damaged object";
+}
+
+}  // namespace
+
+std::string Session::description_of(CK_OBJECT_HANDLE object, CK_RV code) {
+  const std::string number = "object " + std::to_string(object);
+  if (code == CKR_DEVICE_ERROR || code == CKR_DEVICE_REMOVED) {
+    return number;
+  }
+  try {
+    return view([&] {
+      Bytes object_class, label;
+      ObjectStore& store = m_token.objects().store_of(object);
+      if (!m_token.objects().is_visible(object) || !store.read(object, CKA_CLASS, object_class) ||
+          !store.read(object, CKA_LABEL, label)) {
+        return number;
+      }
+      return name_of(object_class) + " \"" + printable(label) + "\" (" + number + ")";
+    });
+  } catch (const Error&) {
+    return number;
+  }
+}
+
+}  // namespace tee_token
