@@ -148,23 +148,7 @@ int open(const char* path, int flags, ...) {
   return opened(path, flags, mode);
 }
 
-int open64(const char* path, int flags, ...) {
-  va_list rest;
-  va_start(rest, flags);
-  const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
-  va_end(rest);
-  return opened(path, flags, mode);
-}
-
 int fcntl(int file, int command, ...) {
-  va_list rest;
-  va_start(rest, command);
-  void* const argument = va_arg(rest, void*);
-  va_end(rest);
-  return locked(file, command, argument);
-}
-
-int fcntl64(int file, int command, ...) {
   va_list rest;
   va_start(rest, command);
   void* const argument = va_arg(rest, void*);
@@ -182,10 +166,6 @@ ssize_t pread(int file, void* data, std::size_t size, off_t offset) {
   return g_watch != nullptr ? made({"pread", pathOf(file)}, real) : real();
 }
 
-ssize_t pread64(int file, void* data, std::size_t size, off64_t offset) {
-  return pread(file, data, size, offset);
-}
-
 ssize_t write(int file, const void* data, std::size_t size) {
   const auto real = [&] { return ::syscall(SYS_write, file, data, size); };
   if (g_watch == nullptr) return real();
@@ -197,12 +177,7 @@ ssize_t pwrite(int file, const void* data, std::size_t size, off_t offset) {
   return written(file, data, size, offset);
 }
 
-ssize_t pwrite64(int file, const void* data, std::size_t size, off64_t offset) {
-  return written(file, data, size, offset);
-}
-
 int ftruncate(int file, off_t length) noexcept { return truncated(file, length); }
-int ftruncate64(int file, off64_t length) noexcept { return truncated(file, length); }
 int fsync(int file) { return synced("fsync", file, SYS_fsync); }
 int fdatasync(int file) { return synced("fdatasync", file, SYS_fdatasync); }
 
@@ -220,5 +195,12 @@ int rename(const char* path, const char* new_path) noexcept {
     return ::syscall(SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
   }));
 }
+
+int open64(const char* path, int flags, ...) __attribute__((alias("open")));
+int fcntl64(int file, int command, ...) __attribute__((alias("fcntl")));
+ssize_t pread64(int file, void* data, std::size_t size, off64_t offset) __attribute__((alias("pread")));
+ssize_t pwrite64(int file, const void* data, std::size_t size, off64_t offset)
+    __attribute__((alias("pwrite")));
+int ftruncate64(int file, off64_t length) noexcept __attribute__((alias("ftruncate")));
 
 }  // extern "C"

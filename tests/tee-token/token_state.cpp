@@ -1,5 +1,6 @@
 #include "token_state.h"
 
+#include <algorithm>
 #include <iomanip>
 #include <sstream>
 
@@ -39,14 +40,15 @@ std::string hexadecimal(const unsigned char* first, CK_ULONG length) {
   return text.str();
 }
 
-Handles find(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE session, Template wanted) {
+/// With what was found, the code of the search.
+std::pair<Handles, CK_RV> find(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE session, Template wanted) {
   Handles found(1000);
   CK_ULONG count = 0;
-  EXPECT_EQ(answer(token.C_FindObjectsInit(session, wanted.data(), wanted.size())), OK);
-  EXPECT_EQ(answer(token.C_FindObjects(session, found.data(), found.size(), &count)), OK);
+  token.C_FindObjectsInit(session, wanted.data(), wanted.size());
+  const CK_RV code = token.C_FindObjects(session, found.data(), found.size(), &count);
   token.C_FindObjectsFinal(session);
-  found.resize(count);
-  return found;
+  found.resize(code == CKR_OK ? count : 0);
+  return {found, code};
 }
 
 std::string attributes_text(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
@@ -76,7 +78,7 @@ std::string verifier_text(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE sessi
   const CK_RV begun = token.C_SignInit(session, &mechanism, key);
   const CK_RV code = begun != CKR_OK ? begun : token.C_Sign(session, data, sizeof data, signature, &length);
   if (code != CKR_OK) return " does not sign: " + name_of(code);
-  for (const CK_OBJECT_HANDLE public_key : find(token, session, Class(CKO_PUBLIC_KEY))) {
+  for (const CK_OBJECT_HANDLE public_key : find(token, session, Class(CKO_PUBLIC_KEY)).first) {
     if (token.C_VerifyInit(session, &mechanism, public_key) == CKR_OK &&
         token.C_Verify(session, data, sizeof data, signature, length) == CKR_OK) {
       return " pair of " + std::to_string(public_key);
@@ -101,9 +103,12 @@ std::string pin_text(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE session, C
 
 std::string objects_text(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE session,
                          CK_OBJECT_HANDLE last_known) {
+  const auto [private_keys, code] = find(token, session, Class(CKO_PRIVATE_KEY));
+  const auto [objects, second_code] = find(token, session, Template());
   std::string text;
-  const Handles private_keys = find(token, session, Class(CKO_PRIVATE_KEY));
-  for (const CK_OBJECT_HANDLE object : find(token, session, Template())) {
+  if (code != CKR_OK || second_code != CKR_OK)
+    text = "search: " + name_of(code) + name_of(second_code) + "\n";
+  for (const CK_OBJECT_HANDLE object : objects) {
     text += std::to_string(object) + ":" + attributes_text(token, session, object, object <= last_known);
     const bool signs = std::count(private_keys.begin(), private_keys.end(), object) != 0;
     text += (signs ? verifier_text(token, session, object) : "") + "\n";
@@ -120,8 +125,9 @@ std::string token_text(const CK_FUNCTION_LIST& token, const Pins& user, const Pi
   std::string text = no_token ? "none yet\n" : name_of(code) + "\n";
   if (code == CKR_OK) {
     CK_TOKEN_INFO info{};
-    EXPECT_EQ(answer(token.C_GetTokenInfo(0, &info)), OK);
-    text = "token " + std::string(reinterpret_cast<char*>(info.label), sizeof info.label) + "\n";
+    const CK_RV known = token.C_GetTokenInfo(0, &info);
+    text = (known == CKR_OK ? "token " : name_of(known)) +
+           std::string(reinterpret_cast<char*>(info.label), sizeof info.label) + "\n";
     text += "user: " + pin_text(token, session, CKU_USER, user) + "\n";
     text += objects_text(token, session, last_known);
     token.C_Logout(session);
