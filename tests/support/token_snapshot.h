@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -12,29 +13,45 @@ namespace test_support {
 /// The files of a token's folder as they were, while no module has them open.
 class TokenSnapshot {
  public:
-  explicit TokenSnapshot(std::filesystem::path folder) : m_folder(std::move(folder)) {
-    for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
+  /// Contents by path, each folder before what is in it; a folder has none.
+  using Entries = std::map<std::string, std::optional<std::string>>;
+
+  explicit TokenSnapshot(const std::filesystem::path& folder) : TokenSnapshot(folder, {}) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder)) {
+      auto& content = m_entries[entry.path()];
+      if (entry.is_directory()) continue;
       std::ifstream file(entry.path(), std::ios::binary);
-      m_files[entry.path().filename()] = {std::istreambuf_iterator<char>(file), {}};
+      content.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
   }
+  TokenSnapshot(std::filesystem::path folder, Entries entries)
+      : m_folder(std::move(folder)), m_entries(std::move(entries)) {}
+
+  const std::filesystem::path& folder() const { return m_folder; }
+  const Entries& entries() const { return m_entries; }
 
   /// Puts them back, and nothing else.
   void restore() const {
     namespace fs = std::filesystem;
     for (const auto& entry : fs::directory_iterator(m_folder)) {
-      if (m_files.count(entry.path().filename()) == 0) fs::remove(entry.path());
+      const auto kept = m_entries.find(entry.path());
+      if (kept == m_entries.end() || !kept->second) fs::remove_all(entry.path());
     }
-    for (const auto& [name, content] : m_files) {
-      std::ofstream file(m_folder / name, std::ios::binary);
-      if (!(file << content).flush()) throw std::runtime_error("cannot write " + name);
-      fs::permissions(m_folder / name, fs::perms::owner_read | fs::perms::owner_write);
+    for (const auto& [path, content] : m_entries) {
+      if (!content) {
+        fs::create_directory(path);
+        fs::permissions(path, fs::perms::owner_all);
+        continue;
+      }
+      std::ofstream file(path, std::ios::binary);
+      if (!(file << *content).flush()) throw std::runtime_error("cannot write " + path);
+      fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write);
     }
   }
 
  private:
   std::filesystem::path m_folder;
-  std::map<std::string, std::string> m_files;
+  Entries m_entries;
 };
 
 }  // namespace test_support

@@ -68,16 +68,9 @@ TEST_F(StoreTest, ASealedValueOpensOnlyWhereItBelongs) {
 TEST_F(StoreTest, WhatCannotBeTrustedIsRefusedAndLeftAsItIs) {
   ASSERT_EQ(login(), OK);
   const Handles keys = generate();
-  const struct {
-    const char* damage;
-    const char* name;
-    mode_t mode;
-  } loose[] = {{"readable store", "token.db", 0644}, {"open folder", ".", 0750}};
-  for (const auto& each : loose) {
-    ::chmod(file(each.name).c_str(), each.mode);
-    EXPECT_EQ(reopen(), answer(CKR_DEVICE_ERROR)) << each.damage;
-    ::chmod(file(each.name).c_str(), each.mode & 0700);
-  }
+  ::chmod(folder().c_str(), 0750);
+  EXPECT_EQ(reopen(), answer(CKR_DEVICE_ERROR));
+  ::chmod(folder().c_str(), 0700);
   alter_store("PRAGMA user_version = 2");
   EXPECT_EQ(reopen(), answer(CKR_TOKEN_NOT_RECOGNIZED));
   EXPECT_EQ(init_token(kOfficerPin), answer(CKR_TOKEN_NOT_RECOGNIZED));
@@ -113,12 +106,6 @@ TEST_F(StoreTest, DamagedFilesAreRefusedByNameOfTheFile) {
   put("device.key", std::string(32, 'x'));
   EXPECT_EQ(login(), answer(CKR_PIN_INCORRECT));
   put("device.key", key);
-
-  std::filesystem::rename(file("pin-tries"), file("moved"));
-  EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
-  std::filesystem::create_symlink(file("moved"), file("pin-tries"));
-  EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
-  std::filesystem::rename(file("moved"), file("pin-tries"));
   EXPECT_EQ(login(), OK);
 }
 

@@ -56,13 +56,16 @@ void DeviceFolder::make_if_absent() const {
   }
   for (std::size_t end = m_path.find('/', 1);; end = m_path.find('/', end + 1)) {
     const std::string part = m_path.substr(0, end);
-    if (::mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) {
-      throw Failure(CKR_DEVICE_ERROR, "cannot make the folder " + part + ": " + std::strerror(errno));
+    if (::mkdir(part.c_str(), 0700) == 0) {
+      sync_folder_of(part);
+    } else if (errno != EEXIST) {
+      fail_with_errno("make the folder", part);
     }
     if (end == std::string::npos) {
-      return;
+      break;
     }
   }
+  sync_folder_of(m_path);  // who made it may have died before he could
 }
 
 void DeviceFolder::require_private() const {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
@@ -25,7 +26,9 @@ void require_private(const struct stat& status, const std::string& path) {
   }
 }
 
-std::string folder_of(const std::string& path) { return path.substr(0, path.find_last_of('/')); }
+std::string folder_of(const std::string& path) {
+  return path.substr(0, std::max<std::size_t>(path.find_last_of('/'), 1));
+}
 
 bool write_all(const FileDescriptor& file, ByteView content) {
   const ssize_t written = ::write(file.get(), content.data, content.size);
@@ -82,7 +85,14 @@ void write_private_file(const std::string& path, ByteView content) {
   if (::rename(draft.c_str(), path.c_str()) != 0) {
     fail_with_errno("rename " + draft + " to", path);
   }
+  sync_folder_of(path);
+}
+
+void sync_folder_of(const std::string& path) {
   const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 && errno == EACCES) {
+    return;  // what this user may not read was there before
+  }
   if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
     fail_with_errno("sync the folder of", path);
   }

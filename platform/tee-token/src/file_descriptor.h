@@ -36,4 +36,7 @@ void require_private_file(const std::string& path);
 /// Makes `path` hold `content`, mode 0600: whole and durable, or not at all.
 void write_private_file(const std::string& path, ByteView content);
 
+/// Makes durable that `path` is in its folder.
+void sync_folder_of(const std::string& path);
+
 }  // namespace tee_token

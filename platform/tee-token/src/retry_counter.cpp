@@ -51,6 +51,12 @@ void write_wrong(const FileDescriptor& file, User user, std::uint8_t wrong) {
   }
 }
 
+void sync(const FileDescriptor& file) {
+  if (::fdatasync(file.get()) != 0) {
+    fail_with_errno("sync", kCounters);
+  }
+}
+
 }  // namespace
 
 std::uint8_t tries_left(const DeviceFolder& folder, User user) {
@@ -67,7 +73,7 @@ void clear_tries(const DeviceFolder& folder, User user) {
   const FileDescriptor file = open_private_file(folder.file(kCounters), O_RDWR);
   lock(file, F_WRLCK);
   write_wrong(file, user, 0);
-  ::fdatasync(file.get());
+  sync(file);
   set_lock(file, F_UNLCK);
 }
 
@@ -84,16 +90,10 @@ PinTry::PinTry(const DeviceFolder& folder, User user)
   write_wrong(m_file, user, static_cast<std::uint8_t>(m_wrong + 1));
 }
 
-PinTry::~PinTry() {
-  if (!m_right) {
-    ::fdatasync(m_file.get());
-  }
-  set_lock(m_file, F_UNLCK);
-}
+PinTry::~PinTry() { set_lock(m_file, F_UNLCK); }
 
-void PinTry::was_right() {
-  write_wrong(m_file, m_user, 0);
-  m_right = true;
-}
+void PinTry::was_right() { write_wrong(m_file, m_user, 0); }
+
+void PinTry::was_wrong() { sync(m_file); }
 
 }  // namespace tee_token

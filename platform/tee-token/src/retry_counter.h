@@ -24,21 +24,20 @@ class PinTry {
   PinTry(const PinTry&) = delete;
   PinTry& operator=(const PinTry&) = delete;
 
-  /// Syncs the counter unless the PIN was right: a right login costs no sync.
   ~PinTry();
 
+  /// A right login costs no sync.
   void was_right();
+  /// Makes the count durable, before anybody is told. Throws a Failure when that cannot be done.
+  void was_wrong();
 
   /// Tries left if this one is wrong.
   std::uint8_t left() const { return static_cast<std::uint8_t>(kTries - m_wrong - 1); }
 
  private:
-  void count(std::uint8_t wrong);
-
   FileDescriptor m_file;
   User m_user;
   std::uint8_t m_wrong = 0;
-  bool m_right = false;
 };
 
 /// Takes the lock off a PIN: used when the security officer sets a new one.

@@ -90,6 +90,7 @@ Bytes Token::master_key(const TokenRecord& record, User user, ByteView pin) {
   PinTry attempt(m_folder, user);
   std::optional<Bytes> key = unwrap_key(wrapped, device_key, user, pin);
   if (!key) {
+    attempt.was_wrong();
     throw Failure(CKR_PIN_INCORRECT, std::string("this is not the PIN of the ") + name_of(user) +
                                          "; tries left: " + std::to_string(attempt.left()));
   }
