@@ -48,7 +48,10 @@ TEST_F(CopyTest, BringsBackTheTokenAsItWas) {
   EXPECT_THAT(listed(), HasSubstr("1 object\n"));
   EXPECT_EQ(admin("export 1").text, "before");
   EXPECT_EQ(admin("check").code, 0);
-  EXPECT_EQ(login(), OK) << "a program that has had the token open goes on";
+  EXPECT_EQ(login(), OK) << "a program that has had the token open reads on";
+  EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), Answer{CKR_DEVICE_REMOVED})
+      << "and changes nothing";
+  EXPECT_THAT(admin("import-data 2_3 later").text, HasSubstr("object 3")) << "2 was another object";
 }
 
 TEST_F(CopyTest, BringsBackATokenOfWhichOnlyTheDeviceKeyIsLeft) {

@@ -82,11 +82,12 @@ TokenCopy unsealed(ByteView file, const DeviceFolder& folder) {
 }
 
 void put_in_place(const TokenCopy& copy, const DeviceFolder& folder) {
-  const HeldStore others_off(folder.file("token.db"));
+  const HeldStore replaced(folder.file("token.db"));
   if (!is_there(folder.file("pin-tries"))) {
     tee_token::write_private_file(folder.file("pin-tries"), copy.tries);
   }
-  tee_token::write_private_file(folder.file("token.db"), copy.store);
+  tee_token::write_private_file(folder.file("token.db"),
+                                with_numbers_above(copy.store, replaced.last_number()));
 }
 
 }  // namespace tee_token_admin
