@@ -18,13 +18,15 @@ struct File {
 
 constexpr File kFiles[] = {{"device.key", 32}, {"token.db", 0}, {"pin-tries", 2}};
 
+constexpr char kRemedy[] = "; tee-token restore brings back a copy";
+
 /// A Failure is a finding here.
 template <typename Step>
-void judge(Findings& findings, const std::string& name, const Step& step) {
+void judge(Findings& findings, const std::string& name, const Step& step, const char* remedy = "") {
   try {
     step();
   } catch (const tee_token::Failure& failure) {
-    findings.add(Fault::kFiles, name + failure.what());
+    findings.add(Fault::kFiles, name + failure.what() + remedy);
   }
 }
 
@@ -39,12 +41,13 @@ void check_length(Findings& findings, const std::string& path, off_t length) {
 void check_integrity(Findings& findings, const std::string& path) {
   tee_token::Database store(path);
   tee_token::Query answer = store.query("PRAGMA integrity_check");
+  std::string said;
   while (answer.step()) {
     const tee_token::Bytes line = answer.bytes(0);
-    const std::string text(line.begin(), line.end());
-    if (text != "ok") {
-      findings.add(Fault::kFiles, path + " is damaged: " + text + "; tee-token restore brings back a copy");
-    }
+    said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
+  }
+  if (said != "ok") {
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kRemedy);
   }
 }
 
@@ -64,8 +67,9 @@ void check_files(Findings& findings, const DeviceFolder& folder) {
     }
   }
   if (!findings.has(Fault::kFiles)) {
-    judge(findings, folder.file("token.db") + ": ",
-          [&] { check_integrity(findings, folder.file("token.db")); });
+    const std::string store = folder.file("token.db");
+    judge(
+        findings, store + ": ", [&] { check_integrity(findings, store); }, kRemedy);
   }
 }
 
