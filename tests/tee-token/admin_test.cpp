@@ -1,21 +1,15 @@
 #include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <regex>
 
+#include "admin_shell.h"
 #include "token_test.h"
 
 namespace token_test {
 namespace {
 
 using testing::HasSubstr;
-
-struct Outcome {
-  int code;
-  std::string text;  // stdout and stderr
-};
 
 /// The tee-token program on a folder of its own.
 class AdminTest : public testing::Test {
@@ -28,18 +22,6 @@ class AdminTest : public testing::Test {
           file("pkcs8.der"));
     shell("openssl req -x509 -new -key " + file("sec1.pem") + " -subj /CN=device -out " + file("cert.pem"));
   }
-
-  static Outcome shell(const std::string& command) {
-    Outcome outcome{-1, ""};
-    std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
-    char part[512];
-    while (std::fgets(part, sizeof part, pipe) != nullptr) {
-      outcome.text += part;
-    }
-    outcome.code = WEXITSTATUS(::pclose(pipe));
-    return outcome;
-  }
-  static Outcome admin(const std::string& arguments) { return shell("'" TEE_TOKEN_ADMIN "' " + arguments); }
 
   std::string token() const { return (m_folder.path() / "below" / "token").string(); }
   /// Of a file in the test's folder, for a shell.
@@ -66,6 +48,50 @@ TEST_F(AdminTest, MakesFillsShowsAndEmptiesAToken) {
   EXPECT_THAT(admin("list").text, HasSubstr("3 objects"));
 }
 
+TEST_F(AdminTest, WhatIsExportedIsWhatWasImported) {
+  ASSERT_EQ(admin("init").code, 0);
+  const std::string cert = file("cert.pem"), both = file("roots.pem");
+  shell("cat " + cert + " " + cert + " > " + both);
+  ASSERT_EQ(admin("import-key 1_10 " + file("sec1.pem")).code, 0);
+  ASSERT_EQ(admin("import-cert 1_11 " + cert).code, 0);
+  ASSERT_EQ(admin("import-data 2_1 'a VIN'").code, 0);
+  ASSERT_EQ(admin("add-trust-group backend " + both).code, 0);
+  EXPECT_EQ(admin("export 2").text, shell("cat " + cert).text);
+  EXPECT_EQ(admin("export 3").text, "a VIN");
+  EXPECT_EQ(admin("export 6").text, shell("cat " + both).text) << "the group's roots";
+  EXPECT_EQ(admin("export 1").code, 1);
+  EXPECT_THAT(admin("export 1").text, HasSubstr("does not leave the token"));
+}
+
+TEST_F(AdminTest, PinsAreChangedAndTheUsersIsReset) {
+  ASSERT_EQ(admin("init").code, 0);
+  EXPECT_EQ(admin("change-pin --new-pin-hex 31313131").code, 0);
+  EXPECT_EQ(admin("list").code, 3);
+  EXPECT_EQ(admin("list --pin-hex 31313131").code, 0);
+  EXPECT_EQ(shell("echo 32323232 | '" TEE_TOKEN_ADMIN "' change-so-pin").code, 0);
+  EXPECT_EQ(admin("reset-pin --new-pin-hex 33333333").code, 3);
+  EXPECT_EQ(admin("change-pin --pin-hex 31313131 --new-pin-hex 3131x").code, 1);
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ(admin("list").code, 3);
+  }
+  EXPECT_THAT(admin("list --pin-hex 31313131").text, HasSubstr("CKR_PIN_LOCKED"));
+  EXPECT_EQ(admin("reset-pin --new-pin-hex 33333333 --so-pin-hex 32323232").code, 0);
+  EXPECT_EQ(admin("list --pin-hex 33333333").code, 0);
+}
+
+TEST_F(AdminTest, TheManualNamesAllThatTheHelpNames) {
+  const std::string manual = shell("cat '" CCI_PROJECT_FOLDER "/docs/man/tee-token.1'").text;
+  const std::string help = admin("--help").text + admin("--help-all").text;
+  const std::regex name(R"((?:\n  |--)([a-z][-a-z]+))");
+  const std::sregex_iterator none;
+  std::size_t found = 0;
+  for (std::sregex_iterator each(help.begin(), help.end(), name); each != none; ++each, ++found) {
+    EXPECT_THAT(manual, HasSubstr((*each)[1].str()));
+  }
+  EXPECT_GT(found, 30u);
+  EXPECT_EQ(shell("mandoc -Tlint -Wwarning '" CCI_PROJECT_FOLDER "/docs/man/tee-token.1'").text, "");
+}
+
 TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
@@ -76,6 +102,10 @@ TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
 }
 
 TEST_F(AdminTest, SaysInOneLineWhatToDo) {
+  for (const char* command :
+       {"list", "check", "export 1", "reset-pin --new-pin-hex 31323334", "backup /dev/null"}) {
+    EXPECT_EQ(admin(command).code, 4) << command;
+  }
   EXPECT_THAT(admin("list").text, HasSubstr("make one with: tee-token init"));
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
@@ -92,9 +122,21 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
       {"destroy 77", 1, "there is no object 77"},
       {"destroy -1", 2, "-1"},
       {"destroy 99999999999999999999", 2, "99999999999999999999"},
-      {"list --pin-hex 3132333435", 1, "tries left: 9"},
+      {"list --pin-hex 3132333435", 3, "tries left: 9"},
       {"list --pin-hex xy", 1, "hexadecimal"},
-      {"init --force --so-pin-hex 3132333435", 1, "CKR_PIN_INCORRECT"},
+      {"init --force --so-pin-hex 3132333435", 3, "CKR_PIN_INCORRECT"},
+      {"change-pin --new-pin-hex 31", 3, "CKR_PIN_LEN_RANGE"},
+      {"change-pin --new-pin-hex", 2, "--new-pin-hex"},
+      {"reset-pin </dev/null", 1, "on stdin"},
+      {"export 77", 1, "there is no object 77"},
+      {"check-chain /dev/null", 2, "--key or --csr"},
+      {"check-chain --key 1_1 /dev/null", 1, "no public key 1_1"},
+      {"check-chain --csr /dev/null /dev/null", 1, "no certificate request"},
+      {"check-chain --csr x --key 1_1 /dev/null", 2, "excludes"},
+      {"check --module /nonexistent.so", 1, "/nonexistent.so"},
+      {"backup /nonexistent/file", 5, "cannot write /nonexistent/file.new"},
+      {"backup /dev/null", 1, "choose another name"},
+      {"restore /nonexistent", 1, "No such file"},
       {"--module /nonexistent.so list", 1, "/nonexistent.so"},
       {"frobnicate", 2, "--help"},
   };
@@ -107,6 +149,7 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
   }
   ::chmod(token().c_str(), 0755);
   EXPECT_THAT(admin("list").text, HasSubstr("chmod 700 " + token()));
+  EXPECT_EQ(admin("list").code, 5);
 }
 
 TEST_F(AdminTest, TrustGroupsAreAddedShownAndDestroyedWithTheirRoots) {
@@ -159,7 +202,7 @@ TEST_F(AdminTest, AGroupIsAddedWholeOrNotAtAll) {
       each.arguments = add + roots;
     }
     const Outcome outcome = admin(each.arguments);
-    EXPECT_EQ(outcome.code, 1) << each.fault;
+    EXPECT_EQ(outcome.code, each.fault == std::string("another's PIN") ? 3 : 1) << each.fault;
     EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.fault;
     EXPECT_EQ(std::count(outcome.text.begin(), outcome.text.end(), '\n'), 1) << outcome.text;
   }
@@ -177,7 +220,7 @@ TEST_F(AdminTest, WhatAStopLeftOfAGroupIsRemovedByTheNextAttempt) {
   alter_store(token() + "/token.db",
               "CREATE TRIGGER stop BEFORE INSERT ON attribute WHEN new.type = 0 AND new.value = "
               "x'0110008000000000' BEGIN SELECT RAISE(ABORT, 'no group today'); END");
-  EXPECT_EQ(admin("add-trust-group backend " + three).code, 1);
+  EXPECT_EQ(admin("add-trust-group backend " + three).code, 5);
   EXPECT_THAT(admin("list").text, HasSubstr("7 objects")) << "roots, no group";
   alter_store(token() + "/token.db", "DROP TRIGGER stop");
   ASSERT_EQ(admin("add-trust-group backend " + one).code, 0);

@@ -24,6 +24,37 @@ void add_trust_group(const Target& target, const TrustGroup& group,
 /// Prints all objects to stdout, a line each, or as a JSON array.
 void list(const Target& target, bool json);
 
+/// Prints an object's value to stdout: certificates and public keys as PEM, data as it is, of a trust group
+/// its roots. Private keys stay where they are.
+void export_object(const Target& target, Botan::PKCS11::ObjectHandle object);
+
+/// Sets a new PIN, given in hexadecimal digits; an empty text: asked for on stdin. Resetting is the security
+/// officer's way out for a user whose PIN is locked or forgotten.
+void change_pin(const Target& target, const std::string& new_pin_hex);
+void change_so_pin(const Target& target, const std::string& new_pin_hex);
+void reset_pin(const Target& target, const std::string& new_pin_hex);
+
+/// Looks for what is wrong with the token, says it on stdout and returns the exit code. Certificates that end
+/// within `days` are told of, too.
+int check(const Target& target, unsigned days, bool json);
+
+struct ChainCheck {
+  std::string label, request,
+      chain;  // the label of the key, or else the file of the request; then the chain's
+  std::optional<std::string> roots;  // a file
+  unsigned days = 0;
+};
+
+/// The same for a chain that is not installed yet.
+int check_chain(const Target& target, const ChainCheck& wanted, bool json);
+
+/// Writes a copy of the platform's token to the file, sealed for its device. Only a backup is overwritten.
+void backup(const Target& target, const std::string& path);
+
+/// Puts a copy in the place of the token, on the device that it is of. A token that is there is only replaced
+/// with `force`.
+void restore(const Target& target, const std::string& path, bool force);
+
 /// Removes one object; a trust store group with its roots.
 void destroy(const Target& target, Botan::PKCS11::ObjectHandle object);
 

@@ -11,17 +11,27 @@
 namespace tee_token_admin {
 namespace {
 
-const std::map<CK_RV, const char*> kHints = {
-    {CKR_ATTRIBUTE_SENSITIVE, "the token does not give this value away"},
-    {CKR_DEVICE_ERROR, "the token cannot be used"},
-    {CKR_DEVICE_MEMORY, "the token is full"},
-    {CKR_OBJECT_HANDLE_INVALID, "there is no such object; tee-token list shows those that are there"},
-    {CKR_PIN_INCORRECT, "wrong PIN; give the right one with --pin-hex or --so-pin-hex"},
-    {CKR_PIN_LEN_RANGE, "the token does not take a PIN of this length"},
-    {CKR_PIN_LOCKED, "too many wrong tries: the PIN is locked"},
-    {CKR_TOKEN_NOT_PRESENT, "there is no token; make one with: tee-token init"},
-    {CKR_TOKEN_NOT_RECOGNIZED, "the token is not initialised; run: tee-token init"},
-    {CKR_TOKEN_WRITE_PROTECTED, "the token can only be read"},
+struct Meaning {
+  int exit_code;
+  const char* hint;
+};
+
+const std::map<CK_RV, Meaning> kMeanings = {
+    {CKR_ATTRIBUTE_SENSITIVE, {kFailed, "the token does not give this value away"}},
+    {CKR_DEVICE_ERROR, {kUnusable, "the token cannot be used"}},
+    {CKR_DEVICE_MEMORY, {kUnusable, "the token is full"}},
+    {CKR_DEVICE_REMOVED, {kUnusable, "the token was exchanged meanwhile; try again"}},
+    {CKR_OBJECT_HANDLE_INVALID,
+     {kFailed, "there is no such object; tee-token list shows those that are there"}},
+    {CKR_PIN_INCORRECT, {kWrongPin, "wrong PIN; give the right one with --pin-hex or --so-pin-hex"}},
+    {CKR_PIN_LEN_RANGE, {kWrongPin, "the token does not take a PIN of this length"}},
+    {CKR_PIN_LOCKED,
+     {kWrongPin, "too many wrong tries: the PIN is locked; tee-token reset-pin sets a new one"}},
+    {CKR_TOKEN_NOT_PRESENT,
+     {kNoToken, "there is no token; make one with: tee-token init (TEE_TOKEN_DIR says where)"}},
+    {CKR_TOKEN_NOT_RECOGNIZED, {kNoToken, "the token is not initialised; run: tee-token init"}},
+    {CKR_TOKEN_WRITE_PROTECTED, {kUnusable, "the token can only be read"}},
+    {CKR_USER_PIN_NOT_INITIALIZED, {kNoToken, "the user has no PIN yet; run: tee-token reset-pin"}},
 };
 
 }  // namespace
@@ -53,9 +63,19 @@ std::string error_line(CK_RV code, const FailureLines& lines) {
   if (said.find(tee_token::return_value_name(code)) != std::string::npos) {
     return said;
   }
-  const auto hint = kHints.find(code);
+  const auto meaning = kMeanings.find(code);
   return "tee-token: " + tee_token::return_value_name(code) +
-         (hint == kHints.end() ? ": the token refused" : std::string(": ") + hint->second);
+         (meaning == kMeanings.end() ? ": the token refused" : std::string(": ") + meaning->second.hint);
+}
+
+int exit_code_of(CK_RV code) {
+  const auto meaning = kMeanings.find(code);
+  return meaning == kMeanings.end() ? kFailed : meaning->second.exit_code;
+}
+
+std::string help_on_exit_codes() {
+  return "Exit code: 0 done, 1 not done, 2 wrong command line, 3 wrong or locked PIN,\n"
+         "4 no token or not initialised, 5 token cannot be used; more in check --help\n";
 }
 
 }  // namespace tee_token_admin

@@ -22,6 +22,15 @@ class FailureLines {
   int m_file;  // in memory
 };
 
+/// Exit codes when a command was not carried out.
+constexpr int kFailed = 1, kWrongUsage = 2, kWrongPin = 3, kNoToken = 4, kUnusable = 5;
+
+/// The exit code for a token's answer.
+int exit_code_of(CK_RV code);
+
+/// The exit codes, a line each.
+std::string help_on_exit_codes();
+
 /// The one line that tells a user what a token's answer means and what to do about it.
 std::string error_line(CK_RV code, const FailureLines& lines);
 

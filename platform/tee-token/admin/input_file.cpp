@@ -57,17 +57,12 @@ Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   return der;
 }
 
-std::string content_of(const std::string& path) {
-  const File file = open_file(path);
-  std::string text;
-  char part[4096];
-  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
-    text.append(part, length);
+std::size_t count_of(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size()) {
+    ++count;
   }
-  if (std::ferror(file.get()) != 0) {
-    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
-  }
-  return text;
+  return count;
 }
 
 std::string line_of(const std::string& text, std::size_t at) {
@@ -112,6 +107,19 @@ bool only_blanks_follow(Botan::DataSource& source) {
 
 }  // namespace
 
+std::string read_file(const std::string& path) {
+  const File file = open_file(path);
+  std::string text;
+  char part[4096];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
+    text.append(part, length);
+  }
+  if (std::ferror(file.get()) != 0) {
+    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  }
+  return text;
+}
+
 KeyParts read_key(const std::string& path) {
   const Botan::secure_vector<std::uint8_t> der = pkcs8_of(path);
   Botan::DataSource_Memory source(der);
@@ -124,7 +132,7 @@ KeyParts read_key(const std::string& path) {
 }
 
 Botan::X509_Certificate read_certificate(const std::string& path) {
-  const std::string content = content_of(path);
+  const std::string content = read_file(path);
   const bool is_pem = content.find("-----BEGIN ") != std::string::npos;
   Botan::DataSource_Memory source(content);
   try {
@@ -141,7 +149,7 @@ Botan::X509_Certificate read_certificate(const std::string& path) {
 
 std::vector<Botan::X509_Certificate> read_certificates(const std::string& path) {
   static const char kBlanks[] = " \t\r\n";
-  const std::string text = content_of(path);
+  const std::string text = read_file(path);
   std::vector<Botan::X509_Certificate> certificates;
   for (std::size_t at = text.find_first_not_of(kBlanks); at != std::string::npos;
        at = text.find_first_not_of(kBlanks, at)) {
@@ -158,6 +166,39 @@ std::vector<Botan::X509_Certificate> read_certificates(const std::string& path) 
     throw UsageError(path + " holds no X.509 certificate (PEM); leave it out for an empty group");
   }
   return certificates;
+}
+
+Botan::PKCS10_Request read_request(const std::string& path) {
+  const std::string content = read_file(path);
+  Botan::DataSource_Memory source(content);
+  try {
+    Botan::PKCS10_Request request(source);
+    const std::unique_ptr<Botan::Public_Key> key(request.subject_public_key());
+    if (request.check_signature(*key)) {
+      return request;
+    }
+  } catch (const Botan::Exception&) {
+    // said below
+  }
+  throw UsageError(path + " holds no certificate request (PEM or DER) with a right signature");
+}
+
+ReadChain read_chain(const std::string& path) {
+  const std::string content = read_file(path);
+  Botan::DataSource_Memory source(content);
+  ReadChain read;
+  // It ends, as each attempt, successful or not, consumes at least one byte.
+  while (!source.end_of_data()) {
+    try {
+      read.certificates.emplace_back(source);
+    } catch (const Botan::Exception&) {
+      read.undecoded += source.end_of_data() ? 0 : 1;
+    }
+  }
+  // A part that is cut off reaches to the end.
+  const std::size_t begun = count_of(content, "-----BEGIN ");
+  read.undecoded = std::max(read.undecoded, begun - std::min(begun, read.certificates.size()));
+  return read;
 }
 
 }  // namespace tee_token_admin

@@ -2,12 +2,16 @@
 
 #include <botan/bigint.h>
 #include <botan/ec_group.h>
+#include <botan/pkcs10.h>
 #include <botan/x509cert.h>
 
 #include <string>
 #include <vector>
 
 namespace tee_token_admin {
+
+/// All bytes of a file. Throws UsageError.
+std::string read_file(const std::string& path);
 
 /// A private key as PKCS#11 takes it.
 struct KeyParts {
@@ -24,5 +28,17 @@ Botan::X509_Certificate read_certificate(const std::string& path);
 /// Reads X.509 certificates in PEM, at least one. Throws UsageError, also when the file holds anything else
 /// than certificates and blanks.
 std::vector<Botan::X509_Certificate> read_certificates(const std::string& path);
+
+/// Reads a certificate request, PEM or DER. Throws UsageError, also when its signature is wrong.
+Botan::PKCS10_Request read_request(const std::string& path);
+
+/// What an installation makes of a file.
+struct ReadChain {
+  std::vector<Botan::X509_Certificate> certificates;
+  std::size_t undecoded = 0;  // parts that are no certificates, and are left out
+};
+
+/// Reads the certificates that an installation would find in the file, which may hold anything else.
+ReadChain read_chain(const std::string& path);
 
 }  // namespace tee_token_admin

@@ -2,6 +2,8 @@
 
 #include <botan/hex.h>
 
+#include <iterator>
+
 namespace tee_token_admin {
 
 using namespace Botan::PKCS11;
@@ -12,33 +14,37 @@ namespace {
 constexpr std::uint8_t kUserPin[] = {'4', '0', '7', '1', '8', '2', '9', '3', 0};
 constexpr std::uint8_t kOfficerPin[] = {'3', '9', '2', '8', '1', '7', '0', '4', 0};
 
-template <std::size_t length>
-secure_string pin_from(const std::string& hex, const std::uint8_t (&standard)[length], const char* option) {
-  try {
-    return hex.empty() ? secure_string(standard, standard + length) : Botan::hex_decode_locked(hex, false);
-  } catch (const Botan::Exception&) {
-    throw UsageError(std::string(option) + " takes the PIN's bytes as hexadecimal digits, two a byte");
-  }
-}
-
 C_InitializeArgs locking() {
   return {nullptr, nullptr, nullptr, nullptr, static_cast<Flags>(Flag::OsLockingOk), nullptr};
 }
 
 }  // namespace
 
-secure_string user_pin(const Target& target) { return pin_from(target.pin_hex, kUserPin, "--pin-hex"); }
+secure_string pin_of_hex(const std::string& hex, const std::string& name) {
+  try {
+    return Botan::hex_decode_locked(hex, false);
+  } catch (const Botan::Exception&) {
+    throw UsageError(name + " takes the PIN's bytes as hexadecimal digits, two a byte");
+  }
+}
+
+secure_string user_pin(const Target& target) {
+  return target.pin_hex.empty() ? secure_string(std::begin(kUserPin), std::end(kUserPin))
+                                : pin_of_hex(target.pin_hex, "--pin-hex");
+}
 
 secure_string officer_pin(const Target& target) {
-  return pin_from(target.so_pin_hex, kOfficerPin, "--so-pin-hex");
+  return target.so_pin_hex.empty() ? secure_string(std::begin(kOfficerPin), std::end(kOfficerPin))
+                                   : pin_of_hex(target.so_pin_hex, "--so-pin-hex");
 }
 
 OpenSlot::OpenSlot(const Target& target, bool token_present) : m_module(target.module, locking(), nullptr) {
   const std::vector<SlotId> slots = Slot::get_available_slots(m_module, token_present);
+  if (slots.empty() && token_present) {
+    throw PKCS11_ReturnError(ReturnValue::TokenNotPresent);
+  }
   if (slots.empty()) {
-    throw UsageError(token_present
-                         ? "there is no token; make one with: tee-token init (TEE_TOKEN_DIR says where)"
-                         : "the module has no slot");
+    throw UsageError("the module has no slot");
   }
   m_slot.emplace(m_module, slots.front());
 }

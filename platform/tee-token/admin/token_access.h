@@ -29,13 +29,17 @@ class UsageError : public std::runtime_error {
 constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
 constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
 
+/// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
+Botan::PKCS11::secure_string pin_of_hex(const std::string& hex, const std::string& name);
+
 Botan::PKCS11::secure_string user_pin(const Target& target);
 Botan::PKCS11::secure_string officer_pin(const Target& target);
 
 /// The module, loaded, and its first slot.
 class OpenSlot {
  public:
-  /// Throws UsageError when the module has no slot; with `token_present`, when no slot has a token.
+  /// Throws UsageError when the module has no slot; with `token_present`, PKCS11_ReturnError
+  /// (TokenNotPresent) when no slot has a token.
   OpenSlot(const Target& target, bool token_present);
 
   Botan::PKCS11::Slot& slot() { return *m_slot; }

@@ -24,12 +24,19 @@ BigNumber number_in(ByteView bytes) {
   return BigNumber(require_handle(BN_bin2bn(bytes.data, static_cast<int>(bytes.size), nullptr), "a number"));
 }
 
+// The algorithm goes by its object identifier: of the name "EC", libcrypto asks the program's own ENGINE
+// first, which may well lead here.
+PKeyContext new_context(const Curve& curve) {
+  return PKeyContext(
+      require_handle(EVP_PKEY_CTX_new_from_name(nullptr, "1.2.840.10045.2.1", nullptr), curve.name));
+}
+
 // `part` is the private value or the public point.
 PKey key_from(const Curve& curve, const OSSL_PARAM& part, int selection) {
   OSSL_PARAM parameters[] = {
       OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, const_cast<char*>(curve.name), 0), part,
       OSSL_PARAM_construct_end()};
-  const PKeyContext context(require_handle(EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr), curve.name));
+  const PKeyContext context = new_context(curve);
   require_openssl(EVP_PKEY_fromdata_init(context.get()) == 1, curve.name);
   EVP_PKEY* key = nullptr;
   require_openssl(EVP_PKEY_fromdata(context.get(), &key, selection, parameters) == 1, "the key");
@@ -102,7 +109,13 @@ EcPrivateKey::EcPrivateKey(const Bytes& ec_params, const Bytes& value) : m_curve
 
 EcPrivateKey EcPrivateKey::generate(const Bytes& ec_params) {
   const Curve& curve = curve_of(ec_params);
-  return EcPrivateKey(curve, PKey(require_handle(EVP_EC_gen(curve.name), "key generation")));
+  const PKeyContext context = new_context(curve);
+  EVP_PKEY* key = nullptr;
+  require_openssl(EVP_PKEY_keygen_init(context.get()) == 1 &&
+                      EVP_PKEY_CTX_set_group_name(context.get(), curve.name) == 1 &&
+                      EVP_PKEY_generate(context.get(), &key) == 1,
+                  "key generation");
+  return EcPrivateKey(curve, PKey(key));
 }
 
 Bytes EcPrivateKey::value() const {

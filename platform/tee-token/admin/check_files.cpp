@@ -1,0 +1,76 @@
+#include "check_files.h"
+
+#include <sys/stat.h>
+
+#include "error.h"
+#include "file_descriptor.h"
+#include "sqlite.h"
+
+namespace tee_token_admin {
+namespace {
+
+using tee_token::DeviceFolder;
+
+struct File {
+  const char* name;
+  off_t length;  // 0: any
+};
+
+constexpr File kFiles[] = {{"device.key", 32}, {"token.db", 0}, {"pin-tries", 2}};
+
+constexpr char kRemedy[] = "; tee-token restore brings back a copy";
+
+/// A Failure is a finding here.
+template <typename Step>
+void judge(Findings& findings, const std::string& name, const Step& step, const char* remedy = "") {
+  try {
+    step();
+  } catch (const tee_token::Failure& failure) {
+    findings.add(Fault::kFiles, name + failure.what() + remedy);
+  }
+}
+
+void check_length(Findings& findings, const std::string& path, off_t length) {
+  struct stat status {};
+  if (length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != length) {
+    findings.add(Fault::kFiles,
+                 path + " is damaged: it must hold " + std::to_string(length) + " bytes; bring back a copy");
+  }
+}
+
+void check_integrity(Findings& findings, const std::string& path) {
+  tee_token::Database store(path);
+  tee_token::Query answer = store.query("PRAGMA integrity_check");
+  std::string said;
+  while (answer.step()) {
+    const tee_token::Bytes line = answer.bytes(0);
+    said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
+  }
+  if (said != "ok") {
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kRemedy);
+  }
+}
+
+}  // namespace
+
+void check_files(Findings& findings, const DeviceFolder& folder) {
+  judge(findings, folder.path() + ": ", [&] { folder.require_private(); });
+  for (const File& file : kFiles) {
+    const std::string path = folder.file(file.name);
+    judge(findings, "", [&] {
+      tee_token::require_private_file(path);
+      check_length(findings, path, file.length);
+    });
+    struct stat status {};
+    if (::lstat((path + ".new").c_str(), &status) == 0) {
+      findings.add(Fault::kLeftover, path + ".new is a draft that a stop left; remove it");
+    }
+  }
+  if (!findings.has(Fault::kFiles)) {
+    const std::string store = folder.file("token.db");
+    judge(
+        findings, store + ": ", [&] { check_integrity(findings, store); }, kRemedy);
+  }
+}
+
+}  // namespace tee_token_admin

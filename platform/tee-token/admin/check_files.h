@@ -1,0 +1,12 @@
+#pragma once
+
+#include "device_folder.h"
+#include "finding.h"
+
+namespace tee_token_admin {
+
+/// Finds what is wrong with the files of the platform's token: absence, owner, mode, length, the database's
+/// own integrity, and drafts that a stop left.
+void check_files(Findings& findings, const tee_token::DeviceFolder& folder);
+
+}  // namespace tee_token_admin

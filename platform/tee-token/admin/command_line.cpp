@@ -1,0 +1,136 @@
+#include "command_line.h"
+
+#include "error_line.h"
+#include "finding.h"
+
+namespace tee_token_admin {
+
+CommandLine::CommandLine() {
+  m_app.name("tee-token");
+  m_app.require_subcommand(1);
+  m_app.fallthrough();
+  m_app.footer(help_on_exit_codes());
+  m_app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
+  m_app.add_option("--module", m_target.module, "PKCS#11 module to use instead of the platform's token");
+  m_app.add_option("--pin-hex", m_target.pin_hex, "User PIN, in hexadecimal digits");
+  m_app.add_option("--so-pin-hex", m_target.so_pin_hex, "Security officer PIN, in hexadecimal digits");
+  add_making();
+  add_imports();
+  add_trust();
+  add_objects();
+  add_pins();
+  add_checks();
+  add_copies();
+}
+
+int CommandLine::run(int argc, char** argv) {
+  m_app.parse(argc, argv);
+  return m_code;
+}
+
+void CommandLine::add_making() {
+  CLI::App* const command = m_app.add_subcommand("init", "Make the token");
+  command->add_option("--label", m_token_label, "Label of the token")->capture_default_str();
+  command->add_flag("--force", m_force, "Destroy what is on a token that is there already");
+  command->callback([this] { init(m_target, m_token_label, m_force); });
+}
+
+CLI::App* CommandLine::add_import(const char* name, const char* description) {
+  CLI::App* const command = m_app.add_subcommand(name, description);
+  command->add_option("LABEL", m_label, "Label in text form, as in 1_10")->required();
+  return command;
+}
+
+void CommandLine::add_imports() {
+  CLI::App* const key = add_import("import-key", "Store an EC private key");
+  key->add_option("FILE", m_file, "PEM or DER")->required();
+  key->callback([this] { import_key(m_target, m_label, m_file); });
+  CLI::App* const certificate = add_import("import-cert", "Store an X.509 certificate");
+  certificate->add_option("FILE", m_file, "PEM or DER")->required();
+  certificate->callback([this] { import_certificate(m_target, m_label, m_file); });
+  CLI::App* const data = add_import("import-data", "Store a data object, for example a VIN");
+  data->add_option("VALUE", m_value, "Stored as it is")->required();
+  data->callback([this] { import_data(m_target, m_label, m_value); });
+}
+
+void CommandLine::add_trust() {
+  CLI::App* const trust = m_app.add_subcommand(
+      "add-trust-group",
+      "Store a trust store group and its root certificates, which are stored as given, not checked");
+  trust->add_option("GROUP", m_group.identifier, "Identifier of the group")->required();
+  trust->add_option("ROOTS", m_roots, "PEM file, certificates alone; without it the group is empty");
+  trust->add_option("--client", m_group.client, "Client that may open the group")->capture_default_str();
+  trust->callback([this] { add_trust_group(m_target, m_group, m_roots); });
+}
+
+CLI::App* CommandLine::add_with_handle(const char* name, const char* description) {
+  CLI::App* const command = m_app.add_subcommand(name, description);
+  command->add_option("HANDLE", m_object, "Number that list shows")
+      ->required()
+      ->check(CLI::Range(Botan::PKCS11::ObjectHandle{1}, ~Botan::PKCS11::ObjectHandle{0} - 1));
+  return command;
+}
+
+void CommandLine::add_objects() {
+  CLI::App* const show = m_app.add_subcommand("list", "Show all objects");
+  show->add_flag("--json", m_json, "As a JSON array");
+  show->callback([this] { list(m_target, m_json); });
+  add_with_handle("export", "Write a certificate, chain, trust group or public key as PEM, or data as it is")
+      ->callback([this] { export_object(m_target, m_object); });
+  add_with_handle("destroy", "Remove one object; a trust group with its roots")->callback([this] {
+    destroy(m_target, m_object);
+  });
+}
+
+void CommandLine::add_pins() {
+  const struct {
+    const char* name;
+    const char* description;
+    void (*command)(const Target&, const std::string&);
+  } pins[] = {
+      {"change-pin", "Change the user's PIN", change_pin},
+      {"change-so-pin", "Change the security officer's PIN", change_so_pin},
+      {"reset-pin", "Set a new PIN for the user, as security officer; takes the lock off", reset_pin},
+  };
+  for (const auto& pin : pins) {
+    CLI::App* const command = m_app.add_subcommand(pin.name, pin.description);
+    command->add_option("--new-pin-hex", m_new_pin, "In hexadecimal digits; without it, a line of stdin");
+    command->callback([this, set = pin.command] { set(m_target, m_new_pin); });
+  }
+}
+
+void CommandLine::add_checks() {
+  CLI::App* const token = m_app.add_subcommand("check", "Look for what is wrong with the token");
+  token->callback([this] { m_code = check(m_target, m_chain.days, m_json); });
+  CLI::App* const chain =
+      m_app.add_subcommand("check-chain", "Look for what is wrong with a backend's answer");
+  chain->add_option("CHAIN", m_chain.chain, "The file that is to be installed")->required();
+  CLI::Option* const key = chain->add_option("--key", m_chain.label, "Label of the public key on the token");
+  chain->add_option("--csr", m_chain.request, "File of the request, PEM or DER")->excludes(key);
+  chain->add_option("--roots", m_chain.roots, "PEM file of the roots that the chain must verify with");
+  chain->callback([this] {
+    if (m_chain.label.empty() && m_chain.request.empty()) {
+      throw CLI::RequiredError("--key or --csr");
+    }
+    m_code = check_chain(m_target, m_chain, m_json);
+  });
+  for (CLI::App* const command : {token, chain}) {
+    command->add_option("--days", m_chain.days, "Tell of certificates, too, that expire within so many days")
+        ->check(CLI::Range(0, 36500));
+    command->add_flag("--json", m_json, "As a JSON object");
+    command->footer(help_on_faults());
+  }
+}
+
+void CommandLine::add_copies() {
+  CLI::App* const copy =
+      m_app.add_subcommand("backup", "Write a sealed copy of the token, all but the device key");
+  copy->add_option("FILE", m_file, "A file that is not there, or an older backup")->required();
+  copy->callback([this] { backup(m_target, m_file); });
+  CLI::App* const back = m_app.add_subcommand("restore", "Bring back a copy, on the device that it is of");
+  back->add_option("FILE", m_file, "What backup wrote")->required();
+  back->add_flag("--force", m_force, "Replace a token that is there");
+  back->callback([this] { restore(m_target, m_file, m_force); });
+}
+
+}  // namespace tee_token_admin

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# OpenSSH takes its keys from the token: alone, and in an agent that signs with them.
+source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
+make_token
+make_key
+
+ssh-keygen -D "$module" -e 2>/dev/null >one
+ssh-keygen -e -m PKCS8 -f one | cmp - one.pub
+
+printf '#!/bin/sh\necho %s\n' "$pin" >askpass
+chmod +x askpass
+export SSH_ASKPASS=$folder/askpass SSH_ASKPASS_REQUIRE=force
+eval "$(ssh-agent -s -a "$folder/agent" -P "$module")" >/dev/null
+trap 'kill "$SSH_AGENT_PID"; rm -rf "$folder"' EXIT
+expect 'Card added' ssh-add -s "$module"
+expect 'one (ECDSA)' ssh-add -l
+expect 'Write signature' ssh-keygen -Y sign -f one -n file message
+echo "device $(<one)" >allowed
+verify() { ssh-keygen -Y verify -f allowed -I device -n file -s message.sig >/dev/null 2>&1; }
+verify <message || die 'the signature verifies'
+! verify <allowed || die 'the signature verifies another message'
+expect 'Card removed' ssh-add -e "$module"
+refused 'no identities' ssh-add -l

@@ -1,0 +1,44 @@
+# For scripts that have another program use the module: they source this with the paths of the module and of
+# tee-token, and work in a folder of their own, whose token has the PINs 4321 and 87654321.
+set -euo pipefail
+shopt -s inherit_errexit
+module=$1 tee_token=$2
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+export TEE_TOKEN_DIR=$folder/token HOME=$folder LC_ALL=C.UTF-8 GNUTLS_PIN=4321
+unset XDG_CONFIG_HOME OPENSSL_CONF TEE_TOKEN_LOG TEE_TOKEN_LOG_FD
+pin=4321 officer_pin=87654321
+
+die() {
+  printf 'failed: %s\n' "$*" >&2
+  exit 1
+}
+
+# expect TEXT COMMAND...: the command succeeds, and its output has the text.
+expect() {
+  local output
+  output=$("${@:2}" 2>&1 </dev/null) || die "${*:2}: $output"
+  [[ $output == *"$1"* ]] || die "${*:2}: no '$1' in: $output"
+}
+
+# refused TEXT COMMAND...: the command fails, and its output has the text.
+refused() {
+  local output
+  ! output=$("${@:2}" 2>&1 </dev/null) || die "${*:2} should have failed: $output"
+  [[ $output == *"$1"* ]] || die "${*:2}: no '$1' in: $output"
+}
+
+make_token() {
+  expect "made token 'desk'" "$tee_token" --pin-hex 34333231 --so-pin-hex 3837363534333231 init --label desk
+}
+
+# By its public key's file, for the rest of the script.
+make_key() {
+  expect 'Key pair generated' pkcs11-tool --module "$module" --login --pin "$pin" --keypairgen \
+    --key-type EC:prime256v1 --id 01 --label one
+  pkcs11-tool --module "$module" --read-object --type pubkey --id 01 2>/dev/null |
+    openssl pkey -pubin -inform DER -out one.pub
+}
+
+echo 'to be signed' >message

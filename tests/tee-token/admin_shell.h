@@ -1,0 +1,29 @@
+#pragma once
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+
+namespace token_test {
+
+struct Outcome {
+  int code;
+  std::string text;  // stdout and stderr
+};
+
+inline Outcome shell(const std::string& command) {
+  Outcome outcome{-1, ""};
+  std::FILE* const pipe = ::popen(("(" + command + ") 2>&1").c_str(), "r");
+  char part[512];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, pipe)) > 0;) {
+    outcome.text.append(part, length);
+  }
+  outcome.code = WEXITSTATUS(::pclose(pipe));
+  return outcome;
+}
+
+/// The tee-token program on the token of TEE_TOKEN_DIR.
+inline Outcome admin(const std::string& arguments) { return shell("'" TEE_TOKEN_ADMIN "' " + arguments); }
+
+}  // namespace token_test
