@@ -61,7 +61,7 @@ std::vector<std::string> places_of(const Secret& secret) {
     unsigned long first = 0, end = 0;
     char rights[5] = {};
     std::sscanf(line.c_str(), "%lx-%lx %4s", &first, &end, rights);
-    constexpr unsigned long kSanitizersOwn = 1UL << 28;  // its shadow has terabytes
+    constexpr unsigned long kSanitizersOwn = 1UL << 24;  // its shadow has terabytes
     if (rights[1] != 'w' || end - first > kSanitizersOwn) {
       continue;
     }
