@@ -58,6 +58,11 @@ std::string url_safe(const std::string& chain) {
   std::string damaged = chain;
   std::replace(damaged.begin(), damaged.end(), '+', '-');
   std::replace(damaged.begin(), damaged.end(), '/', '_');
+  // Reading begins anew soon after a dash, and would take a 0 for the first byte of DER, now and then.
+  for (auto dash = damaged.find('-'); dash != std::string::npos; dash = damaged.find('-', dash + 1)) {
+    const auto end = damaged.begin() + static_cast<std::ptrdiff_t>(std::min(dash + 8, damaged.size()));
+    std::replace(damaged.begin() + static_cast<std::ptrdiff_t>(dash), end, '0', '1');
+  }
   return damaged;
 }
 
