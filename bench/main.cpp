@@ -1,4 +1,5 @@
-// Time of one operation of the library beside that of a raw PKCS#11 sequence on SoftHSM2, in the same run.
+// Time of one operation of the library beside that of a raw PKCS#11 sequence on SoftHSM2, and of the token's
+// steps beside those on a smaller token, in the same run.
 
 #include <ozk/tee/client_cert_initializer_api.h>
 #include <stdlib.h>
@@ -53,8 +54,20 @@ double raw(const char* module, std::size_t objects, int rounds) {
   return median_microseconds(rounds, [&] { token.sign_once(); });
 }
 
-void measure() {
-  const Folder folder;
+/// What a step costs must not depend on what else is on the token.
+void compare_sizes(const Folder& folder) {
+  ::setenv("TEE_TOKEN_DIR", folder.make("ten").c_str(), 1);
+  const auto small = RawToken(TEE_TOKEN_MODULE, 10).time_steps(kRounds);
+  ::setenv("TEE_TOKEN_DIR", folder.make("ten-thousand").c_str(), 1);
+  const auto large = RawToken(TEE_TOKEN_MODULE, 10000).time_steps(kRounds);
+  std::printf("\n%-58s %11s   %s\n", "median of one step, with 10,000 objects", "time",
+              "ratio to 10 objects");
+  line("tee-token, C_Initialize and C_Finalize", large.load, small.load);
+  line("tee-token, C_Login and C_Logout", large.login, small.login);
+  line("tee-token, search for one object", large.search, small.search);
+}
+
+void measure(const Folder& folder) {
   std::printf("%-58s %11s   %s\n", "median of one call", "time", "ratio to SoftHSM2");
   use_soft_hsm(folder.make("softhsm-few"));
   const double few = raw(kSoftHsm, 0, kRounds);
@@ -85,7 +98,9 @@ void measure() {
 
 int main() {
   try {
-    measure();
+    const Folder folder;
+    measure(folder);
+    compare_sizes(folder);
     return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "bench: %s\n", failure.what());

@@ -3,6 +3,8 @@
 #include <botan/p11_ecdsa.h>
 #include <botan/p11_object.h>
 
+#include "stopwatch.h"
+
 namespace bench {
 
 using namespace Botan::PKCS11;
@@ -34,6 +36,15 @@ void make_key(Session& session) {
   generate_ecdsa_keypair(session, public_half, private_half);
 }
 
+ObjectHandle find_key(Session& session) {
+  AttributeContainer wanted(ObjectClass::PrivateKey);
+  wanted.add_string(AttributeType::Label, kLabel);
+  ObjectFinder finder(session, wanted.attributes());
+  const ObjectHandle key = finder.find().at(0);
+  finder.finish();
+  return key;
+}
+
 }  // namespace
 
 RawToken::RawToken(std::string module, std::size_t other_objects) : m_module(std::move(module)) {
@@ -56,16 +67,24 @@ RawToken::RawToken(std::string module, std::size_t other_objects) : m_module(std
 
 void RawToken::sign_once() const {
   LoggedIn user(m_module);
-  AttributeContainer wanted(ObjectClass::PrivateKey);
-  wanted.add_string(AttributeType::Label, kLabel);
-  ObjectFinder finder(user.session, wanted.attributes());
-  const ObjectHandle key = finder.find().at(0);
-  finder.finish();
+  const ObjectHandle key = find_key(user.session);
   Mechanism mechanism = {static_cast<CK_MECHANISM_TYPE>(MechanismType::Ecdsa), nullptr, 0};
   const secure_string digest(32, 7);
   secure_string signature;
   user.module->C_SignInit(user.session.handle(), &mechanism, key);
   user.module->C_Sign(user.session.handle(), digest, signature);
+}
+
+RawToken::Steps RawToken::time_steps(int rounds) const {
+  Steps steps = {};
+  steps.load = median_microseconds(rounds, [&] { Module{m_module}; });
+  LoggedIn user(m_module);
+  steps.login = median_microseconds(rounds, [&] {
+    user.session.logoff();
+    user.session.login(UserType::User, kPin);
+  });
+  steps.search = median_microseconds(rounds, [&] { find_key(user.session); });
+  return steps;
 }
 
 }  // namespace bench

@@ -16,6 +16,14 @@ class RawToken {
   /// costs at this level.
   void sign_once() const;
 
+  /// Median times of single steps, in microseconds.
+  struct Steps {
+    double load;    // load, initialise, finalise, unload
+    double login;   // and logout
+    double search;  // for one object, by class and label
+  };
+  Steps time_steps(int rounds) const;
+
  private:
   std::string m_module;
 };

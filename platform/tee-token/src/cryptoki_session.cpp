@@ -69,10 +69,8 @@ CK_RV C_GetFunctionStatus(CK_SESSION_HANDLE session) { return not_parallel("C_Ge
 
 CK_RV C_CancelFunction(CK_SESSION_HANDLE session) { return not_parallel("C_CancelFunction", session); }
 
-CK_RV C_SeedRandom(CK_SESSION_HANDLE session, unsigned char*, CK_ULONG) {
-  return session_call("C_SeedRandom", session, [](Session&) {
-    throw Error(CKR_RANDOM_SEED_NOT_SUPPORTED, "the generator seeds itself");
-  });
+CK_RV C_SeedRandom(CK_SESSION_HANDLE session, unsigned char* seed, CK_ULONG length) {
+  return session_call("C_SeedRandom", session, [&](Session&) { add_entropy(input(seed, length)); });
 }
 
 CK_RV C_GenerateRandom(CK_SESSION_HANDLE session, unsigned char* random, CK_ULONG length) {

@@ -2,6 +2,9 @@
 
 #include <openssl/rand.h>
 
+#include <algorithm>
+#include <climits>
+
 #include "openssl_handles.h"
 
 namespace tee_token {
@@ -18,6 +21,10 @@ Bytes random_bytes(std::size_t length) {
   Bytes bytes(length);
   require_openssl(RAND_priv_bytes_ex(nullptr, bytes.data(), length, 0) == 1, "random generation");
   return bytes;
+}
+
+void add_entropy(ByteView bytes) {
+  RAND_add(bytes.data, static_cast<int>(std::min<std::size_t>(bytes.size, INT_MAX)), 0);
 }
 
 Bytes seal(const Bytes& key, ByteView plaintext, ByteView context) {

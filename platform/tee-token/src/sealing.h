@@ -12,6 +12,9 @@ constexpr std::size_t kKeyLength = 32;
 /// `length` bytes from libcrypto's private generator.
 Bytes random_bytes(std::size_t length);
 
+/// Mixes a caller's bytes into libcrypto's generators, which seed themselves and count on none of them.
+void add_entropy(ByteView bytes);
+
 /// `plaintext` under AES-256-GCM: nonce (12 bytes), ciphertext, tag (16 bytes).
 /// `context` is authenticated with it, so that the result opens nowhere else.
 Bytes seal(const Bytes& key, ByteView plaintext, ByteView context);

@@ -35,7 +35,7 @@ class LockedPages : public std::pmr::memory_resource {
 struct Pool {
   std::mutex mutex;
   LockedPages pages;
-  std::pmr::monotonic_buffer_resource chunks{32 * 1024, &pages};
+  std::pmr::monotonic_buffer_resource chunks{std::size_t{32} * 1024, &pages};
   std::pmr::unsynchronized_pool_resource blocks{{16, kLongest}, &chunks};
 };
 

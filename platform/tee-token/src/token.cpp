@@ -38,9 +38,8 @@ Bytes new_serial() {
 
 const WrappedKey& key_of(const TokenRecord& record, User user) {
   if (user == User::kUser && !record.user) {
-    throw Failure(
-        CKR_USER_PIN_NOT_INITIALIZED,
-        "the user has no PIN yet, as after an init that was interrupted; run: tee-token init --force");
+    throw Failure(CKR_USER_PIN_NOT_INITIALIZED,
+                  "the user has no PIN yet; the security officer sets one: tee-token reset-pin");
   }
   return user == User::kUser ? *record.user : record.officer;
 }

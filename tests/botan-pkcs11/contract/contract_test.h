@@ -23,7 +23,6 @@ struct Token {
   const char* name;
   const char* module;
   std::map<std::string, MechanismType> hashes;  // of messages that it signs; none: it signs digests only
-  ReturnValue answer_to_seeds;
   bool slot_can_be_empty;  // otherwise there is always a token, which may wait for its initialization
 
   bool signs_messages() const { return !hashes.empty(); }
@@ -36,9 +35,8 @@ inline const std::vector<Token> kAllTokens = {
      {{"SHA-256", MechanismType::EcdsaSha256},
       {"SHA-384", MechanismType::EcdsaSha384},
       {"SHA-512", MechanismType::EcdsaSha512}},
-     ReturnValue::RandomSeedNotSupported,
      true},
-    {"SoftHSM", SOFTHSM, {}, ReturnValue::OK, false},
+    {"SoftHSM", SOFTHSM, {}, false},
 };
 
 template <typename Ability>

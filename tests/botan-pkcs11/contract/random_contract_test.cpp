@@ -9,7 +9,7 @@ namespace {
 using RandomTest = TokenTest;
 ON_TOKENS(RandomTest, kAllTokens);
 
-TEST_P(RandomTest, NumbersAreFreshFillAllTheirRoomAndNeedNoSeed) {
+TEST_P(RandomTest, NumbersAreFreshFillAllTheirRoomAndNeedNoSeedButTakeIt) {
   Session session(slot, true);
   PKCS11_RNG generator(session);
   std::set<Bytes> seen;
@@ -21,7 +21,7 @@ TEST_P(RandomTest, NumbersAreFreshFillAllTheirRoomAndNeedNoSeed) {
   EXPECT_EQ(std::set<uint8_t>(many.end() - 5000, many.end()).size(), 256U);
   EXPECT_TRUE(generator.is_seeded());
   EXPECT_EQ(generator.reseed(Botan::Entropy_Sources::global_sources()), 0U);
-  EXPECT_EQ(error_of([&] { generator.add_entropy(pin.data(), pin.size()); }), GetParam().answer_to_seeds);
+  EXPECT_NO_THROW(generator.add_entropy(pin.data(), pin.size()));
   EXPECT_TRUE(Botan::ECDSA_PrivateKey(generator, Botan::EC_Group("secp256r1")).check_key(rng, true));
 }
 
