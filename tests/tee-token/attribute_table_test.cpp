@@ -31,6 +31,7 @@ const char* text_of(Default fallback) {
 const char* text_of(Setter setter) {
   const char* const names[] = {"at creation",
                                "anytime",
+                               "anytime; of a certificate at creation",
                                "anytime, but not back to false",
                                "anytime, but not back to true",
                                "true: officer",

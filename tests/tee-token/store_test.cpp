@@ -150,5 +150,33 @@ TEST_F(StoreTest, OneOfSeveralInitialisationsWins) {
   }
 }
 
+TEST_F(StoreTest, AnObjectThatIsNotAsItWasStoredIsDamagedAndNoFault) {
+  ASSERT_EQ(login(), OK);
+  for (const std::string damage :
+       {"UPDATE attribute SET value = x'' WHERE type = 2",
+        "UPDATE attribute SET value = x'01' WHERE type = 256",
+        "UPDATE attribute SET value = x'0500' WHERE type = 384", "DELETE FROM attribute WHERE type = 384",
+        "DELETE FROM attribute WHERE type = 17", "DELETE FROM attribute WHERE type = 0",
+        "UPDATE attribute SET value = x'FFFFFFFF00000000' WHERE type = 0"}) {
+    const CK_OBJECT_HANDLE key = generate()[1];
+    alter_store(damage + " AND object = " + std::to_string(key));
+    Value signature;
+    EXPECT_EQ(sign(key, CKM_ECDSA, Value(32, 1), signature), answer(CKR_DEVICE_ERROR)) << damage;
+  }
+}
+
+TEST_F(StoreTest, AStoreThatWasMovedAwayIsNotUsedAnyMore) {
+  ASSERT_EQ(login(), OK);
+  const CK_OBJECT_HANDLE key = generate()[1];
+  std::filesystem::rename(file("token.db"), file("moved"));
+  Value signature;
+  EXPECT_EQ(sign(key, CKM_ECDSA, Value(32, 1), signature), answer(CKR_DEVICE_REMOVED));
+  EXPECT_EQ(answer(m_token->C_Logout(m_session)), OK);
+  EXPECT_EQ(login({'w', 'r', 'o', 'n', 'g'}), answer(CKR_DEVICE_REMOVED)) << "and no try is counted";
+  std::filesystem::rename(file("moved"), file("token.db"));
+  EXPECT_EQ(login(), OK);
+  EXPECT_EQ(sign(key, CKM_ECDSA, Value(32, 1), signature), OK);
+}
+
 }  // namespace
 }  // namespace token_test

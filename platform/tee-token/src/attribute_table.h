@@ -24,13 +24,14 @@ enum class Default {
 
 /// Who may set an attribute, and when.
 enum class Setter {
-  kCreator,    // at creation only
-  kAnytime,    // also later, by C_SetAttributeValue
-  kUpwards,    // later only from false to true
-  kDownwards,  // later only from true to false
-  kOfficer,    // to true by the security officer alone
-  kFalseOnly,  // to false at creation; true by the token alone, or never
-  kToken,      // by the token alone
+  kCreator,        // at creation only
+  kAnytime,        // also later, by C_SetAttributeValue
+  kAnytimeOfKeys,  // the same, but of a certificate at creation only
+  kUpwards,        // later only from false to true
+  kDownwards,      // later only from true to false
+  kOfficer,        // to true by the security officer alone
+  kFalseOnly,      // to false at creation; true by the token alone, or never
+  kToken,          // by the token alone
 };
 
 /// The object classes that have an attribute, as bits.

@@ -24,7 +24,9 @@ class Attributes {
   const Bytes& at(CK_ATTRIBUTE_TYPE type) const;
   CK_ULONG number(CK_ATTRIBUTE_TYPE type) const { return number_of<CK_ULONG>(at(type)); }
   /// An absent attribute is false.
-  bool is_true(CK_ATTRIBUTE_TYPE type) const { return has(type) && at(type)[0] != CK_FALSE; }
+  bool is_true(CK_ATTRIBUTE_TYPE type) const {
+    return has(type) && !at(type).empty() && at(type)[0] != CK_FALSE;
+  }
 
   void set(CK_ATTRIBUTE_TYPE type, Bytes value) { m_values[type] = std::move(value); }
   void set_number(CK_ATTRIBUTE_TYPE type, CK_ULONG value) { set(type, bytes_of(value)); }

@@ -1,16 +1,30 @@
 #pragma once
 
 #include <openssl/err.h>
+#include <pthread.h>
 
 #include "failure_line.h"
 #include "module.h"
 
 namespace tee_token {
 
+/// A call is not cancelled half-way: glibc's unwinding would go through SQLite and end in the catch below.
+class Uncancellable {
+ public:
+  Uncancellable() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
+  Uncancellable(const Uncancellable&) = delete;
+  Uncancellable& operator=(const Uncancellable&) = delete;
+  ~Uncancellable() { ::pthread_setcancelstate(m_before, nullptr); }
+
+ private:
+  int m_before = 0;
+};
+
 /// Runs `operation` and turns what it throws into the answer of `call`. libcrypto's error queue, which is the
 /// host program's too, is left as it was.
 template <typename Operation>
 CK_RV answer_of(const char* call, Operation operation) noexcept {
+  const Uncancellable whole;
   const std::lock_guard<std::mutex> lock(Module::mutex());
   ERR_set_mark();
   CK_RV answer = CKR_OK;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -48,7 +49,8 @@ int default_destination() {
   const char* const setting = ::secure_getenv("TEE_TOKEN_LOG_FD");
   char* end = nullptr;
   const long number = setting == nullptr ? STDERR_FILENO : std::strtol(setting, &end, 10);
-  const bool usable = setting == nullptr || (end != setting && *end == '\0' && number > 0);
+  const bool usable =
+      setting == nullptr || (end != setting && *end == '\0' && number > 0 && number <= INT_MAX);
   return usable ? static_cast<int>(number) : STDERR_FILENO;
 }
 
@@ -71,7 +73,8 @@ bool write_quietly(int file, const std::string& line) {
 }
 
 void append_to(const char* path, const std::string& line) {
-  const FileDescriptor file(::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600));
+  const FileDescriptor file(
+      ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600));
   if (file.get() < 0 || !write_quietly(file.get(), line)) {
     write_quietly(STDERR_FILENO, line + "tee-token: TEE_TOKEN_LOG: cannot write to " + path + ": " +
                                      std::strerror(errno) + "\n");
@@ -105,7 +108,9 @@ void write_to_log(const std::string& line) {
     write_to(destination, line);
   }
   if (wanted.destinations.empty()) {
-    write_quietly(default_destination(), line);
+    if (!write_quietly(default_destination(), line)) {
+      write_quietly(STDERR_FILENO, line);
+    }
   }
 }
 

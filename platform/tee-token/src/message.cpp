@@ -1,8 +1,15 @@
 #include "message.h"
 
+#include <algorithm>
+
 #include "error.h"
 
 namespace tee_token {
+namespace {
+
+constexpr std::size_t kLongestOrder = 66;  // bytes, of secp521r1
+
+}  // namespace
 
 Bytes Message::digest_of(ByteView data) const {
   if (m_parts != nullptr) {
@@ -12,7 +19,7 @@ Bytes Message::digest_of(ByteView data) const {
     if (data.size == 0) {
       throw Error(CKR_DATA_LEN_RANGE, "CKM_ECDSA takes a digest, not an empty message");
     }
-    return data.copy();
+    return ByteView(data.data, std::min(data.size, kLongestOrder)).copy();  // ECDSA looks at no more
   }
   Bytes digest(digest_length());
   require_openssl(EVP_Digest(data.data, data.size, digest.data(), nullptr, m_hash, nullptr) == 1, "hashing");

@@ -15,11 +15,21 @@ struct Process {
 };
 
 // Never destroyed: calls may come while the program exits.
+Process& process();
+
+/// What is locked is not locked in a child, and the parent's login is not its own.
+void leave_to_child() {
+  lock_secure_memory();
+  if (process().module != nullptr) {
+    process().module->token().forget_login();
+  }
+  process().mutex.unlock();
+}
+
 Process& process() {
   static Process& only = *[] {
     auto* const made = new Process;
-    ::pthread_atfork([] { process().mutex.lock(); }, [] { process().mutex.unlock(); },
-                     [] { process().mutex.unlock(); });
+    ::pthread_atfork([] { process().mutex.lock(); }, [] { process().mutex.unlock(); }, leave_to_child);
     return made;
   }();
   return only;

@@ -96,6 +96,9 @@ void require_sound_certificate(const Attributes& certificate) {
   if (type == CKC_X_509 && certificate.at(CKA_SUBJECT).empty()) {
     throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_SUBJECT");
   }
+  if (type == CKC_X_509 && certificate.at(CKA_VALUE).empty() && certificate.at(CKA_URL).empty()) {
+    throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_VALUE or a CKA_URL");
+  }
 }
 
 void require_sound(Attributes& object, Classes object_class) {
@@ -197,6 +200,7 @@ void require_changeable(const Attributes& current, const Attributes& changes, Cr
     const bool turns_on = rule.layout == Layout::kBool && value[0] != CK_FALSE;
     const bool same = current.has(type) && current.at(type) == value;
     const bool allowed = same || rule.setter == Setter::kAnytime || rule.setter == Setter::kOfficer ||
+                         (rule.setter == Setter::kAnytimeOfKeys && object_class != kCertificate) ||
                          (rule.setter == Setter::kUpwards && turns_on) ||
                          (rule.setter == Setter::kDownwards && !turns_on);
     if (!allowed) {

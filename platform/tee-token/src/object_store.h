@@ -1,9 +1,13 @@
 #pragma once
 
 #include "attributes.h"
+#include "error.h"
 #include "sqlite.h"
 
 namespace tee_token {
+
+/// What to throw of an object that is not as the token stores objects.
+Failure damaged_object(CK_OBJECT_HANDLE object);
 
 /// The objects of one database: those of the token in its store, or those of the sessions in memory.
 ///

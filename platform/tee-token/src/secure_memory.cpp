@@ -6,6 +6,8 @@
 #include <memory_resource>
 #include <mutex>
 #include <new>
+#include <utility>
+#include <vector>
 
 namespace tee_token {
 namespace {
@@ -19,17 +21,30 @@ constexpr std::size_t kLongest = 1024;
 #endif
 
 class LockedPages : public std::pmr::memory_resource {
+ public:
+  void lock() noexcept {
+    for (const Range& range : m_all) {
+      static_cast<void>(::mlock(range.first, range.second));
+    }
+  }
+
+ private:
+  using Range = std::pair<void*, std::size_t>;
+
   void* do_allocate(std::size_t size, std::size_t) override {
     void* const pages = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) {
       throw std::bad_alloc();
     }
-    static_cast<void>(::mlock(pages, size));
     static_cast<void>(::madvise(pages, size, MADV_DONTDUMP));
+    m_all.push_back({pages, size});
+    lock();
     return pages;
   }
   void do_deallocate(void* pages, std::size_t size, std::size_t) override { ::munmap(pages, size); }
   bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+
+  std::vector<Range> m_all;
 };
 
 struct Pool {
@@ -64,5 +79,7 @@ void free_secure(void* memory, std::size_t size) noexcept {
   const std::lock_guard<std::mutex> lock(pool().mutex);
   pool().blocks.deallocate(memory, size);
 }
+
+void lock_secure_memory() noexcept { pool().pages.lock(); }
 
 }  // namespace tee_token

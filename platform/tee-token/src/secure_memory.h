@@ -11,4 +11,7 @@ void* allocate_secure(std::size_t size);
 /// Overwrites the memory and gives it back. `size` is that of the allocation.
 void free_secure(void* memory, std::size_t size) noexcept;
 
+/// Locks what is there: a forked child does not inherit the locks.
+void lock_secure_memory() noexcept;
+
 }  // namespace tee_token

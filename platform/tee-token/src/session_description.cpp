@@ -3,10 +3,15 @@
 namespace tee_token {
 namespace {
 
+/// No more of it than a line has room for.
 std::string printable(const Bytes& label) {
   constexpr char kDigits[] = "0123456789abcdef";
+  constexpr std::size_t kLongest = 64;
   std::string text;
   for (const std::uint8_t byte : label) {
+    if (text.size() >= kLongest) {
+      return text + "...";
+    }
     if (byte >= 0x20 && byte < 0x7F && byte != '"' && byte != '\\') {
       text += static_cast<char>(byte);
     } else {
@@ -39,7 +44,7 @@ std::string Session::description_of(CK_OBJECT_HANDLE object, CK_RV code) {
       }
       return name_of(object_class) + " \"" + printable(label) + "\" (" + number + ")";
     });
-  } catch (const Error&) {
+  } catch (const std::exception&) {
     return number;
   }
 }

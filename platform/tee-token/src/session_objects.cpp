@@ -17,13 +17,17 @@ CK_OBJECT_HANDLE Session::insert(const Attributes& object) {
 
 CK_OBJECT_HANDLE Session::copy(CK_OBJECT_HANDLE object, const Attributes& changes) {
   ObjectSpace& objects = m_token.objects();
-  const Attributes copied = view([&] {
-    objects.require_visible(object);
-    return copied_object(objects.store_of(object).load(object), changes);
+  const bool to_token = changes.has(CKA_TOKEN) ? changes.is_true(CKA_TOKEN)
+                                               : &objects.store_of(object) == &objects.store_for(true);
+  return change(objects.store_for(to_token), [&] {
+    const Attributes copied = view([&] {
+      objects.require_visible(object);
+      return copied_object(objects.store_of(object).load(object), changes);
+    });
+    require_may_write(to_token);
+    objects.require_may_store(copied);
+    return insert(copied);
   });
-  require_may_write(copied.is_true(CKA_TOKEN));
-  objects.require_may_store(copied);
-  return change(objects.store_for(copied.is_true(CKA_TOKEN)), [&] { return insert(copied); });
 }
 
 void Session::destroy(CK_OBJECT_HANDLE object) {

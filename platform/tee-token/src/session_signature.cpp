@@ -17,6 +17,16 @@ void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
   throw Error(CKR_MECHANISM_INVALID, "the mechanism is not among the key's CKA_ALLOWED_MECHANISMS");
 }
 
+/// It was right when it was stored: what is wrong with it now is damage.
+template <typename Key>
+Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_TYPE content) {
+  try {
+    return Key(attributes.at(CKA_EC_PARAMS), attributes.at(content));
+  } catch (const Error&) {
+    throw damaged_object(key);
+  }
+}
+
 }  // namespace
 
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
@@ -27,7 +37,11 @@ Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_clas
     }
     return objects.store_of(key).load(key);
   });
-  if (attributes.number(CKA_CLASS) != object_class) {
+  const CK_OBJECT_CLASS found = attributes.number(CKA_CLASS);
+  if (found != CKO_PUBLIC_KEY && found != CKO_PRIVATE_KEY) {
+    throw Error(CKR_KEY_HANDLE_INVALID, "object " + std::to_string(key) + " is no key");
+  }
+  if (found != object_class) {
     throw Error(CKR_KEY_TYPE_INCONSISTENT, "this is not a key for this operation");
   }
   if (!attributes.is_true(use)) {
@@ -42,7 +56,7 @@ void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   const Mechanism& mechanism = mechanism_of(given, CKF_SIGN);
   const Attributes attributes = usable_key(key, CKO_PRIVATE_KEY, CKA_SIGN);
   require_allows(attributes, mechanism.type);
-  m_operation = Signature{{attributes.at(CKA_EC_PARAMS), attributes.at(CKA_VALUE)}, Message(mechanism)};
+  m_operation = Signature{stored_key<EcPrivateKey>(key, attributes, CKA_VALUE), Message(mechanism)};
 }
 
 void Session::sign(ByteView data, OutputBuffer signature) {
@@ -68,7 +82,7 @@ void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key
   const Mechanism& mechanism = mechanism_of(given, CKF_VERIFY);
   const Attributes attributes = usable_key(key, CKO_PUBLIC_KEY, CKA_VERIFY);
   require_allows(attributes, mechanism.type);
-  m_operation = Verification{{attributes.at(CKA_EC_PARAMS), attributes.at(CKA_EC_POINT)}, Message(mechanism)};
+  m_operation = Verification{stored_key<EcPublicKey>(key, attributes, CKA_EC_POINT), Message(mechanism)};
 }
 
 void Session::verify(ByteView data, ByteView signature) {

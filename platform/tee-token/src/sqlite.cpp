@@ -76,6 +76,15 @@ void Database::execute(const char* sql) {
   require(sqlite3_exec(m_connection.get(), sql, nullptr, nullptr, nullptr), m_connection.get());
 }
 
+void Database::require_in_place() {
+  int moved = 0;
+  if (sqlite3_file_control(m_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
+      moved != 0) {
+    throw Failure(CKR_DEVICE_REMOVED,
+                  "the store was moved or removed while it was in use; C_Finalize and C_Initialize");
+  }
+}
+
 Query Database::query(const char* sql) {
   auto& statement = m_statements[sql];
   if (statement == nullptr) {

@@ -50,6 +50,9 @@ class Database {
   /// The statement `sql`, a string literal: prepared once, then reused.
   Query query(const char* sql);
 
+  /// Throws CKR_DEVICE_REMOVED when the file is no longer at the path that it was opened at.
+  void require_in_place();
+
   bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
   sqlite3_int64 last_row() const { return sqlite3_last_insert_rowid(m_connection.get()); }
 

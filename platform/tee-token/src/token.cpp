@@ -68,6 +68,7 @@ void Token::require_initialised() {
 
 TokenRecord Token::record() {
   require_initialised();
+  m_store->require_in_place();
   return load_token_record(*m_store);
 }
 
@@ -130,6 +131,7 @@ void Token::clear_store(ByteView officer_pin) {
 }
 
 void Token::require_same_token() {
+  m_store->require_in_place();
   if (m_login.who && token_serial(*m_store) != m_login.serial) {
     throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token anew; log in again");
   }

@@ -30,6 +30,8 @@ class Token {
   /// C_Login. Throws a Failure: CKR_PIN_INCORRECT, CKR_PIN_LOCKED, CKR_USER_PIN_NOT_INITIALIZED.
   void log_in(User user, ByteView pin);
   void log_out();
+  /// Leaves no secret of the login in a forked child; the store is not touched.
+  void forget_login() { m_login = Login(); }
   const Login& login() const { return m_login; }
 
   /// Throws a Failure (CKR_DEVICE_REMOVED) when another process has initialised the token anew since the
