@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # p11-kit knows the module by a line in a user's configuration, and so do the programs that ask p11-kit.
+# A root user's own configuration is not looked at: another user asks, who may not enter every TMPDIR.
+((EUID != 0)) || export TMPDIR=/tmp
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 make_token
 
-# A root user's own configuration is not looked at.
 as_user=()
 if ((EUID == 0)); then
   as_user=(setpriv --reuid=65534 --regid=65534 --clear-groups)

@@ -50,7 +50,9 @@ expect '' user --read-object --type data --label note -o back
 cmp message back
 
 [[ $(user -O 2>/dev/null | grep -c '^Private Key Object') == 4 ]] || die 'four private keys for the user'
-[[ $(tool -O 2>/dev/null | grep -c '^Private Key Object') == 0 ]] || die 'no private key before login'
+listed=$(tool -O 2>/dev/null)
+[[ $listed != *'Private Key Object'* ]] || die 'no private key before login'
+[[ $(grep -c '^Certificate Object' <<<"$listed") == 1 ]] || die 'one certificate before login'
 expect '' user --delete-object --type privkey --id 09
 expect 'No errors' user --test
 [[ $(tool --generate-random 32 2>/dev/null | wc -c) == 32 ]] || die '32 random bytes'

@@ -10,14 +10,18 @@ ssh-keygen -e -m PKCS8 -f one | cmp - one.pub
 printf '#!/bin/sh\necho %s\n' "$pin" >askpass
 chmod +x askpass
 export SSH_ASKPASS=$folder/askpass SSH_ASKPASS_REQUIRE=force
-eval "$(ssh-agent -s -a "$folder/agent" -P "$module")" >/dev/null
-trap 'kill "$SSH_AGENT_PID"; rm -rf "$folder"' EXIT
-expect 'Card added' ssh-add -s "$module"
-expect 'one (ECDSA)' ssh-add -l
-expect 'Write signature' ssh-keygen -Y sign -f one -n file message
-echo "device $(<one)" >allowed
 verify() { ssh-keygen -Y verify -f allowed -I device -n file -s message.sig >/dev/null 2>&1; }
-verify <message || die 'the signature verifies'
-! verify <allowed || die 'the signature verifies another message'
-expect 'Card removed' ssh-add -e "$module"
-refused 'no identities' ssh-add -l
+in_agent() {
+  expect 'Card added' ssh-add -s "$module"
+  expect 'one (ECDSA)' ssh-add -l
+  expect 'Write signature' ssh-keygen -Y sign -f one -n file message
+  echo "device $(<one)" >allowed
+  verify <message || die 'the signature verifies'
+  ! verify <allowed || die 'the signature verifies another message'
+  expect 'Card removed' ssh-add -e "$module"
+  refused 'no identities' ssh-add -l
+}
+export -f die expect refused verify in_agent
+export module
+# The agent ends with the command that it runs.
+ssh-agent -a "$folder/agent" -P "$module" "$BASH" -euo pipefail -O inherit_errexit -c in_agent

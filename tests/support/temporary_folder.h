@@ -19,7 +19,7 @@ class TemporaryFolder {
     if (::mkdtemp(&pattern[0]) == nullptr) {
       throw std::runtime_error("cannot make a temporary folder like " + pattern);
     }
-    m_path = pattern;
+    m_path = std::filesystem::canonical(pattern);  // as the system tells of its files
   }
 
   ~TemporaryFolder() {
