@@ -143,7 +143,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"a chain that was not installed", [&] { store_chain(certificate_for(generate(marks())[0])); }, 19,
        "leftover: client CCI_CLIENT, key LYR"},
       {"two requests", [&] { generate(marks()), generate(marks()); }, 19, "2 public keys (object"},
-      {"a draft", [&] { std::ofstream(file("token.db.new")) << ""; }, 19, "token.db.new is a draft"},
+      {"a draft", [&] { std::ofstream(file("device.key.new")) << ""; }, 19, "device.key.new is a draft"},
   };
   for (const auto& each : cases) {
     alter_store("DELETE FROM attribute; DELETE FROM object");
@@ -170,7 +170,7 @@ TEST_F(CheckTest, TellsEachFaultOfAFile) {
       {"ln -sf /dev/null " + file("pin-tries"), "pin-tries is not a plain file", 10},
       {"chmod 755 " + folder(), "chmod 700 " + folder(), 10},
       {"dd conv=notrunc if=/dev/urandom bs=4096 count=1 seek=3 of=" + store,
-       "tee-token restore brings back a copy", 10},
+       "only a new token in an empty folder helps", 10},
       {"echo words > " + store, "file is not a database", 10},
       {R"(printf '\n\0' | dd conv=notrunc of=)" + file("pin-tries"), "reset-pin", 11},
       {R"(printf '\0\t' | dd conv=notrunc of=)" + file("pin-tries"), "the security officer has one try", 11},

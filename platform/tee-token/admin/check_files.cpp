@@ -14,11 +14,12 @@ using tee_token::DeviceFolder;
 struct File {
   const char* name;
   off_t length;  // 0: any
+  const char* remedy;
 };
 
-constexpr File kFiles[] = {{"device.key", 32}, {"token.db", 0}, {"pin-tries", 2}};
-
-constexpr char kRemedy[] = "; tee-token restore brings back a copy";
+constexpr char kNewToken[] = "; only a new token in an empty folder helps";
+constexpr File kFiles[] = {
+    {"device.key", 32, kNewToken}, {"token.db", 0, ""}, {"pin-tries", 2, "; write two zero bytes in it"}};
 
 /// A Failure is a finding here.
 template <typename Step>
@@ -30,11 +31,11 @@ void judge(Findings& findings, const std::string& name, const Step& step, const 
   }
 }
 
-void check_length(Findings& findings, const std::string& path, off_t length) {
+void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
-  if (length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != length) {
+  if (file.length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != file.length) {
     findings.add(Fault::kFiles,
-                 path + " is damaged: it must hold " + std::to_string(length) + " bytes; bring back a copy");
+                 path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
   }
 }
 
@@ -47,7 +48,7 @@ void check_integrity(Findings& findings, const std::string& path) {
     said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
   }
   if (said != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + said + kRemedy);
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kNewToken);
   }
 }
 
@@ -59,7 +60,7 @@ void check_files(Findings& findings, const DeviceFolder& folder) {
     const std::string path = folder.file(file.name);
     judge(findings, "", [&] {
       tee_token::require_private_file(path);
-      check_length(findings, path, file.length);
+      check_length(findings, path, file);
     });
     struct stat status {};
     if (::lstat((path + ".new").c_str(), &status) == 0) {
@@ -69,7 +70,7 @@ void check_files(Findings& findings, const DeviceFolder& folder) {
   if (!findings.has(Fault::kFiles)) {
     const std::string store = folder.file("token.db");
     judge(
-        findings, store + ": ", [&] { check_integrity(findings, store); }, kRemedy);
+        findings, store + ": ", [&] { check_integrity(findings, store); }, kNewToken);
   }
 }
 

@@ -20,7 +20,6 @@ CommandLine::CommandLine() {
   add_objects();
   add_pins();
   add_checks();
-  add_copies();
 }
 
 int CommandLine::run(int argc, char** argv) {
@@ -120,17 +119,6 @@ void CommandLine::add_checks() {
     command->add_flag("--json", m_json, "As a JSON object");
     command->footer(help_on_faults());
   }
-}
-
-void CommandLine::add_copies() {
-  CLI::App* const copy =
-      m_app.add_subcommand("backup", "Write a sealed copy of the token, all but the device key");
-  copy->add_option("FILE", m_file, "A file that is not there, or an older backup")->required();
-  copy->callback([this] { backup(m_target, m_file); });
-  CLI::App* const back = m_app.add_subcommand("restore", "Bring back a copy, on the device that it is of");
-  back->add_option("FILE", m_file, "What backup wrote")->required();
-  back->add_flag("--force", m_force, "Replace a token that is there");
-  back->callback([this] { restore(m_target, m_file, m_force); });
 }
 
 }  // namespace tee_token_admin

@@ -34,6 +34,20 @@ File open_file(const std::string& path) {
   return file;
 }
 
+/// All bytes of a file. Throws UsageError.
+std::string read_file(const std::string& path) {
+  const File file = open_file(path);
+  std::string text;
+  char part[4096];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
+    text.append(part, length);
+  }
+  if (std::ferror(file.get()) != 0) {
+    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  }
+  return text;
+}
+
 // libcrypto reads every form that tools write; Botan reads PKCS#8 alone.
 Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   const File file = open_file(path);
@@ -106,19 +120,6 @@ bool only_blanks_follow(Botan::DataSource& source) {
 }
 
 }  // namespace
-
-std::string read_file(const std::string& path) {
-  const File file = open_file(path);
-  std::string text;
-  char part[4096];
-  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
-    text.append(part, length);
-  }
-  if (std::ferror(file.get()) != 0) {
-    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
-  }
-  return text;
-}
 
 KeyParts read_key(const std::string& path) {
   const Botan::secure_vector<std::uint8_t> der = pkcs8_of(path);

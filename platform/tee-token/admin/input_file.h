@@ -10,9 +10,6 @@
 
 namespace tee_token_admin {
 
-/// All bytes of a file. Throws UsageError.
-std::string read_file(const std::string& path);
-
 /// A private key as PKCS#11 takes it.
 struct KeyParts {
   std::vector<std::uint8_t> ec_params;  // DER object identifier of the curve
