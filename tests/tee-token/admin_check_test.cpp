@@ -1,3 +1,4 @@
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -7,6 +8,7 @@
 #include <sstream>
 
 #include "admin_shell.h"
+#include "openssl_handles.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -116,7 +118,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
          generate();
          alter_store("UPDATE attribute SET value = zeroblob(60) WHERE type = 17");
        },
-       14, "unreadable: object "},
+       14, "CKR_DEVICE_ERROR; if it stays so, destroy it"},
       {"words for a chain",
        [&] {
          generate(marks()), store_chain({1, 2}), make_permanent();
@@ -182,6 +184,25 @@ TEST_F(CheckTest, TellsEachFaultOfAFile) {
     EXPECT_EQ(outcome.code, each.code) << each.fault << "\n" << outcome.text;
     EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.fault;
   }
+}
+
+TEST_F(CheckTest, DoesNotTakeAStoreThatOthersHoldForADamagedOne) {
+  sqlite3* opened = nullptr;
+  ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &opened), SQLITE_OK);
+  const tee_token::Owned<sqlite3, sqlite3_close> store(opened);
+  ASSERT_EQ(sqlite3_exec(opened, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const Outcome outcome = admin("check");
+  EXPECT_EQ(outcome.code, 5);
+  EXPECT_THAT(outcome.text, testing::AllOf(HasSubstr("try again"), testing::Not(HasSubstr("damaged"))));
+}
+
+TEST_F(CheckTest, NoPartOfAnInstalledIdentityIsDestroyedUnasked) {
+  const Handles pair = generate(marks());
+  make_permanent();
+  const std::string public_key = std::to_string(pair[0]);
+  EXPECT_THAT(admin("destroy " + public_key).text, HasSubstr("a part of an installed identity"));
+  EXPECT_EQ(find(), pair);
+  EXPECT_EQ(admin("destroy --force " + public_key).code, 0);
 }
 
 // What an installation makes of each wrong answer is on the page, which a test of the library writes.

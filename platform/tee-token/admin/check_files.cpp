@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include "error.h"
 #include "file_descriptor.h"
 #include "sqlite.h"
 
@@ -23,11 +22,11 @@ constexpr File kFiles[] = {
 
 /// A Failure is a finding here.
 template <typename Step>
-void judge(Findings& findings, const std::string& name, const Step& step, const char* remedy = "") {
+void judge(Findings& findings, const std::string& name, const Step& step) {
   try {
     step();
   } catch (const tee_token::Failure& failure) {
-    findings.add(Fault::kFiles, name + failure.what() + remedy);
+    findings.add(Fault::kFiles, name + failure.what());
   }
 }
 
@@ -39,13 +38,24 @@ void check_length(Findings& findings, const std::string& path, const File& file)
   }
 }
 
-void check_integrity(Findings& findings, const std::string& path) {
+std::string integrity_of(const std::string& path) {
   tee_token::Database store(path);
   tee_token::Query answer = store.query("PRAGMA integrity_check");
   std::string said;
   while (answer.step()) {
     const tee_token::Bytes line = answer.bytes(0);
     said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
+  }
+  return said;
+}
+
+// That others hold the store, or that the system cannot read it, says nothing of its content.
+void check_integrity(Findings& findings, const std::string& path) {
+  std::string said;
+  try {
+    said = integrity_of(path);
+  } catch (const tee_token::Damage& damage) {
+    said = damage.what();
   }
   if (said != "ok") {
     findings.add(Fault::kFiles, path + " is damaged: " + said + kNewToken);
@@ -68,9 +78,7 @@ void check_files(Findings& findings, const DeviceFolder& folder) {
     }
   }
   if (!findings.has(Fault::kFiles)) {
-    const std::string store = folder.file("token.db");
-    judge(
-        findings, store + ": ", [&] { check_integrity(findings, store); }, kNewToken);
+    check_integrity(findings, folder.file("token.db"));
   }
 }
 

@@ -48,7 +48,8 @@ struct ChainCheck {
 /// The same for a chain that is not installed yet.
 int check_chain(const Target& target, const ChainCheck& wanted, bool json);
 
-/// Removes one object; a trust store group with its roots.
-void destroy(const Target& target, Botan::PKCS11::ObjectHandle object);
+/// Removes one object; a trust store group with its roots. A private key or a part of an installed identity
+/// is only removed with `force`.
+void destroy(const Target& target, Botan::PKCS11::ObjectHandle object, bool force);
 
 }  // namespace tee_token_admin

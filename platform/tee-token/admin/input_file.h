@@ -16,7 +16,8 @@ struct KeyParts {
   Botan::BigInt value;
 };
 
-/// Reads an unencrypted EC private key, PEM or DER, PKCS#8 or SEC 1. Throws UsageError.
+/// Reads an unencrypted EC private key, PEM or DER, PKCS#8 or SEC 1. Throws UsageError, also when the file
+/// goes on behind it.
 KeyParts read_key(const std::string& path);
 
 /// Reads one X.509 certificate, PEM or DER. Throws UsageError, also when the file holds more than one.
