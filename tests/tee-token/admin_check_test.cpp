@@ -1,3 +1,4 @@
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <fstream>
@@ -7,6 +8,7 @@
 #include <sstream>
 
 #include "admin_shell.h"
+#include "openssl_handles.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -116,7 +118,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
          generate();
          alter_store("UPDATE attribute SET value = zeroblob(60) WHERE type = 17");
        },
-       14, "unreadable: object "},
+       14, "CKR_DEVICE_ERROR; if it stays so, destroy it"},
       {"words for a chain",
        [&] {
          generate(marks()), store_chain({1, 2}), make_permanent();
@@ -143,7 +145,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"a chain that was not installed", [&] { store_chain(certificate_for(generate(marks())[0])); }, 19,
        "leftover: client CCI_CLIENT, key LYR"},
       {"two requests", [&] { generate(marks()), generate(marks()); }, 19, "2 public keys (object"},
-      {"a draft", [&] { std::ofstream(file("token.db.new")) << ""; }, 19, "token.db.new is a draft"},
+      {"a draft", [&] { std::ofstream(file("device.key.new")) << ""; }, 19, "device.key.new is a draft"},
   };
   for (const auto& each : cases) {
     alter_store("DELETE FROM attribute; DELETE FROM object");
@@ -170,7 +172,7 @@ TEST_F(CheckTest, TellsEachFaultOfAFile) {
       {"ln -sf /dev/null " + file("pin-tries"), "pin-tries is not a plain file", 10},
       {"chmod 755 " + folder(), "chmod 700 " + folder(), 10},
       {"dd conv=notrunc if=/dev/urandom bs=4096 count=1 seek=3 of=" + store,
-       "tee-token restore brings back a copy", 10},
+       "only a new token in an empty folder helps", 10},
       {"echo words > " + store, "file is not a database", 10},
       {R"(printf '\n\0' | dd conv=notrunc of=)" + file("pin-tries"), "reset-pin", 11},
       {R"(printf '\0\t' | dd conv=notrunc of=)" + file("pin-tries"), "the security officer has one try", 11},
@@ -182,6 +184,25 @@ TEST_F(CheckTest, TellsEachFaultOfAFile) {
     EXPECT_EQ(outcome.code, each.code) << each.fault << "\n" << outcome.text;
     EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.fault;
   }
+}
+
+TEST_F(CheckTest, DoesNotTakeAStoreThatOthersHoldForADamagedOne) {
+  sqlite3* opened = nullptr;
+  ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &opened), SQLITE_OK);
+  const tee_token::Owned<sqlite3, sqlite3_close> store(opened);
+  ASSERT_EQ(sqlite3_exec(opened, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const Outcome outcome = admin("check");
+  EXPECT_EQ(outcome.code, 5);
+  EXPECT_THAT(outcome.text, testing::AllOf(HasSubstr("try again"), testing::Not(HasSubstr("damaged"))));
+}
+
+TEST_F(CheckTest, NoPartOfAnInstalledIdentityIsDestroyedUnasked) {
+  const Handles pair = generate(marks());
+  make_permanent();
+  const std::string public_key = std::to_string(pair[0]);
+  EXPECT_THAT(admin("destroy " + public_key).text, HasSubstr("a part of an installed identity"));
+  EXPECT_EQ(find(), pair);
+  EXPECT_EQ(admin("destroy --force " + public_key).code, 0);
 }
 
 // What an installation makes of each wrong answer is on the page, which a test of the library writes.

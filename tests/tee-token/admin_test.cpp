@@ -44,8 +44,9 @@ TEST_F(AdminTest, MakesFillsShowsAndEmptiesAToken) {
     EXPECT_THAT(listed.text, HasSubstr(part));
   }
   EXPECT_THAT(admin("list --json").text, HasSubstr("\"label\": \"2_1\""));
-  EXPECT_EQ(admin("destroy 1").code, 0);
-  EXPECT_THAT(admin("list").text, HasSubstr("3 objects"));
+  EXPECT_EQ(admin("destroy 1").code, 1) << "a private key";
+  EXPECT_EQ(admin("destroy --force 1").code + admin("destroy 3").code, 0);
+  EXPECT_THAT(admin("list").text, HasSubstr("2 objects"));
 }
 
 TEST_F(AdminTest, WhatIsExportedIsWhatWasImported) {
@@ -70,6 +71,9 @@ TEST_F(AdminTest, PinsAreChangedAndTheUsersIsReset) {
   EXPECT_EQ(admin("list --pin-hex 31313131").code, 0);
   EXPECT_EQ(shell("echo 32323232 | '" TEE_TOKEN_ADMIN "' change-so-pin").code, 0);
   EXPECT_EQ(admin("reset-pin --new-pin-hex 33333333").code, 3);
+  const std::string from_stdin = "'" TEE_TOKEN_ADMIN "' list --pin-hex -";
+  EXPECT_EQ(shell("echo 31313131 | " + from_stdin).code, 0);
+  EXPECT_EQ(shell(from_stdin + " </dev/null").code, 1) << "an empty line is not the platform's PIN";
   EXPECT_EQ(admin("change-pin --pin-hex 31313131 --new-pin-hex 3131x").code, 1);
   for (int i = 0; i < 10; ++i) {
     EXPECT_EQ(admin("list").code, 3);
@@ -77,6 +81,48 @@ TEST_F(AdminTest, PinsAreChangedAndTheUsersIsReset) {
   EXPECT_THAT(admin("list --pin-hex 31313131").text, HasSubstr("CKR_PIN_LOCKED"));
   EXPECT_EQ(admin("reset-pin --new-pin-hex 33333333 --so-pin-hex 32323232").code, 0);
   EXPECT_EQ(admin("list --pin-hex 33333333").code, 0);
+}
+
+TEST_F(AdminTest, OnATerminalANewPinIsAskedForTwiceUnseen) {
+  ASSERT_EQ(admin("init").code, 0);
+  const std::string change = "'" TEE_TOKEN_ADMIN "' change-so-pin; code=$?; stty -a; exit $code";
+  const struct {
+    std::vector<std::string> typed;
+    int code;
+    const char* said;
+  } cases[] = {
+      {{"31323334\n", "31323343\n"}, 1, "not the same"},
+      {{"3132\x03"}, 1, "interrupted"},
+      {{"31323334\n", "31\x03"}, 1, "interrupted"},
+      {{"31323334\n", "31323334\n"}, 0, "to one of 4 bytes"},
+  };
+  for (const auto& each : cases) {
+    EXPECT_EQ(admin("reset-pin --new-pin-hex 31313131").code, 0) << "unchanged before: " << each.said;
+    const Outcome outcome = on_terminal(change, each.typed);
+    EXPECT_EQ(outcome.code, each.code) << outcome.text;
+    EXPECT_THAT(outcome.text, HasSubstr(each.said));
+    EXPECT_THAT(outcome.text, testing::Not(HasSubstr("3132")));
+    EXPECT_THAT(outcome.text, HasSubstr(" echo ")) << "as it was before";
+  }
+  EXPECT_EQ(admin("reset-pin --new-pin-hex 31313131 --so-pin-hex 31323334").code, 0);
+}
+
+TEST_F(AdminTest, WhatTheUserWantsLoggedIsLogged) {
+  ASSERT_EQ(admin("init").code, 0);
+  ::setenv("TEE_TOKEN_LOG", ("file:" + token() + ".log").c_str(), 1);
+  EXPECT_THAT(admin("list --pin-hex 3132333435").text, HasSubstr("tries left: 9"));
+  EXPECT_EQ(admin("export 77").code, 1);
+  EXPECT_THAT(shell("cat " + token() + ".log").text,
+              testing::AllOf(HasSubstr("CKR_PIN_INCORRECT"), testing::Not(HasSubstr("77"))));
+  ::unsetenv("TEE_TOKEN_LOG");
+}
+
+TEST_F(AdminTest, OfTwoThatMakeATokenAtOnceOneIsRefused) {
+  const std::string make = "'" TEE_TOKEN_ADMIN "' init";
+  for (int i = 0; i < 10; ++i) {
+    const std::string said = shell("rm -rf " + token() + "; (" + make + " & " + make + "; wait)").text;
+    EXPECT_THAT(said, HasSubstr("there is a token already"));
+  }
 }
 
 TEST_F(AdminTest, TheManualNamesAllThatTheHelpNames) {
@@ -102,15 +148,16 @@ TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
 }
 
 TEST_F(AdminTest, SaysInOneLineWhatToDo) {
-  for (const char* command :
-       {"list", "check", "export 1", "reset-pin --new-pin-hex 31323334", "backup /dev/null"}) {
+  for (const char* command : {"list", "check", "export 1", "reset-pin --new-pin-hex 31323334"}) {
     EXPECT_EQ(admin(command).code, 4) << command;
   }
   EXPECT_THAT(admin("list").text, HasSubstr("make one with: tee-token init"));
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
+  const std::string two_keys = "import-key 1_10 " + file("two.pem");
+  shell("cat " + file("sec1.pem") + " " + file("sec1.pem") + " > " + file("two.pem"));
   const struct {
-    const char* arguments;
+    std::string arguments;
     int code;
     const char* said;
   } cases[] = {
@@ -119,6 +166,7 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
       {"import-cert 1_11 /nonexistent", 1, "No such file"},
       {"import-cert 1_11 /dev/null", 1, "no X.509 certificate"},
       {"import-key 1_10 /dev/null", 1, "no unencrypted EC private key"},
+      {two_keys, 1, "goes on behind its first key"},
       {"destroy 77", 1, "there is no object 77"},
       {"destroy -1", 2, "-1"},
       {"destroy 99999999999999999999", 2, "99999999999999999999"},
@@ -134,9 +182,6 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
       {"check-chain --csr /dev/null /dev/null", 1, "no certificate request"},
       {"check-chain --csr x --key 1_1 /dev/null", 2, "excludes"},
       {"check --module /nonexistent.so", 1, "/nonexistent.so"},
-      {"backup /nonexistent/file", 5, "cannot write /nonexistent/file.new"},
-      {"backup /dev/null", 1, "choose another name"},
-      {"restore /nonexistent", 1, "No such file"},
       {"--module /nonexistent.so list", 1, "/nonexistent.so"},
       {"frobnicate", 2, "--help"},
   };

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include "error.h"
 #include "file_descriptor.h"
 #include "sqlite.h"
 
@@ -14,31 +13,32 @@ using tee_token::DeviceFolder;
 struct File {
   const char* name;
   off_t length;  // 0: any
+  const char* remedy;
 };
 
-constexpr File kFiles[] = {{"device.key", 32}, {"token.db", 0}, {"pin-tries", 2}};
-
-constexpr char kRemedy[] = "; tee-token restore brings back a copy";
+constexpr char kNewToken[] = "; only a new token in an empty folder helps";
+constexpr File kFiles[] = {
+    {"device.key", 32, kNewToken}, {"token.db", 0, ""}, {"pin-tries", 2, "; write two zero bytes in it"}};
 
 /// A Failure is a finding here.
 template <typename Step>
-void judge(Findings& findings, const std::string& name, const Step& step, const char* remedy = "") {
+void judge(Findings& findings, const std::string& name, const Step& step) {
   try {
     step();
   } catch (const tee_token::Failure& failure) {
-    findings.add(Fault::kFiles, name + failure.what() + remedy);
+    findings.add(Fault::kFiles, name + failure.what());
   }
 }
 
-void check_length(Findings& findings, const std::string& path, off_t length) {
+void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
-  if (length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != length) {
+  if (file.length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != file.length) {
     findings.add(Fault::kFiles,
-                 path + " is damaged: it must hold " + std::to_string(length) + " bytes; bring back a copy");
+                 path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
   }
 }
 
-void check_integrity(Findings& findings, const std::string& path) {
+std::string integrity_of(const std::string& path) {
   tee_token::Database store(path);
   tee_token::Query answer = store.query("PRAGMA integrity_check");
   std::string said;
@@ -46,8 +46,19 @@ void check_integrity(Findings& findings, const std::string& path) {
     const tee_token::Bytes line = answer.bytes(0);
     said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
   }
+  return said;
+}
+
+// That others hold the store, or that the system cannot read it, says nothing of its content.
+void check_integrity(Findings& findings, const std::string& path) {
+  std::string said;
+  try {
+    said = integrity_of(path);
+  } catch (const tee_token::Damage& damage) {
+    said = damage.what();
+  }
   if (said != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + said + kRemedy);
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kNewToken);
   }
 }
 
@@ -59,7 +70,7 @@ void check_files(Findings& findings, const DeviceFolder& folder) {
     const std::string path = folder.file(file.name);
     judge(findings, "", [&] {
       tee_token::require_private_file(path);
-      check_length(findings, path, file.length);
+      check_length(findings, path, file);
     });
     struct stat status {};
     if (::lstat((path + ".new").c_str(), &status) == 0) {
@@ -67,9 +78,7 @@ void check_files(Findings& findings, const DeviceFolder& folder) {
     }
   }
   if (!findings.has(Fault::kFiles)) {
-    const std::string store = folder.file("token.db");
-    judge(
-        findings, store + ": ", [&] { check_integrity(findings, store); }, kRemedy);
+    check_integrity(findings, folder.file("token.db"));
   }
 }
 

@@ -2,8 +2,25 @@
 
 #include "error_line.h"
 #include "finding.h"
+#include "hidden_line.h"
 
 namespace tee_token_admin {
+namespace {
+
+std::string read_pin(const std::string& option) {
+  std::string pin = hidden_line(option + ", in hexadecimal digits: ");
+  if (pin.empty()) {
+    throw UsageError("there is no PIN on stdin for " + option);
+  }
+  return pin;
+}
+
+void add_pin(CLI::App& app, const std::string& option, std::string& pin, const std::string& whose) {
+  app.add_option(option, pin, whose + " PIN, in hexadecimal digits; -: a line of stdin")
+      ->transform([option](const std::string& given) { return given == "-" ? read_pin(option) : given; });
+}
+
+}  // namespace
 
 CommandLine::CommandLine() {
   m_app.name("tee-token");
@@ -12,15 +29,14 @@ CommandLine::CommandLine() {
   m_app.footer(help_on_exit_codes());
   m_app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
   m_app.add_option("--module", m_target.module, "PKCS#11 module to use instead of the platform's token");
-  m_app.add_option("--pin-hex", m_target.pin_hex, "User PIN, in hexadecimal digits");
-  m_app.add_option("--so-pin-hex", m_target.so_pin_hex, "Security officer PIN, in hexadecimal digits");
+  add_pin(m_app, "--pin-hex", m_target.pin_hex, "User");
+  add_pin(m_app, "--so-pin-hex", m_target.so_pin_hex, "Security officer");
   add_making();
   add_imports();
   add_trust();
   add_objects();
   add_pins();
   add_checks();
-  add_copies();
 }
 
 int CommandLine::run(int argc, char** argv) {
@@ -77,9 +93,9 @@ void CommandLine::add_objects() {
   show->callback([this] { list(m_target, m_json); });
   add_with_handle("export", "Write a certificate, chain, trust group or public key as PEM, or data as it is")
       ->callback([this] { export_object(m_target, m_object); });
-  add_with_handle("destroy", "Remove one object; a trust group with its roots")->callback([this] {
-    destroy(m_target, m_object);
-  });
+  CLI::App* const remove = add_with_handle("destroy", "Remove one object; a trust group with its roots");
+  remove->add_flag("--force", m_force, "Also a private key, or a part of an installed identity");
+  remove->callback([this] { destroy(m_target, m_object, m_force); });
 }
 
 void CommandLine::add_pins() {
@@ -120,17 +136,6 @@ void CommandLine::add_checks() {
     command->add_flag("--json", m_json, "As a JSON object");
     command->footer(help_on_faults());
   }
-}
-
-void CommandLine::add_copies() {
-  CLI::App* const copy =
-      m_app.add_subcommand("backup", "Write a sealed copy of the token, all but the device key");
-  copy->add_option("FILE", m_file, "A file that is not there, or an older backup")->required();
-  copy->callback([this] { backup(m_target, m_file); });
-  CLI::App* const back = m_app.add_subcommand("restore", "Bring back a copy, on the device that it is of");
-  back->add_option("FILE", m_file, "What backup wrote")->required();
-  back->add_flag("--force", m_force, "Replace a token that is there");
-  back->callback([this] { restore(m_target, m_file, m_force); });
 }
 
 }  // namespace tee_token_admin

@@ -27,7 +27,6 @@ class CommandLine {
   void add_objects();
   void add_pins();
   void add_checks();
-  void add_copies();
   CLI::App* add_with_handle(const char* name, const char* description);
 
   CLI::App m_app{

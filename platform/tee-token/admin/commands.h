@@ -48,14 +48,8 @@ struct ChainCheck {
 /// The same for a chain that is not installed yet.
 int check_chain(const Target& target, const ChainCheck& wanted, bool json);
 
-/// Writes a copy of the platform's token to the file, sealed for its device. Only a backup is overwritten.
-void backup(const Target& target, const std::string& path);
-
-/// Puts a copy in the place of the token, on the device that it is of. A token that is there is only replaced
-/// with `force`.
-void restore(const Target& target, const std::string& path, bool force);
-
-/// Removes one object; a trust store group with its roots.
-void destroy(const Target& target, Botan::PKCS11::ObjectHandle object);
+/// Removes one object; a trust store group with its roots. A private key or a part of an installed identity
+/// is only removed with `force`.
+void destroy(const Target& target, Botan::PKCS11::ObjectHandle object, bool force);
 
 }  // namespace tee_token_admin

@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "folder_lock.h"
+#include "object_attributes.h"
 #include "shown_text.h"
 
 namespace tee_token_admin {
@@ -23,6 +24,16 @@ UserType owner_of(const Object& object) {
   }
 }
 
+/// Throws UsageError for what no import brings back: a private key, or a part of what only serves whole.
+void require_expendable(const Object& object) {
+  const bool is_installed = is_true(object, TEE_CKA_VENDOR_PERMANENT);
+  if (is_installed || number_of(object, CKA_CLASS) == CKO_PRIVATE_KEY) {
+    throw UsageError("object " + std::to_string(object.handle()) + " is " +
+                     (is_installed ? "a part of an installed identity" : "a private key") +
+                     ", and was left as it is; --force destroys it");
+  }
+}
+
 /// The group goes first, so that a stop in between leaves an unknown group and no partial one.
 std::size_t destroy_group(TokenSession& token, const Object& object) {
   const TrustGroup group = trust_group_of(object);
@@ -32,12 +43,15 @@ std::size_t destroy_group(TokenSession& token, const Object& object) {
 
 }  // namespace
 
-void destroy(const Target& target, ObjectHandle handle) {
+void destroy(const Target& target, ObjectHandle handle, bool force) {
   const FolderLock lock(target);
   TokenSession token(target);
   const Object object(token.session(), handle);
   const UserType owner = owner_of(object);
   token.login(owner);
+  if (!force) {
+    require_expendable(object);
+  }
   if (owner == UserType::SO && is_trust_group(object)) {
     const std::size_t roots = destroy_group(token, object);
     std::cout << "destroyed object " << handle << " and its " << counted(roots, "root") << "\n";

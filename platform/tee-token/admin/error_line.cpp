@@ -34,12 +34,20 @@ const std::map<CK_RV, Meaning> kMeanings = {
     {CKR_USER_PIN_NOT_INITIALIZED, {kNoToken, "the user has no PIN yet; run: tee-token reset-pin"}},
 };
 
+bool names_destination(const std::string& words) {
+  const auto named = [&](const char* word) { return words.find(word) != std::string::npos; };
+  return named("stderr") || named("syslog") || named("file:");
+}
+
 }  // namespace
 
+// The user's destinations get what he asked for; without any, all answers come here.
 FailureLines::FailureLines() : m_file(::memfd_create("tee-token failure lines", 0)) {
+  const char* const setting = ::getenv("TEE_TOKEN_LOG");
+  const std::string words = setting == nullptr ? "" : setting;
   if (m_file >= 0) {
-    ::setenv("TEE_TOKEN_LOG", "all", 1);
-    ::setenv("TEE_TOKEN_LOG_FD", std::to_string(m_file).c_str(), 1);
+    const std::string here = ",file:/proc/self/fd/" + std::to_string(m_file);
+    ::setenv("TEE_TOKEN_LOG", ((names_destination(words) ? words : "all") + here).c_str(), 1);
   }
 }
 

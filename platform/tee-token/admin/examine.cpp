@@ -2,19 +2,30 @@
 
 #include <botan/p11.h>
 
+#include "return_value_name.h"
+
 namespace tee_token_admin {
 
 using namespace Botan::PKCS11;
+
+namespace {
+
+void add(Findings& findings, ObjectHandle object, const std::string& reason) {
+  findings.add(Fault::kUnreadable, "object " + std::to_string(object) + ": " + reason +
+                                       "; if it stays so, destroy it and store it anew");
+}
+
+}  // namespace
 
 void examine(Findings& findings, ObjectHandle object, const std::function<void()>& step) {
   try {
     step();
   } catch (const PKCS11_ReturnError& error) {
     if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
-      findings.add(Fault::kUnreadable, "object " + std::to_string(object) + ": " + error.what());
+      add(findings, object, tee_token::return_value_name(static_cast<CK_RV>(error.get_return_value())));
     }
   } catch (const Botan::Exception& error) {
-    findings.add(Fault::kUnreadable, "object " + std::to_string(object) + ": " + error.what());
+    add(findings, object, error.what());
   }
 }
 

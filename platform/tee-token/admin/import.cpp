@@ -33,7 +33,8 @@ void store(const Target& target, const std::string& label, StorageObjectProperti
   TokenSession user(target);
   user.login(UserType::User);
   require_free(user, object.object_class(), label);
-  std::cout << "stored " << label << " as object " << Object(user.session(), object).handle() << "\n";
+  const ObjectHandle handle = Object(user.session(), object).handle();
+  std::cout << "stored " << label << " as object " << handle << "\n";
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <iostream>
 
 #include "commands.h"
+#include "device_folder.h"
+#include "folder_lock.h"
 
 namespace tee_token_admin {
 
@@ -10,6 +12,11 @@ void init(const Target& target, const std::string& label, bool force) {
   if (label.size() > 32) {
     throw UsageError("a token's label has at most 32 characters");
   }
+  // What is to be locked must be there.
+  if (target.module.empty()) {
+    tee_token::DeviceFolder::of_environment().make_if_absent();
+  }
+  const FolderLock lock(target);
   OpenSlot open(target, false);
   const SlotInfo slot = open.slot().get_slot_info();
   const bool present = (slot.flags & CKF_TOKEN_PRESENT) != 0;

@@ -34,6 +34,30 @@ File open_file(const std::string& path) {
   return file;
 }
 
+/// All bytes of a file. Throws UsageError.
+std::string read_file(const std::string& path) {
+  const File file = open_file(path);
+  std::string text;
+  char part[4096];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
+    text.append(part, length);
+  }
+  if (std::ferror(file.get()) != 0) {
+    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  }
+  return text;
+}
+
+/// Takes the bytes of a source as std::fgetc gives them, up to the first that is no blank.
+template <typename Next>
+bool only_blanks_follow(const Next& next) {
+  int byte = 0;
+  do {
+    byte = next();
+  } while (byte != EOF && std::isspace(byte) != 0);
+  return byte == EOF;
+}
+
 // libcrypto reads every form that tools write; Botan reads PKCS#8 alone.
 Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   const File file = open_file(path);
@@ -49,6 +73,9 @@ Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   const Pkcs8 info(read ? EVP_PKEY2PKCS8(key) : nullptr);
   if (info == nullptr) {
     throw UsageError(path + " holds no unencrypted EC private key (PEM or DER, PKCS#8 or SEC 1)");
+  }
+  if (!only_blanks_follow([&] { return std::fgetc(file.get()); })) {
+    throw UsageError(path + " goes on behind its first key; give a file with that key alone");
   }
   Botan::secure_vector<std::uint8_t> der(
       static_cast<std::size_t>(i2d_PKCS8_PRIV_KEY_INFO(info.get(), nullptr)));
@@ -95,30 +122,7 @@ Botan::X509_Certificate next_certificate(const std::string& text, std::size_t& s
   return certificate_of_pem(source);
 }
 
-bool only_blanks_follow(Botan::DataSource& source) {
-  std::uint8_t next = 0;
-  while (source.read_byte(next) == 1) {
-    if (std::isspace(next) == 0) {
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
-
-std::string read_file(const std::string& path) {
-  const File file = open_file(path);
-  std::string text;
-  char part[4096];
-  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
-    text.append(part, length);
-  }
-  if (std::ferror(file.get()) != 0) {
-    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
-  }
-  return text;
-}
 
 KeyParts read_key(const std::string& path) {
   const Botan::secure_vector<std::uint8_t> der = pkcs8_of(path);
@@ -138,7 +142,8 @@ Botan::X509_Certificate read_certificate(const std::string& path) {
   try {
     Botan::X509_Certificate certificate =
         is_pem ? certificate_of_pem(source) : Botan::X509_Certificate(source);
-    if (!only_blanks_follow(source)) {
+    std::uint8_t byte = 0;
+    if (!only_blanks_follow([&] { return source.read_byte(byte) == 1 ? byte : EOF; })) {
       throw UsageError(path + " holds more than one certificate; import each from a file of its own");
     }
     return certificate;

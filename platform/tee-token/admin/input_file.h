@@ -10,16 +10,14 @@
 
 namespace tee_token_admin {
 
-/// All bytes of a file. Throws UsageError.
-std::string read_file(const std::string& path);
-
 /// A private key as PKCS#11 takes it.
 struct KeyParts {
   std::vector<std::uint8_t> ec_params;  // DER object identifier of the curve
   Botan::BigInt value;
 };
 
-/// Reads an unencrypted EC private key, PEM or DER, PKCS#8 or SEC 1. Throws UsageError.
+/// Reads an unencrypted EC private key, PEM or DER, PKCS#8 or SEC 1. Throws UsageError, also when the file
+/// goes on behind it.
 KeyParts read_key(const std::string& path);
 
 /// Reads one X.509 certificate, PEM or DER. Throws UsageError, also when the file holds more than one.

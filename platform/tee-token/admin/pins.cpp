@@ -1,10 +1,12 @@
 #include <botan/p11.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <iostream>
 
 #include "commands.h"
+#include "folder_lock.h"
+#include "hidden_line.h"
+#include "shown_text.h"
 
 namespace tee_token_admin {
 
@@ -12,35 +14,12 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-/// The terminal of stdin shows nothing of what is typed while this object is there.
-class NoEcho {
- public:
-  NoEcho() : m_is_terminal(::tcgetattr(STDIN_FILENO, &m_before) == 0) {
-    if (m_is_terminal) {
-      termios silent = m_before;
-      silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-      ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
-      std::cerr << "new PIN, in hexadecimal digits: " << std::flush;
-    }
-  }
-  ~NoEcho() {
-    if (m_is_terminal) {
-      ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
-      std::cerr << "\n";
-    }
-  }
-  NoEcho(const NoEcho&) = delete;
-  NoEcho& operator=(const NoEcho&) = delete;
-
- private:
-  termios m_before{};
-  bool m_is_terminal;
-};
-
+// A terminal does not show it: a slip could be found out no more.
 std::string asked_for() {
-  const NoEcho no_echo;
-  std::string line;
-  std::getline(std::cin, line);
+  const std::string line = hidden_line("new PIN, in hexadecimal digits, two a byte (31 is the digit 1): ");
+  if (::isatty(STDIN_FILENO) == 1 && hidden_line("the same again: ") != line) {
+    throw UsageError("the two are not the same, and no PIN was changed; try again");
+  }
   return line;
 }
 
@@ -56,23 +35,26 @@ secure_string new_pin(const std::string& hex) {
 
 void change_pin(const Target& target, const std::string& new_pin_hex) {
   const secure_string pin = new_pin(new_pin_hex);
+  const FolderLock lock(target);
   OpenSlot open(target, true);
   Botan::PKCS11::change_pin(open.slot(), user_pin(target), pin);
-  std::cout << "changed the user's PIN\n";
+  std::cout << "changed the user's PIN to one of " << counted(pin.size(), "byte") << "\n";
 }
 
 void change_so_pin(const Target& target, const std::string& new_pin_hex) {
   const secure_string pin = new_pin(new_pin_hex);
+  const FolderLock lock(target);
   OpenSlot open(target, true);
   Botan::PKCS11::change_so_pin(open.slot(), officer_pin(target), pin);
-  std::cout << "changed the security officer's PIN\n";
+  std::cout << "changed the security officer's PIN to one of " << counted(pin.size(), "byte") << "\n";
 }
 
 void reset_pin(const Target& target, const std::string& new_pin_hex) {
   const secure_string pin = new_pin(new_pin_hex);
+  const FolderLock lock(target);
   OpenSlot open(target, true);
   set_pin(open.slot(), officer_pin(target), pin);
-  std::cout << "set a new PIN for the user\n";
+  std::cout << "set a new PIN for the user, of " << counted(pin.size(), "byte") << "\n";
 }
 
 }  // namespace tee_token_admin

@@ -87,8 +87,9 @@ Bytes DeviceFolder::device_key() const {
   Bytes key(kKeyLength + 1);
   const ssize_t length = ::read(key_file.get(), key.data(), key.size());
   if (length != static_cast<ssize_t>(kKeyLength)) {
-    throw Failure(CKR_DEVICE_ERROR,
-                  file(kDeviceKey) + " is damaged: it must hold 32 bytes; bring back a copy");
+    throw Failure(
+        CKR_DEVICE_ERROR,
+        file(kDeviceKey) + " is damaged: it must hold 32 bytes; only a new token in an empty folder helps");
   }
   key.resize(kKeyLength);
   return key;

@@ -1,7 +1,5 @@
 #include "sqlite.h"
 
-#include "error.h"
-
 namespace tee_token {
 namespace {
 
@@ -17,6 +15,9 @@ namespace {
       throw Failure(CKR_TOKEN_WRITE_PROTECTED, "the store is on a read-only medium (" + reason + ")");
     case SQLITE_BUSY:
       throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      throw Damage(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
     case SQLITE_NOMEM:
       throw std::bad_alloc();
     default:

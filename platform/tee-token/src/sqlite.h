@@ -6,6 +6,7 @@
 #include <string>
 
 #include "bytes.h"
+#include "error.h"
 #include "openssl_handles.h"
 
 namespace tee_token {
@@ -34,6 +35,12 @@ class Query {
  private:
   sqlite3_stmt* m_statement;
   int m_next = 1;
+};
+
+/// SQLite has found that the database is damaged (CKR_DEVICE_ERROR).
+class Damage : public Failure {
+ public:
+  using Failure::Failure;
 };
 
 /// A connection to one SQLite database. Its errors arrive as Failures: CKR_DEVICE_MEMORY when the disk is
