@@ -54,8 +54,7 @@ CK_RV session_call(const char* call, CK_SESSION_HANDLE session, Operation operat
 
 /// `session_call` for a call that names an object, which the failure line then names too.
 template <typename Operation>
-CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
-                  Operation operation) noexcept {
+CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, Operation operation) {
   return session_call(call, session, [&](Session& opened) {
     try {
       operation(opened);
