@@ -31,6 +31,7 @@ if(CCI_WARNINGS_AS_ERRORS)
 endif()
 add_link_options(-Wl,-z,defs -Wl,--as-needed)
 if(CCI_SANITIZE)
+  add_compile_definitions(CCI_SANITIZED)
   # The runtime of a sanitizer is in the program, not in each library.
   add_compile_options(-fsanitize=${CCI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CCI_SANITIZE} -Wl,-z,undefs)

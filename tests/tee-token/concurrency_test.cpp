@@ -219,7 +219,7 @@ TEST_F(ConcurrencyTest, LoadingItAThousandTimesCostsNoMemoryAndNoFile) {
   const long pages_before = pages();
   load(1000);
   EXPECT_EQ(files(), files_before);
-#ifndef __SANITIZE_ADDRESS__  // it keeps what was freed
+#ifndef CCI_SANITIZED  // it keeps what was freed
   EXPECT_LT(pages() - pages_before, 50);
 #else
   static_cast<void>(pages_before);

@@ -12,9 +12,9 @@
 namespace tee_token {
 namespace {
 
-// Longer values (certificates, data) would take more memory than a process may lock. The address sanitizer
-// sees nothing of a pool, so it gets none.
-#ifdef __SANITIZE_ADDRESS__
+// Longer values (certificates, data) would take more memory than a process may lock. A sanitizer sees
+// nothing of a pool, so it gets none.
+#ifdef CCI_SANITIZED
 constexpr std::size_t kLongest = 0;
 #else
 constexpr std::size_t kLongest = 1024;
