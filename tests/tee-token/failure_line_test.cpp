@@ -1,9 +1,13 @@
+#include <fcntl.h>
 #include <stdlib.h>
 #include <syslog.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cstdarg>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 
 #include "token_test.h"
@@ -75,11 +79,41 @@ TEST_F(FailureLineTest, TellsOnStderrWhatItCannotDo) {
   lines_with("fiel:" + m_log);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "tee-token: TEE_TOKEN_LOG: \"fiel:" + m_log +
-                "\" is none of failures, all, off, stderr, syslog and file:PATH\n" + m_pin);
+                "\" is none of failures, all, off, stderr, syslog and file:/PATH\n" + m_pin);
+  testing::internal::CaptureStderr();
+  lines_with("file:log");  // the folder that it would be in changes with the program's
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::StartsWith("tee-token: TEE_TOKEN_LOG: \"file:log\" is none of "));
   testing::internal::CaptureStderr();
   lines_with("file:" + folder());
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             m_pin + "tee-token: TEE_TOKEN_LOG: cannot write to " + folder() + ": Is a directory\n");
+}
+
+// The lock that calls hold is not held while a line is written.
+TEST_F(FailureLineTest, WhoDoesNotReadThemStopsNoOtherThread) {
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const std::vector<char> full(static_cast<std::size_t>(::fcntl(ends[1], F_GETPIPE_SZ)));
+  ASSERT_EQ(::write(ends[1], full.data(), full.size()), static_cast<ssize_t>(full.size()));
+  ::setenv("TEE_TOKEN_LOG", "failures", 1);
+  ::setenv("TEE_TOKEN_LOG_FD", std::to_string(ends[1]).c_str(), 1);
+  auto stalled = std::async(std::launch::async, [this] { return login({'s', 'e', 'c', 'r', 'e', 't'}); });
+  EXPECT_EQ(stalled.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
+  auto other = std::async(std::launch::async, [this] { return find(); });
+  EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+
+  std::string lines(full.size() + m_pin.size(), ' ');
+  for (std::size_t count = 0; count < lines.size();) {
+    const ssize_t read = ::read(ends[0], lines.data() + count, lines.size() - count);
+    ASSERT_GT(read, 0);
+    count += static_cast<std::size_t>(read);
+  }
+  EXPECT_EQ(lines.substr(full.size()), m_pin);
+  EXPECT_EQ(stalled.get(), answer(CKR_PIN_INCORRECT));
+  ::unsetenv("TEE_TOKEN_LOG_FD");
+  ::close(ends[0]);
+  ::close(ends[1]);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "error.h"
+#include "sealing.h"
 
 namespace tee_token {
 namespace {
@@ -107,15 +108,15 @@ EcPrivateKey::EcPrivateKey(const Bytes& ec_params, const Bytes& value) : m_curve
                    EVP_PKEY_KEYPAIR);
 }
 
+// By trial (FIPS 186-5, A.2.2): EVP_PKEY_generate asks the program's own RAND_METHOD, if there is one.
 EcPrivateKey EcPrivateKey::generate(const Bytes& ec_params) {
   const Curve& curve = curve_of(ec_params);
-  const PKeyContext context = new_context(curve);
-  EVP_PKEY* key = nullptr;
-  require_openssl(EVP_PKEY_keygen_init(context.get()) == 1 &&
-                      EVP_PKEY_CTX_set_group_name(context.get(), curve.name) == 1 &&
-                      EVP_PKEY_generate(context.get(), &key) == 1,
-                  "key generation");
-  return EcPrivateKey(curve, PKey(key));
+  Bytes value;
+  do {
+    value = random_bytes(curve.order_bytes);
+    value[0] = static_cast<std::uint8_t>(value[0] & (0xFF >> (8 * curve.order_bytes - curve.bits)));
+  } while (!in_range(curve, number_in(value).get()));
+  return EcPrivateKey(ec_params, value);
 }
 
 Bytes EcPrivateKey::value() const {

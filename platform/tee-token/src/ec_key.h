@@ -38,8 +38,6 @@ class EcPrivateKey {
   Bytes sign(ByteView digest) const;
 
  private:
-  EcPrivateKey(const Curve& curve, PKey key) : m_curve(&curve), m_key(std::move(key)) {}
-
   const Curve* m_curve;
   PKey m_key;
 };

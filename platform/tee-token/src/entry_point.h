@@ -1,10 +1,10 @@
 #pragma once
 
-#include <openssl/err.h>
 #include <pthread.h>
 
 #include "failure_line.h"
 #include "module.h"
+#include "openssl_handles.h"
 
 namespace tee_token {
 
@@ -25,18 +25,20 @@ class Uncancellable {
 template <typename Operation>
 CK_RV answer_of(const char* call, Operation operation) noexcept {
   const Uncancellable whole;
-  const std::lock_guard<std::mutex> lock(Module::mutex());
-  ERR_set_mark();
-  CK_RV answer = CKR_OK;
-  try {
-    operation();
-  } catch (...) {
-    const Module* const module = Module::current();
-    answer =
-        answer_for_current_exception(call, module == nullptr ? "" : module->token().folder().path().c_str());
+  Answer answer;
+  {
+    const std::lock_guard<std::mutex> lock(Module::mutex());
+    const OpensslErrors own;
+    try {
+      operation();
+    } catch (...) {
+      const Module* const module = Module::current();
+      answer = answer_for_current_exception(call,
+                                            module == nullptr ? "" : module->token().folder().path().c_str());
+    }
   }
-  ERR_pop_to_mark();
-  return answer;
+  tell(answer);
+  return answer.code;
 }
 
 /// `answer_of` for a call that needs the module.

@@ -20,12 +20,12 @@ namespace {
 /// TEE_TOKEN_LOG: words, separated by commas, in any order.
 struct Settings {
   bool failures = true, all = false;
-  std::vector<std::string> destinations;  // stderr, syslog, file:PATH
+  std::vector<std::string> destinations;  // stderr, syslog, file:/PATH
   std::string unknown;
 };
 
 bool is_destination(const std::string& word) {
-  return word == "stderr" || word == "syslog" || (word.rfind("file:", 0) == 0 && word.size() > 5);
+  return word == "stderr" || word == "syslog" || (word.rfind("file:/", 0) == 0);
 }
 
 Settings settings() {
@@ -102,7 +102,7 @@ void write_to_log(const std::string& line) {
   const Settings wanted = settings();
   if (!wanted.unknown.empty()) {
     write_quietly(STDERR_FILENO, "tee-token: TEE_TOKEN_LOG: \"" + wanted.unknown +
-                                     "\" is none of failures, all, off, stderr, syslog and file:PATH\n");
+                                     "\" is none of failures, all, off, stderr, syslog and file:/PATH\n");
   }
   for (const std::string& destination : wanted.destinations) {
     write_to(destination, line);

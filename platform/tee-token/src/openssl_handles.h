@@ -36,6 +36,16 @@ using PKeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using Point = Owned<EC_POINT, EC_POINT_free>;
 using X509Certificate = Owned<X509, X509_free>;
 
+/// libcrypto's error queue is the host program's, too. While this lives, nothing that was in it before is
+/// taken for the reason of a failure here; afterwards it is as it was.
+class OpensslErrors {
+ public:
+  OpensslErrors();
+  OpensslErrors(const OpensslErrors&) = delete;
+  OpensslErrors& operator=(const OpensslErrors&) = delete;
+  ~OpensslErrors();
+};
+
 /// Throws a Failure (CKR_FUNCTION_FAILED) with the text of OpenSSL's own error unless `succeeded`.
 void require_openssl(bool succeeded, const char* step);
 

@@ -19,7 +19,9 @@ CipherContext new_context() { return CipherContext(require_handle(EVP_CIPHER_CTX
 
 Bytes random_bytes(std::size_t length) {
   Bytes bytes(length);
-  require_openssl(RAND_priv_bytes_ex(nullptr, bytes.data(), length, 0) == 1, "random generation");
+  // Not RAND_priv_bytes: it asks the program's own RAND_METHOD, if there is one.
+  require_openssl(EVP_RAND_generate(RAND_get0_private(nullptr), bytes.data(), length, 0, 0, nullptr, 0) == 1,
+                  "random generation");
   return bytes;
 }
 
