@@ -14,7 +14,8 @@ const char* text_of(Layout layout) {
   return names[static_cast<int>(layout)];
 }
 
-const char* text_of(Default fallback) {
+std::string text_of(Default fallback, Classes classes) {
+  const bool of_data = (classes & bit_of(CKO_DATA)) != 0;
   const char* const names[] = {"absent",
                                "false",
                                "true",
@@ -23,7 +24,8 @@ const char* text_of(Default fallback) {
                                "unavailable",
                                "empty",
                                "none: must be given",
-                               "none: must be given (data: empty); found by a generation",
+                               of_data ? "none: must be given (data: empty); found by a generation"
+                                       : "none: must be given; found by a generation",
                                "of a key: derived, else empty"};
   return names[static_cast<int>(fallback)];
 }
@@ -68,8 +70,8 @@ std::string document() {
   for (const AttributeRule& rule : AttributeRules()) {
     const std::string name = rule.name;
     page << "| `" << name.substr(name.find("CKA_")) << "` | " << text_of(rule.classes) << " | "
-         << text_of(rule.layout) << " | " << text_of(rule.fallback) << " | " << text_of(rule.setter)
-         << " |\n";
+         << text_of(rule.layout) << " | " << text_of(rule.fallback, rule.classes) << " | "
+         << text_of(rule.setter) << " |\n";
   }
   return page.str();
 }
