@@ -2,9 +2,12 @@
 
 #include <botan/bigint.h>
 #include <botan/der_enc.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
 #include "commands.h"
@@ -13,6 +16,17 @@ namespace provisioning {
 namespace {
 
 int g_steps = 0;
+bool g_explained = false;
+
+// As no-color.org has it.
+bool is_coloured() {
+  static const bool coloured = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+  return coloured;
+}
+
+std::string in_colour(const char* code, const std::string& text) {
+  return is_coloured() ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
+}
 
 // openssl takes the signature as TLS carries it: a DER sequence of r and s (RFC 3279, 2.2.3).
 std::vector<std::uint8_t> der_signature(const std::vector<std::uint8_t>& raw) {
@@ -52,16 +66,27 @@ std::size_t certificate_count(const std::string& pem) {
   return count;
 }
 
-std::string identity_of(const std::string& pem_file) {
-  const std::string serial = after_equals(run("openssl x509 -noout -serial -in " + pem_file));
-  const std::string fingerprint =
-      after_equals(run("openssl x509 -noout -fingerprint -sha256 -in " + pem_file));
-  return "serial " + serial.substr(0, 12) + "..., SHA-256 " + fingerprint.substr(0, 23) + "...";
+std::string serial_of(const std::string& pem_file) {
+  return after_equals(run("openssl x509 -noout -serial -in " + pem_file));
 }
 
-void report(const std::string& step, const std::string& shown) {
-  std::cout << "[" << std::setw(2) << ++g_steps << "] " << std::left << std::setw(24) << step << std::right
-            << shown << std::endl;
+std::string identity_of(const std::string& pem_file) {
+  const std::string fingerprint =
+      after_equals(run("openssl x509 -noout -fingerprint -sha256 -in " + pem_file));
+  return "serial " + serial_of(pem_file).substr(0, 12) + "..., SHA-256 " + fingerprint.substr(0, 23) + "...";
+}
+
+void explain_steps(bool explained) { g_explained = explained; }
+
+void report(const std::string& step, const std::string& shown, const std::string& explanation) {
+  std::ostringstream number, name;
+  number << "[" << std::setw(2) << ++g_steps << "] ";
+  name << std::left << std::setw(24) << step;
+  std::cout << in_colour("2", number.str()) << in_colour("1;32", name.str()) << shown << "\n";
+  if (g_explained) {
+    std::cout << in_colour("2", "     " + explanation) << "\n";
+  }
+  std::cout.flush();
 }
 
 int steps_reported() { return g_steps; }

@@ -4,7 +4,6 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <iostream>
 #include <stdexcept>
 
@@ -48,13 +47,18 @@ std::string program_folder() {
 void play(Provisioning& device) {
   device.make_the_token();
   device.read_what_is_pre_installed();
-  device.read_trust_store_groups();
   device.make_the_backend();
+  device.read_trust_store_groups();
   device.generate_and_request();
   device.install();
   device.use_what_is_installed();
+  device.connect();
   device.rotate();
+  device.connect();
   device.refuse_a_chain_for_another_key();
+  device.connect();
+  device.survive_kills_in_installations();
+  device.rotate();
   device.refuse_wrong_key_identifiers();
   device.delete_the_identity();
 }
@@ -69,23 +73,29 @@ void set_environment(const std::string& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool keep = argc == 2 && std::strcmp(argv[1], "--keep") == 0;
-  if (argc > 2 || (argc == 2 && !keep)) {
-    std::cerr << "usage: provisioning [--keep]\n";
-    return 2;
+  bool keep = false, explained = false;
+  for (int index = 1; index < argc; ++index) {
+    const std::string option = argv[index];
+    if (option != "--keep" && option != "--explain") {
+      std::cerr << "usage: provisioning [--keep] [--explain]\n";
+      return 2;
+    }
+    keep = keep || option == "--keep";
+    explained = explained || option == "--explain";
   }
+  explain_steps(explained);
   std::string kept;
   try {
-    const std::string tee_token = program_folder() + "/tee-token";
+    const std::string programs = program_folder();
     const WorkingFolder folder;
     kept = folder.path();
     set_environment(kept);
-    Provisioning device(tee_token);
+    Provisioning device(programs);
     play(device);
     std::cout << "all " << steps_reported() << " steps held\n";
     if (keep) {
-      std::cout << "kept; look at the token with: TEE_TOKEN_DIR=" << kept << "/token " << tee_token
-                << " list\n";
+      std::cout << "kept; look at the token with: TEE_TOKEN_DIR=" << kept << "/token " << programs
+                << "/tee-token list\n";
     } else {
       folder.remove();
     }

@@ -1,6 +1,9 @@
 #include "provisioning.h"
 
 #include <botan/exceptn.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "commands.h"
 #include "evidence.h"
@@ -14,6 +17,7 @@ namespace {
 const char kVin[] = "WXY00TEEDEMO00001";
 const std::size_t kPreInstalled = 7;  // BASE key, five certificates, VIN
 const std::size_t kTrusted = 7;       // three groups, three roots and one of another client
+const unsigned kKills = 8;
 
 std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
 
@@ -21,8 +25,10 @@ std::string count_of(std::size_t count, const char* what) { return std::to_strin
 
 }  // namespace
 
-Provisioning::Provisioning(std::string tee_token)
-    : m_tee_token(std::move(tee_token)), m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
+Provisioning::Provisioning(const std::string& programs)
+    : m_tee_token(programs + "/tee-token"),
+      m_mutual_tls(programs + "/mutual-tls"),
+      m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
 
 std::string Provisioning::tee_token(const std::string& arguments) const {
   return run("'" + m_tee_token + "' " + arguments);
@@ -46,7 +52,8 @@ void Provisioning::make_the_token() {
   }
   tee_token(std::string("import-data 2_1 ") + kVin);
   require(objects_with("pre-installed") == kPreInstalled, "the token holds what was imported");
-  report("token made", "BASE key, 5 certificates, VIN: " + count_of(kPreInstalled, "objects"));
+  report("token made", "BASE key, 5 certificates, VIN: " + count_of(kPreInstalled, "objects"),
+         "an SQLite file and a device key in a folder; what a factory would have put in came by tee-token");
 }
 
 void Provisioning::import_device_certificate(const std::string& label) const {
@@ -63,13 +70,17 @@ void Provisioning::read_what_is_pre_installed() {
   require(base == expected, "BASE gives certificates 1_11, 1_15, 1_14");
   require(zemp == read_file("device_1_13.pem") + read_file("device_1_12.pem"), "ZEMP gives 1_13, 1_12");
   require(m_api->get_zemp_vin() == kVin, "the VIN is the one imported");
-  report("pre-installed read", "BASE 3 and ZEMP 2 certificates, VIN " + m_api->get_zemp_vin());
+  report(
+      "pre-installed read", "BASE 3 and ZEMP 2 certificates, VIN " + m_api->get_zemp_vin(),
+      "get_client_cert(\"BASE\"), get_client_cert(\"ZEMP\") and get_zemp_vin() give back what was imported");
 }
 
 void Provisioning::read_trust_store_groups() {
   std::string roots;
-  for (const char* name : {"root_b", "root_c", "root_a"}) {
+  for (const char* name : {"root_b", "root_a"}) {
     make_device_certificate(name, std::string("Trusted ") + name);
+  }
+  for (const char* name : {"root_b", "root", "root_a"}) {
     roots += read_file(std::string(name) + ".pem");
   }
   write_file("roots.pem", roots);
@@ -79,12 +90,15 @@ void Provisioning::read_trust_store_groups() {
   require(objects_with(" trusted ") == kTrusted, "the token holds three groups and their roots");
 
   require(m_api->get_root_cert_bundle("backend") == roots, "the roots are those given, in their order");
-  report("trust group read", count_of(certificate_count(roots), "roots, the same as given to tee-token"));
+  report("trust group read", count_of(certificate_count(roots), "roots, the same as given to tee-token"),
+         "get_root_cert_bundle() gives the trust anchors that the security officer stored");
   require(m_api->get_root_cert_bundle("empty").empty(), "a group without roots gives nothing");
-  report("empty trust group", "gives nothing");
+  report("empty trust group", "gives nothing",
+         "a group is an object of its own, so that no roots is not the same as no group");
   require_unknown_group("nonesuch");
   require_unknown_group("foreign");
-  report("unknown trust group", "is thrown; so is a group of another client");
+  report("unknown trust group", "is thrown; so is a group of another client",
+         "Botan::Exception names the group; another client cannot find out whether it exists");
 }
 
 void Provisioning::require_unknown_group(const std::string& group) const {
@@ -99,12 +113,14 @@ void Provisioning::require_unknown_group(const std::string& group) const {
 
 void Provisioning::make_the_backend() {
   m_backend.reset(new Backend);
-  report("CA made", "root and intermediate, by openssl");
+  report("CA made", "root and intermediate, by openssl",
+         "root.pem signs intermediate.pem, which will sign the device's certificates");
 }
 
 void Provisioning::generate_and_request() {
   require(m_api->generate_private_key("LYR_CSR") == ResultCode::OK, "a key pair is generated");
-  report("key pair generated", "on secp256r1, inside the token");
+  report("key pair generated", "on secp256r1, inside the token",
+         "generate_private_key(\"LYR_CSR\"): C_GenerateKeyPair; the private half has no way out");
 
   const std::vector<std::uint8_t> request = m_api->generate_csr("demo-device-1", "LYR_CSR");
   write_file("request.der", request);
@@ -112,18 +128,21 @@ void Provisioning::generate_and_request() {
   require(
       run("openssl req -inform DER -in request.der -verify -noout").find("verify OK") != std::string::npos,
       "the request's signature verifies");
-  report("request made", count_of(request.size(), "bytes, verified by openssl, ") +
-                             run("openssl req -inform DER -in request.der -noout -subject"));
+  report("request made",
+         count_of(request.size(), "bytes, verified by openssl, ") +
+             run("openssl req -inform DER -in request.der -noout -subject"),
+         "generate_csr() builds a PKCS#10 request that the token signs with CKM_ECDSA_SHA256");
 
   run("openssl req -inform DER -in request.der -noout -pubkey -out request.pub");
   require(m_api->get_public_key("LYR_CSR") == read_file("request.pub"),
           "the request carries the token's public key");
-  report("public key exported", "the same as the request's");
+  report("public key exported", "the same as the request's",
+         "get_public_key(\"LYR_CSR\") and the request name the same key");
 }
 
 void Provisioning::install() {
   const std::string chain = m_backend->certify("request.der");
-  report("certificate issued", identity_of("issued.pem"));
+  report("certificate issued", identity_of("issued.pem"), "openssl x509 -req, the backend's part");
 
   require(m_api->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR") == ResultCode::OK,
           "the chain is installed");
@@ -132,7 +151,9 @@ void Provisioning::install() {
           "one whole identity, nothing else");
   m_installed = chain;
   report("installed",
-         count_of(certificate_count(chain), "certificates, key pair and chain permanent, no temporary left"));
+         count_of(certificate_count(chain), "certificates, key pair and chain permanent, no temporary left"),
+         "set_client_cert_and_move_key(): key pair and chain change places with the old ones in one "
+         "transaction");
 }
 
 void Provisioning::require_identity_works(const std::string& chain) const {
@@ -147,26 +168,36 @@ void Provisioning::require_identity_works(const std::string& chain) const {
 
 void Provisioning::use_what_is_installed() {
   require_identity_works(m_installed);
-  report("chain verified", "by openssl verify up to the root; its key is the one in the token");
-  report("LYR signature", "64 bytes, verified by openssl under the certificate's key");
+  report("chain verified", "by openssl verify up to the root; its key is the one in the token",
+         "get_client_cert(\"LYR\") and get_public_key(\"LYR\") belong together");
+  report("LYR signature", "64 bytes, verified by openssl under the certificate's key",
+         "generate_signature(\"LYR\"): r||s, made inside the token");
 
   run("openssl pkey -in base.key -pubout -out base.pub");
   require_signature("base.pub", "hello base", m_api->generate_signature("BASE", bytes("hello base"), ""));
-  report("BASE signature", "64 bytes, verified by openssl under the device's key");
+  report("BASE signature", "64 bytes, verified by openssl under the device's key",
+         "the device's own key signs in the same way");
+}
+
+std::string Provisioning::new_chain() const {
+  require(m_api->generate_private_key("LYR_CSR") == ResultCode::OK, "another key pair is generated");
+  write_file("request.der", m_api->generate_csr("demo-device-1", "LYR_CSR"));
+  return m_backend->certify("request.der");
 }
 
 void Provisioning::rotate() {
   const std::string old_chain = m_installed;
-  require(m_api->generate_private_key("LYR_CSR") == ResultCode::OK, "a second key pair is generated");
+  const std::string chain = new_chain();
   require_identity_works(old_chain);
-  write_file("request.der", m_api->generate_csr("demo-device-1", "LYR_CSR"));
-  m_installed = m_backend->certify("request.der");
-  require(m_api->set_client_cert_and_move_key(m_installed, "LYR_CSR", "LYR") == ResultCode::OK,
-          "the rotation");
+  const auto begin = std::chrono::steady_clock::now();
+  require(m_api->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR") == ResultCode::OK, "the rotation");
+  m_installation_time = std::chrono::steady_clock::now() - begin;
+  m_installed = chain;
   require_identity_works(m_installed);
   require(m_installed != old_chain && objects_with(" installed ") == 3,
           "the first identity is no longer there");
-  report("rotated", identity_of("chain.pem") + "; the first is gone");
+  report("rotated", identity_of("chain.pem") + "; the first is gone",
+         "all of the above again; the old identity serves until the new one is in its place");
 }
 
 void Provisioning::refuse_a_chain_for_another_key() {
@@ -177,7 +208,58 @@ void Provisioning::refuse_a_chain_for_another_key() {
   require(m_api->set_client_cert_and_move_key(wrong, "LYR_CSR", "LYR") == ResultCode::CRYPTO_OP_ERROR,
           "a chain for another key is refused");
   require_identity_works(m_installed);
-  report("wrong chain refused", "CRYPTO_OP_ERROR; the installed identity goes on signing");
+  report("wrong chain refused", "CRYPTO_OP_ERROR; the installed identity goes on signing",
+         "the token compares the leaf's key with the temporary one before it changes anything");
+}
+
+std::string Provisioning::serial_seen_by_server() const {
+  run("'" + m_mutual_tls + "' localhost " + m_server->port() +
+      " backend >page 2>error || { cat error; false; }");
+  return serial_of("page");
+}
+
+void Provisioning::require_server_sees_installed() const {
+  write_file("chain.pem", m_api->get_client_cert("LYR"));
+  require(serial_seen_by_server() == serial_of("chain.pem"), "the server saw the installed certificate");
+}
+
+void Provisioning::connect() {
+  if (m_server == nullptr) {
+    m_server.reset(new Server);
+  }
+  require_server_sees_installed();
+  report("TLS connection", "the server saw serial " + serial_of("page").substr(0, 12) + "...",
+         "examples/mutual-tls: Botan's TLS 1.2, whose handshake generate_signature(\"LYR\") signs");
+}
+
+bool Provisioning::is_installed_after_kill(const std::string& chain, std::chrono::microseconds delay) const {
+  const pid_t process = ::fork();
+  if (process == 0) {
+    m_api->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR");
+    ::_exit(0);
+  }
+  ::usleep(static_cast<useconds_t>(delay.count()));
+  ::kill(process, SIGKILL);
+  ::waitpid(process, nullptr, 0);
+  return m_api->get_client_cert("LYR") == chain;
+}
+
+void Provisioning::survive_kills_in_installations() {
+  const auto part = std::chrono::duration_cast<std::chrono::microseconds>(m_installation_time) / kKills;
+  unsigned changed = 0;
+  for (unsigned kill = 0; kill < kKills; ++kill) {
+    const std::string chain = new_chain();
+    if (is_installed_after_kill(chain, part * kill)) {
+      m_installed = chain;
+      ++changed;
+    }
+    require_identity_works(m_installed);
+    require_server_sees_installed();
+  }
+  report("killed while installing",
+         std::to_string(kKills) + " times: " + std::to_string(kKills - changed) + " left the old identity, " +
+             std::to_string(changed) + " the new; the server took each",
+         "a process is killed in set_client_cert_and_move_key(), ever later; no half is ever there");
 }
 
 void Provisioning::refuse_wrong_key_identifiers() {
@@ -190,7 +272,8 @@ void Provisioning::refuse_wrong_key_identifiers() {
               m_api->get_client_cert("LYR ").empty(),
           "wrong key identifiers give nothing");
   require_identity_works(m_installed);
-  report("wrong identifiers", "INVALID_KEY_ID or nothing, and nothing changed");
+  report("wrong identifiers", "INVALID_KEY_ID or nothing, and nothing changed",
+         "key identifiers are compared byte for byte");
 }
 
 void Provisioning::delete_the_identity() {
@@ -201,7 +284,8 @@ void Provisioning::delete_the_identity() {
   require(objects_with(" pre-installed ") == kPreInstalled && objects_with(" trusted ") == kTrusted &&
               objects_with("\n" + objects) == 1,
           "nothing is left but the pre-installed material and the trust store");
-  report("deleted", objects + " left, all pre-installed or trusted");
+  report("deleted", objects + " left, all pre-installed or trusted",
+         "set_client_cert_and_move_key(\"\", \"\", \"LYR\") destroys the installed key pair and chain alone");
 }
 
 }  // namespace provisioning

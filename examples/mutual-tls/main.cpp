@@ -1,0 +1,134 @@
+// Asks a server that wants a client certificate for a page, with the certificate and the key in the token.
+
+#include <botan/auto_rng.h>
+#include <botan/tls_client.h>
+#include <botan/tls_session_manager.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <iostream>
+#include <system_error>
+
+#include "token_identity.h"
+
+namespace {
+
+using namespace mutual_tls;
+
+class Socket {
+ public:
+  Socket(const std::string& host, const std::string& port) {
+    addrinfo hints = {}, *found = nullptr;
+    hints.ai_socktype = SOCK_STREAM;
+    const int failure = ::getaddrinfo(host.c_str(), port.c_str(), &hints, &found);
+    if (failure != 0) {
+      throw std::runtime_error(host + " port " + port + ": " + ::gai_strerror(failure));
+    }
+    for (const addrinfo* address = found; address != nullptr && !connected(*address);) {
+      address = address->ai_next;
+    }
+    ::freeaddrinfo(found);
+    if (m_file < 0) {
+      throw std::system_error(errno, std::generic_category(), host + " port " + port);
+    }
+  }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+  ~Socket() { ::close(m_file); }
+
+  void send(const std::uint8_t* data, std::size_t size) const {
+    while (size > 0) {
+      const ssize_t sent = ::send(m_file, data, size, MSG_NOSIGNAL);
+      if (sent < 0) {
+        throw std::system_error(errno, std::generic_category(), "sending");
+      }
+      data += sent;
+      size -= static_cast<std::size_t>(sent);
+    }
+  }
+  /// 0 at the end of the connection.
+  std::size_t receive(std::uint8_t* data, std::size_t room) const {
+    const ssize_t received = ::recv(m_file, data, room, 0);
+    if (received < 0) {
+      throw std::system_error(errno, std::generic_category(), "receiving");
+    }
+    return static_cast<std::size_t>(received);
+  }
+
+ private:
+  bool connected(const addrinfo& address) {
+    m_file = ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    if (m_file < 0 || ::connect(m_file, address.ai_addr, address.ai_addrlen) == 0) {
+      return m_file >= 0;
+    }
+    const int reason = errno;
+    ::close(m_file);
+    m_file = -1;
+    errno = reason;
+    return false;
+  }
+
+  int m_file = -1;
+};
+
+/// What is received goes to stdout.
+class Connection final : public TokenCallbacks {
+ public:
+  Connection(Api& api, const Socket& socket) : TokenCallbacks(api), m_socket(socket) {}
+
+  void tls_emit_data(const std::uint8_t* data, std::size_t size) override { m_socket.send(data, size); }
+  void tls_record_received(std::uint64_t, const std::uint8_t* data, std::size_t size) override {
+    std::cout.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  }
+  void tls_alert(Botan::TLS::Alert alert) override {
+    if (alert.is_fatal()) {
+      throw std::runtime_error("the server ends the connection: " + alert.type_string());
+    }
+  }
+  bool tls_session_established(const Botan::TLS::Session&) override { return false; }
+
+ private:
+  const Socket& m_socket;
+};
+
+void ask(const std::string& host, const std::string& port, const std::string& group,
+         const std::string& path) {
+  const std::shared_ptr<Api> api = Api::get_instance();
+  TokenCredentials credentials(*api, group);
+  const Socket socket(host, port);
+  Connection connection(*api, socket);
+  Botan::AutoSeeded_RNG rng;
+  Botan::TLS::Session_Manager_Noop no_sessions;  // each connection shows the key in use
+  const TokenPolicy policy;
+  Botan::TLS::Client client(connection, no_sessions, credentials, policy, rng, {host, 443});
+  bool asked = false;
+  std::uint8_t data[4096];
+  for (std::size_t size = 0; !client.is_closed() && (size = socket.receive(data, sizeof data)) > 0;) {
+    client.received_data(data, size);
+    if (client.is_active() && !asked) {
+      client.send("GET " + path + " HTTP/1.0\r\nHost: " + host + "\r\n\r\n");
+      asked = true;
+    }
+  }
+  if (!asked) {
+    throw std::runtime_error("the server closed the connection during the handshake");
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4 && argc != 5) {
+    std::cerr << "usage: mutual-tls HOST PORT TRUST-STORE-GROUP [PATH]\n";
+    return 2;
+  }
+  try {
+    ask(argv[1], argv[2], argv[3], argc == 5 ? argv[4] : "/");
+    return std::cout.flush() ? 0 : 1;
+  } catch (const std::exception& failure) {
+    std::cerr << "mutual-tls: " << failure.what() << "\n";
+    return 1;
+  }
+}
