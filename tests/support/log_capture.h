@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ara/log/host/sink.h>
+#include <gtest/gtest.h>
 
 #include <functional>
 #include <memory>
@@ -8,6 +9,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "support/log_contract.h"
 
 namespace test_support {
 
@@ -28,7 +31,7 @@ inline LogLine debug(std::string text) { return {ara::log::LogLevel::kDebug, std
 inline LogLine error(std::string text) { return {ara::log::LogLevel::kError, std::move(text)}; }
 
 /// Gathers all records of the process, of every level, in their order, while it lives; no other sink gets
-/// them.
+/// them. A record that breaks the contract of docs/logging.md fails the test.
 class LogCapture {
  public:
   LogCapture() : m_sink(std::make_shared<Memory>()), m_before(ara::log::host::SetSinks({m_sink})) {
@@ -47,6 +50,8 @@ class LogCapture {
  private:
   struct Memory : ara::log::host::Sink {
     bool Write(const ara::log::host::Record& record) override {
+      const std::string fault = faultOfRecord(record.level, record.text);
+      if (!fault.empty()) ADD_FAILURE() << "this record " << fault;
       lines.push_back({record.level, record.text});
       if (observer) observer(lines.back());
       return true;

@@ -24,6 +24,13 @@ inline std::string firstDifference(const std::string& stored, const std::string&
   return std::to_string(number) + ": stored is\n  " + before + "\nbut it should be\n  " + now;
 }
 
+/// The text of the file `path` of the project, relative to its folder.
+inline std::string storedText(const std::string& path) {
+  std::ifstream stream(CCI_PROJECT_FOLDER "/" + path, std::ios::binary);
+  EXPECT_TRUE(stream.is_open()) << "cannot read " << path << "; ./run accept writes what is written by tests";
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 /// Fails unless the file `path` of the project, relative to its folder, holds exactly `text`. With
 /// CCI_ACCEPT=1 in the environment, writes it instead.
 inline void expectStored(const std::string& path, const std::string& text) {
@@ -33,9 +40,7 @@ inline void expectStored(const std::string& path, const std::string& text) {
     ASSERT_TRUE((std::ofstream(file, std::ios::binary) << text).flush()) << "cannot write " << file;
     return;
   }
-  std::ifstream stream(file, std::ios::binary);
-  ASSERT_TRUE(stream.is_open()) << "cannot read " << file << "; ./run accept writes it";
-  const std::string stored{std::istreambuf_iterator<char>(stream), {}};
+  const std::string stored = storedText(path);
   if (stored != text) {
     ADD_FAILURE() << path << ':' << firstDifference(stored, text)
                   << "\nif that change is meant, ./run accept stores it";
