@@ -97,9 +97,10 @@ namespace {
 int opened(const char* path, int flags, mode_t mode) {
   struct stat status {};
   const bool absent = g_watch != nullptr && (flags & O_CREAT) != 0 && ::lstat(path, &status) != 0;
-  // What a read-only medium refuses first.
+  // What a read-only medium refuses first, and a full one does not.
   const bool for_writing = (flags & O_ACCMODE) != O_RDONLY;
-  const bool refused = g_watch != nullptr && g_watch->interruption.fault == Fault::kReadOnly && for_writing;
+  const bool refused = g_watch != nullptr && g_watch->interruption.fault == Fault::kReadOnly &&
+                       g_watch->interruption.error == EROFS && for_writing;
   const long file = made({"open", path, {}, absent || refused},
                          [&] { return ::syscall(SYS_openat, AT_FDCWD, path, flags, mode); });
   if (file >= 0 && (flags & O_TRUNC) != 0 && g_watch != nullptr) made({"ftruncate", path}, [] { return 0; });

@@ -70,6 +70,7 @@ class CheckTest : public TokenTest {
   void make_permanent() {
     alter_store("UPDATE attribute SET value = x'01' WHERE type = " +
                 std::to_string(TEE_CKA_VENDOR_PERMANENT));
+    make_store_old(folder());
   }
 
   /// An installed identity with its chain: leaf, ca.
@@ -113,10 +114,10 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"an identity without chain", [&] { generate(marks()), make_permanent(); }, 13, "0 chains; install"},
       {"an empty chain", [&] { generate(marks()), store_chain({}), make_permanent(); }, 13,
        "no certificate;"},
-      {"a sealed value that was altered",
+      {"a label that was altered",
        [&] {
-         generate();
-         alter_store("UPDATE attribute SET value = zeroblob(60) WHERE type = 17");
+         EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), OK);
+         alter_store("UPDATE attribute SET value = x'41' WHERE type = 3");
        },
        14, "CKR_DEVICE_ERROR; if it stays so, destroy it"},
       {"words for a chain",

@@ -12,13 +12,14 @@ using tee_token::DeviceFolder;
 
 struct File {
   const char* name;
-  off_t length;  // 0: any
+  off_t shortest, longest;  // 0: any
   const char* remedy;
 };
 
 constexpr char kNewToken[] = "; only a new token in an empty folder helps";
-constexpr File kFiles[] = {
-    {"device.key", 32, kNewToken}, {"token.db", 0, ""}, {"pin-tries", 2, "; write two zero bytes in it"}};
+constexpr File kFiles[] = {{"device.key", 32, 32, kNewToken},
+                           {"token.db", 0, 0, ""},
+                           {"pin-tries", 2, 3, "; write two zero bytes in it"}};
 
 /// A Failure is a finding here.
 template <typename Step>
@@ -32,9 +33,10 @@ void judge(Findings& findings, const std::string& name, const Step& step) {
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
-  if (file.length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != file.length) {
+  if (file.longest != 0 && ::stat(path.c_str(), &status) == 0 &&
+      (status.st_size < file.shortest || status.st_size > file.longest)) {
     findings.add(Fault::kFiles,
-                 path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
+                 path + " is damaged: it must hold " + std::to_string(file.longest) + " bytes" + file.remedy);
   }
 }
 

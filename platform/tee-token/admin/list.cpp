@@ -93,6 +93,12 @@ Json describe_object(TokenSession& token, ObjectHandle handle) {
           {"details", described.details}};
 }
 
+/// Shown in its line: the others are to be seen all the same.
+Json damaged_object(ObjectHandle handle, const char* reason) {
+  return {{"handle", handle}, {"class", "unreadable"}, {"label", ""}, {"state", ""},
+          {"client", ""},     {"key_id", ""},          {"group", ""}, {"details", reason}};
+}
+
 /// One that another program destroys meanwhile is left out.
 Json describe_objects(TokenSession& token) {
   Json objects = Json::array();
@@ -100,7 +106,9 @@ Json describe_objects(TokenSession& token) {
     try {
       objects.push_back(describe_object(token, handle));
     } catch (const PKCS11_ReturnError& error) {
-      if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
+      if (error.get_return_value() == ReturnValue::DeviceError) {
+        objects.push_back(damaged_object(handle, error.what()));
+      } else if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
         throw;
       }
     }

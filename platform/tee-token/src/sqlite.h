@@ -60,6 +60,8 @@ class Database {
   /// Throws CKR_DEVICE_REMOVED when the file is no longer at the path that it was opened at.
   void require_in_place();
 
+  /// Whether a Change is open.
+  bool is_changing() const { return sqlite3_txn_state(m_connection.get(), "main") == SQLITE_TXN_WRITE; }
   bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
   sqlite3_int64 last_row() const { return sqlite3_last_insert_rowid(m_connection.get()); }
 
