@@ -110,7 +110,8 @@ void CommandLine::add_pins() {
   };
   for (const auto& pin : pins) {
     CLI::App* const command = m_app.add_subcommand(pin.name, pin.description);
-    command->add_option("--new-pin-hex", m_new_pin, "In hexadecimal digits; without it, a line of stdin");
+    command->add_option("--new-pin-hex", m_new_pin,
+                        "In hexadecimal digits; -, or without it: a line of stdin");
     command->callback([this, set = pin.command] { set(m_target, m_new_pin); });
   }
 }

@@ -28,8 +28,8 @@ void list(const Target& target, bool json);
 /// its roots. Private keys stay where they are.
 void export_object(const Target& target, Botan::PKCS11::ObjectHandle object);
 
-/// Sets a new PIN, given in hexadecimal digits; an empty text: asked for on stdin. Resetting is the security
-/// officer's way out for a user whose PIN is locked or forgotten.
+/// Sets a new PIN, given in hexadecimal digits; an empty text or "-": asked for on stdin. Resetting is the
+/// security officer's way out for a user whose PIN is locked or forgotten.
 void change_pin(const Target& target, const std::string& new_pin_hex);
 void change_so_pin(const Target& target, const std::string& new_pin_hex);
 void reset_pin(const Target& target, const std::string& new_pin_hex);

@@ -58,9 +58,24 @@ bool only_blanks_follow(const Next& next) {
   return byte == EOF;
 }
 
+/// Goes on behind the parameters that `openssl ecparam -genkey` writes before the key.
+void skip_parameters(std::FILE* file) {
+  char line[100];
+  const auto next_begins = [&](const char* text) {
+    return std::fgets(line, sizeof line, file) == nullptr || std::strncmp(line, text, std::strlen(text)) == 0;
+  };
+  if (!next_begins("-----BEGIN EC PARAMETERS-----")) {
+    std::rewind(file);
+    return;
+  }
+  while (!next_begins("-----END EC PARAMETERS-----")) {
+  }
+}
+
 // libcrypto reads every form that tools write; Botan reads PKCS#8 alone.
 Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   const File file = open_file(path);
+  skip_parameters(file.get());
   EVP_PKEY* key = nullptr;
   const Decoder decoder(
       OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, "EC", EVP_PKEY_KEYPAIR, nullptr, nullptr));

@@ -29,6 +29,10 @@ class UsageError : public std::runtime_error {
 constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
 constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
 
+/// Whether the token is the platform's own, whose folder this program knows: no option and no environment
+/// names another module.
+bool is_platforms(const Target& target);
+
 /// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
 Botan::PKCS11::secure_string pin_of_hex(const std::string& hex, const std::string& name);
 
