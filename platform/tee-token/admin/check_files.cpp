@@ -38,22 +38,11 @@ void check_length(Findings& findings, const std::string& path, const File& file)
   }
 }
 
-std::string integrity_of(const std::string& path) {
-  tee_token::Database store(path);
-  tee_token::Query answer = store.query("PRAGMA integrity_check");
-  std::string said;
-  while (answer.step()) {
-    const tee_token::Bytes line = answer.bytes(0);
-    said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
-  }
-  return said;
-}
-
 // That others hold the store, or that the system cannot read it, says nothing of its content.
 void check_integrity(Findings& findings, const std::string& path) {
   std::string said;
   try {
-    said = integrity_of(path);
+    said = tee_token::Database(path).integrity();
   } catch (const tee_token::Damage& damage) {
     said = damage.what();
   }

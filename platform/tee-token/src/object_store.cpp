@@ -123,16 +123,19 @@ CK_ULONG ObjectStore::size_of(CK_OBJECT_HANDLE object) {
   return query.bind(row(object)).step() ? static_cast<CK_ULONG>(query.number(0)) : 0;
 }
 
-Attributes ObjectStore::load(CK_OBJECT_HANDLE object) {
+Attributes ObjectStore::stored(CK_OBJECT_HANDLE object) {
   Attributes attributes;
-  {
-    Query query = m_database.query("SELECT type, value FROM attribute WHERE object = ?");
-    query.bind(row(object));
-    while (query.step()) {
-      attributes.set(static_cast<CK_ATTRIBUTE_TYPE>(query.number(0)), query.bytes(1));
-    }
+  Query query = m_database.query("SELECT type, value FROM attribute WHERE object = ?");
+  query.bind(row(object));
+  while (query.step()) {
+    attributes.set(static_cast<CK_ATTRIBUTE_TYPE>(query.number(0)), query.bytes(1));
   }
-  require_sound(object, attributes);
+  tee_token::require_sound(object, attributes);
+  return attributes;
+}
+
+Attributes ObjectStore::load(CK_OBJECT_HANDLE object) {
+  Attributes attributes = stored(object);
   if (attributes.has(CKA_VALUE) && attributes.is_true(CKA_PRIVATE)) {
     attributes.set(CKA_VALUE, unsealed(object, CKA_VALUE, attributes.at(CKA_VALUE)));
   }

@@ -125,9 +125,13 @@ void Token::clear_store(ByteView officer_pin) {
   } else {
     m_folder.make_device_key_if_absent();
     reset_tries(m_folder);
-    create_token_schema(*m_store);
-    ObjectStore::create_schema(*m_store, 1);
+    create_store(*m_store);
   }
+}
+
+void create_store(Database& store) {
+  create_token_schema(store);
+  ObjectStore::create_schema(store, 1);
 }
 
 void Token::require_same_token() {
