@@ -8,6 +8,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "admin_shell.h"
 #include "support/long_run.h"
 #include "support/power_cut.h"
 #include "support/system_calls.h"
@@ -103,6 +104,12 @@ TEST_F(DamageTest, AStoreOfVersionOneOpens) {
   EXPECT_THAT(sound, testing::HasSubstr(" 86=01"));                 // the root is trusted
   EXPECT_THAT(sound, testing::HasSubstr(" 11=76656869636c65"));     // "vehicle"
   EXPECT_FALSE(has(sound, "CKR_")) << sound;
+}
+
+TEST_F(DamageTest, ABackupOfVersionOneIsRestored) {
+  fs::remove(file("token.db"));
+  EXPECT_EQ(admin("restore '" CCI_PROJECT_FOLDER "/tests/data/token-v1/token.db'").code, 0);
+  EXPECT_EQ(learn(), sound);
 }
 
 TEST_F(DamageTest, ADamagedStoreNeverGivesAWrongKeyAndNeverFaults) {

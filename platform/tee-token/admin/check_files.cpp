@@ -17,6 +17,9 @@ struct File {
 };
 
 constexpr char kNewToken[] = "; only a new token in an empty folder helps";
+constexpr char kBackup[] =
+    "; stop the programs that use the token, move it and its journal away and restore a backup: without one,"
+    " only a new token in an empty folder helps";
 constexpr File kFiles[] = {
     {"device.key", 32, kNewToken}, {"token.db", 0, ""}, {"pin-tries", 2, "; write two zero bytes in it"}};
 
@@ -47,7 +50,7 @@ void check_integrity(Findings& findings, const std::string& path) {
     said = damage.what();
   }
   if (said != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + said + kNewToken);
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kBackup);
   }
 }
 

@@ -121,12 +121,10 @@ std::string Database::image() {
 }
 
 std::string Database::integrity() {
-  Query answer = query("PRAGMA integrity_check");
-  std::string said;
-  while (answer.step()) {
-    const Bytes line = answer.bytes(0);
-    said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
-  }
+  Query answer = query("PRAGMA integrity_check(1)");
+  const Bytes told = answer.step() ? answer.bytes(0) : Bytes();
+  std::string said(told.begin(), told.end());
+  std::replace(said.begin(), said.end(), '\n', ' ');
   return said;
 }
 

@@ -58,7 +58,7 @@ class Database {
   /// Adds a database in memory with the content of such a file, under the name "copy".
   void attach_copy(const std::string& image);
 
-  /// What SQLite's own check says of it: "ok", or what is damaged.
+  /// What SQLite's own check says of it, in one line: "ok", or the first damage.
   std::string integrity();
 
   /// Runs statements that need no parameters.

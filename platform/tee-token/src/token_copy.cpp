@@ -85,9 +85,9 @@ void Token::require_sound() {
   require_own_numbers(*m_store);
   record();
   m_folder.device_key();
-  ObjectStore& all = objects().store_for(true);
-  for (CK_OBJECT_HANDLE object = 0; (object = all.next_match(Attributes(), object)) != 0;) {
-    all.require_sound(object);
+  Query all = m_store->query("SELECT number FROM object WHERE session = 0");
+  while (all.step()) {
+    objects().store_for(true).require_sound(static_cast<CK_OBJECT_HANDLE>(all.number(0)));
   }
 }
 
