@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <utility>
 
 namespace test_support {
@@ -147,6 +148,17 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   return opened(path, flags, mode);
+}
+
+int mkostemp(char* pattern, int flags) {
+  static int number = 0;
+  int file = -1;
+  do {
+    const std::string digits = std::to_string(1'000'000 + number++ % 1'000'000);
+    digits.copy(pattern + std::strlen(pattern) - 6, 6, 1);
+    file = opened(pattern, O_RDWR | O_CREAT | O_EXCL | flags, 0600);
+  } while (file < 0 && errno == EEXIST);
+  return file;
 }
 
 int fcntl(int file, int command, ...) {

@@ -12,6 +12,7 @@
 #include <functional>
 #include <iterator>
 
+#include "token.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -118,6 +119,35 @@ class ConcurrencyTest : public TokenTest {
     return found.size() == 3 && found[1] == found[0] + 1 && found[2] == found[0] + 2;
   }
 
+  /// 0 when one set was seen after another, 1 when a mixture was, 2 when no change was.
+  int watch_sets(const Process::IsOver& is_over) {
+    Handles last;
+    int sets = 0;
+    do {
+      const Handles found = installed();
+      if (!is_one_set(found)) {
+        return 1;
+      }
+      sets += found != last ? 1 : 0;
+      last = found;
+    } while (!is_over());
+    return sets > 1 ? 0 : 2;
+  }
+
+  /// 0 when each of many new objects had a number above those before it, 1 when one did not, 2 when few were
+  /// made.
+  int create_until(const Process::IsOver& is_over) {
+    CK_OBJECT_HANDLE made = 0, last = 0;
+    int objects = 0;
+    for (; !is_over(); last = made, ++objects) {
+      if (create(Class(CKO_DATA).flag(CKA_TOKEN, true), &made) != OK || made <= last) {
+        return 1;
+      }
+      ::usleep(1000);  // others are to have their turn
+    }
+    return objects > 9 ? 0 : 2;
+  }
+
   TEE_FUNCTION_LIST* m_vendor = nullptr;
 };
 
@@ -147,26 +177,33 @@ TEST_F(ConcurrencyTest, OfTwoRotationsAtOnceOneWinsAndTheOtherIsTold) {
 
 TEST_F(ConcurrencyTest, AReaderSeesTheOldSetOrTheNewOneInEachCall) {
   ASSERT_EQ(install({}, new_parts()), CKR_OK);
-  Process reader([&] { begin(); },
-                 [&](const Process::IsOver& is_over) {
-                   Handles last;
-                   int sets = 0;
-                   do {
-                     const Handles found = installed();
-                     if (!is_one_set(found)) {
-                       return 1;
-                     }
-                     sets += found != last ? 1 : 0;
-                     last = found;
-                   } while (!is_over());
-                   return sets > 1 ? 0 : 2;
-                 });
+  Process reader([&] { begin(); }, [&](const Process::IsOver& is_over) { return watch_sets(is_over); });
   reader.go();
   for (int round = 0; round < 40; ++round) {
     ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
   }
   reader.go();
-  EXPECT_EQ(reader.left(), 0) << "1: a mixture was seen; 2: no rotation was";
+  EXPECT_EQ(reader.left(), 0);
+}
+
+TEST_F(ConcurrencyTest, ARestoreIsSeenWholeAndGivesNoNumberAgain) {
+  const tee_token::DeviceFolder device(folder());
+  std::string copies[2];
+  for (std::string& copy : copies) {
+    ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
+    copy = tee_token::Token(device).copy_of_store();
+  }
+  Process reader([&] { begin(); }, [&](const Process::IsOver& is_over) { return watch_sets(is_over); });
+  Process writer([&] { begin(); }, [&](const Process::IsOver& is_over) { return create_until(is_over); });
+  reader.go();
+  writer.go();
+  for (int round = 0; round < 20; ++round) {
+    tee_token::Token(device).restore(copies[round % 2], false);
+  }
+  reader.go();
+  writer.go();
+  EXPECT_EQ(reader.left(), 0);
+  EXPECT_EQ(writer.left(), 0);
 }
 
 TEST_F(ConcurrencyTest, WaitsForOthersEndWithTheReason) {

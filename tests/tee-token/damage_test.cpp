@@ -10,6 +10,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "admin_shell.h"
 #include "support/long_run.h"
 #include "support/power_cut.h"
 #include "support/system_calls.h"
@@ -199,6 +200,15 @@ TEST_F(DamageTest, WhereAnOldStoreCannotBeUpgradedItIsReadAsItIs) {
     EXPECT_EQ(learn(), sound);
     EXPECT_EQ(versions_text(folder()), kVersion2);
   }
+}
+
+TEST_F(DamageTest, ABackupOfVersionOneIsRestoredWhenTheOwnerKnowsIt) {
+  fs::remove(file("token.db"));
+  const std::string restore = "restore '" CCI_PROJECT_FOLDER "/tests/data/token-v1/token.db'";
+  EXPECT_NE(admin(restore).code, 0) << "the store has been newer";
+  put("pin-tries", std::string(2, '\0'));
+  EXPECT_EQ(admin(restore).code, 0);
+  EXPECT_EQ(learn(), sound);
 }
 
 TEST_F(DamageTest, ADamagedStoreNeverGivesAWrongKeyOrValueAndNeverFaults) {

@@ -17,6 +17,9 @@ struct File {
 };
 
 constexpr char kNewToken[] = "; only a new token in an empty folder helps";
+constexpr char kBackup[] =
+    "; stop the programs that use the token, move it and its journal away and restore a backup: without one,"
+    " only a new token in an empty folder helps";
 constexpr File kFiles[] = {{"device.key", 32, 32, kNewToken},
                            {"token.db", 0, 0, ""},
                            {"pin-tries", 2, 3, "; write two zero bytes in it"}};
@@ -40,27 +43,16 @@ void check_length(Findings& findings, const std::string& path, const File& file)
   }
 }
 
-std::string integrity_of(const std::string& path) {
-  tee_token::Database store(path);
-  tee_token::Query answer = store.query("PRAGMA integrity_check");
-  std::string said;
-  while (answer.step()) {
-    const tee_token::Bytes line = answer.bytes(0);
-    said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
-  }
-  return said;
-}
-
 // That others hold the store, or that the system cannot read it, says nothing of its content.
 void check_integrity(Findings& findings, const std::string& path) {
   std::string said;
   try {
-    said = integrity_of(path);
+    said = tee_token::Database(path).integrity();
   } catch (const tee_token::Damage& damage) {
     said = damage.what();
   }
   if (said != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + said + kNewToken);
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kBackup);
   }
 }
 

@@ -20,12 +20,16 @@ void authenticate_objects(Database& store, const Bytes& mac_key) {
 
 }  // namespace
 
-void upgrade_store(Database& store, const Bytes& device_key) {
-  const TokenRecord record = load_token_record(store, Bytes());
+void upgrade_tables(Database& store) {
   store.execute(
       "ALTER TABLE token ADD COLUMN mac BLOB;"
       "ALTER TABLE object ADD COLUMN mac BLOB;"
       "PRAGMA user_version = 2;");
+}
+
+void upgrade_store(Database& store, const Bytes& device_key) {
+  const TokenRecord record = load_token_record(store, Bytes());
+  upgrade_tables(store);
   save_token_record(store, record, record_key(device_key));
   authenticate_objects(store, ObjectStore::mac_key(device_key, record.serial));
 }

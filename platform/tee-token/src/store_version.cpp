@@ -18,8 +18,6 @@ sqlite3_int64 pragma(Database& store, const char* question) {
   return query.step() ? query.number(0) : 0;
 }
 
-sqlite3_int64 version_in(Database& store) { return pragma(store, "PRAGMA user_version"); }
-
 void require_known(sqlite3_int64 application, sqlite3_int64 version) {
   if (application != kApplication) {
     throw Failure(CKR_TOKEN_NOT_RECOGNIZED, "the store is not a token's: another program's database");
@@ -42,6 +40,8 @@ std::uint8_t noted_version(const DeviceFolder& folder) {
 }
 
 }  // namespace
+
+sqlite3_int64 version_in(Database& store) { return pragma(store, "PRAGMA user_version"); }
 
 bool is_token_store(Database& store) {
   const Snapshot snapshot(store);

@@ -13,6 +13,9 @@ constexpr sqlite3_int64 kStoreVersion = 2;
 /// (CKR_TOKEN_NOT_RECOGNIZED) for a database of another kind or of a newer version.
 bool is_token_store(Database& store);
 
+/// The version that a store says it has.
+sqlite3_int64 version_in(Database& store);
+
 /// The version of a token's store. Throws a Failure (CKR_DEVICE_ERROR) when it is older than the one that the
 /// folder has noted: who could set it back could go around all authentication.
 sqlite3_int64 store_version(Database& store, const DeviceFolder& folder);

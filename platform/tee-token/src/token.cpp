@@ -76,7 +76,9 @@ void Token::bring_up_to_date() {
       require_same_token();
       change.commit();
     }
-    note_store_version(m_folder);
+    if (m_is_in_folder) {
+      note_store_version(m_folder);
+    }
   } catch (const Failure&) {
     // On a medium that is read-only or full it can be read as it is. The next program tries again.
   }
@@ -124,7 +126,9 @@ Bytes Token::master_key(const TokenRecord& record, User user, ByteView pin) {
 void Token::initialise(ByteView officer_pin, ByteView label) {
   require_pin_length(officer_pin);
   m_folder.make_if_absent();
-  open_or_create_store();
+  if (!is_initialised()) {
+    open_or_create_store();
+  }
   Change change(*m_store);
   clear_store(officer_pin);
   const Bytes device_key = m_folder.device_key();
@@ -135,7 +139,8 @@ void Token::initialise(ByteView officer_pin, ByteView label) {
 }
 
 void Token::open_or_create_store() {
-  if (!is_initialised() && !m_store) {
+  open_store_if_there();
+  if (!m_store) {
     // SQLite makes its other files like this one: for the owner alone.
     open_private_file(m_folder.file(kStore), O_RDWR | O_CREAT);
     m_store.emplace(m_folder.file(kStore));
@@ -149,9 +154,13 @@ void Token::clear_store(ByteView officer_pin) {
   } else {
     m_folder.make_device_key_if_absent();
     make_counters(m_folder, kStoreVersion);
-    create_token_schema(*m_store);
-    ObjectStore::create_schema(*m_store, 1);
+    create_store(*m_store);
   }
+}
+
+void create_store(Database& store) {
+  create_token_schema(store);
+  ObjectStore::create_schema(store, 1);
 }
 
 void Token::require_same_token() {

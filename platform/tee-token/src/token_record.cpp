@@ -43,9 +43,9 @@ TokenRecord load_token_record(Database& store, const Bytes& key) {
   Query query =
       store.query("SELECT label, serial, officer_salt, officer_key, user_salt, user_key FROM token");
   if (!query.step()) {
-    throw Failure(
-        CKR_DEVICE_ERROR,
-        "the store is damaged: it says nothing of the token; only a new token in an empty folder helps");
+    throw Failure(CKR_DEVICE_ERROR,
+                  "the store is damaged: it says nothing of the token; put a backup back with: tee-token "
+                  "restore --force");
   }
   TokenRecord record{query.bytes(0), query.bytes(1), {query.bytes(2), query.bytes(3)}, std::nullopt};
   if (!query.is_null(5)) {
