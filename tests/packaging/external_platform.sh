@@ -15,7 +15,7 @@ find "$work/platform" \( -name '*clientcertinitializer*' -o -name 'ozk-client-ce
 # Without optimisation and debug information it is built in half the time.
 quietly cmake -G Ninja -S "$source" -B "$work/build" -DCMAKE_BUILD_TYPE=None -DCCI_PLATFORM=external \
   -DCMAKE_PREFIX_PATH="$work/platform"
-quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls product-tests
+quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls sbom product-tests
 quietly cmake --install "$work/build" --prefix "$work/product"
 ln -s "$work/platform/bin/tee-token" "$work/build/bin/"
 "$work/build/bin/provisioning"

@@ -176,17 +176,22 @@ TEST_F(DamageTest, AnUpgradeMakesNothingSoundThatWasNot) {
 }
 
 TEST_F(DamageTest, WhereAnOldStoreCannotBeUpgradedItIsReadAsItIs) {
-  for (const auto& [fault, error] :
-       {std::pair(Fault::kReadOnly, EROFS), std::pair(Fault::kReadOnly, ENOSPC)}) {
+  const struct {
+    test_support::Interruption interruption;
+    CK_RV answer;
+  } cases[] = {{{Fault::kReadOnly, 1, EROFS}, CKR_TOKEN_WRITE_PROTECTED},
+               {{Fault::kFailure, 1, EIO}, CKR_TOKEN_WRITE_PROTECTED},  // SQLite then opens it for reading
+               {{Fault::kReadOnly, 1, ENOSPC}, CKR_DEVICE_ERROR}};
+  for (const auto& each : cases) {
+    const int error = each.interruption.error;
     SCOPED_TRACE(std::strerror(error));
     take("token-v1");
-    test_support::watch_system_calls(folder(), {fault, 1, error});
+    test_support::watch_system_calls(folder(), each.interruption);
     m_token->C_Initialize(nullptr);
     open();
     EXPECT_THAT(find(Class(CKO_CERTIFICATE)), testing::SizeIs(2));
     EXPECT_EQ(value_of(8, CKA_TRUSTED), Value{1});
-    EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)),
-              answer(error == ENOSPC ? CKR_DEVICE_ERROR : CKR_TOKEN_WRITE_PROTECTED));
+    EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), answer(each.answer));
     test_support::stop_watching();
     EXPECT_EQ(versions_text(folder()), kVersion1);
     // A change that a program then can make upgrades the store with it.

@@ -55,8 +55,13 @@ bool is_token_store(Database& store) {
 }
 
 sqlite3_int64 store_version(Database& store, const DeviceFolder& folder) {
+  if (version_in(store) == kStoreVersion) {
+    return kStoreVersion;
+  }
+  // The note comes first: between the two another process may upgrade the store.
+  const std::uint8_t noted = noted_version(folder);
   const sqlite3_int64 version = version_in(store);
-  if (version < kStoreVersion && version < noted_version(folder)) {
+  if (version < noted) {
     throw Failure(
         CKR_DEVICE_ERROR,
         "the store has version " + std::to_string(version) +
@@ -67,8 +72,8 @@ sqlite3_int64 store_version(Database& store, const DeviceFolder& folder) {
   return version;
 }
 
-void note_store_version(const DeviceFolder& folder) {
-  if (noted_version(folder) >= kStoreVersion) {
+void note_store_version(Database& store, const DeviceFolder& folder) {
+  if (version_in(store) < kStoreVersion || noted_version(folder) >= kStoreVersion) {
     return;
   }
   // Whoever upgraded the store may have died before he could: an old journal would bring version 1 back.
