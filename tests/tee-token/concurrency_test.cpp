@@ -1,6 +1,5 @@
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,9 +20,8 @@ namespace {
 /// Another process. It begins its work when it is told to, and `left` gives what the work returned.
 class Process {
  public:
-  /// `prepare` is done at once, `work` after `go`. What `work` gets tells whether there was another `go`.
-  using IsOver = std::function<bool()>;
-  Process(const std::function<void()>& prepare, const std::function<int(const IsOver&)>& work) {
+  /// `prepare` is done at once, `work` after `go`.
+  Process(const std::function<void()>& prepare, const std::function<int()>& work) {
     EXPECT_EQ(::pipe2(m_start, O_CLOEXEC), 0);
     EXPECT_EQ(::pipe2(m_ready, O_CLOEXEC), 0);
     m_id = ::fork();
@@ -32,7 +30,7 @@ class Process {
       prepare();
       char byte = 0;
       const bool told = ::write(m_ready[1], "", 1) == 1 && ::read(m_start[0], &byte, 1) == 1;
-      ::_exit(told ? work([this] { return is_over(); }) : 99);
+      ::_exit(told ? work() : 99);
     }
     char byte = 0;
     EXPECT_EQ(::read(m_ready[0], &byte, 1), 1);
@@ -46,19 +44,23 @@ class Process {
   }
 
   void go() { EXPECT_EQ(::write(m_start[1], "", 1), 1); }
+  bool is_running() { return m_is_running && !has_left(WNOHANG); }
   int left() {
-    int status = 0;
-    ::waitpid(m_id, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (m_is_running) {
+      has_left(0);
+    }
+    return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1;
   }
 
  private:
-  bool is_over() const {
-    pollfd start = {m_start[0], POLLIN, 0};
-    return ::poll(&start, 1, 0) != 0;
+  bool has_left(int how_to_wait) {
+    m_is_running = ::waitpid(m_id, &m_status, how_to_wait) == 0;
+    return !m_is_running;
   }
 
   pid_t m_id = 0;
+  int m_status = -1;
+  bool m_is_running = true;
   int m_start[2] = {}, m_ready[2] = {};
 };
 
@@ -119,33 +121,30 @@ class ConcurrencyTest : public TokenTest {
     return found.size() == 3 && found[1] == found[0] + 1 && found[2] == found[0] + 2;
   }
 
-  /// 0 when one set was seen after another, 1 when a mixture was, 2 when no change was.
-  int watch_sets(const Process::IsOver& is_over) {
+  /// 0 when ten sets were seen one after the other, 1 when a mixture was.
+  int watch_sets() {
     Handles last;
-    int sets = 0;
-    do {
+    for (int sets = 0; sets < 10;) {
       const Handles found = installed();
       if (!is_one_set(found)) {
         return 1;
       }
       sets += found != last ? 1 : 0;
       last = found;
-    } while (!is_over());
-    return sets > 1 ? 0 : 2;
+    }
+    return 0;
   }
 
-  /// 0 when each of many new objects had a number above those before it, 1 when one did not, 2 when few were
-  /// made.
-  int create_until(const Process::IsOver& is_over) {
+  /// 0 when each of ten new objects had a number above those before it, 1 when one did not.
+  int create_objects() {
     CK_OBJECT_HANDLE made = 0, last = 0;
-    int objects = 0;
-    for (; !is_over(); last = made, ++objects) {
+    for (int objects = 0; objects < 10; ++objects, last = made) {
       if (create(Class(CKO_DATA).flag(CKA_TOKEN, true), &made) != OK || made <= last) {
         return 1;
       }
       ::usleep(1000);  // others are to have their turn
     }
-    return objects > 9 ? 0 : 2;
+    return 0;
   }
 
   TEE_FUNCTION_LIST* m_vendor = nullptr;
@@ -161,7 +160,7 @@ TEST_F(ConcurrencyTest, OfTwoRotationsAtOnceOneWinsAndTheOtherIsTold) {
       begin();
       seen = installed();
     };
-    const auto rotate = [&](const Process::IsOver&) {
+    const auto rotate = [&] {
       const CK_RV code = install(seen, parts[next]);
       return code == CKR_OK ? 1 : code == CKR_OBJECT_HANDLE_INVALID ? 2 : 3;
     };
@@ -177,12 +176,11 @@ TEST_F(ConcurrencyTest, OfTwoRotationsAtOnceOneWinsAndTheOtherIsTold) {
 
 TEST_F(ConcurrencyTest, AReaderSeesTheOldSetOrTheNewOneInEachCall) {
   ASSERT_EQ(install({}, new_parts()), CKR_OK);
-  Process reader([&] { begin(); }, [&](const Process::IsOver& is_over) { return watch_sets(is_over); });
+  Process reader([&] { begin(); }, [&] { return watch_sets(); });
   reader.go();
-  for (int round = 0; round < 40; ++round) {
+  while (reader.is_running()) {
     ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
   }
-  reader.go();
   EXPECT_EQ(reader.left(), 0);
 }
 
@@ -193,15 +191,13 @@ TEST_F(ConcurrencyTest, ARestoreIsSeenWholeAndGivesNoNumberAgain) {
     ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
     copy = tee_token::Token(device).copy_of_store();
   }
-  Process reader([&] { begin(); }, [&](const Process::IsOver& is_over) { return watch_sets(is_over); });
-  Process writer([&] { begin(); }, [&](const Process::IsOver& is_over) { return create_until(is_over); });
+  Process reader([&] { begin(); }, [&] { return watch_sets(); });
+  Process writer([&] { begin(); }, [&] { return create_objects(); });
   reader.go();
   writer.go();
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; reader.is_running() || writer.is_running(); ++round) {
     tee_token::Token(device).restore(copies[round % 2], false);
   }
-  reader.go();
-  writer.go();
   EXPECT_EQ(reader.left(), 0);
   EXPECT_EQ(writer.left(), 0);
 }
@@ -209,7 +205,7 @@ TEST_F(ConcurrencyTest, ARestoreIsSeenWholeAndGivesNoNumberAgain) {
 TEST_F(ConcurrencyTest, WaitsForOthersEndWithTheReason) {
   const std::string log = folder() + "/../log";
   Process caller([&] { m_token->C_Initialize(nullptr), open(); },
-                 [&](const Process::IsOver&) { return login() == answer(CKR_DEVICE_ERROR) ? 0 : 1; });
+                 [&] { return login() == answer(CKR_DEVICE_ERROR) ? 0 : 1; });
   ::setenv("TEE_TOKEN_LOG", ("file:" + log).c_str(), 1);
   const int counters = ::open(file("pin-tries").c_str(), O_RDWR | O_CLOEXEC);
   struct flock whole {};
