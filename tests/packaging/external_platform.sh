@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library and product-tests
+# external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library, cci and product-tests
 # against it as against any other's, takes the library through a whole provisioning there and runs these tests.
 set -euo pipefail
 source=$1 build=$2
@@ -15,9 +15,10 @@ find "$work/platform" \( -name '*clientcertinitializer*' -o -name 'ozk-client-ce
 # Without optimisation and debug information it is built in half the time.
 quietly cmake -G Ninja -S "$source" -B "$work/build" -DCMAKE_BUILD_TYPE=None -DCCI_PLATFORM=external \
   -DCMAKE_PREFIX_PATH="$work/platform"
-quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls product-tests
+quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls cci product-tests
 quietly cmake --install "$work/build" --prefix "$work/product"
 ln -s "$work/platform/bin/tee-token" "$work/build/bin/"
 "$work/build/bin/provisioning"
+[[ $(TEE_TOKEN_DIR=$work/none "$work/build/bin/cci" status 2>&1) == *"there is no token"* ]]
 find "$work/product" -name client_cert_initializer_api.h -o -name libclientcertinitializer.so.1 | grep -c . | grep -qx 2
 ctest --test-dir "$work/build" --output-on-failure --no-tests=error -j "$(nproc)" --tests-regex '^product-tests\.'

@@ -206,6 +206,19 @@ TEST_F(CheckTest, NoPartOfAnInstalledIdentityIsDestroyedUnasked) {
   EXPECT_EQ(admin("destroy --force " + public_key).code, 0);
 }
 
+TEST_F(CheckTest, ADamagedObjectIsListedAndCanBeDestroyed) {
+  const Handles pair = generate();
+  const std::string damaged = std::to_string(pair[0]);
+  alter_store("UPDATE attribute SET value = x'41' WHERE type = 3 AND object = " + damaged);
+  const Outcome listed = admin("list");
+  EXPECT_EQ(listed.code, 0);
+  EXPECT_THAT(listed.text,
+              testing::AllOf(HasSubstr("unreadable"), HasSubstr("private key"), HasSubstr("2 objects")));
+  EXPECT_THAT(admin("destroy " + damaged).text, HasSubstr("destroy --force"));
+  EXPECT_EQ(admin("destroy --force " + damaged).code, 0);
+  EXPECT_THAT(find(), testing::ElementsAre(pair[1]));
+}
+
 // What an installation makes of each wrong answer is on the page, which a test of the library writes.
 TEST_F(CheckTest, JudgesWrongChainsAsAnInstallationDoes) {
   run("openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout k.pem -out r.pem "

@@ -53,7 +53,8 @@ class ObjectStore {
   /// not in the index.
   CK_OBJECT_HANDLE next_match(const Attributes& wanted, CK_OBJECT_HANDLE after);
 
-  /// Stores that these are the attributes of `object`, in a store that has just got its place for that.
+  /// Gives `object`, whose attributes as they are stored these are, its MAC. Each change does; an upgrade
+  /// does nothing else.
   void authenticate(CK_OBJECT_HANDLE object, const Attributes& stored);
 
   Database& database() { return m_database; }

@@ -67,8 +67,8 @@ sqlite3_int64 store_version(Database& store, const DeviceFolder& folder) {
   return version;
 }
 
-void note_store_version(const DeviceFolder& folder) {
-  if (noted_version(folder) >= kStoreVersion) {
+void note_store_version(Database& store, const DeviceFolder& folder) {
+  if (version_in(store) < kStoreVersion || noted_version(folder) >= kStoreVersion) {
     return;
   }
   // Whoever upgraded the store may have died before he could: an old journal would bring version 1 back.

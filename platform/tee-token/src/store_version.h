@@ -20,7 +20,7 @@ sqlite3_int64 version_in(Database& store);
 /// folder has noted: who could set it back could go around all authentication.
 sqlite3_int64 store_version(Database& store, const DeviceFolder& folder);
 
-/// Notes that the folder's store has reached `kStoreVersion`, once that is durable.
-void note_store_version(const DeviceFolder& folder);
+/// Notes in the folder that the store has reached `kStoreVersion`, if it has, and that is made durable first.
+void note_store_version(Database& store, const DeviceFolder& folder);
 
 }  // namespace tee_token

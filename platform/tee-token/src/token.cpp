@@ -74,10 +74,10 @@ void Token::bring_up_to_date() {
     if (is_old) {
       Change change(*m_store);
       require_same_token();
-      change.commit();
+      change.commit();  // of nothing, when SQLite could open the store for reading only
     }
     if (m_is_in_folder) {
-      note_store_version(m_folder);
+      note_store_version(*m_store, m_folder);
     }
   } catch (const Failure&) {
     // On a medium that is read-only or full it can be read as it is. The next program tries again.
