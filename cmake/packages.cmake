@@ -38,15 +38,21 @@ cci_package(development libclientcertinitializer-dev libdevel
 if(CCI_PLATFORM STREQUAL "host")
   cci_package(platform ozk-host-platform libs
     "Software token, PKCS#11 layer for Botan and ara::log, with their headers" COMPONENTS host botan-pkcs11)
-  cci_package(programs ozk-tools utils
-    "tee-token, which makes, fills and checks software tokens" COMPONENTS tools
-    DEPENDS "ozk-host-platform ${exactly}")
+  set(platform_package "ozk-host-platform ${exactly}")
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "ozk-host-platform ${exactly}")
+endif()
+if(CCI_PLATFORM STREQUAL "host" OR CCI_COMMAND)
+  cci_package(programs ozk-tools utils
+    "cci, the library's command line, and tee-token, which makes, fills and checks software tokens" COMPONENTS tools
+    DEPENDS "libclientcertinitializer1 ${exactly}" ${platform_package})
 endif()
 include(CPack)
 
 # What is linked with what, in the form of SPDX.
 set(linked clientcertinitializer)
+if(CCI_COMMAND)
+  list(APPEND linked cci)
+endif()
 if(CCI_PLATFORM STREQUAL "host")
   list(APPEND linked ara-log botan-pkcs11 teetoken tee-token)
 endif()

@@ -67,6 +67,7 @@ for program in build/program ./program; do
   "$program" >output
   grep -qx '64 bytes signed' output || { cat output; echo "$program did not sign"; exit 1; }
 done
+"$root/usr/bin/cci" status | grep -qx '  key fits    it signs what the certificate verifies'
 
 into_root --purge libclientcertinitializer1 libclientcertinitializer-dev ozk-host-platform ozk-tools
 [[ ! -e $root/usr ]] || { find "$root/usr"; echo "is left after the removal"; exit 1; }

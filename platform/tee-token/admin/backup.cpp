@@ -26,7 +26,7 @@ void backup(const Target& target, const std::string& path) {
   const FolderLock lock(target);
   const std::string copy = copy_of(folder);
   write_backup(path, copy);
-  std::cout << "backed up the token to " << path << ", " << counted(copy.size(), "byte") << "\n";
+  std::cout << "backed up the token to " << path << ", " << shown_text::counted(copy.size(), "byte") << "\n";
 }
 
 }  // namespace tee_token_admin

@@ -15,6 +15,9 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+using shown_text::shown;
+
 using namespace Botan::PKCS11;
 
 namespace {
