@@ -2,6 +2,7 @@
 
 #include <botan/p11_types.h>
 
+#include <array>
 #include <string>
 
 namespace bench {
@@ -16,12 +17,9 @@ class RawToken {
   /// costs at this level.
   void sign_once() const;
 
-  /// Median times of single steps, in microseconds.
-  struct Steps {
-    double load;    // load, initialise, finalise, unload
-    double login;   // and logout
-    double search;  // for one object, by class and label
-  };
+  /// Median times of single steps, in microseconds: load, initialise, finalise and unload; login and logout;
+  /// a search for one object, by class and label.
+  using Steps = std::array<double, 3>;
   Steps time_steps(int rounds) const;
 
  private:

@@ -2,9 +2,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <vector>
+#include <utility>
 
 namespace bench {
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
 
 double median_microseconds(int rounds, const std::function<void()>& work) {
   std::vector<double> times;
@@ -15,8 +21,7 @@ double median_microseconds(int rounds, const std::function<void()>& work) {
     times.push_back(
         std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
   }
-  std::nth_element(times.begin(), times.begin() + rounds / 2, times.end());
-  return times[static_cast<std::size_t>(rounds / 2)];
+  return median(std::move(times));
 }
 
 }  // namespace bench
