@@ -84,7 +84,7 @@ TEST_F(ModuleCheckTest, WhatCannotBeDestroyedIsNamedAndTheNextCheckRemovesIt) {
   const std::string before = objects();
   const Outcome outcome = check_faulty("destroys nothing", "--only destroy");
   EXPECT_EQ(outcome.code, 20);
-  EXPECT_THAT(outcome.text, HasSubstr("destroy: C_DestroyObject removes"));
+  EXPECT_THAT(outcome.text, HasSubstr("destroy: after C_DestroyObject: it is still found"));
   EXPECT_THAT(outcome.text, HasSubstr("object 2, object 3"));
   EXPECT_NE(objects(), before);
   EXPECT_EQ(admin("check-module" + kModule + "--only destroy").code, 0);
@@ -118,6 +118,7 @@ TEST_F(ModuleCheckTest, WithoutATokenOrALoginNothingElseIsTried) {
       {"true", " /nonexistent.so", 5, "cannot open shared object file"},
       {"true", " libc.so.6", 5, "C_GetFunctionList"},
       {"true", " ''", 1, "the file of the module"},
+      {"true", kModule + "--pin-hex 3", 1, "hexadecimal"},
       {"true", kModule + "--only nothing", 2, "nothing"},
       {"true", kModule + "--limit 0", 2, "limit"},
   };
@@ -138,9 +139,9 @@ TEST_F(ModuleCheckTest, WhereAnIdentityIsInstalledNoneIsTried) {
   init();
   alter_store(folder() + "/token.db", "INSERT INTO attribute (object, type, value) VALUES (1, " +
                                           std::to_string(TEE_CKA_VENDOR_PERMANENT) + ", x'01')");
-  const Outcome outcome = admin("check-module" + kModule + "--only installation");
+  const Outcome outcome = admin("check-module" + kModule + "--json --only installation");
   EXPECT_EQ(outcome.code, 21);
-  EXPECT_THAT(outcome.text, HasSubstr("not tried  installation"));
+  EXPECT_THAT(outcome.text, HasSubstr("\"verdict\": \"not tried\""));
   EXPECT_THAT(outcome.text, HasSubstr("use a token without one"));
 }
 

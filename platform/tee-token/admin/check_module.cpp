@@ -25,6 +25,17 @@ std::set<std::string> chosen(const std::vector<std::string>& names) {
   return all;
 }
 
+/// What the clause needs and does not have.
+std::string lacking_of(const Clause& clause, const ModuleReport& report) {
+  std::string lacking;
+  for (const std::string& need : clause.needs) {
+    if (!report.holds(need)) {
+      lacking += (lacking.empty() ? "" : ", ") + need;
+    }
+  }
+  return lacking;
+}
+
 /// The battery. The module is only loaded in the processes of the clauses.
 class ModuleCheck {
  public:
@@ -40,6 +51,9 @@ class ModuleCheck {
 
   /// Text that says whether something is left.
   std::string clear_after_interruption() {
+    if (!m_made) {
+      return "nothing was made";  // and perhaps no PIN was tried: a login could cost a try
+    }
     try {
       const Judgement cleared = clear();
       return cleared.holds() ? "nothing of it is left on the token" : cleared.text;
@@ -50,11 +64,11 @@ class ModuleCheck {
 
  private:
   Judgement judge(const Clause& clause, const ModuleReport& report) {
-    const auto lacking = std::find_if(clause.needs.begin(), clause.needs.end(),
-                                      [&](const std::string& need) { return !report.holds(need); });
-    if (!m_failed.empty() || lacking != clause.needs.end()) {
-      return {Verdict::kNotTried, "needs " + (m_failed.empty() ? *lacking : m_failed)};
+    const std::string lacking = m_failed.empty() ? lacking_of(clause, report) : m_failed;
+    if (!lacking.empty()) {
+      return {Verdict::kNotTried, "needs " + lacking};
     }
+    m_made = m_made || clause.kind == Clause::Kind::kMaking;
     if (clause.kind == Clause::Kind::kMaking && m_clears) {
       m_clears = clear().holds();  // once: a module that hangs there would at each
     }
@@ -73,7 +87,7 @@ class ModuleCheck {
   const Target m_target;
   TrialProcesses m_processes;
   std::string m_failed;  // the essential clause that does not hold
-  bool m_clears = true;
+  bool m_made = false, m_clears = true;
 };
 
 }  // namespace
@@ -83,6 +97,7 @@ int check_module(Target target, const ModuleToCheck& wanted, bool json) {
     throw UsageError("give the file of the module");
   }
   target.module = wanted.module;
+  user_pin(target), officer_pin(target);  // errors here are the user's, later ones the module's
   ModuleReport report(json);
   ModuleCheck check(target, std::chrono::seconds(wanted.limit));
   try {

@@ -20,7 +20,7 @@ struct Clause {
   std::vector<std::string> needs;  // clauses before it that must hold
   Judgement (*attempt)(Trial& trial);
   std::string tried;
-  std::string remedy;  // what the module has to do, and why
+  std::string needed;  // what the module has to do, and why
 };
 
 /// All clauses, in the order in which they are tried.

@@ -23,7 +23,7 @@ bool is_fault(const Judgement& judgement) {
   return judgement.verdict == Verdict::kMissing || judgement.verdict == Verdict::kWrong;
 }
 
-bool is_remedy_of_use(const Judgement& judgement) {
+bool is_to_be_changed(const Judgement& judgement) {
   return is_fault(judgement) || judgement.verdict == Verdict::kSlow;
 }
 
@@ -32,19 +32,17 @@ Json described(const Clause& clause, const Judgement& judgement) {
           {"verdict", name_of(judgement.verdict)},
           {"tried", clause.tried},
           {"found", judgement.text},
-          {"remedy", is_remedy_of_use(judgement) ? clause.remedy : ""}};
+          {"needed", clause.needed}};
 }
 
 void print_line(const Clause& clause, const Judgement& judgement) {
   const std::string verdict = name_of(judgement.verdict);
-  std::string text = clause.name + ": " + clause.tried;
-  if (!judgement.text.empty()) {
-    text += "; " + shown(judgement.text);
-  }
+  const std::string text =
+      clause.name + ": " + (judgement.text.empty() ? clause.tried : shown(judgement.text));
   std::cout << verdict << std::string(kColumn - verdict.size(), ' ') << wrapped(text, kColumn, kWidth)
             << "\n";
-  if (is_remedy_of_use(judgement)) {
-    std::cout << std::string(kColumn, ' ') << wrapped("-> " + clause.remedy, kColumn, kWidth) << "\n";
+  if (is_to_be_changed(judgement)) {
+    std::cout << std::string(kColumn, ' ') << wrapped("-> " + clause.needed, kColumn, kWidth) << "\n";
   }
   std::cout << std::flush;
 }
@@ -105,10 +103,10 @@ void ModuleReport::finish() const {
 }
 
 std::string help_on_verdicts() {
-  return "Verdicts: ok; missing (the module refuses), wrong (it does otherwise, dies or hangs), not tried;\n"
-         "measured, or slow (over 1 s). Exit code: 0 all there, 20 something is missing or wrong, 21 "
-         "nothing\n"
-         "is but something was not tried; 3, 4 and 5, as of other commands, when no more could be tried\n";
+  return "Verdicts: ok; missing (the module refuses), wrong (it does otherwise, dies or hangs),\n"
+         "not tried; measured, or slow (over 1 s). Exit code: 0 all there, 20 something is missing\n"
+         "or wrong, 21 nothing is but something was not tried; 3, 4 and 5, as of other commands,\n"
+         "when no more could be tried\n";
 }
 
 }  // namespace tee_token_admin

@@ -3,7 +3,6 @@
 #include <botan/p11_x509.h>
 
 #include <functional>
-#include <set>
 
 #include "object_attributes.h"
 #include "trust_group.h"
@@ -81,28 +80,23 @@ Remains clear_as(const Target& target, UserType who) {
 
 }  // namespace
 
-ScratchSession::ScratchSession(const Target& target)
-    : TokenSession(target), m_before(find(AttributeContainer())) {}
-
-ScratchSession::ScratchSession(Trial& trial) : TokenSession(trial.target()) {
-  trial.step("C_Login");
-  login(UserType::User);
-  m_before = find(AttributeContainer());
+RefusedRemains::RefusedRemains(TokenSession& token) : m_token(token) {
+  const std::vector<ObjectHandle> before = token.find(AttributeContainer());
+  m_before.insert(before.begin(), before.end());
 }
 
-ScratchSession::~ScratchSession() {
+RefusedRemains::~RefusedRemains() {
   try {
-    remove_remains();
+    remove();
   } catch (const std::exception&) {
     // the clause has its judgement
   }
 }
 
-void ScratchSession::remove_remains() {
-  const std::set<ObjectHandle> before(m_before.begin(), m_before.end());
-  for (const ObjectHandle handle : find(AttributeContainer())) {
-    const Object object(session(), handle);
-    if (before.count(handle) == 0 && value_of(object, CKA_LABEL).empty() &&
+void RefusedRemains::remove() {
+  for (const ObjectHandle handle : m_token.find(AttributeContainer())) {
+    const Object object(m_token.session(), handle);
+    if (m_before.count(handle) == 0 && value_of(object, CKA_LABEL).empty() &&
         value_of(object, CKA_VALUE).empty() && value_of(object, CKA_EC_PARAMS).empty()) {
       object.destroy();
     }

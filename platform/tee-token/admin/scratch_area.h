@@ -3,6 +3,7 @@
 #include <botan/p11_object.h>
 #include <botan/x509cert.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,22 +21,29 @@ extern const char* const kScratchData;    // labels in text form
 extern const char* const kScratchCertificate;
 extern const char* const kScratchGroup;  // a trust store group
 
-/// A session for what makes objects. At its end it removes what refused calls have left, which has no marks:
-/// objects that came during the session, without label and content.
-class ScratchSession : public TokenSession {
+/// Removes at its end what calls that were refused have left, which has no marks: objects that came since it
+/// began, without label and content. Begins after the login.
+class RefusedRemains {
  public:
-  /// The user is logged in.
-  explicit ScratchSession(Trial& trial);
-  /// Nobody is logged in yet.
-  explicit ScratchSession(const Target& target);
-  ~ScratchSession();
-  ScratchSession(const ScratchSession&) = delete;
-  ScratchSession& operator=(const ScratchSession&) = delete;
+  explicit RefusedRemains(TokenSession& token);
+  ~RefusedRemains();
+  RefusedRemains(const RefusedRemains&) = delete;
+  RefusedRemains& operator=(const RefusedRemains&) = delete;
 
  private:
-  void remove_remains();
+  void remove();
 
-  std::vector<Botan::PKCS11::ObjectHandle> m_before;
+  TokenSession& m_token;
+  std::set<Botan::PKCS11::ObjectHandle> m_before;
+};
+
+/// The user's session, for what makes objects.
+class ScratchSession : public UserSession {
+ public:
+  explicit ScratchSession(Trial& trial) : UserSession(trial), m_remains(*this) {}
+
+ private:
+  RefusedRemains m_remains;
 };
 
 /// A template that finds the objects of the label.

@@ -53,16 +53,15 @@ Judgement judgement_of(int status, int file) {
 }
 
 /// What the attempt itself started goes, too.
-int kill_and_reap(pid_t child) {
-  int status = 0;
+void kill_and_reap(pid_t child) {
   ::kill(-child, SIGKILL);
-  ::waitpid(child, &status, 0);
-  return status;
+  ::waitpid(child, nullptr, 0);
 }
 
 }  // namespace
 
-// What is ignored, as nohup has it for SIGHUP, stays ignored.
+// What is ignored, as nohup has it for SIGHUP, stays ignored. Without SIGPIPE, a reader of stdout who goes
+// does not keep the clean-up from being done.
 TrialProcesses::TrialProcesses(std::chrono::seconds limit) : m_limit(limit), m_awaited(), m_before() {
   ::sigemptyset(&m_awaited);
   ::sigaddset(&m_awaited, SIGCHLD);
@@ -71,7 +70,8 @@ TrialProcesses::TrialProcesses(std::chrono::seconds limit) : m_limit(limit), m_a
       ::sigaddset(&m_awaited, signal);
     }
   }
-  std::signal(SIGCHLD, SIG_DFL);  // NOLINT(cert-err33-c)
+  std::signal(SIGCHLD, SIG_DFL);
+  std::signal(SIGPIPE, SIG_IGN);
   ::sigprocmask(SIG_BLOCK, &m_awaited, &m_before);
 }
 
@@ -95,6 +95,7 @@ void TrialProcesses::be_the_child(int result, const std::function<Judgement()>& 
   ::setpgid(0, 0);
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   ::sigprocmask(SIG_SETMASK, &m_before, nullptr);
+  std::signal(SIGPIPE, SIG_DFL);
   ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
   ::dup2(STDERR_FILENO, STDOUT_FILENO);
   write_result(result, attempt());

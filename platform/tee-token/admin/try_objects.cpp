@@ -65,8 +65,9 @@ void log_in_as_officer(Trial& trial, TokenSession& token) {
 }
 
 void make_trust_group(Trial& trial, const Botan::X509_Certificate& certificate) {
-  ScratchSession officer(trial.target());
+  TokenSession officer(trial.target());
   log_in_as_officer(trial, officer);
+  const RefusedRemains remains(officer);
   const auto add_owner = [](StorageObjectProperties& object) {
     object.set_token(true);
     object.set_private(false);
@@ -95,7 +96,7 @@ void require_unknown(Trial& trial, TokenSession& token, const std::string& group
   trial.require(false, "group '" + group + "' of client '" + client + "' is found, and was not stored");
 }
 
-/// Also in a session that begins later.
+/// The handle is one of nothing.
 void require_gone(Trial& trial, TokenSession& token, ObjectHandle handle) {
   try {
     Object(token.session(), handle).get_attribute_value(AttributeType::Class);
