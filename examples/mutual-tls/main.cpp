@@ -103,12 +103,14 @@ void ask(const std::string& host, const std::string& port, const std::string& gr
   Botan::TLS::Session_Manager_Noop no_sessions;  // each connection shows the key in use
   const TokenPolicy policy;
   Botan::TLS::Client client(connection, no_sessions, credentials, policy, rng, {host, 443});
+  std::string request = "GET ";
+  request.append(path).append(" HTTP/1.0\r\nHost: ").append(host).append("\r\n\r\n");
   bool asked = false;
   std::uint8_t data[4096];
   for (std::size_t size = 0; !client.is_closed() && (size = socket.receive(data, sizeof data)) > 0;) {
     client.received_data(data, size);
     if (client.is_active() && !asked) {
-      client.send("GET " + path + " HTTP/1.0\r\nHost: " + host + "\r\n\r\n");
+      client.send(request);
       asked = true;
     }
   }

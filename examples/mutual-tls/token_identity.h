@@ -14,7 +14,9 @@ using Api = ozk::tee::ClientCertInitializerAPI;
 /// The installed private key, as far as TLS needs one: its public half. What it signs, the token signs.
 class TokenKey final : public Botan::ECDSA_PublicKey, public Botan::Private_Key {
  public:
-  explicit TokenKey(const Botan::ECDSA_PublicKey& half) : EC_PublicKey(half), ECDSA_PublicKey(half) {}
+  explicit TokenKey(const Botan::ECDSA_PublicKey& half)
+      : EC_PublicKey(half.algorithm_identifier(), half.public_key_bits()),
+        ECDSA_PublicKey(half.algorithm_identifier(), half.public_key_bits()) {}
   Botan::secure_vector<std::uint8_t> private_key_bits() const override;
 };
 

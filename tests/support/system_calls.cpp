@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <utility>
 
 namespace test_support {
@@ -97,9 +98,10 @@ namespace {
 int opened(const char* path, int flags, mode_t mode) {
   struct stat status {};
   const bool absent = g_watch != nullptr && (flags & O_CREAT) != 0 && ::lstat(path, &status) != 0;
-  // What a read-only medium refuses first.
+  // What a read-only medium refuses first, and a full one does not.
   const bool for_writing = (flags & O_ACCMODE) != O_RDONLY;
-  const bool refused = g_watch != nullptr && g_watch->interruption.fault == Fault::kReadOnly && for_writing;
+  const bool refused = g_watch != nullptr && g_watch->interruption.fault == Fault::kReadOnly &&
+                       g_watch->interruption.error == EROFS && for_writing;
   const long file = made({"open", path, {}, absent || refused},
                          [&] { return ::syscall(SYS_openat, AT_FDCWD, path, flags, mode); });
   if (file >= 0 && (flags & O_TRUNC) != 0 && g_watch != nullptr) made({"ftruncate", path}, [] { return 0; });
@@ -146,6 +148,17 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   return opened(path, flags, mode);
+}
+
+int mkostemp(char* pattern, int flags) {
+  static int number = 0;
+  int file = -1;
+  do {
+    const std::string digits = std::to_string(1'000'000 + number++ % 1'000'000);
+    digits.copy(pattern + std::strlen(pattern) - 6, 6, 1);
+    file = opened(pattern, O_RDWR | O_CREAT | O_EXCL | flags, 0600);
+  } while (file < 0 && errno == EEXIST);
+  return file;
 }
 
 int fcntl(int file, int command, ...) {

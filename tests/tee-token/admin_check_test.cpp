@@ -70,6 +70,7 @@ class CheckTest : public TokenTest {
   void make_permanent() {
     alter_store("UPDATE attribute SET value = x'01' WHERE type = " +
                 std::to_string(TEE_CKA_VENDOR_PERMANENT));
+    make_store_old(folder());
   }
 
   /// An installed identity with its chain: leaf, ca.
@@ -113,10 +114,10 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"an identity without chain", [&] { generate(marks()), make_permanent(); }, 13, "0 chains; install"},
       {"an empty chain", [&] { generate(marks()), store_chain({}), make_permanent(); }, 13,
        "no certificate;"},
-      {"a sealed value that was altered",
+      {"a label that was altered",
        [&] {
-         generate();
-         alter_store("UPDATE attribute SET value = zeroblob(60) WHERE type = 17");
+         EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), OK);
+         alter_store("UPDATE attribute SET value = x'41' WHERE type = 3");
        },
        14, "CKR_DEVICE_ERROR; if it stays so, destroy it"},
       {"words for a chain",
@@ -203,6 +204,19 @@ TEST_F(CheckTest, NoPartOfAnInstalledIdentityIsDestroyedUnasked) {
   EXPECT_THAT(admin("destroy " + public_key).text, HasSubstr("a part of an installed identity"));
   EXPECT_EQ(find(), pair);
   EXPECT_EQ(admin("destroy --force " + public_key).code, 0);
+}
+
+TEST_F(CheckTest, ADamagedObjectIsListedAndCanBeDestroyed) {
+  const Handles pair = generate();
+  const std::string damaged = std::to_string(pair[0]);
+  alter_store("UPDATE attribute SET value = x'41' WHERE type = 3 AND object = " + damaged);
+  const Outcome listed = admin("list");
+  EXPECT_EQ(listed.code, 0);
+  EXPECT_THAT(listed.text,
+              testing::AllOf(HasSubstr("unreadable"), HasSubstr("private key"), HasSubstr("2 objects")));
+  EXPECT_THAT(admin("destroy " + damaged).text, HasSubstr("destroy --force"));
+  EXPECT_EQ(admin("destroy --force " + damaged).code, 0);
+  EXPECT_THAT(find(), testing::ElementsAre(pair[1]));
 }
 
 // What an installation makes of each wrong answer is on the page, which a test of the library writes.

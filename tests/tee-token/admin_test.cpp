@@ -18,6 +18,7 @@ class AdminTest : public testing::Test {
     ::setenv("TEE_TOKEN_DIR", token().c_str(), 1);
     ::unsetenv("TEE_TOKEN_LOG");
     shell("openssl ecparam -name prime256v1 -genkey -noout -out " + file("sec1.pem"));
+    shell("openssl ecparam -name prime256v1 -genkey -out " + file("genkey.pem"));
     shell("openssl pkcs8 -topk8 -nocrypt -outform DER -in " + file("sec1.pem") + " -out " +
           file("pkcs8.der"));
     shell("openssl req -x509 -new -key " + file("sec1.pem") + " -subj /CN=device -out " + file("cert.pem"));
@@ -35,18 +36,19 @@ TEST_F(AdminTest, MakesFillsShowsAndEmptiesAToken) {
   EXPECT_EQ(admin("init --label Device").code, 0);
   EXPECT_EQ(admin("import-key 1_10 " + file("sec1.pem")).code, 0);
   EXPECT_EQ(admin("import-key 1_20 " + file("pkcs8.der")).code, 0);
+  EXPECT_EQ(admin("import-key 1_30 " + file("genkey.pem")).code, 0) << "a block of parameters comes first";
   EXPECT_EQ(admin("import-cert 1_11 " + file("cert.pem")).code, 0);
   EXPECT_EQ(admin("import-data 2_1 VIN").code, 0);
   const Outcome listed = admin("list");
   EXPECT_EQ(listed.code, 0);
-  for (const char* part :
-       {"private key 1_10", "private key 1_20", "certificate 1_11", "device", "3 bytes", "4 objects"}) {
+  for (const char* part : {"private key 1_10", "private key 1_20", "private key 1_30", "certificate 1_11",
+                           "device", "3 bytes", "5 objects"}) {
     EXPECT_THAT(listed.text, HasSubstr(part));
   }
   EXPECT_THAT(admin("list --json").text, HasSubstr("\"label\": \"2_1\""));
   EXPECT_EQ(admin("destroy 1").code, 1) << "a private key";
-  EXPECT_EQ(admin("destroy --force 1").code + admin("destroy 3").code, 0);
-  EXPECT_THAT(admin("list").text, HasSubstr("2 objects"));
+  EXPECT_EQ(admin("destroy --force 1").code + admin("destroy 4").code, 0);
+  EXPECT_THAT(admin("list").text, HasSubstr("3 objects"));
 }
 
 TEST_F(AdminTest, WhatIsExportedIsWhatWasImported) {
@@ -75,6 +77,9 @@ TEST_F(AdminTest, PinsAreChangedAndTheUsersIsReset) {
   EXPECT_EQ(shell("echo 31313131 | " + from_stdin).code, 0);
   EXPECT_EQ(shell(from_stdin + " </dev/null").code, 1) << "an empty line is not the platform's PIN";
   EXPECT_EQ(admin("change-pin --pin-hex 31313131 --new-pin-hex 3131x").code, 1);
+  const std::string all_from_stdin = "change-pin --new-pin-hex - --so-pin-hex - --pin-hex -";
+  EXPECT_EQ(shell("printf '31313131\n3232\n34343434\n' | '" TEE_TOKEN_ADMIN "' " + all_from_stdin).code, 0);
+  EXPECT_EQ(admin("change-pin --pin-hex 34343434 --new-pin-hex 31313131").code, 0);
   for (int i = 0; i < 10; ++i) {
     EXPECT_EQ(admin("list").code, 3);
   }
@@ -125,6 +130,13 @@ TEST_F(AdminTest, OfTwoThatMakeATokenAtOnceOneIsRefused) {
   }
 }
 
+TEST_F(AdminTest, MakesNoFolderForAnothersToken) {
+  ::setenv("TEE_PKCS11_MODULE", "/nowhere/token.so", 1);
+  EXPECT_EQ(admin("init").code, 1);
+  ::unsetenv("TEE_PKCS11_MODULE");
+  EXPECT_NE(shell("ls " + token()).code, 0);
+}
+
 TEST_F(AdminTest, TheManualNamesAllThatTheHelpNames) {
   const std::string manual = shell("cat '" CCI_PROJECT_FOLDER "/docs/man/tee-token.1'").text;
   const std::string help = admin("--help").text + admin("--help-all").text;
@@ -154,6 +166,8 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
   EXPECT_THAT(admin("list").text, HasSubstr("make one with: tee-token init"));
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
+  const std::string parameters = file("parameters.pem");
+  shell("openssl ecparam -name prime256v1 -out " + parameters);
   const std::string two_keys = "import-key 1_10 " + file("two.pem");
   shell("cat " + file("sec1.pem") + " " + file("sec1.pem") + " > " + file("two.pem"));
   const struct {
@@ -166,6 +180,7 @@ TEST_F(AdminTest, SaysInOneLineWhatToDo) {
       {"import-cert 1_11 /nonexistent", 1, "No such file"},
       {"import-cert 1_11 /dev/null", 1, "no X.509 certificate"},
       {"import-key 1_10 /dev/null", 1, "no unencrypted EC private key"},
+      {"import-key 1_10 " + parameters, 1, "no unencrypted EC private key"},
       {two_keys, 1, "goes on behind its first key"},
       {"destroy 77", 1, "there is no object 77"},
       {"destroy -1", 2, "-1"},

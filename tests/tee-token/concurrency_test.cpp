@@ -1,6 +1,5 @@
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <functional>
 #include <iterator>
 
+#include "token.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -20,9 +20,8 @@ namespace {
 /// Another process. It begins its work when it is told to, and `left` gives what the work returned.
 class Process {
  public:
-  /// `prepare` is done at once, `work` after `go`. What `work` gets tells whether there was another `go`.
-  using IsOver = std::function<bool()>;
-  Process(const std::function<void()>& prepare, const std::function<int(const IsOver&)>& work) {
+  /// `prepare` is done at once, `work` after `go`.
+  Process(const std::function<void()>& prepare, const std::function<int()>& work) {
     EXPECT_EQ(::pipe2(m_start, O_CLOEXEC), 0);
     EXPECT_EQ(::pipe2(m_ready, O_CLOEXEC), 0);
     m_id = ::fork();
@@ -31,7 +30,7 @@ class Process {
       prepare();
       char byte = 0;
       const bool told = ::write(m_ready[1], "", 1) == 1 && ::read(m_start[0], &byte, 1) == 1;
-      ::_exit(told ? work([this] { return is_over(); }) : 99);
+      ::_exit(told ? work() : 99);
     }
     char byte = 0;
     EXPECT_EQ(::read(m_ready[0], &byte, 1), 1);
@@ -45,19 +44,23 @@ class Process {
   }
 
   void go() { EXPECT_EQ(::write(m_start[1], "", 1), 1); }
+  bool is_running() { return m_is_running && !has_left(WNOHANG); }
   int left() {
-    int status = 0;
-    ::waitpid(m_id, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (m_is_running) {
+      has_left(0);
+    }
+    return WIFEXITED(m_status) ? WEXITSTATUS(m_status) : -1;
   }
 
  private:
-  bool is_over() const {
-    pollfd start = {m_start[0], POLLIN, 0};
-    return ::poll(&start, 1, 0) != 0;
+  bool has_left(int how_to_wait) {
+    m_is_running = ::waitpid(m_id, &m_status, how_to_wait) == 0;
+    return !m_is_running;
   }
 
   pid_t m_id = 0;
+  int m_status = -1;
+  bool m_is_running = true;
   int m_start[2] = {}, m_ready[2] = {};
 };
 
@@ -118,6 +121,32 @@ class ConcurrencyTest : public TokenTest {
     return found.size() == 3 && found[1] == found[0] + 1 && found[2] == found[0] + 2;
   }
 
+  /// 0 when ten sets were seen one after the other, 1 when a mixture was.
+  int watch_sets() {
+    Handles last;
+    for (int sets = 0; sets < 10;) {
+      const Handles found = installed();
+      if (!is_one_set(found)) {
+        return 1;
+      }
+      sets += found != last ? 1 : 0;
+      last = found;
+    }
+    return 0;
+  }
+
+  /// 0 when each of ten new objects had a number above those before it, 1 when one did not.
+  int create_objects() {
+    CK_OBJECT_HANDLE made = 0, last = 0;
+    for (int objects = 0; objects < 10; ++objects, last = made) {
+      if (create(Class(CKO_DATA).flag(CKA_TOKEN, true), &made) != OK || made <= last) {
+        return 1;
+      }
+      ::usleep(1000);  // others are to have their turn
+    }
+    return 0;
+  }
+
   TEE_FUNCTION_LIST* m_vendor = nullptr;
 };
 
@@ -131,7 +160,7 @@ TEST_F(ConcurrencyTest, OfTwoRotationsAtOnceOneWinsAndTheOtherIsTold) {
       begin();
       seen = installed();
     };
-    const auto rotate = [&](const Process::IsOver&) {
+    const auto rotate = [&] {
       const CK_RV code = install(seen, parts[next]);
       return code == CKR_OK ? 1 : code == CKR_OBJECT_HANDLE_INVALID ? 2 : 3;
     };
@@ -147,32 +176,36 @@ TEST_F(ConcurrencyTest, OfTwoRotationsAtOnceOneWinsAndTheOtherIsTold) {
 
 TEST_F(ConcurrencyTest, AReaderSeesTheOldSetOrTheNewOneInEachCall) {
   ASSERT_EQ(install({}, new_parts()), CKR_OK);
-  Process reader([&] { begin(); },
-                 [&](const Process::IsOver& is_over) {
-                   Handles last;
-                   int sets = 0;
-                   do {
-                     const Handles found = installed();
-                     if (!is_one_set(found)) {
-                       return 1;
-                     }
-                     sets += found != last ? 1 : 0;
-                     last = found;
-                   } while (!is_over());
-                   return sets > 1 ? 0 : 2;
-                 });
+  Process reader([&] { begin(); }, [&] { return watch_sets(); });
   reader.go();
-  for (int round = 0; round < 40; ++round) {
+  while (reader.is_running()) {
     ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
   }
+  EXPECT_EQ(reader.left(), 0);
+}
+
+TEST_F(ConcurrencyTest, ARestoreIsSeenWholeAndGivesNoNumberAgain) {
+  const tee_token::DeviceFolder device(folder());
+  std::string copies[2];
+  for (std::string& copy : copies) {
+    ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
+    copy = tee_token::Token(device).copy_of_store();
+  }
+  Process reader([&] { begin(); }, [&] { return watch_sets(); });
+  Process writer([&] { begin(); }, [&] { return create_objects(); });
   reader.go();
-  EXPECT_EQ(reader.left(), 0) << "1: a mixture was seen; 2: no rotation was";
+  writer.go();
+  for (int round = 0; reader.is_running() || writer.is_running(); ++round) {
+    tee_token::Token(device).restore(copies[round % 2], false);
+  }
+  EXPECT_EQ(reader.left(), 0);
+  EXPECT_EQ(writer.left(), 0);
 }
 
 TEST_F(ConcurrencyTest, WaitsForOthersEndWithTheReason) {
   const std::string log = folder() + "/../log";
   Process caller([&] { m_token->C_Initialize(nullptr), open(); },
-                 [&](const Process::IsOver&) { return login() == answer(CKR_DEVICE_ERROR) ? 0 : 1; });
+                 [&] { return login() == answer(CKR_DEVICE_ERROR) ? 0 : 1; });
   ::setenv("TEE_TOKEN_LOG", ("file:" + log).c_str(), 1);
   const int counters = ::open(file("pin-tries").c_str(), O_RDWR | O_CLOEXEC);
   struct flock whole {};

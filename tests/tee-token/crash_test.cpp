@@ -10,12 +10,14 @@
 #include <sstream>
 
 #include "api/product_test.h"
+#include "file_descriptor.h"
 #include "support/long_run.h"
 #include "support/power_cut.h"
 #include "support/spytoken.h"
 #include "support/stored_file.h"
 #include "support/system_calls.h"
 #include "support/token_snapshot.h"
+#include "token.h"
 #include "token_state.h"
 
 namespace ozk::tee {
@@ -151,6 +153,7 @@ class CrashTest : public ProductTest {
   std::vector<Operation> pin_operations();
   std::vector<Operation> object_operations();
   std::vector<Operation> library_operations();
+  std::vector<Operation> restorations();
   Course undisturbed(const Operation& operation);
   /// Runs it on the token as it was at the start.
   CK_RV run(const Operation& operation, const Interruption& interruption, Course* course = nullptr);
@@ -171,7 +174,7 @@ class CrashTest : public ProductTest {
 
   CK_FUNCTION_LIST* spied = nullptr;
   const CK_FUNCTION_LIST* direct = nullptr;
-  std::string next_chain;
+  std::string next_chain, copy;  // of the store, before its last objects were made
   CK_OBJECT_HANDLE data = 0, made[2] = {};
   Template object =
       Class(CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true).text(CKA_VALUE, std::string(3000, 'v'));
@@ -185,6 +188,7 @@ class CrashTest : public ProductTest {
 CrashTest::CrashTest() {
   importBaseKey();
   provision("device-1");
+  copy = tee_token::Token(tee_token::DeviceFolder::of_environment()).copy_of_store();
   test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
   next_chain = test_support::pem(requestChain("device-2"));
   {
@@ -193,6 +197,7 @@ CrashTest::CrashTest() {
   }
   direct = spytoken().module().cryptoki;
   reinterpret_cast<CK_C_GetFunctionList>(::dlsym(::dlopen(SPYTOKEN, RTLD_NOW), "C_GetFunctionList"))(&spied);
+  std::filesystem::copy(CCI_PROJECT_FOLDER "/tests/data/token-v1", token.folder() / "old");
   // One wrong try, so that a counter that is set back can be told from one that is not.
   start.emplace(token.folder());
   EXPECT_EQ(run({"", kNobody, pin_operations().at(0).act}, {}), CKR_PIN_INCORRECT);
@@ -260,6 +265,36 @@ std::vector<Operation> CrashTest::library_operations() {
       {"set_client_cert_and_move_key that deletes", kLibrary,
        answer([this] { return product->set_client_cert_and_move_key("", "", "LYR"); }), CKR_OK, false, true,
        "", true},
+      {"get_client_cert, the first call on a store of version 1", kLibrary, answer([this] {
+         return product->get_client_cert("LYR").empty() ? ResultCode::CRYPTO_OP_ERROR : ResultCode::OK;
+       }),
+       CKR_OK, false, true, "/old"},
+  };
+}
+
+std::vector<Operation> CrashTest::restorations() {
+  const auto restore = [this](const tee_token::DeviceFolder& folder) -> CK_RV {
+    try {
+      tee_token::Token(folder).restore(copy, false);
+      return CKR_OK;
+    } catch (const tee_token::Error& error) {
+      return error.code();
+    }
+  };
+  const auto restore_to_new_folder = [=](Session) -> CK_RV {
+    try {
+      const auto folder = tee_token::DeviceFolder::of_environment();
+      folder.make_if_absent();
+      tee_token::write_private_file(folder.file("device.key"),
+                                    tee_token::DeviceFolder(token.folder().string()).device_key());
+      return restore(folder);
+    } catch (const tee_token::Error& error) {
+      return error.code();
+    }
+  };
+  return {
+      {"restore", CKU_USER, [=](Session) { return restore(tee_token::DeviceFolder::of_environment()); }},
+      {"restore to a new folder", kNobody, restore_to_new_folder, CKR_OK, false, true, "/new"},
   };
 }
 
@@ -302,7 +337,10 @@ CK_RV CrashTest::watched(const Operation& operation, CK_SESSION_HANDLE session,
   const CK_RV code = operation.act(session);
   std::vector<SystemCall> calls = test_support::stop_watching();
   spytoken().observer = nullptr;
-  if (course != nullptr) course->calls = std::move(calls);
+  if (course != nullptr) {
+    if (course->steps.size() == 1) course->steps.push_back({calls.size(), ""});  // it made no token call
+    course->calls = std::move(calls);
+  }
   return code;
 }
 
@@ -325,7 +363,8 @@ Course CrashTest::undisturbed(const Operation& operation) {
 }
 
 void CrashTest::for_each_call(const std::function<void(const Operation&, const Course&, std::size_t)>& work) {
-  for (const auto& operations : {pin_operations(), object_operations(), library_operations()}) {
+  for (const auto& operations :
+       {pin_operations(), object_operations(), library_operations(), restorations()}) {
     for (const Operation& operation : operations) {
       const Course course = undisturbed(operation);
       for (std::size_t i = 0; i < course.calls.size() && !HasFailure(); ++i) {
@@ -352,7 +391,9 @@ bool CrashTest::dies(const Operation& operation, const Interruption& interruptio
 std::string CrashTest::text(const Operation& operation) {
   enter(operation);
   const std::string tries = operation.counts_tries ? token_test::tries_text(*direct) : "";
-  return tries + token_test::token_text(*direct, {kUserPin, kNewPin}, {kOfficerPin, kNewPin}, data);
+  const std::string token_text =
+      token_test::token_text(*direct, {kUserPin, kNewPin}, {kOfficerPin, kNewPin}, data);
+  return tries + token_text + token_test::versions_text(token.folder().string() + operation.folder);
 }
 
 void CrashTest::expect_whole(const Operation& operation, const std::vector<std::string>& allowed) {

@@ -70,6 +70,14 @@ void take_text_for_a_pin() {
   };
 }
 
+void take_short_pins() {
+  faulty.C_GetTokenInfo = [](CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
+    const CK_RV code = real.C_GetTokenInfo(slot, info);
+    info->ulMaxPinLen = 8;
+    return code;
+  };
+}
+
 void find_one_part() {
   static bool found = false;
   faulty.C_FindObjectsInit = [](Session session, CK_ATTRIBUTE* sought, CK_ULONG count) {
@@ -117,6 +125,16 @@ void give_private_keys_away() {
       wanted->ulValueLen = 32;
     }
     return code == CKR_ATTRIBUTE_SENSITIVE ? CKR_OK : code;
+  };
+}
+
+void change_values() {
+  faulty.C_GetAttributeValue = [](Session session, Handle object, CK_ATTRIBUTE* wanted, CK_ULONG count) {
+    const CK_RV code = real.C_GetAttributeValue(session, object, wanted, count);
+    if (code == CKR_OK && wanted->type == CKA_VALUE && wanted->pValue != nullptr) {
+      static_cast<unsigned char*>(wanted->pValue)[wanted->ulValueLen - 1] ^= 1;
+    }
+    return code;
   };
 }
 
@@ -174,6 +192,8 @@ const std::map<std::string, void (*)()> kFaults = {
     {"gives bare points", give_bare_points},
     {"gives private keys away", give_private_keys_away},
     {"signs wrongly", sign_wrongly},
+    {"changes values", change_values},
+    {"takes short PINs", take_short_pins},
     {"destroys nothing", destroy_nothing},
     {"has no interface", have_no_interface},
     {"accepts all installations", install_and<accept>},

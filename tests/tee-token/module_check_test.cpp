@@ -53,6 +53,9 @@ TEST_F(ModuleCheckTest, TellsEachFaultOfAModuleAndLeavesNothing) {
       {"finds without vendor attributes", "key-pair", "wrong", "objects found instead of"},
       {"gives bare points", "ec-point", "wrong", "CKA_EC_POINT: is 04"},
       {"gives private keys away", "private-key", "wrong", "gives the private key away"},
+      {"changes values", "data", "wrong", "data: its value is another one"},
+      {"changes values", "chain", "wrong", "attribute 0x11 reads as"},
+      {"changes values", "trust-group", "wrong", "other certificates than were stored"},
       {"signs wrongly", "signature", "wrong", "does not verify"},
       {"aborts", "signature", "wrong", "died by signal 6"},
       {"ends", "signature", "wrong", "the module ended the process"},
@@ -135,10 +138,21 @@ TEST_F(ModuleCheckTest, WithoutATokenOrALoginNothingElseIsTried) {
   EXPECT_THAT(admin("list --pin-hex 31323334").text, HasSubstr("tries left: 7")) << "each check took one";
 }
 
+TEST_F(ModuleCheckTest, AnotherPinThanTheLibrarysShowsOnlyThatPinsMayBeTooShort) {
+  ASSERT_EQ(admin("init --pin-hex 31323334").code, 0);
+  const Outcome untried = admin("check-module" + kModule + "--only pin --pin-hex 31323334");
+  EXPECT_EQ(untried.code, 21);
+  EXPECT_THAT(untried.text, HasSubstr("not tried  pin: the PIN of --pin-hex is not like the library's"));
+  const Outcome missing = check_faulty("takes short PINs", "--only pin --pin-hex 31323334");
+  EXPECT_EQ(missing.code, 20);
+  EXPECT_THAT(missing.text, HasSubstr("missing    pin: PINs have at most 8 bytes"));
+}
+
 TEST_F(ModuleCheckTest, WhereAnIdentityIsInstalledNoneIsTried) {
   init();
   alter_store(folder() + "/token.db", "INSERT INTO attribute (object, type, value) VALUES (1, " +
                                           std::to_string(TEE_CKA_VENDOR_PERMANENT) + ", x'01')");
+  make_store_old(folder());
   const Outcome outcome = admin("check-module" + kModule + "--json --only installation");
   EXPECT_EQ(outcome.code, 21);
   EXPECT_THAT(outcome.text, HasSubstr("\"verdict\": \"not tried\""));

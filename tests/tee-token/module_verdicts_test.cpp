@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -35,11 +36,12 @@ std::string verdict(const Json& clause) {
 }
 
 std::string rows(const std::vector<std::vector<std::string>>& table) {
+  static const std::regex bar("\\|");
   std::string text;
   for (const auto& cells : table) {
     text += "|";
     for (const std::string& cell : cells) {
-      text += " " + cell + " |";
+      text += " " + std::regex_replace(cell, bar, "\\|") + " |";
     }
     text += "\n";
   }

@@ -2,6 +2,8 @@
 # on_tpm.sh FOLDER COMMAND...: runs the command with a software TPM, new in the empty folder, behind a resource
 # manager; tpm2-pkcs11 finds it by its environment.
 set -euo pipefail
+# The resource manager may have been unpacked there by ./run test.
+PATH=$(dirname "$0")/../../build/servers/usr/sbin:$PATH
 [[ ${ON_TPM_BUS:-} ]] || ON_TPM_BUS=1 exec dbus-run-session -- "$0" "$@"
 folder=$1
 shift

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 
 #include "token_test.h"
 
@@ -18,6 +19,10 @@ std::string content(const std::string& path) {
 
 class StoreTest : public TokenTest {
  protected:
+  Answer set(CK_OBJECT_HANDLE object, Template changes) {
+    return answer(m_token->C_SetAttributeValue(m_session, object, changes.data(), changes.size()));
+  }
+
   /// What a process that starts now is told when it opens a session.
   Answer reopen() {
     m_token->C_Finalize(nullptr);
@@ -55,14 +60,115 @@ TEST_F(StoreTest, PrivateValuesAreNeverWrittenInClear) {
   EXPECT_NE(content(file("token.db")).find("readable"), std::string::npos);
 }
 
-TEST_F(StoreTest, ASealedValueOpensOnlyWhereItBelongs) {
-  ASSERT_EQ(login(), OK);
-  const Handles first = generate(), second = generate();
-  alter_store("UPDATE attribute SET value = (SELECT value FROM attribute WHERE type = 17 AND object = " +
-              std::to_string(second[1]) + ") WHERE type = 17 AND object = " + std::to_string(first[1]));
-  Value signature;
-  EXPECT_EQ(sign(first[1], CKM_ECDSA_SHA256, {1}, signature), answer(CKR_DEVICE_ERROR));
-  EXPECT_EQ(sign(second[1], CKM_ECDSA_SHA256, {1}, signature), OK);
+TEST_F(StoreTest, AnObjectThatIsNotAsItWasStoredIsRefusedAndCanOnlyBeDestroyed) {
+  const std::string of_key = " AND object = :key", of_data = " AND object = :data";
+  const struct {
+    std::string sql;
+    const char* damaged;
+  } cases[] = {
+      {"UPDATE attribute SET value = x'41' WHERE type = 3" + of_key, ":key"},
+      {"UPDATE attribute SET value = x'00' WHERE type = 2" + of_key, ":key"},
+      {"UPDATE attribute SET value = x'01' WHERE type = 256" + of_key, ":key"},
+      {"UPDATE attribute SET value = x'FFFFFFFF00000000' WHERE type = 0" + of_key, ":key"},
+      {"UPDATE attribute SET value = (SELECT value FROM attribute WHERE type = 17 AND object = :other)"
+       " WHERE type = 17" +
+           of_key,
+       ":key"},
+      {"UPDATE attribute SET value = x'42' WHERE type = 17" + of_data, ":data"},
+      {"DELETE FROM attribute WHERE type = 384" + of_key, ":key"},
+      {"INSERT INTO attribute VALUES (:data, 0x80001004, x'01')", ":data"},
+      {"DELETE FROM attribute WHERE object = :data", ":data"},
+      // One attribute in the bytes of two.
+      {"UPDATE attribute SET value = CAST(value || x'1100000000000000' || (SELECT value FROM attribute WHERE"
+       " type = 17" +
+           of_data + ") AS BLOB) WHERE type = 16" + of_data + "; DELETE FROM attribute WHERE type = 17" +
+           of_data,
+       ":data"},
+      {"UPDATE object SET mac = (SELECT mac FROM object WHERE number = :other) WHERE number = :key", ":key"},
+      {"UPDATE object SET mac = NULL WHERE number = :key", ":key"},
+      {"UPDATE object SET mac = x'' WHERE number = :key", ":key"},
+      {"UPDATE object SET session = 1 WHERE number = :key", ":key"},
+      {"DELETE FROM object WHERE number = :key", ":key"},
+      {"UPDATE object SET number = 9999 WHERE number = :data;"
+       "UPDATE attribute SET object = 9999 WHERE object = :data",
+       "9999"},
+      {"INSERT INTO object SELECT 9999, session, mac FROM object WHERE number = :data;"
+       "INSERT INTO attribute SELECT 9999, type, value FROM attribute WHERE object = :data",
+       "9999"},
+  };
+  for (const auto& each : cases) {
+    ASSERT_EQ(login(), OK);
+    const Handles keys = generate(), others = generate();
+    CK_OBJECT_HANDLE data = 0;
+    const Template object = Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_VALUE, "V");
+    ASSERT_EQ(create(Template(object).text(CKA_APPLICATION, "A").text(CKA_LABEL, "L"), &data), OK);
+    const auto filled = [&](const std::string& text) {
+      const std::string key = std::regex_replace(text, std::regex(":key"), std::to_string(keys[1]));
+      const std::string other = std::regex_replace(key, std::regex(":other"), std::to_string(others[1]));
+      return std::regex_replace(other, std::regex(":data"), std::to_string(data));
+    };
+    SCOPED_TRACE(filled(each.sql));
+    alter_store(filled(each.sql));
+    const CK_OBJECT_HANDLE damaged = std::stoul(filled(each.damaged));
+    Value value;
+    EXPECT_EQ(read(damaged, CKA_CLASS, value), answer(CKR_DEVICE_ERROR));
+    EXPECT_EQ(sign(damaged, CKM_ECDSA_SHA256, {1}, value), answer(CKR_DEVICE_ERROR));
+    EXPECT_EQ(set(damaged, Template().text(CKA_LABEL, "sound")), answer(CKR_DEVICE_ERROR));
+    EXPECT_THAT(find(Template(object)), testing::Not(testing::Contains(damaged))) << "a value is compared";
+    EXPECT_EQ(read(keys[0], CKA_CLASS, value), OK);
+    EXPECT_EQ(answer(m_token->C_Logout(m_session)), OK);
+    EXPECT_EQ(destroy(damaged), answer(CKR_DEVICE_ERROR)) << "it may be private";
+    ASSERT_EQ(login(), OK);
+    EXPECT_EQ(destroy(damaged), OK);
+    EXPECT_EQ(destroy(damaged), answer(CKR_OBJECT_HANDLE_INVALID));
+    restart();
+    alter_store("DELETE FROM object; DELETE FROM attribute");
+  }
+}
+
+TEST_F(StoreTest, ASearchGoesPastADamagedObject) {
+  CK_OBJECT_HANDLE first = 0, second = 0;
+  const Template object = Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_LABEL, "L");
+  ASSERT_EQ(create(object, &first), OK);
+  ASSERT_EQ(create(object, &second), OK);
+  alter_store("UPDATE attribute SET value = x'41' WHERE type = 16 AND object = " + std::to_string(first));
+  EXPECT_THAT(find(object), testing::ElementsAre(first, second));
+  EXPECT_THAT(find(Template(object).text(CKA_VALUE, "")), testing::ElementsAre(second));
+}
+
+TEST_F(StoreTest, ARecordOfTheTokenThatIsNotAsItWasStoredIsRefusedAndCostsNoTry) {
+  const std::string store = content(file("token.db"));
+  for (const char* const damage :
+       {"label = 'another'", "serial = '0123456789abcdef'",
+        "officer_key = user_key, officer_salt = user_salt", "user_key = zeroblob(60)", "user_salt = x'00'",
+        "user_salt = NULL, user_key = NULL", "mac = NULL",
+        // The bytes of the two, cut elsewhere.
+        "user_salt = substr(user_salt, 1, 15), user_key = CAST(substr(user_salt, 16) || user_key AS BLOB)"}) {
+    SCOPED_TRACE(damage);
+    alter_store(std::string("UPDATE token SET ") + damage);
+    restart();
+    CK_TOKEN_INFO info{};
+    EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
+    EXPECT_EQ(login(kOfficerPin, CKU_SO), answer(CKR_DEVICE_ERROR));
+    EXPECT_EQ(answer(m_token->C_GetTokenInfo(0, &info)), answer(CKR_DEVICE_ERROR));
+    EXPECT_EQ(content(file("pin-tries")), std::string("\0\0\2", 3));
+    m_token->C_Finalize(nullptr);
+    std::ofstream(file("token.db"), std::ios::binary) << store;
+    EXPECT_EQ(reopen(), OK);
+    EXPECT_EQ(login(), OK);
+  }
+}
+
+TEST_F(StoreTest, AnObjectFromBeforeAnInitialisationIsNotBelieved) {
+  CK_OBJECT_HANDLE object = 0;
+  ASSERT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true), &object), OK);
+  alter_store("CREATE TABLE o AS SELECT * FROM object; CREATE TABLE a AS SELECT * FROM attribute");
+  ASSERT_EQ(answer(m_token->C_CloseAllSessions(0)), OK);
+  ASSERT_EQ(init_token(kOfficerPin), OK);
+  alter_store("INSERT INTO object SELECT * FROM o; INSERT INTO attribute SELECT * FROM a");
+  open();
+  Value value;
+  EXPECT_EQ(read(object, CKA_CLASS, value), answer(CKR_DEVICE_ERROR));
 }
 
 TEST_F(StoreTest, WhatCannotBeTrustedIsRefusedAndLeftAsItIs) {
@@ -71,10 +177,15 @@ TEST_F(StoreTest, WhatCannotBeTrustedIsRefusedAndLeftAsItIs) {
   ::chmod(folder().c_str(), 0750);
   EXPECT_EQ(reopen(), answer(CKR_DEVICE_ERROR));
   ::chmod(folder().c_str(), 0700);
-  alter_store("PRAGMA user_version = 2");
+  alter_store("PRAGMA user_version = 3");
   EXPECT_EQ(reopen(), answer(CKR_TOKEN_NOT_RECOGNIZED));
   EXPECT_EQ(init_token(kOfficerPin), answer(CKR_TOKEN_NOT_RECOGNIZED));
-  alter_store("PRAGMA user_version = 1; PRAGMA application_id = 7");
+  for (const char* const older : {"PRAGMA user_version = 1", "PRAGMA user_version = 0"}) {
+    alter_store(older);
+    EXPECT_EQ(reopen(), answer(CKR_DEVICE_ERROR)) << older;
+    EXPECT_EQ(init_token(kOfficerPin), answer(CKR_DEVICE_ERROR)) << older;
+  }
+  alter_store("PRAGMA user_version = 2; PRAGMA application_id = 7");
   EXPECT_EQ(reopen(), answer(CKR_TOKEN_NOT_RECOGNIZED));
   alter_store("PRAGMA application_id = 0x54454554");
   ASSERT_EQ(reopen(), OK);
@@ -104,27 +215,26 @@ TEST_F(StoreTest, DamagedFilesAreRefusedByNameOfTheFile) {
   ASSERT_EQ(reopen(), OK);
   EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
   put("device.key", std::string(32, 'x'));
-  EXPECT_EQ(login(), answer(CKR_PIN_INCORRECT));
+  EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
   put("device.key", key);
   EXPECT_EQ(login(), OK);
 }
 
-TEST_F(StoreTest, AlteredAttributesAreDamageNotValues) {
-  ASSERT_EQ(login(), OK);
-  const Handles keys = generate();
-  alter_store("UPDATE attribute SET value = x'' WHERE type = 0 AND object = " + std::to_string(keys[1]));
-  Value signature;
-  EXPECT_EQ(sign(keys[1], CKM_ECDSA_SHA256, {1}, signature), answer(CKR_DEVICE_ERROR));
-}
-
 TEST_F(StoreTest, ATokenMadeAnewBehindTheLoginIsNotWrittenTo) {
   ASSERT_EQ(login(), OK);
-  alter_store("UPDATE token SET serial = 'another'");
+  const pid_t other = ::fork();
+  if (other == 0) {
+    m_token->C_Initialize(nullptr);
+    ::_exit(init_token(kOfficerPin) == OK ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(other, &status, 0), other);
+  ASSERT_EQ(status, 0);
   EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), answer(CKR_DEVICE_REMOVED));
   Value value;
   EXPECT_EQ(read(1, CKA_LABEL, value), answer(CKR_DEVICE_REMOVED));
   ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
-  EXPECT_THAT(find(), testing::IsEmpty());
+  EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), OK);
 }
 
 // Several processes make the token at once: one of them does, the others are told, and its PIN opens it.
@@ -147,21 +257,6 @@ TEST_F(StoreTest, OneOfSeveralInitialisationsWins) {
     }
     ASSERT_EQ(reopen(), OK);
     EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
-  }
-}
-
-TEST_F(StoreTest, AnObjectThatIsNotAsItWasStoredIsDamagedAndNoFault) {
-  ASSERT_EQ(login(), OK);
-  for (const std::string damage :
-       {"UPDATE attribute SET value = x'' WHERE type = 2",
-        "UPDATE attribute SET value = x'01' WHERE type = 256",
-        "UPDATE attribute SET value = x'0500' WHERE type = 384", "DELETE FROM attribute WHERE type = 384",
-        "DELETE FROM attribute WHERE type = 17", "DELETE FROM attribute WHERE type = 0",
-        "UPDATE attribute SET value = x'FFFFFFFF00000000' WHERE type = 0"}) {
-    const CK_OBJECT_HANDLE key = generate()[1];
-    alter_store(damage + " AND object = " + std::to_string(key));
-    Value signature;
-    EXPECT_EQ(sign(key, CKM_ECDSA, Value(32, 1), signature), answer(CKR_DEVICE_ERROR)) << damage;
   }
 }
 

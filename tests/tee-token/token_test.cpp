@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <sqlite3.h>
 
+#include <filesystem>
+
 namespace token_test {
 
 void* module_symbol(const char* name) {
@@ -76,6 +78,7 @@ Handles TokenTest::find(Template wanted) {
   Handles all;
   CK_OBJECT_HANDLE some[7];
   for (CK_ULONG count = 1; count != 0;) {
+    count = 0;
     EXPECT_EQ(answer(m_token->C_FindObjects(m_session, some, 7, &count)), OK);
     all.insert(all.end(), some, some + count);
   }
@@ -128,6 +131,13 @@ void alter_store(const std::string& file, const std::string& sql) {
   ASSERT_EQ(sqlite3_open(file.c_str(), &store), SQLITE_OK);
   EXPECT_EQ(sqlite3_exec(store, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
   sqlite3_close(store);
+}
+
+void make_store_old(const std::string& folder) {
+  alter_store(
+      folder + "/token.db",
+      "ALTER TABLE token DROP COLUMN mac; ALTER TABLE object DROP COLUMN mac; PRAGMA user_version = 1");
+  std::filesystem::resize_file(folder + "/pin-tries", 2);
 }
 
 }  // namespace token_test

@@ -66,6 +66,9 @@ const Value kP256 = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07}
 /// Runs SQL on a store, behind the token's back.
 void alter_store(const std::string& file, const std::string& sql);
 
+/// Makes the store of a folder one of version 1, which the token upgrades and believes as it is.
+void make_store_old(const std::string& folder);
+
 /// A token in a folder of its own, initialised, with a read-write session that nobody is logged in to.
 /// The module is used through its two exported functions alone.
 class TokenTest : public testing::Test {

@@ -26,11 +26,12 @@ Sinks Dispatcher::SetSinks(Sinks sinks) noexcept {
   return std::exchange(m_sinks, std::move(sinks));
 }
 
-void Dispatcher::Dispatch(const std::string& context, LogLevel level, std::string text) noexcept {
+void Dispatcher::Dispatch(Record record) noexcept {
   if (t_is_in_sink) return CountDropped();
   const int error = errno;
   const std::lock_guard<std::mutex> lock(m_mutex);
-  const Record record{std::chrono::system_clock::now(), m_application, context, level, std::move(text)};
+  record.time = std::chrono::system_clock::now();
+  record.application = m_application;
   t_is_in_sink = true;
   const auto refused =
       std::count_if(m_sinks.begin(), m_sinks.end(), [&](const auto& sink) { return !Offer(*sink, record); });

@@ -16,8 +16,8 @@ class Dispatcher {
   /// Returns the sinks so far.
   Sinks SetSinks(Sinks sinks) noexcept;
 
-  /// Leaves errno as it was, so that a program may log before it looks at it.
-  void Dispatch(const std::string& context, LogLevel level, std::string text) noexcept;
+  /// Adds time and application. Leaves errno as it was, so that a program may log before it looks at it.
+  void Dispatch(Record record) noexcept;
 
   void CountDropped() noexcept { ++m_dropped; }
   std::uint64_t Dropped() const noexcept { return m_dropped; }

@@ -2,24 +2,19 @@
 
 #include <errno.h>
 #include <stdlib.h>
-#include <unistd.h>
 
+#include <new>
 #include <sstream>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "complaint.h"
-#include "file_sink.h"
 #include "level_names.h"
 #include "short_id.h"
-#include "text_sink.h"
 
 namespace ara::log::host {
 
 namespace {
-
-constexpr std::string_view kFilePrefix = "file:";
 
 /// An empty value counts as none. A program with raised rights gets none either: who starts it must not
 /// choose a file for it to write.
@@ -42,22 +37,12 @@ std::optional<LogLevel> ReadThreshold() {
   return level;
 }
 
-std::shared_ptr<Sink> ConsoleSink() { return std::make_shared<TextSink>(STDERR_FILENO); }
-
-std::shared_ptr<Sink> OpenFile(const std::string& path) try {
-  return std::make_shared<FileSink>(path);
-} catch (const std::system_error& error) {
-  Complain("ARA_LOG_SINK: cannot append to '" + path + "': " + error.code().message() +
-           "; accepted is file:PATH of a file that may be written or made");
-  return nullptr;
-}
-
-std::shared_ptr<Sink> MakeSink(const std::string& name) {
-  if (name == "console") return ConsoleSink();
-  if (name.compare(0, kFilePrefix.size(), kFilePrefix) == 0) return OpenFile(name.substr(kFilePrefix.size()));
-  const std::string what =
-      name == "dlt" ? "asks for 'dlt', which is not built in" : "has the unknown sink '" + name + "'";
-  Complain("ARA_LOG_SINK " + what + "; accepted are console, file:PATH, none, separated by commas");
+std::shared_ptr<Sink> SinkOf(const std::string& name) try {
+  return MakeSink(name);
+} catch (const std::bad_alloc&) {
+  throw;
+} catch (const std::exception& error) {
+  Complain(std::string("ARA_LOG_SINK: ") + error.what());
   return nullptr;
 }
 
@@ -68,11 +53,11 @@ Sinks ReadSinks() {
   for (std::string name; std::getline(names, name, ',');) {
     if (name == "none") {
       none_is_wanted = true;
-    } else if (auto sink = name.empty() ? nullptr : MakeSink(name)) {
+    } else if (auto sink = name.empty() ? nullptr : SinkOf(name)) {
       sinks.push_back(std::move(sink));
     }
   }
-  if (sinks.empty() && !none_is_wanted) sinks.push_back(ConsoleSink());  // rather than lose everything
+  if (sinks.empty() && !none_is_wanted) sinks.push_back(MakeSink("console"));  // rather than lose everything
   return sinks;
 }
 

@@ -14,7 +14,9 @@ int OpenForAppending(const std::string& path) {
   // O_NONBLOCK: a named pipe that nobody reads must not stop the program, neither here nor later.
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   const int descriptor = ::open(path.c_str(), flags, 0600);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), path);
+  if (descriptor < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot append to '" + path + "'");
+  }
   return descriptor;
 }
 

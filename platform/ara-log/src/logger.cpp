@@ -6,8 +6,8 @@
 
 namespace ara::log {
 
-Logger::Logger(std::string context, LogLevel threshold) noexcept
-    : m_context(std::move(context)), m_threshold(threshold) {}
+Logger::Logger(std::string context, std::string description, LogLevel threshold) noexcept
+    : m_context(std::move(context)), m_description(std::move(description)), m_threshold(threshold) {}
 
 LogStream Logger::LogFatal() const noexcept { return WithLevel(LogLevel::kFatal); }
 LogStream Logger::LogError() const noexcept { return WithLevel(LogLevel::kError); }
@@ -17,9 +17,10 @@ LogStream Logger::LogDebug() const noexcept { return WithLevel(LogLevel::kDebug)
 LogStream Logger::LogVerbose() const noexcept { return WithLevel(LogLevel::kVerbose); }
 LogStream Logger::WithLevel(LogLevel level) const noexcept { return LogStream(level, *this); }
 
-// The text sinks have no place for the description.
-Logger& CreateLogger(core::StringView ctxId, core::StringView, LogLevel ctxDefLogLevel) noexcept {
-  return host::Registry::Instance().LoggerOf({ctxId.data(), ctxId.size()}, ctxDefLogLevel);
+Logger& CreateLogger(core::StringView ctxId, core::StringView ctxDescription,
+                     LogLevel ctxDefLogLevel) noexcept {
+  return host::Registry::Instance().LoggerOf({ctxId.data(), ctxId.size()},
+                                             {ctxDescription.data(), ctxDescription.size()}, ctxDefLogLevel);
 }
 
 }  // namespace ara::log

@@ -18,7 +18,7 @@ Registry& Registry::Instance() noexcept {
   return *registry;
 }
 
-Registry::Registry() noexcept : m_silent("", LogLevel::kOff) {
+Registry::Registry() noexcept : m_silent("", "", LogLevel::kOff) {
   try {
     Settings settings = ReadEnvironment();
     m_threshold = settings.threshold;
@@ -29,20 +29,23 @@ Registry::Registry() noexcept : m_silent("", LogLevel::kOff) {
   }
 }
 
-Logger& Registry::LoggerOf(std::string_view context, LogLevel default_threshold) noexcept try {
+Logger& Registry::LoggerOf(std::string_view context, std::string_view description,
+                           LogLevel default_threshold) noexcept try {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  return *FindOrAdd(context, default_threshold);
+  return *FindOrAdd(context, description, default_threshold);
 } catch (...) {
   return m_silent;
 }
 
-std::shared_ptr<Logger> Registry::FindOrAdd(std::string_view context, LogLevel default_threshold) {
+std::shared_ptr<Logger> Registry::FindOrAdd(std::string_view context, std::string_view description,
+                                            LogLevel default_threshold) {
   const auto known = m_loggers.find(context);
   if (known != m_loggers.end()) return known->second;
   const std::string id = ShortIdOf("context id", context);
+  const LogLevel threshold = m_threshold.value_or(default_threshold);
   const auto logger = id == context
-                          ? std::shared_ptr<Logger>(new Logger(id, m_threshold.value_or(default_threshold)))
-                          : FindOrAdd(id, default_threshold);
+                          ? std::shared_ptr<Logger>(new Logger(id, std::string(description), threshold))
+                          : FindOrAdd(id, description, default_threshold);
   m_loggers.emplace(context, logger);
   return logger;
 }

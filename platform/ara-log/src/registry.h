@@ -19,14 +19,16 @@ class Registry {
  public:
   static Registry& Instance() noexcept;
 
-  Logger& LoggerOf(std::string_view context, LogLevel default_threshold) noexcept;
+  Logger& LoggerOf(std::string_view context, std::string_view description,
+                   LogLevel default_threshold) noexcept;
   void SetThreshold(LogLevel threshold) noexcept;
 
   Dispatcher& GetDispatcher() noexcept { return m_dispatcher; }
 
  private:
   Registry() noexcept;
-  std::shared_ptr<Logger> FindOrAdd(std::string_view context, LogLevel default_threshold);
+  std::shared_ptr<Logger> FindOrAdd(std::string_view context, std::string_view description,
+                                    LogLevel default_threshold);
 
   Dispatcher m_dispatcher;
   std::mutex m_mutex;

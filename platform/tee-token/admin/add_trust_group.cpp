@@ -9,6 +9,9 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+using shown_text::shown;
+
 using namespace Botan::PKCS11;
 
 namespace {

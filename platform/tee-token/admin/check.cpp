@@ -8,6 +8,8 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+
 using namespace Botan::PKCS11;
 
 namespace {
@@ -15,7 +17,7 @@ namespace {
 /// The platform's token is files as well.
 void check_files_of(Findings& findings, const Target& target) {
   const auto folder = tee_token::DeviceFolder::of_environment();
-  if (target.module.empty() && folder.exists()) {
+  if (is_platforms(target) && folder.exists()) {
     check_files(findings, folder);
   }
 }

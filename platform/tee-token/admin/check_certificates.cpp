@@ -8,7 +8,6 @@
 #include "examine.h"
 #include "label.h"
 #include "object_attributes.h"
-#include "shown_text.h"
 #include "trust_group.h"
 
 namespace tee_token_admin {

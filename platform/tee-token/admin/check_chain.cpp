@@ -16,6 +16,8 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+
 using namespace Botan::PKCS11;
 
 namespace {

@@ -12,13 +12,17 @@ using tee_token::DeviceFolder;
 
 struct File {
   const char* name;
-  off_t length;  // 0: any
+  off_t shortest, longest;  // 0: any
   const char* remedy;
 };
 
 constexpr char kNewToken[] = "; only a new token in an empty folder helps";
-constexpr File kFiles[] = {
-    {"device.key", 32, kNewToken}, {"token.db", 0, ""}, {"pin-tries", 2, "; write two zero bytes in it"}};
+constexpr char kBackup[] =
+    "; stop the programs that use the token, move it and its journal away and restore a backup: without one,"
+    " only a new token in an empty folder helps";
+constexpr File kFiles[] = {{"device.key", 32, 32, kNewToken},
+                           {"token.db", 0, 0, ""},
+                           {"pin-tries", 2, 3, "; write two zero bytes in it"}};
 
 /// A Failure is a finding here.
 template <typename Step>
@@ -32,33 +36,23 @@ void judge(Findings& findings, const std::string& name, const Step& step) {
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
-  if (file.length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != file.length) {
+  if (file.longest != 0 && ::stat(path.c_str(), &status) == 0 &&
+      (status.st_size < file.shortest || status.st_size > file.longest)) {
     findings.add(Fault::kFiles,
-                 path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
+                 path + " is damaged: it must hold " + std::to_string(file.longest) + " bytes" + file.remedy);
   }
-}
-
-std::string integrity_of(const std::string& path) {
-  tee_token::Database store(path);
-  tee_token::Query answer = store.query("PRAGMA integrity_check");
-  std::string said;
-  while (answer.step()) {
-    const tee_token::Bytes line = answer.bytes(0);
-    said.append(said.empty() ? "" : ", ").append(line.begin(), line.end());
-  }
-  return said;
 }
 
 // That others hold the store, or that the system cannot read it, says nothing of its content.
 void check_integrity(Findings& findings, const std::string& path) {
   std::string said;
   try {
-    said = integrity_of(path);
+    said = tee_token::Database(path).integrity();
   } catch (const tee_token::Damage& damage) {
     said = damage.what();
   }
   if (said != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + said + kNewToken);
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kBackup);
   }
 }
 

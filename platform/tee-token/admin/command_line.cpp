@@ -40,6 +40,7 @@ CommandLine::CommandLine() {
   add_pins();
   add_checks();
   add_module_check();
+  add_backups();
 }
 
 int CommandLine::run(int argc, char** argv) {
@@ -113,9 +114,20 @@ void CommandLine::add_pins() {
   };
   for (const auto& pin : pins) {
     CLI::App* const command = m_app.add_subcommand(pin.name, pin.description);
-    command->add_option("--new-pin-hex", m_new_pin, "In hexadecimal digits; without it, a line of stdin");
+    command->add_option("--new-pin-hex", m_new_pin,
+                        "In hexadecimal digits; -, or without it: a line of stdin");
     command->callback([this, set = pin.command] { set(m_target, m_new_pin); });
   }
+}
+
+void CommandLine::add_backups() {
+  CLI::App* const copy = m_app.add_subcommand("backup", "Write a copy of the token, all but its device key");
+  copy->add_option("FILE", m_file, "A file that is not there, or an older backup")->required();
+  copy->callback([this] { backup(m_target, m_file); });
+  CLI::App* const back = m_app.add_subcommand("restore", "Put a copy in the place of what the token holds");
+  back->add_option("FILE", m_file, "What backup wrote, on the device that it is of")->required();
+  back->add_flag("--force", m_force, "Also in the place of a token that was made anew");
+  back->callback([this] { restore(m_target, m_file, m_force); });
 }
 
 void CommandLine::add_checks() {

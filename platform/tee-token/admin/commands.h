@@ -29,8 +29,8 @@ void list(const Target& target, bool json);
 /// its roots. Private keys stay where they are.
 void export_object(const Target& target, Botan::PKCS11::ObjectHandle object);
 
-/// Sets a new PIN, given in hexadecimal digits; an empty text: asked for on stdin. Resetting is the security
-/// officer's way out for a user whose PIN is locked or forgotten.
+/// Sets a new PIN, given in hexadecimal digits; an empty text or "-": asked for on stdin. Resetting is the
+/// security officer's way out for a user whose PIN is locked or forgotten.
 void change_pin(const Target& target, const std::string& new_pin_hex);
 void change_so_pin(const Target& target, const std::string& new_pin_hex);
 void reset_pin(const Target& target, const std::string& new_pin_hex);
@@ -38,6 +38,13 @@ void reset_pin(const Target& target, const std::string& new_pin_hex);
 /// Looks for what is wrong with the token, says it on stdout and returns the exit code. Certificates that end
 /// within `days` are told of, too.
 int check(const Target& target, unsigned days, bool json);
+
+/// Writes a copy of the platform's token, without its device key and its counters, to a file that is not
+/// there or is an older backup.
+void backup(const Target& target, const std::string& path);
+
+/// Puts such a copy in the place of what the platform's token holds; of another token only with `force`.
+void restore(const Target& target, const std::string& path, bool force);
 
 struct ChainCheck {
   std::string label, request,

@@ -7,17 +7,20 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+
 using namespace Botan::PKCS11;
 
 namespace {
 
 /// Whose the object is to destroy. What the security officer has trusted is there before any login; what is
-/// not to be seen then is private, and so the user's, or does not exist.
+/// not to be seen then is private, and so the user's, or does not exist. What is damaged is anybody's.
 UserType owner_of(const Object& object) {
   try {
     return is_officers(object) ? UserType::SO : UserType::User;
   } catch (const PKCS11_ReturnError& error) {
-    if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
+    if (error.get_return_value() != ReturnValue::ObjectHandleInvalid &&
+        error.get_return_value() != ReturnValue::DeviceError) {
       throw;
     }
     return UserType::User;

@@ -7,6 +7,9 @@
 #include "shown_text.h"
 
 namespace tee_token_admin {
+
+using shown_text::shown;
+
 namespace {
 
 struct FaultName {

@@ -24,7 +24,7 @@ FileDescriptor open_locked(const std::string& folder) {
 
 FileDescriptor lock_of(const Target& target) {
   const DeviceFolder folder = DeviceFolder::of_environment();
-  return target.module.empty() && folder.exists() ? open_locked(folder.path()) : FileDescriptor(-1);
+  return is_platforms(target) && folder.exists() ? open_locked(folder.path()) : FileDescriptor(-1);
 }
 
 }  // namespace

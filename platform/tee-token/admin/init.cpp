@@ -13,7 +13,7 @@ void init(const Target& target, const std::string& label, bool force) {
     throw UsageError("a token's label has at most 32 characters");
   }
   // What is to be locked must be there.
-  if (target.module.empty()) {
+  if (is_platforms(target)) {
     tee_token::DeviceFolder::of_environment().make_if_absent();
   }
   const FolderLock lock(target);

@@ -34,20 +34,6 @@ File open_file(const std::string& path) {
   return file;
 }
 
-/// All bytes of a file. Throws UsageError.
-std::string read_file(const std::string& path) {
-  const File file = open_file(path);
-  std::string text;
-  char part[4096];
-  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
-    text.append(part, length);
-  }
-  if (std::ferror(file.get()) != 0) {
-    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
-  }
-  return text;
-}
-
 /// Takes the bytes of a source as std::fgetc gives them, up to the first that is no blank.
 template <typename Next>
 bool only_blanks_follow(const Next& next) {
@@ -58,9 +44,24 @@ bool only_blanks_follow(const Next& next) {
   return byte == EOF;
 }
 
+/// Goes on behind the parameters that `openssl ecparam -genkey` writes before the key.
+void skip_parameters(std::FILE* file) {
+  char line[100];
+  const auto next_begins = [&](const char* text) {
+    return std::fgets(line, sizeof line, file) == nullptr || std::strncmp(line, text, std::strlen(text)) == 0;
+  };
+  if (!next_begins("-----BEGIN EC PARAMETERS-----")) {
+    std::rewind(file);
+    return;
+  }
+  while (!next_begins("-----END EC PARAMETERS-----")) {
+  }
+}
+
 // libcrypto reads every form that tools write; Botan reads PKCS#8 alone.
 Botan::secure_vector<std::uint8_t> pkcs8_of(const std::string& path) {
   const File file = open_file(path);
+  skip_parameters(file.get());
   EVP_PKEY* key = nullptr;
   const Decoder decoder(
       OSSL_DECODER_CTX_new_for_pkey(&key, nullptr, nullptr, "EC", EVP_PKEY_KEYPAIR, nullptr, nullptr));
@@ -123,6 +124,19 @@ Botan::X509_Certificate next_certificate(const std::string& text, std::size_t& s
 }
 
 }  // namespace
+
+std::string read_file(const std::string& path) {
+  const File file = open_file(path);
+  std::string text;
+  char part[4096];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
+    text.append(part, length);
+  }
+  if (std::ferror(file.get()) != 0) {
+    throw UsageError("cannot read " + path + ": " + std::strerror(errno));
+  }
+  return text;
+}
 
 KeyParts read_key(const std::string& path) {
   const Botan::secure_vector<std::uint8_t> der = pkcs8_of(path);

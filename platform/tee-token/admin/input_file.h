@@ -16,6 +16,9 @@ struct KeyParts {
   Botan::BigInt value;
 };
 
+/// All bytes of a file. Throws UsageError.
+std::string read_file(const std::string& path);
+
 /// Reads an unencrypted EC private key, PEM or DER, PKCS#8 or SEC 1. Throws UsageError, also when the file
 /// goes on behind it.
 KeyParts read_key(const std::string& path);

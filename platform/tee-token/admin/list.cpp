@@ -15,6 +15,9 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+using shown_text::shown;
+
 using namespace Botan::PKCS11;
 
 namespace {
@@ -93,6 +96,12 @@ Json describe_object(TokenSession& token, ObjectHandle handle) {
           {"details", described.details}};
 }
 
+/// Shown in its line: the others are to be seen all the same.
+Json damaged_object(ObjectHandle handle, const char* reason) {
+  return {{"handle", handle}, {"class", "unreadable"}, {"label", ""}, {"state", ""},
+          {"client", ""},     {"key_id", ""},          {"group", ""}, {"details", reason}};
+}
+
 /// One that another program destroys meanwhile is left out.
 Json describe_objects(TokenSession& token) {
   Json objects = Json::array();
@@ -100,7 +109,9 @@ Json describe_objects(TokenSession& token) {
     try {
       objects.push_back(describe_object(token, handle));
     } catch (const PKCS11_ReturnError& error) {
-      if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
+      if (error.get_return_value() == ReturnValue::DeviceError) {
+        objects.push_back(damaged_object(handle, error.what()));
+      } else if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
         throw;
       }
     }

@@ -11,6 +11,7 @@
 namespace tee_token_admin {
 namespace {
 
+using shown_text::shown;
 using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kColumn = 11, kWidth = 100;

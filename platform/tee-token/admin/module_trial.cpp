@@ -17,6 +17,7 @@ Judgement Trial::refused(CK_RV code) const {
 UserSession::UserSession(Trial& trial) : TokenSession(trial.target()) {
   trial.step("C_Login");
   login(Botan::PKCS11::UserType::User);
+  trial.step("after C_Login");
 }
 
 }  // namespace tee_token_admin

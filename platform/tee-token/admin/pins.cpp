@@ -10,6 +10,8 @@
 
 namespace tee_token_admin {
 
+using shown_text::counted;
+
 using namespace Botan::PKCS11;
 
 namespace {
@@ -24,7 +26,7 @@ std::string asked_for() {
 }
 
 secure_string new_pin(const std::string& hex) {
-  secure_string pin = pin_of_hex(hex.empty() ? asked_for() : hex, "a new PIN");
+  secure_string pin = pin_of_hex(hex.empty() || hex == "-" ? asked_for() : hex, "a new PIN");
   if (pin.empty()) {
     throw UsageError("there is no new PIN; give it with --new-pin-hex, or on stdin");
   }

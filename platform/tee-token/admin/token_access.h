@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "device_folder.h"
 #include "tee_token/vendor_interface.h"
 
 namespace tee_token_admin {
@@ -30,6 +31,12 @@ constexpr auto kKeyId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR
 constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
 constexpr auto kPermanent = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_PERMANENT);
 constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
+
+/// Whether the token is the platform's own, whose folder this program knows: no option and no environment
+/// names another module.
+bool is_platforms(const Target& target);
+/// That folder. Throws UsageError for another module's token, and as DeviceFolder does.
+tee_token::DeviceFolder platform_folder(const Target& target);
 
 /// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
 Botan::PKCS11::secure_string pin_of_hex(const std::string& hex, const std::string& name);

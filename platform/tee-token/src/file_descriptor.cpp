@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 
 #include "error.h"
 
@@ -84,6 +85,21 @@ void write_private_file(const std::string& path, ByteView content) {
   }
   if (::rename(draft.c_str(), path.c_str()) != 0) {
     fail_with_errno("rename " + draft + " to", path);
+  }
+  sync_folder_of(path);
+}
+
+void replace_file(const std::string& path, ByteView content) {
+  std::string draft = path + ".XXXXXX";
+  const FileDescriptor file(::mkostemp(&draft[0], O_CLOEXEC));
+  if (file.get() < 0) {
+    fail_with_errno("make a file beside", path);
+  }
+  if (!write_all(file, content) || ::fsync(file.get()) != 0 || ::rename(draft.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(draft.c_str());
+    errno = error;
+    fail_with_errno("write", path);
   }
   sync_folder_of(path);
 }

@@ -26,10 +26,8 @@ Attributes owner_of(const Attributes& object) {
 }
 
 Attributes load_part(ObjectStore& store, CK_OBJECT_HANDLE object) {
-  Attributes part;
-  if (store.contains(object)) {
-    part = store.load(object);
-  }
+  Attributes part = store.load(object).value_or(Attributes());
+  store.unseal(object, part);
   if (!part.has(TEE_CKA_VENDOR_CLIENT_ID) || !part.has(TEE_CKA_VENDOR_KEY_ID) ||
       !part.has(TEE_CKA_VENDOR_PERMANENT) || part.is_true(TEE_CKA_VENDOR_PERMANENT)) {
     refuse(CKR_OBJECT_HANDLE_INVALID,

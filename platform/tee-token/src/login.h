@@ -15,7 +15,6 @@ inline const char* name_of(User user) { return user == User::kUser ? "user" : "s
 struct Login {
   std::optional<User> who;
   Bytes master_key;
-  Bytes serial;  // of the token as it was then
 
   bool is(User user) const { return who && *who == user; }
 };

@@ -11,7 +11,7 @@ namespace {
 constexpr CK_OBJECT_HANDLE kFirstSessionObject = 1UL << 62;
 
 // Never destroyed: a program may end a session while it exits.
-const Bytes& kTrue = *new Bytes(1, CK_TRUE);
+const Bytes& kNoKey = *new Bytes;
 
 }  // namespace
 
@@ -26,20 +26,25 @@ ObjectStore& ObjectSpace::store_for(bool token_object) {
   if (!m_session_objects) {
     m_memory.emplace(":memory:");
     ObjectStore::create_schema(*m_memory, kFirstSessionObject);
-    m_session_objects.emplace(*m_memory, m_login.master_key);
+    m_session_objects.emplace(*m_memory, m_login.master_key, kNoKey);
   }
   return *m_session_objects;
 }
 
-bool ObjectSpace::is_visible(CK_OBJECT_HANDLE object) {
-  ObjectStore& store = store_of(object);
-  return store.contains(object) && (m_login.is(User::kUser) || !store.has(object, CKA_PRIVATE, kTrue));
+std::optional<Attributes> ObjectSpace::seen(CK_OBJECT_HANDLE object) {
+  std::optional<Attributes> found = store_of(object).load(object);
+  if (found && found->is_true(CKA_PRIVATE) && !m_login.is(User::kUser)) {
+    return std::nullopt;
+  }
+  return found;
 }
 
-void ObjectSpace::require_visible(CK_OBJECT_HANDLE object) {
-  if (!is_visible(object)) {
+Attributes ObjectSpace::visible(CK_OBJECT_HANDLE object) {
+  std::optional<Attributes> found = seen(object);
+  if (!found) {
     throw Error(CKR_OBJECT_HANDLE_INVALID, "there is no object " + std::to_string(object) + " to be seen");
   }
+  return *std::move(found);
 }
 
 void ObjectSpace::require_may_store(const Attributes& object) const {
@@ -78,19 +83,16 @@ void ObjectSpace::find_in(ObjectStore& store, const Attributes& wanted, CK_OBJEC
 }
 
 bool ObjectSpace::has_value(CK_OBJECT_HANDLE object, const Bytes& value) {
-  Bytes stored;
-  return !is_guarded(object) && store_of(object).read(object, CKA_VALUE, stored) && stored == value;
-}
-
-bool ObjectSpace::is_guarded(CK_OBJECT_HANDLE object) {
-  ObjectStore& store = store_of(object);
-  return store.has(object, CKA_SENSITIVE, kTrue) || store.has(object, CKA_EXTRACTABLE, Bytes(1, CK_FALSE));
-}
-
-bool ObjectSpace::belongs_to_officer(CK_OBJECT_HANDLE object) {
-  ObjectStore& store = store_of(object);
-  return store.has(object, CKA_TRUSTED, kTrue) ||
-         store.has(object, CKA_CLASS, bytes_of<CK_OBJECT_CLASS>(TEE_CKO_TRUST_STORE_GROUP));
+  try {
+    std::optional<Attributes> found = seen(object);
+    if (!found || !found->has(CKA_VALUE) || is_guarded(*found)) {
+      return false;
+    }
+    store_of(object).unseal(object, *found);
+    return found->at(CKA_VALUE) == value;
+  } catch (const DamagedObject&) {
+    return false;  // no reason not to find the others
+  }
 }
 
 void ObjectSpace::forget_session(CK_SESSION_HANDLE session) {
@@ -106,6 +108,14 @@ void ObjectSpace::forget_private_session_objects() {
   while (m_session_objects && (object = m_session_objects->next_match(is_private, object)) != 0) {
     m_session_objects->erase(object);
   }
+}
+
+bool is_guarded(const Attributes& object) {
+  return object.is_true(CKA_SENSITIVE) || (object.has(CKA_EXTRACTABLE) && !object.is_true(CKA_EXTRACTABLE));
+}
+
+bool belongs_to_officer(const Attributes& object) {
+  return object.is_true(CKA_TRUSTED) || object.number(CKA_CLASS) == TEE_CKO_TRUST_STORE_GROUP;
 }
 
 }  // namespace tee_token

@@ -12,31 +12,26 @@ namespace tee_token {
 /// handles, private ones only while the user is logged in.
 class ObjectSpace {
  public:
-  ObjectSpace(Database& store, const Login& login)
-      : m_login(login), m_token_objects(store, login.master_key) {}
+  /// `mac_key` is that of the token's store.
+  ObjectSpace(Database& store, const Login& login, const Bytes& mac_key)
+      : m_login(login), m_token_objects(store, login.master_key, mac_key) {}
 
   /// The store that holds, or would hold, the object.
   ObjectStore& store_of(CK_OBJECT_HANDLE object);
   ObjectStore& store_for(bool token_object);
 
-  /// Whether there is such an object and the application may see it.
-  bool is_visible(CK_OBJECT_HANDLE object);
-  /// Throws CKR_OBJECT_HANDLE_INVALID unless the object is visible.
-  void require_visible(CK_OBJECT_HANDLE object);
+  /// What is stored of an object (ObjectStore::load); nothing when the application may not see it. Throws
+  /// DamagedObject: whether it may see that one nobody knows.
+  std::optional<Attributes> seen(CK_OBJECT_HANDLE object);
+  /// The same. Throws CKR_OBJECT_HANDLE_INVALID when there is nothing to be seen.
+  Attributes visible(CK_OBJECT_HANDLE object);
 
   /// Throws CKR_USER_NOT_LOGGED_IN when the object would be private and no user is logged in.
   void require_may_store(const Attributes& object) const;
 
   /// Up to `limit` objects above `after` that match, in order of creation, the token's first. Values that
-  /// must not be read match nothing.
+  /// must not be read match nothing. A damaged object is found like others, so that it can be replaced.
   std::vector<CK_OBJECT_HANDLE> find(const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit);
-
-  /// Whether CKA_VALUE of the object must not be read: a private key's, unless it was made to be extracted.
-  bool is_guarded(CK_OBJECT_HANDLE object);
-
-  /// Whether it is the security officer's alone to change and to destroy: what he trusts, and trust store
-  /// groups.
-  bool belongs_to_officer(CK_OBJECT_HANDLE object);
 
   /// The session objects of one session, and all private ones, cease to exist with it and with the login.
   void forget_session(CK_SESSION_HANDLE session);
@@ -53,5 +48,12 @@ class ObjectSpace {
   std::optional<Database> m_memory;
   std::optional<ObjectStore> m_session_objects;
 };
+
+/// Whether CKA_VALUE of the object must not be read: a private key's, unless it was made to be extracted.
+bool is_guarded(const Attributes& object);
+
+/// Whether it is the security officer's alone to change and to destroy: what he trusts, and trust store
+/// groups.
+bool belongs_to_officer(const Attributes& object);
 
 }  // namespace tee_token

@@ -33,28 +33,30 @@ bool has_what_every_object_has(const Attributes& attributes) {
   });
 }
 
-// The file may have been written to by others: what is read from it is checked before it is relied on.
-void require_sound(CK_OBJECT_HANDLE object, const Attributes& attributes) {
+// A MAC says that these are the attributes that the token once stored. Where there is none, this must do.
+bool has_form(const Attributes& attributes) {
   try {
-    if (has_layouts(attributes) && has_what_every_object_has(attributes)) {
-      return;
-    }
+    return has_layouts(attributes) && has_what_every_object_has(attributes);
   } catch (const Error&) {  // there is no class, or one that is not kept here
+    return false;
   }
-  throw damaged_object(object);
 }
 
 }  // namespace
 
-Failure damaged_object(CK_OBJECT_HANDLE object) {
-  return Failure(CKR_DEVICE_ERROR, "object " + std::to_string(object) + " of the store is damaged");
+DamagedObject::DamagedObject(CK_OBJECT_HANDLE object)
+    : Failure(CKR_DEVICE_ERROR, "object " + std::to_string(object) +
+                                    " of the store is damaged; tee-token destroy --force removes it") {}
+
+Bytes ObjectStore::mac_key(const Bytes& device_key, const Bytes& serial) {
+  return derive_key(device_key, serial, std::string("tee-token objects"));
 }
 
 void ObjectStore::create_schema(Database& database, CK_OBJECT_HANDLE first) {
   // AUTOINCREMENT: a number is never given again, also not after the last object is gone.
   // The index leaves out CKA_VALUE (17): certificates would double the store, sealed values match nothing.
   database.execute(
-      "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, session INTEGER NOT NULL);"
+      "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, session INTEGER NOT NULL, mac BLOB);"
       "CREATE TABLE attribute (object INTEGER NOT NULL, type INTEGER NOT NULL, value BLOB NOT NULL,"
       " PRIMARY KEY (object, type)) WITHOUT ROWID;"
       "CREATE INDEX attribute_by_value ON attribute (type, value, object) WHERE type <> 17;");
@@ -64,17 +66,20 @@ void ObjectStore::create_schema(Database& database, CK_OBJECT_HANDLE first) {
 CK_OBJECT_HANDLE ObjectStore::insert(const Attributes& object, CK_SESSION_HANDLE session) {
   m_database.query("INSERT INTO object (session) VALUES (?)").bind(row(session)).run();
   const auto number = static_cast<CK_OBJECT_HANDLE>(m_database.last_row());
-  for (const auto& [type, value] : object) {
-    write(number, type, value, object.is_true(CKA_PRIVATE));
-  }
+  const Attributes stored = sealed(number, object, object.is_true(CKA_PRIVATE));
+  write(number, stored);
+  authenticate(number, stored);
   return number;
 }
 
 void ObjectStore::update(CK_OBJECT_HANDLE object, const Attributes& changes) {
-  const bool is_private = has(object, CKA_PRIVATE, Bytes(1, CK_TRUE));
-  for (const auto& [type, value] : changes) {
-    write(object, type, value, is_private);
+  Attributes stored = load(object).value();
+  const Attributes changed = sealed(object, changes, stored.is_true(CKA_PRIVATE));
+  write(object, changed);
+  for (const auto& [type, value] : changed) {
+    stored.set(type, value);
   }
+  authenticate(object, stored);
 }
 
 void ObjectStore::erase(CK_OBJECT_HANDLE object) {
@@ -91,52 +96,30 @@ void ObjectStore::erase_of(CK_SESSION_HANDLE session) {
   m_database.query("DELETE FROM object WHERE session = ?").bind(row(session)).run();
 }
 
-bool ObjectStore::contains(CK_OBJECT_HANDLE object) {
-  return m_database.query("SELECT 1 FROM object WHERE number = ?").bind(row(object)).step();
+std::optional<Attributes> ObjectStore::load(CK_OBJECT_HANDLE object) {
+  Attributes attributes = attributes_of(object);
+  if (!attributes.empty() && is_sound(object, attributes)) {
+    return attributes;
+  }
+  const bool is_there = m_database.query("SELECT 1 FROM object WHERE number = ?").bind(row(object)).step();
+  if (is_there || !attributes.empty()) {
+    throw DamagedObject(object);
+  }
+  return std::nullopt;
 }
 
-bool ObjectStore::has(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, ByteView value) {
-  return m_database
-      .query("SELECT 1 FROM attribute WHERE object = ? AND type = ? AND value = ? AND type <> 17")
-      .bind(row(object))
-      .bind(row(type))
-      .bind(value)
-      .step();
-}
-
-bool ObjectStore::read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes& value) {
-  {
-    Query query = m_database.query("SELECT value FROM attribute WHERE object = ? AND type = ?");
-    if (!query.bind(row(object)).bind(row(type)).step()) {
-      return false;
-    }
-    value = query.bytes(0);
+void ObjectStore::unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const {
+  if (!loaded.is_true(CKA_PRIVATE) || !loaded.has(CKA_VALUE)) {
+    return;
   }
-  if (type == CKA_VALUE && has(object, CKA_PRIVATE, Bytes(1, CK_TRUE))) {
-    value = unsealed(object, type, value);
+  const auto value = m_master_key.empty() ? std::nullopt
+                                          : tee_token::unseal(m_master_key, loaded.at(CKA_VALUE),
+                                                              seal_context(object, CKA_VALUE));
+  if (!value) {
+    throw Failure(CKR_DEVICE_ERROR, "the sealed value of object " + std::to_string(object) +
+                                        " does not open: the store is damaged or from another device");
   }
-  return true;
-}
-
-CK_ULONG ObjectStore::size_of(CK_OBJECT_HANDLE object) {
-  Query query = m_database.query("SELECT sum(length(value) + 8) FROM attribute WHERE object = ?");
-  return query.bind(row(object)).step() ? static_cast<CK_ULONG>(query.number(0)) : 0;
-}
-
-Attributes ObjectStore::load(CK_OBJECT_HANDLE object) {
-  Attributes attributes;
-  {
-    Query query = m_database.query("SELECT type, value FROM attribute WHERE object = ?");
-    query.bind(row(object));
-    while (query.step()) {
-      attributes.set(static_cast<CK_ATTRIBUTE_TYPE>(query.number(0)), query.bytes(1));
-    }
-  }
-  require_sound(object, attributes);
-  if (attributes.has(CKA_VALUE) && attributes.is_true(CKA_PRIVATE)) {
-    attributes.set(CKA_VALUE, unsealed(object, CKA_VALUE, attributes.at(CKA_VALUE)));
-  }
-  return attributes;
+  loaded.set(CKA_VALUE, *value);
 }
 
 CK_OBJECT_HANDLE ObjectStore::next_match(const Attributes& wanted, CK_OBJECT_HANDLE after) {
@@ -172,28 +155,63 @@ CK_OBJECT_HANDLE ObjectStore::seek(CK_ATTRIBUTE_TYPE type, ByteView value, CK_OB
              : 0;
 }
 
-void ObjectStore::write(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& value,
-                        bool is_private) {
-  const bool sealed = is_private && type == CKA_VALUE;
-  if (sealed && m_master_key.empty()) {
-    throw Error(CKR_USER_NOT_LOGGED_IN, "a private value can only be stored for a logged-in user");
+Attributes ObjectStore::sealed(CK_OBJECT_HANDLE object, Attributes attributes, bool is_private) const {
+  if (is_private && attributes.has(CKA_VALUE)) {
+    if (m_master_key.empty()) {
+      throw Error(CKR_USER_NOT_LOGGED_IN, "a private value can only be stored for a logged-in user");
+    }
+    attributes.set(CKA_VALUE, seal(m_master_key, attributes.at(CKA_VALUE), seal_context(object, CKA_VALUE)));
   }
-  const Bytes stored = sealed ? seal(m_master_key, value, seal_context(object, type)) : value;
-  m_database.query("INSERT OR REPLACE INTO attribute (object, type, value) VALUES (?, ?, ?)")
-      .bind(row(object))
-      .bind(row(type))
-      .bind(stored)
-      .run();
+  return attributes;
 }
 
-Bytes ObjectStore::unsealed(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& stored) const {
-  const auto value =
-      m_master_key.empty() ? std::nullopt : unseal(m_master_key, stored, seal_context(object, type));
-  if (!value) {
-    throw Failure(CKR_DEVICE_ERROR, "the sealed value of object " + std::to_string(object) +
-                                        " does not open: the store is damaged or from another device");
+void ObjectStore::write(CK_OBJECT_HANDLE object, const Attributes& sealed) {
+  for (const auto& [type, value] : sealed) {
+    m_database.query("INSERT OR REPLACE INTO attribute (object, type, value) VALUES (?, ?, ?)")
+        .bind(row(object))
+        .bind(row(type))
+        .bind(value)
+        .run();
   }
-  return *value;
+}
+
+Attributes ObjectStore::attributes_of(CK_OBJECT_HANDLE object) {
+  Attributes attributes;
+  Query query = m_database.query("SELECT type, value FROM attribute WHERE object = ?");
+  query.bind(row(object));
+  while (query.step()) {
+    attributes.set(static_cast<CK_ATTRIBUTE_TYPE>(query.number(0)), query.bytes(1));
+  }
+  return attributes;
+}
+
+bool ObjectStore::is_sound(CK_OBJECT_HANDLE object, const Attributes& attributes) {
+  if (m_mac_key.empty()) {
+    return m_database.query("SELECT 1 FROM object WHERE number = ?").bind(row(object)).step() &&
+           has_form(attributes);
+  }
+  Query query = m_database.query("SELECT session, mac FROM object WHERE number = ?");
+  return query.bind(row(object)).step() && mac_of(object, query.number(0), attributes).is(query.bytes(1));
+}
+
+Mac ObjectStore::mac_of(CK_OBJECT_HANDLE object, sqlite3_int64 session, const Attributes& attributes) const {
+  Mac mac(m_mac_key);
+  mac.add(object).add(static_cast<std::uint64_t>(session));
+  for (const auto& [type, value] : attributes) {
+    mac.add(type).add(value);
+  }
+  return mac;
+}
+
+void ObjectStore::authenticate(CK_OBJECT_HANDLE object, const Attributes& stored) {
+  if (m_mac_key.empty()) {
+    return;
+  }
+  // Objects that are authenticated are the token's, and so of no session.
+  m_database.query("UPDATE object SET mac = ? WHERE number = ?")
+      .bind(mac_of(object, 0, stored).result())
+      .bind(row(object))
+      .run();
 }
 
 }  // namespace tee_token

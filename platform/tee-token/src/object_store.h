@@ -1,24 +1,35 @@
 #pragma once
 
+#include <optional>
+
 #include "attributes.h"
 #include "error.h"
+#include "mac.h"
 #include "sqlite.h"
 
 namespace tee_token {
 
-/// What to throw of an object that is not as the token stores objects.
-Failure damaged_object(CK_OBJECT_HANDLE object);
+/// An object is not as the token has stored it (CKR_DEVICE_ERROR).
+class DamagedObject : public Failure {
+ public:
+  explicit DamagedObject(CK_OBJECT_HANDLE object);
+};
 
 /// The objects of one database: those of the token in its store, or those of the sessions in memory.
 ///
 /// A search walks one index on (attribute, value), so that it costs the same with ten objects and with ten
 /// thousand. Object numbers are never used twice, so that an old handle never means a new object. The
 /// CKA_VALUE of a private object is only ever stored sealed under the master key, bound to its object and
-/// attribute.
+/// attribute. All that an object is made of is authenticated: its number, its session, its attributes.
 class ObjectStore {
  public:
   /// `master_key` is empty while no user is logged in, and then no sealed value can be read or written.
-  ObjectStore(Database& database, const Bytes& master_key) : m_database(database), m_master_key(master_key) {}
+  /// `mac_key` is empty where objects are not authenticated: in memory, and in a store of version 1.
+  ObjectStore(Database& database, const Bytes& master_key, const Bytes& mac_key)
+      : m_database(database), m_master_key(master_key), m_mac_key(mac_key) {}
+
+  /// The key that authenticates the objects of the token with this serial number.
+  static Bytes mac_key(const Bytes& device_key, const Bytes& serial);
 
   /// Makes the tables; the first object gets the number `first`.
   static void create_schema(Database& database, CK_OBJECT_HANDLE first);
@@ -31,30 +42,34 @@ class ObjectStore {
   /// Removes the objects that `session` owns.
   void erase_of(CK_SESSION_HANDLE session);
 
-  bool contains(CK_OBJECT_HANDLE object);
-  /// Whether the object has this attribute with this value; never true for CKA_VALUE.
-  bool has(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, ByteView value);
-  /// The value of one attribute, unsealed; false when the object does not have it.
-  bool read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Bytes& value);
-  /// All attributes, unsealed. Throws a Failure (CKR_DEVICE_ERROR) when they are not what was once stored.
-  Attributes load(CK_OBJECT_HANDLE object);
+  /// The attributes of an object as they are stored, a private CKA_VALUE sealed; nothing when there is no
+  /// such object. Throws DamagedObject when they are not what was once stored.
+  std::optional<Attributes> load(CK_OBJECT_HANDLE object);
+  /// Opens the CKA_VALUE among attributes that were loaded. Throws a Failure (CKR_DEVICE_ERROR).
+  void unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const;
 
-  /// Bytes that its attributes take, each with its number.
-  CK_ULONG size_of(CK_OBJECT_HANDLE object);
-
-  /// The first object above `after`, in order of creation, that has all attributes of `wanted`; 0 when there
-  /// is none. `wanted` must not ask for CKA_VALUE, which is not in the index.
+  /// The first object above `after`, in order of creation, that has all attributes of `wanted` as the index
+  /// says, which is not authenticated; 0 when there is none. `wanted` must not ask for CKA_VALUE, which is
+  /// not in the index.
   CK_OBJECT_HANDLE next_match(const Attributes& wanted, CK_OBJECT_HANDLE after);
+
+  /// Gives `object`, whose attributes as they are stored these are, its MAC. Each change does; an upgrade
+  /// does nothing else.
+  void authenticate(CK_OBJECT_HANDLE object, const Attributes& stored);
 
   Database& database() { return m_database; }
 
  private:
-  void write(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& value, bool is_private);
-  Bytes unsealed(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, const Bytes& stored) const;
+  Attributes sealed(CK_OBJECT_HANDLE object, Attributes attributes, bool is_private) const;
+  void write(CK_OBJECT_HANDLE object, const Attributes& sealed);
+  Attributes attributes_of(CK_OBJECT_HANDLE object);
+  bool is_sound(CK_OBJECT_HANDLE object, const Attributes& attributes);
+  Mac mac_of(CK_OBJECT_HANDLE object, sqlite3_int64 session, const Attributes& attributes) const;
   CK_OBJECT_HANDLE seek(CK_ATTRIBUTE_TYPE type, ByteView value, CK_OBJECT_HANDLE from);
 
   Database& m_database;
   const Bytes& m_master_key;
+  const Bytes& m_mac_key;
 };
 
 }  // namespace tee_token

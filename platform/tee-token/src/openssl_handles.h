@@ -30,6 +30,7 @@ using DigestContext = Owned<EVP_MD_CTX, EVP_MD_CTX_free>;
 using EcdsaSignature = Owned<ECDSA_SIG, ECDSA_SIG_free>;
 using Group = Owned<EC_GROUP, EC_GROUP_free>;
 using KdfContext = Owned<EVP_KDF_CTX, EVP_KDF_CTX_free>;
+using MacContext = Owned<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 using OctetString = Owned<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 using PKey = Owned<EVP_PKEY, EVP_PKEY_free>;
 using PKeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;

@@ -6,14 +6,18 @@
 
 namespace tee_token {
 
+/// The file of the counters, one byte a user, and in it the place of the version that the store has reached.
+constexpr char kCounterFile[] = "pin-tries";
+constexpr off_t kVersionNote = 2;
+
 /// Wrong PINs in a row after which a PIN is locked.
 constexpr std::uint8_t kTries = 10;
 
 /// Tries left, `kTries` when the last one was right, 0 when the PIN is locked.
 std::uint8_t tries_left(const DeviceFolder& folder, User user);
 
-/// Sets both counters to no wrong try. The file is made where there is none.
-void reset_tries(const DeviceFolder& folder);
+/// Makes the file of a new token: no wrong try, and the store's version.
+void make_counters(const DeviceFolder& folder, std::uint8_t store_version);
 
 /// One try at a PIN. It counts as wrong from construction on, so that ending the process gives no free try,
 /// and until `was_right`. Other processes wait for its end, for 5 seconds at most.

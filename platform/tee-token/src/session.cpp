@@ -24,8 +24,8 @@ void Session::require_may_write(bool token_object) const {
   }
 }
 
-void Session::require_may_change(CK_OBJECT_HANDLE object) const {
-  if (creator() != Creator::kSecurityOfficer && m_token.objects().belongs_to_officer(object)) {
+void Session::require_may_change(const Attributes& object) const {
+  if (creator() != Creator::kSecurityOfficer && belongs_to_officer(object)) {
     throw Error(CKR_ACTION_PROHIBITED, "what the security officer trusts, he alone can change or destroy");
   }
 }

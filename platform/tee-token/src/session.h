@@ -142,10 +142,10 @@ class Session {
 
   void require_idle() const;
   void require_may_write(bool token_object) const;
-  void require_may_change(CK_OBJECT_HANDLE object) const;
+  void require_may_change(const Attributes& object) const;
+  void require_may_destroy(CK_OBJECT_HANDLE object);
   Creator creator() const;
   CK_OBJECT_HANDLE insert(const Attributes& object);
-  CK_RV read_attribute(CK_OBJECT_HANDLE object, CK_ATTRIBUTE& attribute);
   Attributes usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use);
   void require_verifies(ByteView digest, ByteView signature);
 

@@ -21,12 +21,6 @@ std::string printable(const Bytes& label) {
   return text;
 }
 
-std::string name_of(const Bytes& object_class) {
-  return object_class.size() == sizeof(CK_OBJECT_CLASS)
-             ? name_of_class(number_of<CK_OBJECT_CLASS>(object_class))
-             : "damaged object";
-}
-
 }  // namespace
 
 std::string Session::description_of(CK_OBJECT_HANDLE object, CK_RV code) {
@@ -35,15 +29,9 @@ std::string Session::description_of(CK_OBJECT_HANDLE object, CK_RV code) {
     return number;
   }
   try {
-    return view([&] {
-      Bytes object_class, label;
-      ObjectStore& store = m_token.objects().store_of(object);
-      if (!m_token.objects().is_visible(object) || !store.read(object, CKA_CLASS, object_class) ||
-          !store.read(object, CKA_LABEL, label)) {
-        return number;
-      }
-      return name_of(object_class) + " \"" + printable(label) + "\" (" + number + ")";
-    });
+    const Attributes seen = view([&] { return m_token.objects().visible(object); });
+    return std::string(name_of_class(seen.number(CKA_CLASS))) + " \"" + printable(seen.at(CKA_LABEL)) +
+           "\" (" + number + ")";
   } catch (const std::exception&) {
     return number;
   }

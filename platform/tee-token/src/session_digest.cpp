@@ -19,10 +19,8 @@ void Session::add_to_digest(ByteView part) { active<Digest>().message.add(part);
 
 void Session::add_key_to_digest(CK_OBJECT_HANDLE key) {
   const bool is_key = view([&] {
-    ObjectSpace& objects = m_token.objects();
-    ObjectStore& store = objects.store_of(key);
-    return objects.is_visible(key) && (store.has(key, CKA_CLASS, bytes_of<CK_OBJECT_CLASS>(CKO_PUBLIC_KEY)) ||
-                                       store.has(key, CKA_CLASS, bytes_of<CK_OBJECT_CLASS>(CKO_PRIVATE_KEY)));
+    const std::optional<Attributes> seen = m_token.objects().seen(key);
+    return seen && (seen->number(CKA_CLASS) == CKO_PUBLIC_KEY || seen->number(CKA_CLASS) == CKO_PRIVATE_KEY);
   });
   throw is_key ? Error(CKR_KEY_INDIGESTIBLE, "only secret keys can be digested, and there are none here")
                : Error(CKR_KEY_HANDLE_INVALID, "there is no key " + std::to_string(key) + " to be seen");

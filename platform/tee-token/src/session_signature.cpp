@@ -23,7 +23,7 @@ Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_
   try {
     return Key(attributes.at(CKA_EC_PARAMS), attributes.at(content));
   } catch (const Error&) {
-    throw damaged_object(key);
+    throw DamagedObject(key);
   }
 }
 
@@ -32,10 +32,12 @@ Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
   Attributes attributes = view([&] {
     ObjectSpace& objects = m_token.objects();
-    if (!objects.is_visible(key)) {
+    std::optional<Attributes> seen = objects.seen(key);
+    if (!seen) {
       throw Error(CKR_KEY_HANDLE_INVALID, "there is no key " + std::to_string(key) + " to be seen");
     }
-    return objects.store_of(key).load(key);
+    objects.store_of(key).unseal(key, *seen);
+    return *std::move(seen);
   });
   const CK_OBJECT_CLASS found = attributes.number(CKA_CLASS);
   if (found != CKO_PUBLIC_KEY && found != CKO_PRIVATE_KEY) {

@@ -51,6 +51,16 @@ class Database {
   /// Opens the database at `path` (":memory:" for one of this object's own), which must exist.
   explicit Database(const std::string& path);
 
+  /// A database in memory, with the content of the file whose bytes these are.
+  static Database of_image(const std::string& image);
+  /// Its bytes, as a file holds them, all of one moment.
+  std::string image();
+  /// Adds a database in memory with the content of such a file, under the name "copy".
+  void attach_copy(const std::string& image);
+
+  /// What SQLite's own check says of it, in one line: "ok", or the first damage.
+  std::string integrity();
+
   /// Runs statements that need no parameters.
   void execute(const char* sql);
 
@@ -60,6 +70,8 @@ class Database {
   /// Throws CKR_DEVICE_REMOVED when the file is no longer at the path that it was opened at.
   void require_in_place();
 
+  /// Whether a Change is open.
+  bool is_changing() const { return sqlite3_txn_state(m_connection.get(), "main") == SQLITE_TXN_WRITE; }
   bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
   sqlite3_int64 last_row() const { return sqlite3_last_insert_rowid(m_connection.get()); }
 

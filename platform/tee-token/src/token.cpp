@@ -5,6 +5,7 @@
 
 #include "error.h"
 #include "file_descriptor.h"
+#include "store_upgrade.h"
 
 namespace tee_token {
 namespace {
@@ -47,17 +48,40 @@ const WrappedKey& key_of(const TokenRecord& record, User user) {
 }  // namespace
 
 bool Token::is_initialised() {
-  if (!m_store) {
-    m_folder.require_private();
-    const std::string path = m_folder.file(kStore);
-    if (!has_content(path)) {
-      return false;
-    }
+  open_store_if_there();
+  if (!m_is_initialised && m_store && is_token_store(*m_store)) {
+    bring_up_to_date();
+    m_is_initialised = true;
+  }
+  return m_is_initialised;
+}
+
+void Token::open_store_if_there() {
+  if (m_store) {
+    return;
+  }
+  m_folder.require_private();
+  const std::string path = m_folder.file(kStore);
+  if (has_content(path)) {
     require_private_file(path);
     m_store.emplace(path);
   }
-  m_is_initialised = m_is_initialised || is_token_store(*m_store);
-  return m_is_initialised;
+}
+
+void Token::bring_up_to_date() {
+  const bool is_old = store_version(*m_store, m_folder) < kStoreVersion;
+  try {
+    if (is_old) {
+      Change change(*m_store);
+      require_same_token();
+      change.commit();  // of nothing, when SQLite could open the store for reading only
+    }
+    if (m_is_in_folder) {
+      note_store_version(*m_store, m_folder);
+    }
+  } catch (const Failure&) {
+    // On a medium that is read-only or full it can be read as it is. The next program tries again.
+  }
 }
 
 void Token::require_initialised() {
@@ -68,14 +92,15 @@ void Token::require_initialised() {
 
 TokenRecord Token::record() {
   require_initialised();
-  m_store->require_in_place();
-  return load_token_record(*m_store);
+  const Snapshot snapshot(*m_store);
+  require_same_token();
+  return load_token_record(*m_store, m_record_key);
 }
 
 ObjectSpace& Token::objects() {
   if (!m_objects) {
     require_initialised();
-    m_objects.emplace(*m_store, m_login);
+    m_objects.emplace(*m_store, m_login, m_object_key);
   }
   return *m_objects;
 }
@@ -101,17 +126,21 @@ Bytes Token::master_key(const TokenRecord& record, User user, ByteView pin) {
 void Token::initialise(ByteView officer_pin, ByteView label) {
   require_pin_length(officer_pin);
   m_folder.make_if_absent();
-  open_or_create_store();
+  if (!is_initialised()) {
+    open_or_create_store();
+  }
   Change change(*m_store);
   clear_store(officer_pin);
+  const Bytes device_key = m_folder.device_key();
   const WrappedKey officer =
-      wrap_key(random_bytes(kKeyLength), m_folder.device_key(), User::kSecurityOfficer, officer_pin);
-  save_token_record(*m_store, {label.copy(), new_serial(), officer, std::nullopt});
+      wrap_key(random_bytes(kKeyLength), device_key, User::kSecurityOfficer, officer_pin);
+  save_token_record(*m_store, {label.copy(), new_serial(), officer, std::nullopt}, record_key(device_key));
   change.commit();
 }
 
 void Token::open_or_create_store() {
-  if (!is_initialised() && !m_store) {
+  open_store_if_there();
+  if (!m_store) {
     // SQLite makes its other files like this one: for the owner alone.
     open_private_file(m_folder.file(kStore), O_RDWR | O_CREAT);
     m_store.emplace(m_folder.file(kStore));
@@ -120,26 +149,53 @@ void Token::open_or_create_store() {
 
 void Token::clear_store(ByteView officer_pin) {
   if (is_token_store(*m_store)) {
-    master_key(load_token_record(*m_store), User::kSecurityOfficer, officer_pin);
-    ObjectStore(*m_store, m_login.master_key).erase_all();
+    master_key(record(), User::kSecurityOfficer, officer_pin);
+    ObjectStore(*m_store, m_login.master_key, m_object_key).erase_all();
   } else {
     m_folder.make_device_key_if_absent();
-    reset_tries(m_folder);
-    create_token_schema(*m_store);
-    ObjectStore::create_schema(*m_store, 1);
+    make_counters(m_folder, kStoreVersion);
+    create_store(*m_store);
   }
+}
+
+void create_store(Database& store) {
+  create_token_schema(store);
+  ObjectStore::create_schema(store, 1);
 }
 
 void Token::require_same_token() {
   m_store->require_in_place();
-  if (m_login.who && token_serial(*m_store) != m_login.serial) {
+  const StoreMark now{store_version(*m_store, m_folder), token_serial(*m_store)};
+  const bool is_same = m_mark && m_mark->serial == now.serial;
+  if (m_login.who && !is_same) {
     throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token anew; log in again");
   }
+  const bool can_upgrade = now.version < kStoreVersion && m_store->is_changing();
+  if (!is_same || m_mark->version != now.version || can_upgrade) {
+    adopt(now);
+  }
+}
+
+void Token::adopt(StoreMark mark) {
+  Bytes record_key, object_key;
+  if (mark.version == kStoreVersion || m_store->is_changing()) {
+    const Bytes device_key = m_folder.device_key();
+    if (mark.version < kStoreVersion) {
+      upgrade_store(*m_store, device_key);
+      mark.version = kStoreVersion;
+    }
+    record_key = tee_token::record_key(device_key);
+    load_token_record(*m_store, record_key);  // is authentic, and so is the serial number
+    object_key = ObjectStore::mac_key(device_key, mark.serial);
+  }
+  m_record_key = std::move(record_key);
+  m_object_key = std::move(object_key);
+  m_mark = std::move(mark);
 }
 
 void Token::log_in(User user, ByteView pin) {
   const TokenRecord current = record();
-  m_login = Login{user, master_key(current, user, pin), current.serial};
+  m_login = Login{user, master_key(current, user, pin)};
 }
 
 void Token::log_out() {
@@ -152,10 +208,9 @@ void Token::log_out() {
 void Token::set_user_pin(ByteView pin) {
   require_pin_length(pin);
   Change change(*m_store);
-  require_same_token();
   TokenRecord current = record();
   current.user = wrap_key(m_login.master_key, m_folder.device_key(), User::kUser, pin);
-  save_token_record(*m_store, current);
+  save_token_record(*m_store, current, m_record_key);
   change.commit();
   clear_tries(m_folder, User::kUser);
 }
@@ -172,7 +227,7 @@ void Token::change_pin(ByteView old_pin, ByteView new_pin) {
   } else {
     current.officer = wrapped;
   }
-  save_token_record(*m_store, current);
+  save_token_record(*m_store, current, m_record_key);
   change.commit();
 }
 

@@ -13,20 +13,20 @@ struct TokenRecord {
   std::optional<WrappedKey> user;  // none until the security officer has set a PIN
 };
 
+/// The key that authenticates the record.
+Bytes record_key(const Bytes& device_key);
+
 /// Makes the table of the record and marks the database as a token's store.
 void create_token_schema(Database& store);
 
-/// Whether the database is a token's store; false when it is empty. Throws a Failure
-/// (CKR_TOKEN_NOT_RECOGNIZED) for a database of another kind or of a newer version.
-bool is_token_store(Database& store);
+/// The record of a token's store; `key` is empty for a store of version 1. Throws a Failure
+/// (CKR_DEVICE_ERROR) when it is missing or not as it was stored.
+TokenRecord load_token_record(Database& store, const Bytes& key);
 
-/// The record of a token's store.
-TokenRecord load_token_record(Database& store);
-
-/// Its serial number alone.
+/// Its serial number alone, not authenticated.
 Bytes token_serial(Database& store);
 
 /// Puts `record` in the place of the one that is there.
-void save_token_record(Database& store, const TokenRecord& record);
+void save_token_record(Database& store, const TokenRecord& record, const Bytes& key);
 
 }  // namespace tee_token

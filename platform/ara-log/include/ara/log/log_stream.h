@@ -3,9 +3,11 @@
 #include <ara/core/span.h>
 #include <ara/core/string_view.h>
 #include <ara/log/common.h>
+#include <ara/log/host/argument.h>
 #include <ara/log/host/export.h>
 
 #include <string>
+#include <vector>
 
 namespace ara {
 namespace log {
@@ -58,14 +60,15 @@ class ARA_LOG_EXPORT LogStream final {
   enum class State : unsigned char { kSilent, kEmpty, kGathered, kLost };
 
   template <typename Number>
-  LogStream& PutNumber(Number value) noexcept;
+  LogStream& PutNumber(host::Argument::Kind kind, Number value) noexcept;
   template <typename AppendTo>
-  LogStream& Put(AppendTo append) noexcept;
+  LogStream& Put(host::Argument::Kind kind, AppendTo append) noexcept;
 
   const Logger* m_logger;
   LogLevel m_level;
   State m_state;
   std::string m_text;
+  std::vector<host::Argument> m_arguments;
 };
 
 }  // namespace log

@@ -40,16 +40,18 @@ class ARA_LOG_EXPORT Logger final {
   friend class host::Registry;
   friend class LogStream;
 
-  Logger(std::string context, LogLevel threshold) noexcept;
+  Logger(std::string context, std::string description, LogLevel threshold) noexcept;
 
   const std::string m_context;
+  const std::string m_description;
   std::atomic<LogLevel> m_threshold;
 };
 
 /// Returns the logger of a context id, which lives as long as the process; the same id gives the same logger.
 /// An id of more than four characters (bytes of UTF-8: what DLT carries) is cut, which is said once on
-/// stderr. `ctxDefLogLevel` is the threshold of a new logger unless the platform is configured otherwise.
-/// When memory is short the logger is one that writes nothing.
+/// stderr. The description is for readers of DLT; the first one counts. `ctxDefLogLevel` is the threshold of
+/// a new logger unless the platform is configured otherwise. When memory is short the logger is one that
+/// writes nothing.
 ARA_LOG_EXPORT Logger& CreateLogger(ara::core::StringView ctxId, ara::core::StringView ctxDescription,
                                     LogLevel ctxDefLogLevel = LogLevel::kWarn) noexcept;
 

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <ara/core/string_view.h>
 #include <ara/log/common.h>
+#include <ara/log/host/argument.h>
 #include <ara/log/host/export.h>
 
 #include <chrono>
@@ -16,10 +18,12 @@ namespace host {
 
 struct Record {
   std::chrono::system_clock::time_point time;
-  std::string application;  ///< at most four bytes
-  std::string context;      ///< at most four bytes
+  std::string application;            ///< at most four bytes
+  std::string context;                ///< at most four bytes
+  ara::core::StringView description;  ///< of the context; stays as long as the process
   LogLevel level;
   std::string text;  ///< the arguments joined by blanks, line breaks and all
+  std::vector<Argument> arguments;
 };
 
 /// Where records go.
@@ -35,6 +39,10 @@ class ARA_LOG_EXPORT Sink {
 };
 
 using Sinks = std::vector<std::shared_ptr<Sink>>;
+
+/// Returns the sink that ARA_LOG_SINK calls `name`: "console", "file:PATH" or "dlt". Throws std::system_error
+/// when the file cannot be opened, std::invalid_argument when the name is unknown or not built in.
+ARA_LOG_EXPORT std::shared_ptr<Sink> MakeSink(const std::string& name);
 
 /// Sends all later records of the process to these sinks (none: nowhere) and returns those that it had, first
 /// of all those of the environment. They are called no more when this returns.

@@ -1,6 +1,6 @@
 #include "shown_text.h"
 
-namespace tee_token_admin {
+namespace shown_text {
 namespace {
 
 /// Whether the byte is a control character of ASCII, or in UTF-8 the end of one of the other 32 (U+0080 and
@@ -31,4 +31,4 @@ std::string counted(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-}  // namespace tee_token_admin
+}  // namespace shown_text

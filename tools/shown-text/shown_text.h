@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-namespace tee_token_admin {
+namespace shown_text {
 
 /// The text with each control character as \x and two hexadecimal digits, so that a name from the token
 /// can neither begin a line nor steer a terminal.
@@ -12,4 +12,4 @@ std::string shown(const std::string& text);
 /// "1 root", "2 roots".
 std::string counted(std::size_t count, const std::string& noun);
 
-}  // namespace tee_token_admin
+}  // namespace shown_text

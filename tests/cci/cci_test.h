@@ -1,0 +1,60 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <fstream>
+#include <string>
+
+#include "support/temporary_folder.h"
+#include "tee-token/admin_shell.h"
+
+namespace cci_test {
+
+using token_test::Outcome;
+using token_test::shell;
+
+/// A fresh token and a CA in a folder of the test's own, where commands run and find cci and tee-token.
+class CciTest : public testing::Test {
+ protected:
+  CciTest() {
+    ::setenv("TEE_TOKEN_DIR", path("token").c_str(), 1);
+    ::unsetenv("TEE_TOKEN_LOG");
+    run("tee-token init; tee-token import-data 2_1 WXY00TEEDEMO00001; openssl req -x509 -newkey ec -pkeyopt "
+        "ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem -subj /O=QAVR/CN=CA");
+  }
+
+  /// Both outputs of a command, of a shell with `set -o pipefail`.
+  Outcome run(const std::string& command) const {
+    std::ofstream(path("command.sh"))
+        << "set -o pipefail\nPATH='" CCI_FOLDER "':$PATH\ncd '" << path("") << "'\n"
+        << command << "\n";
+    return shell("bash '" + path("command.sh") + "'");
+  }
+  std::string text(const std::string& command) const { return run(command).text; }
+  std::string path(const std::string& name) const { return (m_folder.path() / name).string(); }
+
+  /// Makes and installs an identity by the CA, with `days` of validity.
+  Outcome provision(const std::string& days = "90") const {
+    return run("cci provision --common-name device --pem --issue '" + issue(days) + "; cat ca.pem'");
+  }
+  static std::string issue(const std::string& days = "90") {
+    return "openssl x509 -req -CA ca.pem -CAkey ca.key -days " + days + " 2>/dev/null";
+  }
+
+  struct Case {
+    std::string command;
+    int code;
+    std::string said;
+  };
+  void expect(const Case& each) const {
+    const Outcome outcome = run(each.command);
+    EXPECT_EQ(outcome.code, each.code) << each.command << "\n" << outcome.text;
+    EXPECT_THAT(outcome.text, testing::HasSubstr(each.said)) << each.command;
+  }
+
+ private:
+  test_support::TemporaryFolder m_folder;
+};
+
+}  // namespace cci_test

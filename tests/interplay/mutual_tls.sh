@@ -1,0 +1,101 @@
+#!/usr/bin/env bash
+# nginx and openssl s_server want a client certificate: the TLS client shows the token's, and its new one after a
+# rotation; wrong servers and wrong answers of the backend change nothing.
+source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
+programs=$(dirname "$tee_token")
+nginx=$(PATH=$3:$PATH:/usr/sbin command -v nginx) || die 'there is no nginx: ./run test unpacks one'
+export ARA_LOG_SINK=none
+servers=()
+trap 'kill "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
+
+new_key=(-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes)
+for ca in ca other; do
+  openssl req -x509 "${new_key[@]}" -keyout $ca.key -out $ca.pem -subj /CN=$ca 2>/dev/null
+done
+openssl req "${new_key[@]}" -keyout server.key -out server.csr -subj /CN=localhost 2>/dev/null
+openssl x509 -req -in server.csr -CA ca.pem -CAkey ca.key -out server.pem \
+  -extfile <(echo subjectAltName=DNS:localhost) 2>/dev/null
+cat server.pem ca.pem >server-chain.pem
+issue='openssl x509 -req -inform DER -in /dev/stdin -CA ca.pem -CAkey ca.key'
+
+expect 'made token' "$tee_token" init
+expect '' "$tee_token" add-trust-group backend ca.pem
+expect '' "$tee_token" add-trust-group elsewhere other.pem
+
+mkdir nginx
+cat >nginx.conf <<'END'
+daemon off;
+master_process off;
+pid nginx/pid;
+error_log stderr;
+events {}
+http {
+  access_log off;
+  client_body_temp_path nginx/body; proxy_temp_path nginx/proxy; fastcgi_temp_path nginx/fastcgi;
+  uwsgi_temp_path nginx/uwsgi; scgi_temp_path nginx/scgi;
+  ssl_certificate server-chain.pem; ssl_certificate_key server.key;
+  ssl_client_certificate ca.pem; ssl_verify_client on;
+  server {
+    listen 127.0.0.1:PORT ssl;
+    return 200 "serial $ssl_client_serial $ssl_client_verify $ssl_protocol\n";
+  }
+}
+END
+
+is_open() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+# A port that others may take first, so with several tries.
+start_nginx() {
+  local try
+  for try in {1..20}; do
+    port=$((20000 + RANDOM % 10000))
+    ! is_open "$port" || continue
+    sed "s/PORT/$port/" nginx.conf >running.conf
+    "$nginx" -p "$folder/" -c running.conf 2>nginx/log &
+    for _ in {1..100}; do
+      kill -0 $! 2>/dev/null || break
+      if is_open "$port"; then
+        servers+=($!)
+        return
+      fi
+      sleep 0.05
+    done
+  done
+  die "nginx does not start: $(<nginx/log)"
+}
+start_nginx
+
+connect() { "$programs/mutual-tls" localhost "$port" "${1:-backend}"; }
+provision() { "$programs/cci" --quiet provision --common-name device --issue "$1"; }
+installed_serial() { "$programs/cci" cert | openssl x509 -noout -serial | sed 's/.*=//'; }
+seen() { expect "serial $(installed_serial) SUCCESS TLSv1.2" connect; }
+
+refused 'no client certificate is installed' connect
+expect '' provision "$issue"
+seen
+first=$(installed_serial)
+expect '' provision "$issue"
+[[ $(installed_serial) != "$first" ]] || die 'a rotation brings another certificate'
+seen
+second=$(installed_serial)
+refused '' provision 'openssl x509 -in ca.pem'  # a certificate for another key
+[[ $(installed_serial) == "$second" ]] || die 'a wrong answer changed the identity'
+seen
+refused 'Cannot establish trust' connect elsewhere
+refused 'no' connect nonesuch
+
+# A server that does not know the client's CA, and one that does.
+start_openssl() {
+  openssl s_server -accept 127.0.0.1:0 -www -Verify 2 -verify_return_error -CAfile "$1" -cert server.pem \
+    -key server.key </dev/null >openssl.log 2>&1 &
+  servers+=($!)
+  for _ in {1..100}; do
+    port=$(sed -n 's/^ACCEPT 127.0.0.1://p' openssl.log)
+    [[ -z $port ]] || return 0
+    sleep 0.05
+  done
+  die "openssl s_server does not start: $(<openssl.log)"
+}
+start_openssl ca.pem
+[[ $(connect | openssl x509 -noout -serial) == "serial=$second" ]] || die 'openssl s_server sees the certificate'
+start_openssl other.pem
+refused 'the server ends the connection' connect

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace cci {
+
+struct BackendCommand {
+  std::string command;  // for /bin/sh
+  std::string input;
+  std::chrono::seconds timeout;
+};
+
+/// Runs the command with the input as its stdin and returns what it writes to stdout; its stderr is the
+/// caller's. Calls `waiting` about every second. Throws a Failure of class kBackendFailed when the command
+/// fails, takes too long or writes more than 16 MiB; Interrupted when this process is told to end. What the
+/// command started is ended then, and also when the command has ended by itself.
+std::string answer_of_command(const BackendCommand& backend,
+                              const std::function<void(std::chrono::seconds)>& waiting);
+
+}  // namespace cci

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace cci {
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline Bytes bytes_of(const std::string& text) { return Bytes(text.begin(), text.end()); }
+inline std::string text_of(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+}  // namespace cci

@@ -1,0 +1,168 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "exit_code.h"
+#include "failure.h"
+
+namespace cci {
+namespace {
+
+/// Shows what an option takes, and not what the parser knows of it besides.
+class BriefFormatter : public CLI::Formatter {
+ public:
+  BriefFormatter() {
+    column_width(24);
+    label("Positionals", "Arguments");
+    label("SUBCOMMAND", "COMMAND");
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_size() == 0 ? "" : " " + option->get_type_name();
+    return (type == " " ? "" : type) + (option->get_required() ? " (required)" : "");
+  }
+};
+
+/// The subcommands and where their options go.
+class Parser {
+ public:
+  Parser() {
+    m_app.require_subcommand(1);
+    m_app.fallthrough();
+    m_app.formatter(std::make_shared<BriefFormatter>());  // of the subcommands, too
+    m_app.footer(help_on_exit_codes());
+    m_app.get_help_ptr()->group("");  // a line less, so that it fits on a screen
+    m_app.set_version_flag("--version", "cci " CCI_VERSION, "Print the version and exit");
+    m_app.add_flag("--json", m_options.json, "Write one JSON object to stdout");
+    CLI::Option* const quiet =
+        m_app.add_flag("-q,--quiet", m_options.quiet, "Nothing on stderr but errors and warnings");
+    m_app.add_flag("-v,--verbose", m_options.verbose, "The library's records on stderr, too")
+        ->excludes(quiet);
+    add_provisioning();
+    add_installation();
+    add_reading();
+    add_signing();
+  }
+
+  CommandLine parse(int argc, char** argv) {
+    try {
+      m_app.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+      return {nullptr, m_options, m_app.help()};
+    } catch (const CLI::CallForVersion&) {
+      return {nullptr, m_options, m_app.version() + "\n"};
+    } catch (const CLI::ParseError& error) {
+      throw Failure(Exit::kUsage, wrong_with(error) + "; see cci " + used() + "--help");
+    }
+    m_options.timeout = std::chrono::seconds(m_seconds);
+    return {m_command, m_options, ""};
+  }
+
+ private:
+  std::string wrong_with(const CLI::ParseError& error) const {
+    const auto unknown = m_app.remaining();
+    const bool no_command = m_app.get_subcommands().empty() && !unknown.empty();
+    return no_command ? "there is no command " + unknown.front() : error.what();
+  }
+
+  std::string used() const {
+    const auto commands = m_app.get_subcommands();
+    return commands.empty() ? "" : commands.front()->get_name() + " ";
+  }
+
+  CLI::App* add(const char* name, const char* description, Command command) {
+    CLI::App* const app = m_app.add_subcommand(name, description);
+    app->set_help_flag("-h,--help", "Print this and exit");
+    app->footer("Options of every command: --json, --quiet, --verbose");
+    app->callback([this, command] { m_command = command; });
+    return app;
+  }
+
+  void add_output(CLI::App* command) {
+    command->add_option("-o,--output", m_options.output, "File to write, whole or not at all")
+        ->type_name("FILE");
+  }
+
+  void add_name(CLI::App* command) {
+    command->add_option("--common-name", m_options.common_name, "CN of the request's subject")
+        ->required()
+        ->type_name("NAME");
+    command->add_flag("--pem", m_options.pem, "The request in PEM instead of DER");
+  }
+
+  void add_key(CLI::App* command, const char* name, const std::set<std::string>& keys) {
+    command->add_option(name, m_options.key, "One of " + CLI::detail::join(keys, ", ") + "; without it LYR")
+        ->check(CLI::IsMember(keys).description(""))
+        ->type_name(*name == '-' ? "KEY" : "");
+  }
+
+  void add_provisioning() {
+    CLI::App* const all = add("provision", "Get a new identity from a backend: all steps", cci::provision);
+    add_name(all);
+    all->add_option("--issue", m_options.issue,
+                    "Shell command of the backend: request on stdin,\nchain in PEM on stdout")
+        ->required()
+        ->type_name("COMMAND");
+    all->add_option("--timeout", m_seconds, "Time for the command; without it 60")
+        ->check(CLI::Range(1, 86400).description(""))
+        ->type_name("SECONDS");
+    add("generate-key", "Make a key pair, which waits for its certificate", cci::generate_key);
+    CLI::App* const request = add("csr", "Write the request for the key pair that waits", cci::csr);
+    add_name(request);
+    add_output(request);
+  }
+
+  void add_installation() {
+    add("install", "Install the key pair that waits, with its chain", cci::install)
+        ->add_option("CHAIN", m_options.file, "File in PEM, client's first; -: stdin")
+        ->required()
+        ->type_name("");
+    add("delete", "Delete the installed key pair and chain", cci::delete_identity);
+  }
+
+  void add_reading() {
+    add("status", "Show what is installed and what waits", cci::status);
+    CLI::App* const certificates = add("cert", "Write certificates in PEM", cci::cert);
+    add_key(certificates, "KEY", {"LYR", "ZEMP", "BASE"});
+    CLI::App* const key = add("public-key", "Write a public key in PEM", cci::public_key);
+    add_key(key, "KEY", {"LYR", "LYR_CSR"});
+    CLI::App* const group = add("roots", "Write the roots of a trust store group in PEM", cci::roots);
+    group->add_option("GROUP", m_options.group, "Identifier of the group")->required()->type_name("");
+    CLI::App* const number = add("vin", "Write the vehicle identification number", cci::vin);
+    for (CLI::App* const command : {certificates, key, group, number}) add_output(command);
+  }
+
+  void add_signing() {
+    CLI::App* const command = add("sign", "Sign a file: ECDSA with SHA-256, r||s (64 bytes)", cci::sign);
+    command->add_option("FILE", m_options.file, "What to sign; without it, or -: stdin")->type_name("");
+    add_key(command, "--key", {"LYR", "BASE"});
+    const struct {
+      const char* name;
+      const char* description;
+      SignatureForm form;
+    } forms[] = {{"--der", "DER instead of r||s", SignatureForm::kDer},
+                 {"--hex", "r||s in hexadecimal digits", SignatureForm::kHex},
+                 {"--base64", "r||s in base64", SignatureForm::kBase64}};
+    std::vector<CLI::Option*> flags;
+    for (const auto& each : forms) {
+      CLI::Option* const flag = command->add_flag_callback(
+          each.name, [this, form = each.form] { m_options.form = form; }, each.description);
+      for (CLI::Option* const other : flags) flag->excludes(other);
+      flags.push_back(flag);
+    }
+    add_output(command);
+  }
+
+  CLI::App m_app{"A client certificate whose key stays in the token. COMMAND --help tells more.", "cci"};
+  Options m_options;
+  Command m_command = nullptr;
+  int m_seconds = 60;
+};
+
+}  // namespace
+
+CommandLine parse(int argc, char** argv) { return Parser().parse(argc, argv); }
+
+}  // namespace cci

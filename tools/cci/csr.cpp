@@ -1,0 +1,18 @@
+#include <botan/pem.h>
+
+#include "commands.h"
+#include "json.h"
+#include "output.h"
+#include "token.h"
+
+namespace cci {
+
+Answer csr(const Options& options, Notes&) {
+  const bool binary = !options.pem && !options.json;
+  if (binary && !options.output) require_no_terminal();
+  const Bytes der = Token().request(options.common_name);
+  const std::string pem = Botan::PEM_Code::encode(der, "CERTIFICATE REQUEST");
+  return {options.pem ? pem : text_of(der), json_of_request(options.common_name, pem)};
+}
+
+}  // namespace cci

@@ -1,0 +1,15 @@
+#include "commands.h"
+#include "json.h"
+#include "token.h"
+
+namespace cci {
+
+Answer delete_identity(const Options&, Notes& notes) {
+  const Token token;
+  const bool was_there = token.public_key("LYR") || !token.certificates("LYR").empty();
+  token.delete_identity();  // also what cannot be seen: a private key alone
+  notes.say(was_there ? "deleted the installed key pair and chain" : "nothing was installed");
+  return {"", json_of_deletion(was_there)};
+}
+
+}  // namespace cci

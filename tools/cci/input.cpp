@@ -1,0 +1,40 @@
+#include "input.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "failure.h"
+
+namespace cci {
+namespace {
+
+struct Close {
+  void operator()(std::FILE* file) const {
+    if (file != stdin) std::fclose(file);
+  }
+};
+using File = std::unique_ptr<std::FILE, Close>;
+
+Failure unreadable(const std::string& path) {
+  return Failure(Exit::kInput, "cannot read " + name_of_input(path) + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
+std::string name_of_input(const std::string& path) { return path == "-" ? "stdin" : path; }
+
+std::string read_input(const std::string& path) {
+  const File file(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
+  if (file == nullptr) throw unreadable(path);
+  std::string text;
+  char part[65536];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
+    text.append(part, length);
+  }
+  if (std::ferror(file.get()) != 0) throw unreadable(path);
+  return text;
+}
+
+}  // namespace cci

@@ -1,0 +1,70 @@
+#include "json.h"
+
+#include <botan/hex.h>
+
+#include <nlohmann/json.hpp>
+
+namespace cci {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Names and VINs may hold any bytes.
+std::string text_of_json(const Json& json) {
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+Json key_object(const std::string& pem) { return {{"public_key", pem}, {"sha256", fingerprint_of_key(pem)}}; }
+
+Json certificate_object(const Botan::X509_Certificate& certificate) {
+  const CertificateFacts facts = facts_of(certificate);
+  return {
+      {"subject", facts.subject},         {"issuer", facts.issuer},       {"serial", facts.serial},
+      {"not_before", facts.not_before},   {"not_after", facts.not_after}, {"days_left", facts.days_left},
+      {"valid_now", is_valid_now(facts)}, {"sha256", facts.sha256},       {"pem", certificate.PEM_encode()}};
+}
+
+Json certificate_array(const Certificates& certificates) {
+  Json array = Json::array();
+  for (const auto& certificate : certificates) array.push_back(certificate_object(certificate));
+  return array;
+}
+
+}  // namespace
+
+std::string json_of_key(const std::string& key_pem) { return text_of_json(key_object(key_pem)); }
+
+std::string json_of_request(const std::string& common_name, const std::string& pem) {
+  return text_of_json({{"common_name", common_name}, {"request", pem}});
+}
+
+std::string json_of_certificates(const Certificates& certificates) {
+  return text_of_json({{"certificates", certificate_array(certificates)}});
+}
+
+std::string json_of_signature(const std::string& key, SignatureForm form, const std::string& text) {
+  const char* const kinds[] = {"r||s", "DER", "r||s", "r||s"};
+  return text_of_json({{"key", key},
+                       {"algorithm", "ECDSA with SHA-256"},
+                       {"form", kinds[static_cast<int>(form)]},
+                       {form == SignatureForm::kBase64 ? "base64" : "hex", text}});
+}
+
+std::string json_of_vin(const Bytes& vin) {
+  return text_of_json({{"vin", text_of(vin)}, {"hex", Botan::hex_encode(vin, false)}});
+}
+
+std::string json_of_deletion(bool was_there) { return text_of_json({{"deleted", was_there}}); }
+
+std::string json_of_status(const Status& status) {
+  Json installed, pending;
+  if (!status.is_empty()) {
+    installed = status.key ? key_object(*status.key) : Json::object();
+    installed["key_matches"] = status.key_matches;
+    installed["certificates"] = certificate_array(status.chain);
+  }
+  if (status.pending_key) pending = key_object(*status.pending_key);
+  return text_of_json({{"installed", installed}, {"pending", pending}});
+}
+
+}  // namespace cci

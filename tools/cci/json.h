@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+#include "bytes.h"
+#include "certificate_facts.h"
+#include "options.h"
+#include "status.h"
+
+namespace cci {
+
+/// What commands answer with --json: one object each, with a line end.
+std::string json_of_key(const std::string& key_pem);
+std::string json_of_request(const std::string& common_name, const std::string& pem);
+std::string json_of_certificates(const Certificates& certificates);
+std::string json_of_signature(const std::string& key, SignatureForm form, const std::string& text);
+std::string json_of_vin(const Bytes& vin);
+std::string json_of_deletion(bool was_there);
+std::string json_of_status(const Status& status);
+
+}  // namespace cci

@@ -1,0 +1,31 @@
+#include "signal_watch.h"
+
+namespace cci {
+namespace {
+
+volatile sig_atomic_t g_caught = 0;
+
+void remember(int signal) { g_caught = signal; }
+
+}  // namespace
+
+SignalWatch::SignalWatch() {
+  g_caught = 0;
+  for (int i = 0; i < 3; ++i) {
+    ::sigaction(kSignals[i], nullptr, &m_before[i]);
+    struct sigaction watched = {};
+    watched.sa_handler = remember;
+    // What is ignored, as after nohup, stays so.
+    if (m_before[i].sa_handler != SIG_IGN) ::sigaction(kSignals[i], &watched, nullptr);
+  }
+}
+
+SignalWatch::~SignalWatch() {
+  for (int i = 0; i < 3; ++i) ::sigaction(kSignals[i], &m_before[i], nullptr);
+}
+
+void SignalWatch::throw_if_caught() const {
+  if (g_caught != 0) throw Interrupted(g_caught);
+}
+
+}  // namespace cci

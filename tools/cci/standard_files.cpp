@@ -1,0 +1,20 @@
+#include "standard_files.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+
+namespace cci {
+
+void secure_standard_files() {
+  for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+    // Open for reading alone: to write to a closed stdout stays an error. A new file gets the lowest number.
+    const int flags = number == STDERR_FILENO ? O_WRONLY : O_RDONLY;
+    if (::fcntl(number, F_GETFD) == -1 && ::open("/dev/null", flags) != number) std::abort();
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+}  // namespace cci

@@ -1,0 +1,9 @@
+#pragma once
+
+namespace cci {
+
+/// Puts something in the place of standard files that the caller closed, so that no file of the token gets
+/// their numbers, and makes a reader that went away an error instead of a signal.
+void secure_standard_files();
+
+}  // namespace cci

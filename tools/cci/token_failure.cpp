@@ -1,0 +1,72 @@
+#include "token_failure.h"
+
+#include <algorithm>
+#include <iterator>
+#include <sstream>
+
+namespace cci {
+namespace {
+
+constexpr int kObjectHandleInvalid = 0x82;
+
+// Return values of PKCS #11 (v2.40, 5.1) that say which class of failure it is. The library hands them on as
+// the error code of what it throws.
+const struct {
+  int code;
+  Exit exit;
+  const char* name;
+  const char* hint;
+} kAnswers[] = {
+    {0x02, Exit::kTokenFailed, "CKR_HOST_MEMORY", "there is not enough memory"},
+    {0x05, Exit::kTokenFailed, "CKR_GENERAL_ERROR", "the token failed; try again"},
+    {0x06, Exit::kTokenFailed, "CKR_FUNCTION_FAILED", "the token failed; try again"},
+    {0x30, Exit::kTokenFailed, "CKR_DEVICE_ERROR", "the token cannot be used; its own check may tell why"},
+    {0x31, Exit::kTokenFailed, "CKR_DEVICE_MEMORY", "the token is full; make room on it"},
+    {0x32, Exit::kTokenFailed, "CKR_DEVICE_REMOVED", "the token was exchanged meanwhile; try again"},
+    {0xA0, Exit::kPin, "CKR_PIN_INCORRECT",
+     "the token's user PIN is not the platform's; set that again as its security officer"},
+    {0xA1, Exit::kPin, "CKR_PIN_INVALID", "the token does not take the platform's user PIN"},
+    {0xA2, Exit::kPin, "CKR_PIN_LEN_RANGE", "the token does not take the platform's user PIN"},
+    {0xA3, Exit::kPin, "CKR_PIN_EXPIRED", "the user PIN has expired; set it again"},
+    {0xA4, Exit::kPin, "CKR_PIN_LOCKED",
+     "the user PIN is locked after too many wrong tries; set it again as the token's security officer"},
+    {0xB0, Exit::kTokenFailed, "CKR_SESSION_CLOSED", "the token closed the session; try again"},
+    {0xB3, Exit::kTokenFailed, "CKR_SESSION_HANDLE_INVALID", "the token closed the session; try again"},
+    {0xE0, Exit::kNoToken, "CKR_TOKEN_NOT_PRESENT", "the token was taken away; put it back"},
+    {0xE1, Exit::kNoToken, "CKR_TOKEN_NOT_RECOGNIZED", "the token is not initialised; initialise it"},
+    {0xE2, Exit::kTokenFailed, "CKR_TOKEN_WRITE_PROTECTED", "the token can only be read"},
+    {0x102, Exit::kNoToken, "CKR_USER_PIN_NOT_INITIALIZED",
+     "the token is not initialised to the end; set its user PIN"},
+};
+
+std::string hexadecimal(int number) {
+  std::ostringstream text;
+  text << "0x" << std::hex << number;
+  return text.str();
+}
+
+Failure failure_of_answer(const std::string& what, int code) {
+  const auto answer = std::find_if(std::begin(kAnswers), std::end(kAnswers),
+                                   [code](const auto& row) { return row.code == code; });
+  if (answer == std::end(kAnswers)) {
+    return Failure(Exit::kRefused, "cannot " + what + ": the token refused with PKCS#11 code " +
+                                       hexadecimal(code) + "; --verbose shows the steps");
+  }
+  return Failure(answer->exit, "cannot " + what + ": " + answer->name + ": " + answer->hint);
+}
+
+}  // namespace
+
+Failure token_failure(const std::string& what, const Botan::Exception& error) {
+  if (error.error_type() == Botan::ErrorType::Pkcs11Error && error.error_code() != 0) {
+    return failure_of_answer(what, error.error_code());
+  }
+  const bool unknown = error.error_type() == Botan::ErrorType::LookupError;
+  return Failure(unknown ? Exit::kNotFound : Exit::kTokenFailed, "cannot " + what + ": " + error.what());
+}
+
+bool says_not_there(const Botan::Exception& error) {
+  return error.error_type() == Botan::ErrorType::Pkcs11Error && error.error_code() == kObjectHandleInvalid;
+}
+
+}  // namespace cci

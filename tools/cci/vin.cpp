@@ -1,0 +1,17 @@
+#include "commands.h"
+#include "failure.h"
+#include "json.h"
+#include "token.h"
+
+namespace cci {
+
+Answer vin(const Options&, Notes&) {
+  const std::string vin = Token().vin();
+  if (vin.empty()) {
+    throw Failure(Exit::kNotFound,
+                  "cannot read the VIN: none is stored on the token; the device's maker stores it");
+  }
+  return {vin + "\n", json_of_vin(bytes_of(vin))};
+}
+
+}  // namespace cci
