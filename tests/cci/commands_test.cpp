@@ -1,4 +1,5 @@
 #include "cci_test.h"
+#include "ozk/tee/client_cert_initializer_api.h"
 #include "tee-token/token_test.h"
 
 namespace cci_test {
@@ -52,11 +53,12 @@ TEST_F(CommandsTest, StatusTellsInstalledAndPendingApartAndWhetherTheKeyFits) {
   const std::string fingerprint = text("cci cert | openssl x509 -noout -fingerprint -sha256 | cut -d= -f2");
   EXPECT_THAT(said, HasSubstr("SHA-256     " + fingerprint));
   EXPECT_THAT(text("cci status --json"), HasSubstr("\"sha256\": \"" + fingerprint.substr(0, 95)));
-  const std::string other = text("openssl x509 -in ca.pem -outform DER | od -An -v -tx1 | tr -d ' \\n'");
-  token_test::alter_store(
-      path("token/token.db"),
-      "UPDATE attribute SET value = x'" + other +
-          "' WHERE type = 17 AND object IN (SELECT object FROM attribute WHERE type = 128)");
+  // An application may install what cci would refuse: the token is content when any certificate has the key.
+  const std::string reversed =
+      text("cci csr --common-name device --pem >r.pem; cat ca.pem; " + issue() + " -in r.pem");
+  EXPECT_EQ(ozk::tee::ClientCertInitializerAPI::get_instance()->set_client_cert_and_move_key(
+                reversed, "LYR_CSR", "LYR"),
+            ozk::tee::ResultCode::OK);
   EXPECT_THAT(text("cci status"), HasSubstr("key fits    NO"));
   EXPECT_THAT(text("cci status --json"), HasSubstr("\"key_matches\": false"));
 }
