@@ -19,12 +19,15 @@ struct Peer {
   std::string name, module, environment;
 };
 
-/// The clauses of a check of a new token.
-Json clauses_of(const Peer& peer) {
-  const std::string tool = "'" TEE_TOKEN_ADMIN "' ", module = " '" + peer.module + "'";
-  const std::string command =
-      tool + "--module" + module + " init >&2 && " + tool + "check-module --json --limit 300" + module;
+/// The clauses of a check of a new token with one object, which is all that is left afterwards.
+Json clauses_of(const Peer& peer, const std::filesystem::path& folder) {
+  const std::string module = " '" + peer.module + "' ", tool = "'" TEE_TOKEN_ADMIN "' --module" + module;
+  const std::string left = (folder / "left").string();
+  const std::string command = tool + "init >&2; " + tool + "import-data 2_1 VIN >&2; " + tool +
+                              "check-module --json --limit 300" + module + "; " + tool + "list >'" + left +
+                              "'";
   const Outcome outcome = shell("(" + peer.environment + " sh -c \"" + command + "\") 2>/dev/null");
+  EXPECT_EQ(shell("tail -n 1 '" + left + "'").text, "1 object\n") << peer.name;
   return Json::parse(outcome.text).at("clauses");
 }
 
@@ -81,7 +84,7 @@ TEST(ModuleVerdicts, AreThoseOfThePage) {
       {"clause", "what is tried: it ...", "what a module has to do"}, {"---", "---", "---"}};
   std::vector<std::vector<std::string>> verdicts = {{"clause"}, {"---"}};
   for (const Peer& peer : peers_in(folder.path())) {
-    const Json clauses = clauses_of(peer);
+    const Json clauses = clauses_of(peer, folder.path());
     verdicts[0].push_back(peer.name);
     verdicts[1].push_back("---");
     for (std::size_t i = 0; i < clauses.size(); ++i) {

@@ -11,8 +11,7 @@ trap 'kill $(jobs -p); wait' EXIT
 
 # await COMMAND...: until it succeeds, for some seconds
 await() {
-  local try
-  for try in {1..200}; do
+  for _ in {1..200}; do
     if "$@"; then return; fi
     sleep 0.05
   done

@@ -91,7 +91,7 @@ const std::vector<Clause> kClauses = {
      {},
      try_signature,
      "signs with CKM_ECDSA_SHA256; 64 bytes that verify, of messages of 0 to 1 MiB",
-     "C_Sign has to hash the message and to answer r||s, 32 bytes each."},
+     "Offer CKM_ECDSA_SHA256: C_Sign has to hash the message and to answer r||s, 32 bytes each."},
     {"chain",
      kMaking,
      {},

@@ -2,7 +2,9 @@
 
 #include <botan/p11_x509.h>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 
 #include "object_attributes.h"
 #include "trust_group.h"
@@ -64,6 +66,13 @@ void destroy_if_possible(const Object& object) {
   }
 }
 
+bool has_no_content(const Object& object) {
+  constexpr CK_ATTRIBUTE_TYPE kContent[] = {CKA_LABEL,     CKA_ID,        CKA_VALUE,
+                                            CKA_VALUE_LEN, CKA_EC_PARAMS, CKA_MODULUS};
+  return std::all_of(std::begin(kContent), std::end(kContent),
+                     [&](CK_ATTRIBUTE_TYPE type) { return value_of(object, type).empty(); });
+}
+
 Remains clear_as(const Target& target, UserType who) {
   TokenSession token(target);
   token.login(who);
@@ -96,8 +105,7 @@ RefusedRemains::~RefusedRemains() {
 void RefusedRemains::remove() {
   for (const ObjectHandle handle : m_token.find(AttributeContainer())) {
     const Object object(m_token.session(), handle);
-    if (m_before.count(handle) == 0 && value_of(object, CKA_LABEL).empty() &&
-        value_of(object, CKA_VALUE).empty() && value_of(object, CKA_EC_PARAMS).empty()) {
+    if (m_before.count(handle) == 0 && has_no_content(object)) {
       object.destroy();
     }
   }
