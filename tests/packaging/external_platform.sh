@@ -12,9 +12,9 @@ quietly cmake --install "$build" --prefix "$work/platform"
 # What was installed of the library itself must not help.
 find "$work/platform" \( -name '*clientcertinitializer*' -o -name 'ozk-client-cert-initializer*' -o -path '*/ozk/tee' \) \
   -prune -exec rm -rf {} +
-# Without optimisation and debug information it is built in half the time.
-quietly cmake -G Ninja -S "$source" -B "$work/build" -DCMAKE_BUILD_TYPE=None -DCCI_PLATFORM=external -DCCI_COMMAND=OFF \
-  -DCMAKE_PREFIX_PATH="$work/platform"
+# Without optimisation and debug information, several sources at once, it is built in a quarter of the time.
+quietly cmake -G Ninja -S "$source" -B "$work/build" -DCMAKE_BUILD_TYPE=None -DCMAKE_UNITY_BUILD=ON \
+  -DCCI_PLATFORM=external -DCCI_COMMAND=OFF -DCMAKE_PREFIX_PATH="$work/platform"
 quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls sbom product-tests
 quietly cmake --install "$work/build" --prefix "$work/product"
 ln -s "$work/platform/bin/tee-token" "$work/build/bin/"
