@@ -3,6 +3,8 @@
 #include "error_line.h"
 #include "finding.h"
 #include "hidden_line.h"
+#include "module_clause.h"
+#include "module_report.h"
 
 namespace tee_token_admin {
 namespace {
@@ -37,6 +39,7 @@ CommandLine::CommandLine() {
   add_objects();
   add_pins();
   add_checks();
+  add_module_check();
   add_backups();
 }
 
@@ -148,6 +151,23 @@ void CommandLine::add_checks() {
     command->add_flag("--json", m_json, "As a JSON object");
     command->footer(help_on_faults());
   }
+}
+
+void CommandLine::add_module_check() {
+  CLI::App* const command =
+      m_app.add_subcommand("check-module", "Try whether a PKCS#11 module gives what the library needs");
+  command->add_option("MODULE", m_module.module, "File of the module, with an initialised token")->required();
+  command
+      ->add_option("--only", m_module.clauses,
+                   "Clause to try, with what it needs; can be given more than once")
+      ->check(CLI::IsMember(names_of_clauses()))
+      ->allow_extra_args(false);
+  command->add_option("--limit", m_module.limit, "Seconds that a clause may take")
+      ->check(CLI::Range(1u, 3600u))
+      ->capture_default_str();
+  command->add_flag("--json", m_json, "As a JSON object");
+  command->footer(help_on_verdicts());
+  command->callback([this] { m_code = check_module(m_target, m_module, m_json); });
 }
 
 }  // namespace tee_token_admin

@@ -27,6 +27,7 @@ class CommandLine {
   void add_objects();
   void add_pins();
   void add_checks();
+  void add_module_check();
   void add_backups();
   CLI::App* add_with_handle(const char* name, const char* description);
 
@@ -35,6 +36,7 @@ class CommandLine {
   Target m_target;
   TrustGroup m_group{"", "CCI_CLIENT"};
   ChainCheck m_chain;
+  ModuleToCheck m_module;
   std::optional<std::string> m_roots;
   std::string m_label, m_file, m_value, m_new_pin, m_token_label = "TEE token";
   Botan::PKCS11::ObjectHandle m_object = 0;

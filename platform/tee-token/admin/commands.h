@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "token_access.h"
 #include "trust_group.h"
@@ -54,6 +55,16 @@ struct ChainCheck {
 
 /// The same for a chain that is not installed yet.
 int check_chain(const Target& target, const ChainCheck& wanted, bool json);
+
+struct ModuleToCheck {
+  std::string module;                // a file
+  std::vector<std::string> clauses;  // none: all
+  unsigned limit = 30;               // seconds for each
+};
+
+/// Tries whether a PKCS#11 module gives what the library needs of a token, says it on stdout and returns the
+/// exit code. What it makes on the token carries marks of its own and is destroyed again.
+int check_module(Target target, const ModuleToCheck& wanted, bool json);
 
 /// Removes one object; a trust store group with its roots. A private key or a part of an installed identity
 /// is only removed with `force`.

@@ -27,7 +27,9 @@ class UsageError : public std::runtime_error {
 };
 
 // The token's own attributes, as the PKCS#11 layer takes them.
+constexpr auto kKeyId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_KEY_ID);
 constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
+constexpr auto kPermanent = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_PERMANENT);
 constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
 
 /// Whether the token is the platform's own, whose folder this program knows: no option and no environment
