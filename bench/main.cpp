@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // Time of one operation of the library beside that of a raw PKCS#11 sequence on SoftHSM2, and of the token's
 // steps beside those on a smaller token, in the same run.
 

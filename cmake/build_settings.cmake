@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # What every target of the project shares: where products go, and what a compiler must accept without a word.
 
 if(NOT CMAKE_BUILD_TYPE)

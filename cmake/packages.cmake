@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # Debian packages of what is built: cpack --config build/CPackConfig.cmake
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME client-cert-initializer)
@@ -63,5 +65,6 @@ add_custom_command(OUTPUT ${bill_of_materials}
     Apache-2.0 libcli11-dev,nlohmann-json3-dev ${linked_files}
   DEPENDS ${linked} cmake/sbom.sh VERBATIM)
 add_custom_target(sbom ALL DEPENDS ${bill_of_materials})
-install(FILES ${bill_of_materials} LICENSE DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_PACKAGE_NAME}
-  COMPONENT runtime)
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_PACKAGE_NAME})
+install(FILES ${bill_of_materials} DESTINATION ${documents} COMPONENT runtime)
+install(FILES LICENSES/Apache-2.0.txt RENAME LICENSE DESTINATION ${documents} COMPONENT runtime)

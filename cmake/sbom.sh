@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # sbom.sh OUTPUT NAME VERSION LICENSE CONTAINED FILE...: writes a bill of materials (SPDX 2.3, tag-value) of the built
 # files: what each is linked with, from its dynamic section, and the Debian packages of which the files contain code
 # (CONTAINED: names with commas between them), all with the versions on this machine.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // Asks a server that wants a client certificate for a page, with the certificate and the key in the token.
 
 #include <botan/auto_rng.h>

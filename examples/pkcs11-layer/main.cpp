@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // Signs a text with a key that is made in a PKCS#11 token and never leaves it: sign-in-token MODULE PIN TEXT
 
 #include <botan/auto_rng.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // A whole provisioning on a software token in a temporary folder, with openssl as the backend and as the
 // judge.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // log-writer CONTEXT COUNT TEXT: writes COUNT warnings, as any application would, and one more record at its
 // exit.
 

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # Compiles the tables of what the PKCS #11 layer declares, by each compiler, as the oldest C++ that it is for (the
 # build has them as the newest); then what has to bring an error or a warning.
 set -euo pipefail

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include "cci_test.h"
 #include "ozk/tee/client_cert_initializer_api.h"
 #include "tee-token/token_test.h"

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # nginx and openssl s_server want a client certificate: the TLS client shows the token's, and its new one after a
 # rotation; wrong servers and wrong answers of the backend change nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"

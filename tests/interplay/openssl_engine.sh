@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # The openssl program signs and requests through libp11's engine; without the engine it verifies.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 make_token

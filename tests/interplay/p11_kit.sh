@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # p11-kit knows the module by a line in a user's configuration, and so do the programs that ask p11-kit.
 # A root user's own configuration is not looked at: another user asks, who may not enter every TMPDIR.
 ((EUID != 0)) || export TMPDIR=/tmp

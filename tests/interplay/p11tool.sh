@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # GnuTLS's p11tool and certtool list, generate, export, sign and request.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 make_token

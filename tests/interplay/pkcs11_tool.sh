@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # OpenSC's pkcs11-tool takes a token from an empty folder to signatures that openssl verifies.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 

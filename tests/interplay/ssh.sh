@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # OpenSSH takes its keys from the token: alone, and in an agent that signs with them.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 make_token

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # For scripts that have another program use the module: they source this with the paths of the module and of
 # tee-token, and work in a folder of their own, whose token has the PINs 4321 and 87654321.
 set -euo pipefail

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include <botan/base64.h>
 
 #include <algorithm>
@@ -139,7 +142,7 @@ TEST_F(WrongChainsTest, EachAnswerIsInstalledWholeOrChangesNothing) {
     page += rowOf(c, verdict);
   }
   std::cout << "counted: " << wrong_chains::all_cases().size() << " answers of backends judged\n";
-  test_support::expectStored("docs/chains.md", page);
+  test_support::expectPage("docs/chains.md", page);
 }
 
 TEST_F(WrongChainsTest, TheProgramWritesTheAnswersAndRefusesWhatIsNoRequest) {

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # debian_packages.sh SOURCE BUILD: makes the Debian packages and installs them into a root of their own; builds the
 # README's program against them as users do, with CMake and with pkg-config; runs it on a token; removes the packages.
 set -euo pipefail

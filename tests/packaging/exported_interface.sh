@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # exported_interface.sh LIBRARY HEADERS: compares what programs are bound to once they are linked with the library
 # (symbols and their versions, the order of the virtual operations, enumerators, sizes) with what is stored beside
 # this script. With CCI_ACCEPT=1, stores it.

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library and product-tests
 # against it as against any other's, takes the library through a whole provisioning there and runs these tests.
 set -euo pipefail

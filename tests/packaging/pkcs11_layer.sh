@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # pkcs11_layer.sh SOURCE BUILD: installs the PKCS#11 layer and nothing else to a prefix; builds its example there as
 # its users do, with CMake and with pkg-config, and lets both sign.
 set -euo pipefail

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include <algorithm>
 #include <cctype>
 #include <functional>
@@ -324,7 +327,7 @@ TEST_F(FailuresTest, LeaveNothingOpenLostOrMixedAndAreToldAsTheTableSays) {
     }
   }
   std::cout << "counted: " << failures << " failures of token calls judged\n";
-  test_support::expectStored("docs/failures.md", text);
+  test_support::expectPage("docs/failures.md", text);
 }
 
 }  // namespace ozk::tee

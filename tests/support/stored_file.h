@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #pragma once
 
 #include <gtest/gtest.h>
@@ -46,5 +49,15 @@ inline void expectStored(const std::string& path, const std::string& text) {
                   << "\nif that change is meant, ./run accept stores it";
   }
 }
+
+// REUSE-IgnoreStart
+/// The same for a page of the documents that no hand writes: it has the notice that other pages have.
+inline void expectPage(const std::string& path, const std::string& text) {
+  const std::string notice =
+      "<!--\nSPDX-FileCopyrightText: 2026 the authors of client-cert-initializer\n"
+      "SPDX-License-Identifier: Apache-2.0\n-->\n\n";
+  expectStored(path, notice + text);
+}
+// REUSE-IgnoreEnd
 
 }  // namespace test_support

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include "attribute_table.h"
 
 #include <sstream>
@@ -77,7 +80,7 @@ std::string document() {
 }
 
 TEST(AttributeTableTest, IsWhatTheDocumentSays) {
-  test_support::expectStored("docs/attributes.md", document());
+  test_support::expectPage("docs/attributes.md", document());
 }
 
 }  // namespace

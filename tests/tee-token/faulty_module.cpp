@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // libfaultymodule.so: the platform's token, with the fault that FAULTY_MODULE names.
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // What the program that loads the module has done to libcrypto, which both use, changes nothing in the
 // module.
 #define OPENSSL_SUPPRESS_DEPRECATED

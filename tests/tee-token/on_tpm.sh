@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # on_tpm.sh FOLDER COMMAND...: runs the command with a software TPM, new in the empty folder, behind a resource
 # manager; tpm2-pkcs11 finds it by its environment.
 set -euo pipefail

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 // Writes what backends that get it wrong would answer to a certificate request.
 
 #include <CLI/CLI.hpp>

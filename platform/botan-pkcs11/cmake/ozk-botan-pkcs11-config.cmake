@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 include(CMakeFindDependencyMacro)
 find_dependency(PkgConfig)
 pkg_check_modules(OZK_BOTAN QUIET IMPORTED_TARGET GLOBAL botan-2>=2.19)

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include <botan/ber_dec.h>
 #include <botan/p11_trust_store_group.h>
 #include <tee_token/vendor_interface.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include <botan/ec_group.h>
 #include <botan/hex.h>
 #include <botan/p11_trust_store_group.h>

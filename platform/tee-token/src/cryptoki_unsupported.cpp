@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #include "entry_point.h"
 
 // Even an unsupported function has its stub (PKCS #11 2.40 base, 5): the token has no mechanism that

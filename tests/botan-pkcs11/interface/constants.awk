@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
 # From p11-kit's header: that each constant of PKCS #11 2.40 is an enumerator of the same value. The words of its
 # name are joined, and it is in the enumeration that its prefix stands for.
 BEGIN {

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 #pragma once
 
 // The C types of PKCS #11 2.40, in the names of the standard, and nothing but them: what p11-kit's header

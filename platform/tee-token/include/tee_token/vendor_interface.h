@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
 /* What libteetoken.so offers beyond Cryptoki 2.40. A C header, like Cryptoki's own. */
 #ifndef TEE_TOKEN_VENDOR_INTERFACE_H
 #define TEE_TOKEN_VENDOR_INTERFACE_H
