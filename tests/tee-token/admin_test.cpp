@@ -153,6 +153,19 @@ TEST_F(AdminTest, TheManualNamesAllThatTheHelpNames) {
   EXPECT_EQ(shell("mandoc -Tlint -Wwarning '" CCI_PROJECT_FOLDER "/docs/man/tee-token.1'").text, "");
 }
 
+TEST_F(AdminTest, EachHelpFitsAScreen) {
+  const std::string all = admin("--help").text;
+  const std::regex name(R"(\n  ([a-z][-a-z]+) +[A-Z])");
+  const std::sregex_iterator none;
+  std::size_t found = 0;
+  for (std::sregex_iterator each(all.begin(), all.end(), name); each != none; ++each, ++found) {
+    const std::string help = admin((*each)[1].str() + " --help").text;
+    EXPECT_LE(std::count(help.begin(), help.end(), '\n'), 24) << help;
+    EXPECT_FALSE(std::regex_search(help, std::regex("[^\n]{81}"))) << help;
+  }
+  EXPECT_EQ(found, 16u);
+}
+
 TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);

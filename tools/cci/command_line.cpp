@@ -8,25 +8,12 @@
 #include <set>
 #include <vector>
 
+#include "brief_formatter.h"
 #include "exit_code.h"
 #include "failure.h"
 
 namespace cci {
 namespace {
-
-/// Shows what an option takes, and not what the parser knows of it besides.
-class BriefFormatter : public CLI::Formatter {
- public:
-  BriefFormatter() {
-    column_width(24);
-    label("Positionals", "Arguments");
-    label("SUBCOMMAND", "COMMAND");
-  }
-  std::string make_option_opts(const CLI::Option* option) const override {
-    const std::string type = option->get_type_size() == 0 ? "" : " " + option->get_type_name();
-    return (type == " " ? "" : type) + (option->get_required() ? " (required)" : "");
-  }
-};
 
 /// The subcommands and where their options go.
 class Parser {
@@ -34,7 +21,7 @@ class Parser {
   Parser() {
     m_app.require_subcommand(1);
     m_app.fallthrough();
-    m_app.formatter(std::make_shared<BriefFormatter>());  // of the subcommands, too
+    m_app.formatter(std::make_shared<shown_text::BriefFormatter>());  // of the subcommands, too
     m_app.footer(help_on_exit_codes());
     m_app.get_help_ptr()->group("");  // a line less, so that it fits on a screen
     m_app.set_version_flag("--version", "cci " CCI_VERSION, "Print the version and exit");

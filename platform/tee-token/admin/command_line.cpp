@@ -3,6 +3,9 @@
 
 #include "command_line.h"
 
+#include <memory>
+
+#include "brief_formatter.h"
 #include "error_line.h"
 #include "finding.h"
 #include "hidden_line.h"
@@ -21,7 +24,8 @@ std::string read_pin(const std::string& option) {
 }
 
 void add_pin(CLI::App& app, const std::string& option, std::string& pin, const std::string& whose) {
-  app.add_option(option, pin, whose + " PIN, in hexadecimal digits; -: a line of stdin")
+  app.add_option(option, pin, whose + "'s PIN in hexadecimal; -: a line of stdin")
+      ->type_name("DIGITS")
       ->transform([option](const std::string& given) { return given == "-" ? read_pin(option) : given; });
 }
 
@@ -31,9 +35,10 @@ CommandLine::CommandLine() {
   m_app.name("tee-token");
   m_app.require_subcommand(1);
   m_app.fallthrough();
+  m_app.formatter(std::make_shared<shown_text::BriefFormatter>());  // of the subcommands, too
   m_app.footer(help_on_exit_codes());
-  m_app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
-  m_app.add_option("--module", m_target.module, "PKCS#11 module to use instead of the platform's token");
+  m_app.add_option("--module", m_target.module, "PKCS#11 module instead of the platform's")
+      ->type_name("FILE");
   add_pin(m_app, "--pin-hex", m_target.pin_hex, "User");
   add_pin(m_app, "--so-pin-hex", m_target.so_pin_hex, "Security officer");
   add_making();
@@ -44,6 +49,7 @@ CommandLine::CommandLine() {
   add_checks();
   add_module_check();
   add_backups();
+  m_app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
 }
 
 int CommandLine::run(int argc, char** argv) {
@@ -77,9 +83,8 @@ void CommandLine::add_imports() {
 }
 
 void CommandLine::add_trust() {
-  CLI::App* const trust = m_app.add_subcommand(
-      "add-trust-group",
-      "Store a trust store group and its root certificates, which are stored as given, not checked");
+  CLI::App* const trust =
+      m_app.add_subcommand("add-trust-group", "Store a trust group and its roots, unchecked");
   trust->add_option("GROUP", m_group.identifier, "Identifier of the group")->required();
   trust->add_option("ROOTS", m_roots, "PEM file, certificates alone; without it the group is empty");
   trust->add_option("--client", m_group.client, "Client that may open the group")->capture_default_str();
@@ -98,8 +103,9 @@ void CommandLine::add_objects() {
   CLI::App* const show = m_app.add_subcommand("list", "Show all objects");
   show->add_flag("--json", m_json, "As a JSON array");
   show->callback([this] { list(m_target, m_json); });
-  add_with_handle("export", "Write a certificate, chain, trust group or public key as PEM, or data as it is")
-      ->callback([this] { export_object(m_target, m_object); });
+  add_with_handle("export", "Write an object: data as it is, all else as PEM")->callback([this] {
+    export_object(m_target, m_object);
+  });
   CLI::App* const remove = add_with_handle("destroy", "Remove one object; a trust group with its roots");
   remove->add_flag("--force", m_force, "Also a private key, or a part of an installed identity");
   remove->callback([this] { destroy(m_target, m_object, m_force); });
@@ -113,12 +119,12 @@ void CommandLine::add_pins() {
   } pins[] = {
       {"change-pin", "Change the user's PIN", change_pin},
       {"change-so-pin", "Change the security officer's PIN", change_so_pin},
-      {"reset-pin", "Set a new PIN for the user, as security officer; takes the lock off", reset_pin},
+      {"reset-pin", "Set a new PIN for the user, who may be locked out", reset_pin},
   };
   for (const auto& pin : pins) {
     CLI::App* const command = m_app.add_subcommand(pin.name, pin.description);
-    command->add_option("--new-pin-hex", m_new_pin,
-                        "In hexadecimal digits; -, or without it: a line of stdin");
+    command->add_option("--new-pin-hex", m_new_pin, "In hexadecimal; -, or without it: a line of stdin")
+        ->type_name("DIGITS");
     command->callback([this, set = pin.command] { set(m_target, m_new_pin); });
   }
 }
@@ -139,9 +145,11 @@ void CommandLine::add_checks() {
   CLI::App* const chain =
       m_app.add_subcommand("check-chain", "Look for what is wrong with a backend's answer");
   chain->add_option("CHAIN", m_chain.chain, "The file that is to be installed")->required();
-  CLI::Option* const key = chain->add_option("--key", m_chain.label, "Label of the public key on the token");
-  chain->add_option("--csr", m_chain.request, "File of the request, PEM or DER")->excludes(key);
-  chain->add_option("--roots", m_chain.roots, "PEM file of the roots that the chain must verify with");
+  CLI::Option* const key = chain->add_option("--key", m_chain.label, "Label of the public key");
+  key->type_name("LABEL");
+  chain->add_option("--csr", m_chain.request, "Or the request, PEM or DER")->excludes(key)->type_name("FILE");
+  chain->add_option("--roots", m_chain.roots, "Roots in PEM that the chain must verify with")
+      ->type_name("FILE");
   chain->callback([this] {
     if (m_chain.label.empty() && m_chain.request.empty()) {
       throw CLI::RequiredError("--key or --csr");
@@ -149,24 +157,26 @@ void CommandLine::add_checks() {
     m_code = check_chain(m_target, m_chain, m_json);
   });
   for (CLI::App* const command : {token, chain}) {
-    command->add_option("--days", m_chain.days, "Tell of certificates, too, that expire within so many days")
-        ->check(CLI::Range(0, 36500));
+    command->add_option("--days", m_chain.days, "Tell also what expires within so many days")
+        ->check(CLI::Range(0, 36500).description(""))
+        ->type_name("DAYS");
     command->add_flag("--json", m_json, "As a JSON object");
-    command->footer(help_on_faults());
   }
+  token->footer(help_on_faults(Fault::kFiles, Fault::kLeftover));
+  chain->footer(help_on_faults(Fault::kOtherKey, Fault::kTrust));
 }
 
 void CommandLine::add_module_check() {
   CLI::App* const command =
-      m_app.add_subcommand("check-module", "Try whether a PKCS#11 module gives what the library needs");
+      m_app.add_subcommand("check-module", "Try whether a module gives what the library needs");
   command->add_option("MODULE", m_module.module, "File of the module, with an initialised token")->required();
-  command
-      ->add_option("--only", m_module.clauses,
-                   "Clause to try, with what it needs; can be given more than once")
-      ->check(CLI::IsMember(names_of_clauses()))
+  command->add_option("--only", m_module.clauses, "Clause to try, with what it needs; repeatable")
+      ->check(CLI::IsMember(names_of_clauses()).description(""))
+      ->type_name("CLAUSE")
       ->allow_extra_args(false);
-  command->add_option("--limit", m_module.limit, "Seconds that a clause may take")
-      ->check(CLI::Range(1u, 3600u))
+  command->add_option("--limit", m_module.limit, "Time that a clause may take")
+      ->check(CLI::Range(1u, 3600u).description(""))
+      ->type_name("SECONDS")
       ->capture_default_str();
   command->add_flag("--json", m_json, "As a JSON object");
   command->footer(help_on_verdicts());

@@ -35,7 +35,8 @@ class CommandLine {
   CLI::App* add_with_handle(const char* name, const char* description);
 
   CLI::App m_app{
-      "Makes, fills, shows and checks the software token of TEE_TOKEN_DIR (or ~/.local/share/tee-token)."};
+      "Makes, fills, shows and checks a software token, in the folder TEE_TOKEN_DIR\n"
+      "(~/.local/share/tee-token)."};
   Target m_target;
   TrustGroup m_group{"", "CCI_CLIENT"};
   ChainCheck m_chain;

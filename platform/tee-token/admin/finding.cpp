@@ -24,15 +24,13 @@ struct FaultName {
 constexpr FaultName kFaults[] = {
     {Fault::kFiles, "files", "a file of the token is missing, damaged or open to others"},
     {Fault::kPin, "pin", "a PIN is locked or has one try left"},
-    {Fault::kOtherKey, "other-key",
-     "a public key is not the private key's, or a chain has none for it: refused"},
-    {Fault::kIncomplete, "incomplete",
-     "a key pair or an identity lacks a part or has it twice, a chain is empty"},
-    {Fault::kUnreadable, "unreadable", "an object or a certificate cannot be read, a key cannot sign"},
-    {Fault::kOrder, "order", "the leaf is not first, or a certificate is not issued by the next"},
-    {Fault::kDates, "dates", "a certificate is not valid yet, not any more, or not for --days"},
-    {Fault::kUnfit, "unfit", "the leaf is not a TLS client's certificate, or not as requested"},
-    {Fault::kTrust, "trust", "a trust group is not sound, or a chain ends at none of the given roots"},
+    {Fault::kOtherKey, "other-key", "a public key or a chain is not the private key's"},
+    {Fault::kIncomplete, "incomplete", "a key pair or identity lacks a part or has two; an empty chain"},
+    {Fault::kUnreadable, "unreadable", "an object or certificate cannot be read; a key cannot sign"},
+    {Fault::kOrder, "order", "the leaf is not first, or not each issuer is the next"},
+    {Fault::kDates, "dates", "a certificate is not valid yet, no more, or not for --days"},
+    {Fault::kUnfit, "unfit", "not a TLS client's certificate, or not as requested"},
+    {Fault::kTrust, "trust", "a trust group is not sound, or a chain ends at no given root"},
     {Fault::kLeftover, "leftover", "something temporary that a stop left behind"},
 };
 
@@ -72,9 +70,12 @@ void Findings::print(const std::string& conclusion, bool json) const {
             << "\n";
 }
 
-std::string help_on_faults() {
+std::string help_on_faults(Fault first, Fault last) {
   std::string help = "Exit code: 0 all is well; of several findings, the smallest of\n";
   for (const FaultName& each : kFaults) {
+    if (each.fault < first || each.fault > last) {
+      continue;
+    }
     const std::string name = each.name;
     help += "  " + std::to_string(static_cast<int>(each.fault)) + " " + name +
             std::string(12 - name.size(), ' ') + each.meaning + "\n";

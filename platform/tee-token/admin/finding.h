@@ -47,7 +47,7 @@ class Findings {
   std::vector<Finding> m_found;
 };
 
-/// The exit codes of a check, a line each.
-std::string help_on_faults();
+/// The exit codes of a check that can tell of faults from `first` to `last`, a line each.
+std::string help_on_faults(Fault first, Fault last);
 
 }  // namespace tee_token_admin

@@ -107,10 +107,11 @@ void ModuleReport::finish() const {
 }
 
 std::string help_on_verdicts() {
-  return "Verdicts: ok; missing (the module refuses), wrong (it does otherwise, dies or hangs),\n"
-         "not tried; measured, or slow (over 1 s). Exit code: 0 all there, 20 something is missing\n"
-         "or wrong, 21 nothing is but something was not tried; 3, 4 and 5, as of other commands,\n"
-         "when no more could be tried\n";
+  return "Verdicts: ok; missing (the module refuses), wrong (it does otherwise, dies or\n"
+         "hangs), not tried; measured, or slow (over 1 s).\n"
+         "Exit code: 0 all there, 20 something is missing or wrong, 21 nothing is but\n"
+         "something was not tried; 3, 4 and 5, as of other commands, when no more could\n"
+         "be tried\n";
 }
 
 }  // namespace tee_token_admin

@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace shown_text {
+
+/// Help that fits a screen of 80 columns: what an option takes, and not what the parser knows of it besides.
+class BriefFormatter : public CLI::Formatter {
+ public:
+  BriefFormatter() {
+    column_width(24);
+    label("Positionals", "Arguments");
+    label("SUBCOMMAND", "COMMAND");
+  }
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string type = option->get_type_size() == 0 ? "" : " " + option->get_type_name();
+    return (type == " " ? "" : type) + (option->get_required() ? " (required)" : "");
+  }
+};
+
+}  // namespace shown_text
