@@ -2,11 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
+#include "support/documented_texts.h"
 #include "support/log_capture.h"
 #include "support/log_contract.h"
 #include "support/stored_file.h"
@@ -20,11 +18,7 @@ using testing::StartsWith;
 
 std::string sourcesOfTheLibrary() {
   std::string sources;
-  for (const auto& file : std::filesystem::recursive_directory_iterator(CCI_PROJECT_FOLDER "/src")) {
-    if (!file.is_regular_file()) continue;
-    std::ifstream stream(file.path(), std::ios::binary);
-    sources.append(std::istreambuf_iterator<char>(stream), {});
-  }
+  for (const auto& file : test_support::sourcesIn("src")) sources += file.second;
   return sources;
 }
 

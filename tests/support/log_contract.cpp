@@ -8,20 +8,11 @@
 #include <regex>
 #include <set>
 
+#include "support/documented_texts.h"
 #include "support/stored_file.h"
 
 namespace test_support {
 namespace {
-
-std::vector<std::string> partsOf(std::string pattern) {
-  std::vector<std::string> parts;
-  for (std::size_t at = 0; (at = pattern.find("...")) != std::string::npos;) {
-    parts.push_back(pattern.substr(0, at));
-    pattern.erase(0, at + 3);
-  }
-  parts.push_back(pattern);
-  return parts;
-}
 
 bool matches(const DocumentedRecord& record, const std::string& text) {
   const auto& first = record.parts.front();
@@ -38,10 +29,8 @@ const std::vector<DocumentedRecord>& documentedRecords() {
     std::vector<DocumentedRecord> found;
     const std::string page = storedText("docs/logging.md");
     const std::size_t debug = page.find("## Debug");
-    const std::regex row("\n\\| `([^`]+)` \\|");
-    for (std::sregex_iterator at(page.begin(), page.end(), row), end; at != end; ++at) {
-      found.push_back({static_cast<std::size_t>(at->position()) < debug, partsOf((*at)[1])});
-    }
+    for (const auto& text : documentedTexts(page.substr(0, debug))) found.push_back({true, partsOf(text)});
+    for (const auto& text : documentedTexts(page.substr(debug))) found.push_back({false, partsOf(text)});
     return found;
   }();
   return records;

@@ -77,8 +77,10 @@ void DeviceFolder::require_private() const {
     throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
   }
   if (status.st_uid != ::geteuid()) {
-    throw Failure(CKR_DEVICE_ERROR,
-                  "the folder belongs to another user (uid " + std::to_string(status.st_uid) + ")");
+    throw Failure(CKR_DEVICE_ERROR, "the folder belongs to another user (uid " +
+                                        std::to_string(status.st_uid) +
+                                        "); be that user, or have root run: chown -R " +
+                                        std::to_string(::geteuid()) + " " + m_path);
   }
   if ((status.st_mode & 077) != 0) {
     throw Failure(CKR_DEVICE_ERROR, "the folder is open to other users; run: chmod 700 " + m_path);

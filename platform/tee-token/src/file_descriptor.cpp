@@ -19,11 +19,12 @@ namespace {
 
 void require_private(const struct stat& status, const std::string& path) {
   if (!S_ISREG(status.st_mode)) {
-    throw Failure(CKR_DEVICE_ERROR, path + " is not a plain file");
+    throw Failure(CKR_DEVICE_ERROR, path + " is not a plain file; put the file itself there");
   }
   if (status.st_uid != ::geteuid()) {
-    throw Failure(CKR_DEVICE_ERROR,
-                  path + " belongs to another user (uid " + std::to_string(status.st_uid) + ")");
+    throw Failure(CKR_DEVICE_ERROR, path + " belongs to another user (uid " + std::to_string(status.st_uid) +
+                                        "); be that user, or have root run: chown " +
+                                        std::to_string(::geteuid()) + " " + path);
   }
   if ((status.st_mode & 077) != 0) {
     throw Failure(CKR_DEVICE_ERROR, path + " is open to other users; run: chmod 600 " + path);

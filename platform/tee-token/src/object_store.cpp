@@ -49,7 +49,8 @@ bool has_form(const Attributes& attributes) {
 
 DamagedObject::DamagedObject(CK_OBJECT_HANDLE object)
     : Failure(CKR_DEVICE_ERROR, "object " + std::to_string(object) +
-                                    " of the store is damaged; tee-token destroy --force removes it") {}
+                                    " of the store is damaged; to remove it: tee-token destroy --force " +
+                                    std::to_string(object)) {}
 
 Bytes ObjectStore::mac_key(const Bytes& device_key, const Bytes& serial) {
   return derive_key(device_key, serial, std::string("tee-token objects"));
@@ -120,7 +121,8 @@ void ObjectStore::unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const {
                                                               seal_context(object, CKA_VALUE));
   if (!value) {
     throw Failure(CKR_DEVICE_ERROR, "the sealed value of object " + std::to_string(object) +
-                                        " does not open: the store is damaged or from another device");
+                                        " does not open: the store is damaged or from another device; put a "
+                                        "backup back with: tee-token restore");
   }
   loaded.set(CKA_VALUE, *value);
 }

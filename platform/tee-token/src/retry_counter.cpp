@@ -30,7 +30,8 @@ void lock(const FileDescriptor& file, short type) {
       fail_with_errno("lock", kCounterFile);
     }
     if (waited >= 5'000'000) {
-      throw Failure(CKR_DEVICE_ERROR, "the PIN counters are held by another process for more than 5 s");
+      throw Failure(CKR_DEVICE_ERROR,
+                    "the PIN counters are held by another process for more than 5 s; try again");
     }
     ::usleep(kPause);
   }
@@ -40,7 +41,9 @@ void lock(const FileDescriptor& file, short type) {
 std::uint8_t read_wrong(const FileDescriptor& file, User user) {
   std::uint8_t wrong = 0;
   if (::pread(file.get(), &wrong, 1, static_cast<off_t>(user)) != 1) {
-    throw Failure(CKR_DEVICE_ERROR, std::string(kCounterFile) + " is damaged: it must hold at least 2 bytes");
+    throw Failure(
+        CKR_DEVICE_ERROR,
+        std::string(kCounterFile) + " is damaged: it must hold at least 2 bytes; write two zero bytes in it");
   }
   return std::min(wrong, kTries);
 }
@@ -84,10 +87,11 @@ PinTry::PinTry(const DeviceFolder& folder, User user)
   lock(m_file, F_WRLCK);
   m_wrong = read_wrong(m_file, user);
   if (m_wrong >= kTries) {
-    throw Failure(CKR_PIN_LOCKED, std::string("the PIN of the ") + name_of(user) + " is locked after " +
-                                      std::to_string(kTries) + " wrong tries" +
-                                      (user == User::kUser ? "; the security officer can set a new one"
-                                                           : "; only a new token in an empty folder helps"));
+    throw Failure(CKR_PIN_LOCKED,
+                  std::string("the PIN of the ") + name_of(user) + " is locked after " +
+                      std::to_string(kTries) + " wrong tries" +
+                      (user == User::kUser ? "; the security officer sets a new one: tee-token reset-pin"
+                                           : "; only a new token in an empty folder helps"));
   }
   write_wrong(m_file, user, static_cast<std::uint8_t>(m_wrong + 1));
 }

@@ -8,16 +8,24 @@
 namespace tee_token {
 namespace {
 
+[[noreturn]] void fail_as_moved() {
+  throw Failure(CKR_DEVICE_REMOVED,
+                "the store was moved or removed while it was in use; C_Finalize and C_Initialize open what "
+                "is there now");
+}
+
 [[noreturn]] void fail(sqlite3* connection, int code) {
   const std::string reason = connection == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(connection);
   if (connection != nullptr && sqlite3_extended_errcode(connection) == SQLITE_READONLY_DBMOVED) {
-    throw Failure(CKR_DEVICE_REMOVED, "the store was moved or removed while it was in use");
+    fail_as_moved();
   }
   switch (code & 0xFF) {
     case SQLITE_FULL:
       throw Failure(CKR_DEVICE_MEMORY, "the disk is full; free some space and try again");
     case SQLITE_READONLY:
-      throw Failure(CKR_TOKEN_WRITE_PROTECTED, "the store is on a read-only medium (" + reason + ")");
+      throw Failure(CKR_TOKEN_WRITE_PROTECTED,
+                    "the store can only be read (" + reason +
+                        "); let its owner write to the medium, the folder and the file");
     case SQLITE_BUSY:
       throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
     case SQLITE_CORRUPT:
@@ -139,8 +147,7 @@ void Database::require_in_place() {
   int moved = 0;
   if (sqlite3_file_control(m_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
       moved != 0) {
-    throw Failure(CKR_DEVICE_REMOVED,
-                  "the store was moved or removed while it was in use; C_Finalize and C_Initialize");
+    fail_as_moved();
   }
 }
 

@@ -23,7 +23,9 @@ sqlite3_int64 pragma(Database& store, const char* question) {
 
 void require_known(sqlite3_int64 application, sqlite3_int64 version) {
   if (application != kApplication) {
-    throw Failure(CKR_TOKEN_NOT_RECOGNIZED, "the store is not a token's: another program's database");
+    throw Failure(
+        CKR_TOKEN_NOT_RECOGNIZED,
+        "the store is not a token's but another program's database; TEE_TOKEN_DIR chooses another folder");
   }
   if (version > kStoreVersion) {
     throw Failure(CKR_TOKEN_NOT_RECOGNIZED, "the store has version " + std::to_string(version) +

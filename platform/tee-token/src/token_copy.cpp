@@ -10,14 +10,10 @@
 namespace tee_token {
 namespace {
 
-Failure not_sound(const std::string& reason) {
-  return Failure(CKR_DEVICE_ERROR, "the store is damaged: " + reason);
-}
-
 void require_integrity(Database& store) {
   const std::string said = store.integrity();
   if (said != "ok") {
-    throw Damage(CKR_DEVICE_ERROR, said);
+    throw Damage(CKR_DEVICE_ERROR, "the store is damaged: " + said);
   }
 }
 
@@ -35,7 +31,7 @@ void require_own_schema(Database& store) {
   Database made(":memory:");
   create_store(made);
   if (schema_of(store) != schema_of(made)) {
-    throw not_sound("its tables are not those of a token");
+    throw Failure(CKR_DEVICE_ERROR, "the store is damaged: its tables are not those of a token");
   }
 }
 
@@ -45,7 +41,7 @@ void require_own_numbers(Database& store) {
       "SELECT 1 FROM object WHERE number NOT BETWEEN 1 AND (1 << 62) - 1 UNION ALL "
       "SELECT 1 FROM sqlite_sequence WHERE seq NOT BETWEEN 0 AND (1 << 62) - 1");
   if (query.step()) {
-    throw not_sound("it has object numbers that no token gives");
+    throw Failure(CKR_DEVICE_ERROR, "the store is damaged: it has object numbers that no token gives");
   }
 }
 
@@ -108,8 +104,8 @@ void Token::restore(const std::string& copy, bool may_be_another) {
     change.commit();
   } catch (const Damage& damage) {
     const std::string store = m_folder.file("token.db");
-    throw Failure(CKR_DEVICE_ERROR, store + " is damaged (" + damage.what() +
-                                        "): stop the programs that use the token, move " + store + " and " +
+    throw Failure(CKR_DEVICE_ERROR, std::string(damage.what()) +
+                                        "; stop the programs that use the token, move " + store + " and " +
                                         store + "-journal away, and repeat");
   }
 }
