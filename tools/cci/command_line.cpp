@@ -85,7 +85,7 @@ class Parser {
   void add_key(CLI::App* command, const char* name, const std::set<std::string>& keys) {
     command->add_option(name, m_options.key, "One of " + CLI::detail::join(keys, ", ") + "; without it LYR")
         ->check(CLI::IsMember(keys).description(""))
-        ->type_name(*name == '-' ? "KEY" : "");
+        ->type_name("KEY");
   }
 
   void add_provisioning() {
@@ -107,8 +107,7 @@ class Parser {
   void add_installation() {
     add("install", "Install the key pair that waits, with its chain", cci::install)
         ->add_option("CHAIN", m_options.file, "File in PEM, client's first; -: stdin")
-        ->required()
-        ->type_name("");
+        ->required();
     add("delete", "Delete the installed key pair and chain", cci::delete_identity);
   }
 
@@ -119,14 +118,14 @@ class Parser {
     CLI::App* const key = add("public-key", "Write a public key in PEM", cci::public_key);
     add_key(key, "KEY", {"LYR", "LYR_CSR"});
     CLI::App* const group = add("roots", "Write the roots of a trust store group in PEM", cci::roots);
-    group->add_option("GROUP", m_options.group, "Identifier of the group")->required()->type_name("");
+    group->add_option("GROUP", m_options.group, "Identifier of the group")->required();
     CLI::App* const number = add("vin", "Write the vehicle identification number", cci::vin);
     for (CLI::App* const command : {certificates, key, group, number}) add_output(command);
   }
 
   void add_signing() {
     CLI::App* const command = add("sign", "Sign a file: ECDSA with SHA-256, r||s (64 bytes)", cci::sign);
-    command->add_option("FILE", m_options.file, "What to sign; without it, or -: stdin")->type_name("");
+    command->add_option("FILE", m_options.file, "What to sign; without it, or -: stdin");
     add_key(command, "--key", {"LYR", "BASE"});
     const struct {
       const char* name;

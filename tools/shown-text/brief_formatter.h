@@ -17,8 +17,9 @@ class BriefFormatter : public CLI::Formatter {
     label("SUBCOMMAND", "COMMAND");
   }
   std::string make_option_opts(const CLI::Option* option) const override {
-    const std::string type = option->get_type_size() == 0 ? "" : " " + option->get_type_name();
-    return (type == " " ? "" : type) + (option->get_required() ? " (required)" : "");
+    const bool takes = option->get_type_size() != 0 && !option->get_positional();
+    const std::string type = takes ? " " + option->get_type_name() : "", value = option->get_default_str();
+    return type + (value.empty() ? "" : "=" + value) + (option->get_required() ? " (required)" : "");
   }
 };
 
