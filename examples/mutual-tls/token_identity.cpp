@@ -44,7 +44,8 @@ Botan::secure_vector<std::uint8_t> TokenKey::private_key_bits() const {
 TokenCredentials::TokenCredentials(Api& api, const std::string& trust_store_group)
     : m_chain(certificates_in(api.get_client_cert("LYR"))) {
   if (m_chain.empty()) {
-    throw std::runtime_error("no client certificate is installed; provision one first");
+    throw std::runtime_error(
+        "no client certificate is installed, or TEE_TOKEN_DIR has no token; see cci status");
   }
   const auto key = m_chain.front().load_subject_public_key();
   m_key.reset(new TokenKey(dynamic_cast<const Botan::ECDSA_PublicKey&>(*key)));

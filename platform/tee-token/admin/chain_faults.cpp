@@ -51,6 +51,7 @@ void check_leaf(Findings& findings, const std::string& name, const Botan::X509_C
     bool wrong;
     const char* text;
   } rules[] = {
+      {leaf.x509_version() < 3, " is of version 1, which many servers refuse"},
       {leaf.is_CA_cert(), " is an authority's"},
       {!leaf.allowed_usage(Botan::Usage_Type::TLS_CLIENT_AUTH), " is not for TLS clients"},
       {leaf.serial_number().size() > kLongestSerial, " has a serial number of more than 20 bytes"},

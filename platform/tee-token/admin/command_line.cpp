@@ -86,7 +86,7 @@ void CommandLine::add_trust() {
   CLI::App* const trust =
       m_app.add_subcommand("add-trust-group", "Store a trust group and its roots, unchecked");
   trust->add_option("GROUP", m_group.identifier, "Identifier of the group")->required();
-  trust->add_option("ROOTS", m_roots, "PEM file, certificates alone; without it the group is empty");
+  trust->add_option("ROOTS", m_roots, "PEM file of certificates; without it an empty group");
   trust->add_option("--client", m_group.client, "Client that may open the group")->capture_default_str();
   trust->callback([this] { add_trust_group(m_target, m_group, m_roots); });
 }

@@ -29,6 +29,10 @@ void init(const Target& target, const std::string& label, bool force) {
   }
   initialize_token(open.slot(), label, officer_pin(target), user_pin(target));
   std::cout << "made token '" << label << "'\n";
+  if (user_pin(target) != user_pin({})) {
+    std::cerr
+        << "note: the library logs in with the platform's user PIN alone, so it cannot use this token\n";
+  }
 }
 
 }  // namespace tee_token_admin

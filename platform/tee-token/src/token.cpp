@@ -113,8 +113,8 @@ Bytes Token::master_key(const TokenRecord& record, User user, ByteView pin) {
   const WrappedKey& wrapped = key_of(record, user);
   const Bytes device_key = m_folder.device_key();
   if (!has_pin_length(pin)) {
-    throw Failure(CKR_PIN_INCORRECT,
-                  "no PIN has " + std::to_string(pin.size) + " bytes; this was not counted as a try");
+    throw Failure(CKR_PIN_INCORRECT, "a PIN has 4 to 64 bytes, not " + std::to_string(pin.size) +
+                                         "; this was not counted as a try");
   }
   PinTry attempt(m_folder, user);
   std::optional<Bytes> key = unwrap_key(wrapped, device_key, user, pin);
