@@ -96,6 +96,14 @@ TEST_F(ProvisionTest, OnATerminalTheTimeIsSeenAndElsewhereLinesAlone) {
 TEST_F(ProvisionTest, DatesAreWarnedOf) {
   EXPECT_THAT(provision("-1").text, HasSubstr("warning: certificate 1 of the chain: expired"));
   EXPECT_THAT(text("cci status"), HasSubstr("expired"));
+  std::ofstream(path("ca.cnf")) << "[ca]\ndefault_ca = c\n[c]\ndatabase = index\nnew_certs_dir = .\n"
+                                   "rand_serial = yes\npolicy = p\n[p]\ncommonName = supplied\n";
+  run("touch index; " +
+      command("openssl ca -batch -notext -config ca.cnf -cert ca.pem -keyfile ca.key -md sha256 "
+              "-startdate 650102030405Z -enddate 23000102030405Z -in /dev/stdin 2>/dev/null",
+              "--pem"));
+  EXPECT_THAT(text("cci status"), AllOf(HasSubstr("valid from  1965-01-02T03:04:05Z\n"),
+                                        HasSubstr("valid to    2300-01-02T03:04:05Z, ")));
 }
 
 }  // namespace
