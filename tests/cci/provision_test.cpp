@@ -38,6 +38,8 @@ TEST_F(ProvisionTest, ABackendIsAnyCommand) {
     before = installed();
   }
   EXPECT_EQ(run(command("openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key 2>/dev/null")).code, 0);
+  expect({"perl -e '$SIG{CHLD} = \"IGNORE\"; exec @ARGV' " + command(issue(), "--pem --timeout 5"), 0,
+          "verified: "});
 }
 
 TEST_F(ProvisionTest, AnythingElseIsABackendThatFailedAndTheOldIdentityServesOn) {
@@ -77,13 +79,14 @@ TEST_F(ProvisionTest, AfterItsTimeTheWholeGroupIsEnded) {
 }
 
 TEST_F(ProvisionTest, AnInterruptionEndsTheBackendAndThenTheProgram) {
-  for (const std::string signal : {"TERM", "HUP"}) {
+  const std::pair<std::string, std::string> signals[] = {{"TERM", "143"}, {"HUP", "129"}, {"QUIT", "131"}};
+  for (const auto& [signal, status] : signals) {
     const Outcome outcome =
-        run("rm -f alive; " + command("while sleep 0.1; do echo >> alive; done") +
+        run("set -m; ulimit -c 0; rm -f alive; " + command("while sleep 0.1; do echo >> alive; done") +
             " & until test -s alive; do sleep 0.1; done; kill -" + signal +
             " $!; wait $!; echo status $?; a=$(wc -l <alive); sleep 0.5; test $a = $(wc -l <alive)");
     EXPECT_EQ(outcome.code, 0) << "the backend works on";
-    EXPECT_THAT(outcome.text, HasSubstr(signal == "TERM" ? "status 143" : "status 129"));
+    EXPECT_THAT(outcome.text, HasSubstr("status " + status));
   }
 }
 

@@ -18,6 +18,7 @@ void secure_standard_files() {
     if (::fcntl(number, F_GETFD) == -1 && ::open("/dev/null", flags) != number) std::abort();
   }
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGCHLD, SIG_DFL);
 }
 
 }  // namespace cci
