@@ -8,6 +8,7 @@
 namespace cci_test {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -68,6 +69,16 @@ TEST_F(ProvisionTest, AnythingElseIsABackendThatFailedAndTheOldIdentityServesOn)
     EXPECT_EQ(installed(), before) << each.backend;
   }
   EXPECT_EQ(run("cci sign --hex ca.pem").code, 0);
+}
+
+TEST_F(ProvisionTest, AnotherProgramThatTookTheKeyPairIsNamedAsTheReason) {
+  const std::string mine = "cat > mine; ", answer = "; " + issue() + " -in mine";
+  run("echo \"" + issue() + "\" > issue; chmod +x issue");
+  for (const std::string other :
+       {"cci generate-key -q", "cci provision -q --pem --common-name other --issue ./issue"}) {
+    expect({command(mine + other + answer, "--pem"), 7, "another program made or installed"});
+  }
+  EXPECT_THAT(text("cci status"), AllOf(HasSubstr("other"), HasSubstr("key fits    it signs")));
 }
 
 TEST_F(ProvisionTest, AfterItsTimeTheWholeGroupIsEnded) {
