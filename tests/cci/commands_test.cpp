@@ -81,6 +81,9 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"(sleep 0.3; cci vin) | true", 1, "Broken pipe"},
       {"cci vin -o /nonexistent/vin", 1, "No such file"},
       {"cci vin -o /dev/full", 1, "No space"},
+      {"cci vin -o ''", 1, "cannot write '': No such file"},
+      {"ln -s nowhere dangling; cci vin -o dangling", 1, "dangling: No such file"},
+      {"readlink dangling", 0, "nowhere"},
       {"cci roots nonesuch", 6, "no trust store group 'nonesuch'"},
       {"cci cert ZEMP", 6, "the token has none"},
       {"cci sign --key BASE --hex x", 6, "no such key"},
@@ -88,6 +91,7 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci public-key LYR_CSR", 6, "cci generate-key"},
       {"cci install chain.pem", 6, "cci generate-key"},
       {"cci sign /nonexistent", 9, "cannot read /nonexistent: No such file"},
+      {"cci sign ''", 9, "cannot read '': No such file"},
       {"cci sign .", 9, "Is a directory"},
       {"cci install /dev/null", 9, "is empty"},
       {"cci install x", 9, "x holds no certificate"},
@@ -163,10 +167,19 @@ TEST_F(CommandsTest, AFileIsWrittenWholeOrNotAtAll) {
   expect({"cci cert -o link && cmp expected real && stat -c %a real && readlink link", 0, "640\nreal\n"});
   expect({"umask 027; cci cert -o new; stat -c %a new", 0, "640"});
   expect({"mkfifo pipe; cat pipe > got & cci cert -o pipe; wait; cmp expected got", 0, ""});
+  for (const std::string out : {"-", "/dev/stdout"}) {
+    expect({"echo first > log; cci vin -o " + out + " >> log; cat log", 0, "first\nWXY00TEEDEMO00001\n"});
+  }
   expect({"cci cert -o /dev/null && test -c /dev/null", 0, ""});
   run("for i in $(seq 20); do cat ca.pem; done > many; tee-token add-trust-group many many");
   expect({"(ulimit -f 8; trap '' XFSZ; cci roots many -o real)", 1, "cannot write"});  // full after 8 KiB
   expect({"cmp expected real && ls | grep -c real", 0, "1\n"});
+  // A stdout that does not block, of 4 KiB, and a reader that takes its time.
+  expect(
+      {"perl -MFcntl -e 'fcntl(STDOUT, 1031, 4096); fcntl(STDOUT, F_SETFL, O_WRONLY | O_NONBLOCK); exec "
+       "@ARGV' "
+       "cci roots many | (sleep 0.3; grep -c BEGIN)",
+       0, "20"});
 }
 
 TEST_F(CommandsTest, OnlyDataIsOnStdoutAndAsJsonItIsOneObject) {
@@ -193,7 +206,7 @@ TEST_F(CommandsTest, OnlyDataIsOnStdoutAndAsJsonItIsOneObject) {
 TEST_F(CommandsTest, BinaryDataDoesNotGoToATerminal) {
   provision();
   const std::string program = CCI_FOLDER "/cci ";
-  for (const std::string command : {"sign /dev/null", "sign --der /dev/null"}) {
+  for (const std::string command : {"sign /dev/null", "sign --der /dev/null -o -"}) {
     const Outcome outcome = token_test::on_terminal(program + command, {});
     EXPECT_EQ(outcome.code, 2);
     EXPECT_THAT(outcome.text, HasSubstr("binary data"));

@@ -46,6 +46,7 @@ class Parser {
     } catch (const CLI::ParseError& error) {
       throw Failure(Exit::kUsage, wrong_with(error) + "; see cci " + used() + "--help");
     }
+    if (m_options.output == "-" || m_options.output == "/dev/stdout") m_options.output.reset();
     m_options.timeout = std::chrono::seconds(m_seconds);
     return {m_command, m_options, ""};
   }
@@ -71,7 +72,7 @@ class Parser {
   }
 
   void add_output(CLI::App* command) {
-    command->add_option("-o,--output", m_options.output, "File to write, whole or not at all")
+    command->add_option("-o,--output", m_options.output, "File to write, whole or not at all; -: stdout")
         ->type_name("FILE");
   }
 

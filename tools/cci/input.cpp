@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "failure.h"
+#include "shown_text.h"
 
 namespace cci {
 namespace {
@@ -26,7 +27,9 @@ Failure unreadable(const std::string& path) {
 
 }  // namespace
 
-std::string name_of_input(const std::string& path) { return path == "-" ? "stdin" : path; }
+std::string name_of_input(const std::string& path) {
+  return path == "-" ? "stdin" : shown_text::quoted_if_empty(path);
+}
 
 std::string read_input(const std::string& path) {
   const File file(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
