@@ -61,11 +61,12 @@ TEST_F(ProvisionTest, AnythingElseIsABackendThatFailedAndTheOldIdentityServesOn)
       {"cat ca.pem; " + issue(), "has to be the first"},
       {issue() + "; cat ca.key", "2 parts, of which 1 certificate"},
       {issue() + " | head -c 300", "holds no certificate"},
+      {"head -c 16000000 /dev/zero | tr \\\\000 0", "more than 16 parts that are no certificates"},
       {"head -c 17000000 /dev/zero", "more than 16 MiB"},
       {"tty </dev/tty", "exit code"},
   };
   for (const auto& each : cases) {
-    expect({command(each.backend, "--pem --quiet"), 8, each.said});
+    expect({"timeout 10 " + command(each.backend, "--pem --quiet"), 8, each.said});
     EXPECT_EQ(installed(), before) << each.backend;
   }
   EXPECT_EQ(run("cci sign --hex ca.pem").code, 0);
