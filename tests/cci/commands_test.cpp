@@ -93,6 +93,10 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci sign /nonexistent", 9, "cannot read /nonexistent: No such file"},
       {"cci sign ''", 9, "cannot read '': No such file"},
       {"cci sign .", 9, "Is a directory"},
+      {"cci sign --hex <&-", 9, "cannot read stdin: Bad file"},
+#ifndef CCI_SANITIZED  // it needs more than that by itself
+      {"(ulimit -v 400000; cci sign --hex /dev/zero)", 9, "cannot read /dev/zero: it does not fit in memory"},
+#endif
       {"cci install /dev/null", 9, "is empty"},
       {"cci install x", 9, "x holds no certificate"},
       {"cci generate-key; cci install with-key.pem", 9, "3 parts, of which 2 certificates"},

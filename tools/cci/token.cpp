@@ -3,6 +3,8 @@
 
 #include "token.h"
 
+#include <utility>
+
 #include "token_failure.h"
 
 namespace cci {
@@ -112,10 +114,10 @@ std::optional<std::string> Token::public_key(const std::string& key) const {
   });
 }
 
-std::optional<Bytes> Token::sign(const std::string& key, const Bytes& data) const {
+std::optional<Bytes> Token::sign(const std::string& key, Bytes data) const {
   const std::string what = "sign with " + key;
   const Bytes signature =
-      unless_no_token(what, asked(what, [&] { return m_api->generate_signature(key, data, ""); }));
+      unless_no_token(what, asked(what, [&] { return m_api->generate_signature(key, std::move(data), ""); }));
   return signature.empty() ? std::nullopt : std::optional<Bytes>(signature);
 }
 
