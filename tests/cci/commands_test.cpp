@@ -103,6 +103,7 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci install cut.pem", 9, "of which 1 certificate"},
       {"cci install chain.pem", 7, "no certificate for the key pair that waits"},
       {"cci csr --common-name d --pem | (cat ca.pem; " + issue() + ") | cci install -", 7, "in place 2"},
+      {"cci generate-key --json >/dev/full", 1, "No space left on device; the command itself is done"},
       {"TEE_PKCS11_MODULE=/nonexistent.so cci vin", 5, "/nonexistent.so"},
       {"chmod 755 token; cci vin", 5, "chmod 700"},
       {"chmod 700 token; tee-token change-pin --new-pin-hex 31323334 && cci status", 3, "tries left: 9"},
