@@ -74,6 +74,7 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci frobnicate", 2, "no command frobnicate; see cci --help"},
       {"cci sign --hex --der x", 2, "excludes"},
       {"cci csr", 2, "--common-name is required; see cci csr --help"},
+      {"cci csr --common-name $'caf\\xe9'", 2, "--common-name: the name has to be UTF-8"},
       {"cci cert LYR_CSR", 2, "LYR_CSR not in"},
       {"cci vin >/dev/full", 1, "cannot write to stdout: No space"},
       {"cci vin >&-", 1, "cannot write to stdout: Bad file"},

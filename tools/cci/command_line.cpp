@@ -11,6 +11,7 @@
 #include "brief_formatter.h"
 #include "exit_code.h"
 #include "failure.h"
+#include "json.h"
 
 namespace cci {
 namespace {
@@ -79,6 +80,7 @@ class Parser {
   void add_name(CLI::App* command) {
     command->add_option("--common-name", m_options.common_name, "CN of the request's subject")
         ->required()
+        ->check([](const std::string& name) { return is_utf8(name) ? "" : "the name has to be UTF-8"; })
         ->type_name("NAME");
     command->add_flag("--pem", m_options.pem, "The request in PEM instead of DER");
   }

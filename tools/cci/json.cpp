@@ -35,6 +35,12 @@ Json certificate_array(const Certificates& certificates) {
 
 }  // namespace
 
+bool is_utf8(const std::string& text) try {
+  return !Json(text).dump().empty();
+} catch (const Json::exception&) {
+  return false;
+}
+
 std::string json_of_key(const std::string& key_pem) { return text_of_json(key_object(key_pem)); }
 
 std::string json_of_request(const std::string& common_name, const std::string& pem) {

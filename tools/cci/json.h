@@ -12,6 +12,8 @@
 
 namespace cci {
 
+bool is_utf8(const std::string& text);
+
 /// What commands answer with --json: one object each, with a line end.
 std::string json_of_key(const std::string& key_pem);
 std::string json_of_request(const std::string& common_name, const std::string& pem);
