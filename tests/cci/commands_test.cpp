@@ -102,6 +102,7 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci install x", 9, "x holds no certificate"},
       {"cci generate-key; cci install with-key.pem", 9, "3 parts, of which 2 certificates"},
       {"cci install cut.pem", 9, "of which 1 certificate"},
+      {"head -c 300 chain.pem | cci install -", 9, "holds no certificate"},
       {"cci install chain.pem", 7, "no certificate for the key pair that waits"},
       {"cci csr --common-name d --pem | (cat ca.pem; " + issue() + ") | cci install -", 7, "in place 2"},
       {"cci generate-key --json >/dev/full", 1, "No space left on device; the command itself is done"},

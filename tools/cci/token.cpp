@@ -33,16 +33,20 @@ Failure refused(const std::string& what, const std::string& state) {
 
 Token::Token() : m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
 
-// Of all operations this one tells a slot without a token from a token without the object.
-void Token::require_token(const std::string& what) const {
-  const auto key = asked(what, [&]() -> std::optional<std::string> {
+// Of all operations this one tells a slot without a token from a token without the object: it is empty there.
+std::optional<std::string> Token::read_public_key(const std::string& what, const std::string& key) const {
+  return asked(what, [&]() -> std::optional<std::string> {
     try {
-      return m_api->get_public_key(kInstalled);
+      return m_api->get_public_key(key);
     } catch (const Botan::Exception& error) {
       if (says_not_there(error)) return std::nullopt;
       throw;
     }
   });
+}
+
+void Token::require_token(const std::string& what) const {
+  const auto key = read_public_key(what, kInstalled);
   if (key && key->empty()) {
     throw Failure(Exit::kNoToken, "cannot " + what +
                                       ": there is no token in any slot; put it in, or make one "
@@ -104,14 +108,8 @@ std::string Token::certificates(const std::string& key) const {
 
 std::optional<std::string> Token::public_key(const std::string& key) const {
   const std::string what = "read the public key of " + key;
-  return asked(what, [&]() -> std::optional<std::string> {
-    try {
-      return unless_no_token(what, m_api->get_public_key(key));
-    } catch (const Botan::Exception& error) {
-      if (says_not_there(error)) return std::nullopt;
-      throw;
-    }
-  });
+  const auto found = read_public_key(what, key);
+  return found ? std::optional<std::string>(unless_no_token(what, *found)) : std::nullopt;
 }
 
 std::optional<Bytes> Token::sign(const std::string& key, Bytes data) const {

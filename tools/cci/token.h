@@ -38,6 +38,7 @@ class Token {
   std::string vin() const;
 
  private:
+  std::optional<std::string> read_public_key(const std::string& what, const std::string& key) const;
   void require_token(const std::string& what) const;
   template <typename Answer>
   Answer unless_no_token(const std::string& what, Answer answer) const;
