@@ -148,6 +148,9 @@ bool DltSink::Open(const std::string& application) {
 }
 
 bool DltSink::Initialize() {
+  // Before there can be anything to forget.
+  static const bool is_fork_seen = pthread_atfork(nullptr, nullptr, [] { Instance().Forked(); }) == 0;
+  if (!is_fork_seen) return false;
   const SignalsUntouched untouched;
   dlt_log_set_level(LOG_CRIT);  // what it has to say below that would mix with the program's output
   if (dlt_init() < DLT_RETURN_OK) {
@@ -157,12 +160,9 @@ bool DltSink::Initialize() {
     }
     return false;
   }
-  static const bool is_registered = [] {
-    // It runs before libdlt's own, which would wait ten seconds and is idle when nothing is open.
-    std::atexit([] { Instance().Close(State::kClosed); });
-    return pthread_atfork(nullptr, nullptr, [] { Instance().Forked(); }) == 0;
-  }();
-  return is_registered;
+  // It runs before libdlt's own, which would wait ten seconds and is idle when nothing is open.
+  static const bool is_end_seen = std::atexit([] { Instance().Close(State::kClosed); }) == 0;
+  return is_end_seen;
 }
 
 /// A context goes to the daemon with the level that lets everything pass: the logger's threshold has decided
