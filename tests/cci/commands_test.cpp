@@ -147,6 +147,18 @@ TEST_F(CommandsTest, WhatTheTokenRefusesIsToldFromWhatItCannotDo) {
   refuse("");
   expect({"cci status", 0, "installed: nothing"});
   run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");
+  // The private key of another generation waits, too, as when two generate at once.
+  const std::string store = path("token/token.db");
+  token_test::alter_store(store,
+                          "CREATE TABLE a AS SELECT * FROM attribute WHERE object IN (SELECT object FROM "
+                          "attribute WHERE type = 0 AND value = x'0300000000000000');"
+                          "CREATE TABLE o AS SELECT * FROM object WHERE number IN (SELECT object FROM a)");
+  run("cci generate-key");
+  token_test::alter_store(store,
+                          "INSERT INTO object SELECT * FROM o; INSERT INTO attribute SELECT * FROM a;"
+                          "DROP TABLE o; DROP TABLE a");
+  expect({"cci csr --common-name d --pem", 7, "two programs made a key pair"});
+  run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");
   refuse("DELETE ON object");
   expect({"cci install chain.pem", 0, "warning: the chain is installed, but"});
   expect({"cci delete", 7, "cci delete again"});

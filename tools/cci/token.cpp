@@ -70,8 +70,16 @@ void Token::generate_key() const {
 
 Bytes Token::request(const std::string& common_name) const {
   const std::string what = "make a request";
-  const Bytes der =
-      unless_no_token(what, asked(what, [&] { return m_api->generate_csr(common_name, kWaiting); }));
+  const auto call = [&] {
+    try {
+      return m_api->generate_csr(common_name, kWaiting);
+    } catch (const Botan::Decoding_Error&) {  // its signature is not its key's
+      throw Failure(Exit::kRefused, "cannot " + what +
+                                        ": two programs made a key pair at the same time; begin "
+                                        "again when the other is done: cci generate-key");
+    }
+  };
+  const Bytes der = unless_no_token(what, asked(what, call));
   if (der.empty()) {
     throw Failure(Exit::kNotFound, "cannot make a request: no key pair waits; run: cci generate-key");
   }
