@@ -1,10 +1,12 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// log-writer CONTEXT COUNT TEXT: writes COUNT warnings, as any application would, and one more record at its
-// exit.
+// log-writer CONTEXT COUNT TEXT [fork]: writes COUNT warnings, as any application would, forks a child that
+// only ends, and writes one more record at its exit.
 
 #include <ara/log/logging.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <string>
@@ -19,9 +21,10 @@ struct Farewell {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) return EXIT_FAILURE;
+  if (argc != 4 && argc != 5) return EXIT_FAILURE;
   for (int count = std::stoi(argv[2]); count > 0; --count) {
     ara::log::CreateLogger(argv[1], "writer").LogWarn() << argv[3];
   }
+  if (argc == 5 && ::fork() > 0) ::wait(nullptr);
   return EXIT_SUCCESS;
 }

@@ -74,6 +74,7 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci frobnicate", 2, "no command frobnicate; see cci --help"},
       {"cci sign --hex --der x", 2, "excludes"},
       {"cci csr", 2, "--common-name is required; see cci csr --help"},
+      {"cci csr --common-name $'caf\\xe9'", 2, "--common-name: the name has to be UTF-8"},
       {"cci cert LYR_CSR", 2, "LYR_CSR not in"},
       {"cci vin >/dev/full", 1, "cannot write to stdout: No space"},
       {"cci vin >&-", 1, "cannot write to stdout: Bad file"},
@@ -81,6 +82,9 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"(sleep 0.3; cci vin) | true", 1, "Broken pipe"},
       {"cci vin -o /nonexistent/vin", 1, "No such file"},
       {"cci vin -o /dev/full", 1, "No space"},
+      {"cci vin -o ''", 1, "cannot write '': No such file"},
+      {"ln -s nowhere dangling; cci vin -o dangling", 1, "dangling: No such file"},
+      {"readlink dangling", 0, "nowhere"},
       {"cci roots nonesuch", 6, "no trust store group 'nonesuch'"},
       {"cci cert ZEMP", 6, "the token has none"},
       {"cci sign --key BASE --hex x", 6, "no such key"},
@@ -88,13 +92,20 @@ TEST_F(CommandsTest, EachClassOfFailureHasItsCode) {
       {"cci public-key LYR_CSR", 6, "cci generate-key"},
       {"cci install chain.pem", 6, "cci generate-key"},
       {"cci sign /nonexistent", 9, "cannot read /nonexistent: No such file"},
+      {"cci sign ''", 9, "cannot read '': No such file"},
       {"cci sign .", 9, "Is a directory"},
+      {"cci sign --hex <&-", 9, "cannot read stdin: Bad file"},
+#ifndef CCI_SANITIZED  // it needs more than that by itself
+      {"(ulimit -v 400000; cci sign --hex /dev/zero)", 9, "cannot read /dev/zero: it does not fit in memory"},
+#endif
       {"cci install /dev/null", 9, "is empty"},
       {"cci install x", 9, "x holds no certificate"},
       {"cci generate-key; cci install with-key.pem", 9, "3 parts, of which 2 certificates"},
       {"cci install cut.pem", 9, "of which 1 certificate"},
+      {"head -c 300 chain.pem | cci install -", 9, "holds no certificate"},
       {"cci install chain.pem", 7, "no certificate for the key pair that waits"},
       {"cci csr --common-name d --pem | (cat ca.pem; " + issue() + ") | cci install -", 7, "in place 2"},
+      {"cci generate-key --json >/dev/full", 1, "No space left on device; the command itself is done"},
       {"TEE_PKCS11_MODULE=/nonexistent.so cci vin", 5, "/nonexistent.so"},
       {"chmod 755 token; cci vin", 5, "chmod 700"},
       {"chmod 700 token; tee-token change-pin --new-pin-hex 31323334 && cci status", 3, "tries left: 9"},
@@ -136,6 +147,18 @@ TEST_F(CommandsTest, WhatTheTokenRefusesIsToldFromWhatItCannotDo) {
   refuse("");
   expect({"cci status", 0, "installed: nothing"});
   run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");
+  // The private key of another generation waits, too, as when two generate at once.
+  const std::string store = path("token/token.db");
+  token_test::alter_store(store,
+                          "CREATE TABLE a AS SELECT * FROM attribute WHERE object IN (SELECT object FROM "
+                          "attribute WHERE type = 0 AND value = x'0300000000000000');"
+                          "CREATE TABLE o AS SELECT * FROM object WHERE number IN (SELECT object FROM a)");
+  run("cci generate-key");
+  token_test::alter_store(store,
+                          "INSERT INTO object SELECT * FROM o; INSERT INTO attribute SELECT * FROM a;"
+                          "DROP TABLE o; DROP TABLE a");
+  expect({"cci csr --common-name d --pem", 7, "two programs made a key pair"});
+  run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");
   refuse("DELETE ON object");
   expect({"cci install chain.pem", 0, "warning: the chain is installed, but"});
   expect({"cci delete", 7, "cci delete again"});
@@ -163,10 +186,19 @@ TEST_F(CommandsTest, AFileIsWrittenWholeOrNotAtAll) {
   expect({"cci cert -o link && cmp expected real && stat -c %a real && readlink link", 0, "640\nreal\n"});
   expect({"umask 027; cci cert -o new; stat -c %a new", 0, "640"});
   expect({"mkfifo pipe; cat pipe > got & cci cert -o pipe; wait; cmp expected got", 0, ""});
+  for (const std::string out : {"-", "/dev/stdout"}) {
+    expect({"echo first > log; cci vin -o " + out + " >> log; cat log", 0, "first\nWXY00TEEDEMO00001\n"});
+  }
   expect({"cci cert -o /dev/null && test -c /dev/null", 0, ""});
   run("for i in $(seq 20); do cat ca.pem; done > many; tee-token add-trust-group many many");
   expect({"(ulimit -f 8; trap '' XFSZ; cci roots many -o real)", 1, "cannot write"});  // full after 8 KiB
   expect({"cmp expected real && ls | grep -c real", 0, "1\n"});
+  // A stdout that does not block, of 4 KiB, and a reader that takes its time.
+  expect(
+      {"perl -MFcntl -e 'fcntl(STDOUT, 1031, 4096); fcntl(STDOUT, F_SETFL, O_WRONLY | O_NONBLOCK); exec "
+       "@ARGV' "
+       "cci roots many | (sleep 0.3; grep -c BEGIN)",
+       0, "20"});
 }
 
 TEST_F(CommandsTest, OnlyDataIsOnStdoutAndAsJsonItIsOneObject) {
@@ -175,7 +207,8 @@ TEST_F(CommandsTest, OnlyDataIsOnStdoutAndAsJsonItIsOneObject) {
   EXPECT_EQ(text(command + " 2>/dev/null"), "");
   EXPECT_EQ(text(command + " --quiet"), "");
   EXPECT_THAT(text(command + " --verbose 2>&1 >/dev/null"), HasSubstr("debug ClientCertInitializer::"));
-  EXPECT_THAT(text("ARA_LOG_SINK=file:log cci vin -v 2>&1 >/dev/null; cat log"), HasSubstr("debug"));
+  EXPECT_THAT(text("ARA_LOG_SINK=file:console cci vin -v 2>&1 >/dev/null"), HasSubstr("debug"));
+  EXPECT_THAT(text("cat console"), HasSubstr("debug"));
   EXPECT_THAT(text("cci sign --key BASE --hex ca.pem"), Not(HasSubstr("CCIA")));
   run("tee-token add-trust-group g ca.pem; tee-token import-cert 1_11 ca.pem");
   for (const std::string& each :
@@ -193,7 +226,7 @@ TEST_F(CommandsTest, OnlyDataIsOnStdoutAndAsJsonItIsOneObject) {
 TEST_F(CommandsTest, BinaryDataDoesNotGoToATerminal) {
   provision();
   const std::string program = CCI_FOLDER "/cci ";
-  for (const std::string command : {"sign /dev/null", "sign --der /dev/null"}) {
+  for (const std::string command : {"sign /dev/null", "sign --der /dev/null -o -"}) {
     const Outcome outcome = token_test::on_terminal(program + command, {});
     EXPECT_EQ(outcome.code, 2);
     EXPECT_THAT(outcome.text, HasSubstr("binary data"));

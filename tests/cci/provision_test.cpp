@@ -8,6 +8,7 @@
 namespace cci_test {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -38,6 +39,8 @@ TEST_F(ProvisionTest, ABackendIsAnyCommand) {
     before = installed();
   }
   EXPECT_EQ(run(command("openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key 2>/dev/null")).code, 0);
+  expect({"perl -e '$SIG{CHLD} = \"IGNORE\"; exec @ARGV' " + command(issue(), "--pem --timeout 5"), 0,
+          "verified: "});
 }
 
 TEST_F(ProvisionTest, AnythingElseIsABackendThatFailedAndTheOldIdentityServesOn) {
@@ -55,17 +58,25 @@ TEST_F(ProvisionTest, AnythingElseIsABackendThatFailedAndTheOldIdentityServesOn)
       {"echo sorry", "holds no certificate"},
       {"cat", "holds no certificate"},
       {"cat ca.pem", "no certificate for the key pair that waits"},
-      {"cat ca.pem; " + issue(), "has to be the first"},
-      {issue() + "; cat ca.key", "2 parts, of which 1 certificate"},
-      {issue() + " | head -c 300", "holds no certificate"},
+      {"head -c 16000000 /dev/zero | tr \\\\000 0", "more than 16 parts that are no certificates"},
       {"head -c 17000000 /dev/zero", "more than 16 MiB"},
       {"tty </dev/tty", "exit code"},
   };
   for (const auto& each : cases) {
-    expect({command(each.backend, "--pem --quiet"), 8, each.said});
+    expect({"timeout 10 " + command(each.backend, "--pem --quiet"), 8, each.said});
     EXPECT_EQ(installed(), before) << each.backend;
   }
   EXPECT_EQ(run("cci sign --hex ca.pem").code, 0);
+}
+
+TEST_F(ProvisionTest, AnotherProgramThatTookTheKeyPairIsNamedAsTheReason) {
+  const std::string mine = "cat > mine; ", answer = "; " + issue() + " -in mine";
+  run("echo \"" + issue() + "\" > issue; chmod +x issue");
+  for (const std::string other :
+       {"cci generate-key -q", "cci provision -q --pem --common-name other --issue ./issue"}) {
+    expect({command(mine + other + answer, "--pem"), 7, "another program made or installed"});
+  }
+  EXPECT_THAT(text("cci status"), AllOf(HasSubstr("other"), HasSubstr("key fits    it signs")));
 }
 
 TEST_F(ProvisionTest, AfterItsTimeTheWholeGroupIsEnded) {
@@ -77,13 +88,14 @@ TEST_F(ProvisionTest, AfterItsTimeTheWholeGroupIsEnded) {
 }
 
 TEST_F(ProvisionTest, AnInterruptionEndsTheBackendAndThenTheProgram) {
-  for (const std::string signal : {"TERM", "HUP"}) {
+  const std::pair<std::string, std::string> signals[] = {{"TERM", "143"}, {"HUP", "129"}, {"QUIT", "131"}};
+  for (const auto& [signal, status] : signals) {
     const Outcome outcome =
-        run("rm -f alive; " + command("while sleep 0.1; do echo >> alive; done") +
+        run("set -m; ulimit -c 0; rm -f alive; " + command("while sleep 0.1; do echo >> alive; done") +
             " & until test -s alive; do sleep 0.1; done; kill -" + signal +
             " $!; wait $!; echo status $?; a=$(wc -l <alive); sleep 0.5; test $a = $(wc -l <alive)");
     EXPECT_EQ(outcome.code, 0) << "the backend works on";
-    EXPECT_THAT(outcome.text, HasSubstr(signal == "TERM" ? "status 143" : "status 129"));
+    EXPECT_THAT(outcome.text, HasSubstr("status " + status));
   }
 }
 
@@ -96,6 +108,14 @@ TEST_F(ProvisionTest, OnATerminalTheTimeIsSeenAndElsewhereLinesAlone) {
 TEST_F(ProvisionTest, DatesAreWarnedOf) {
   EXPECT_THAT(provision("-1").text, HasSubstr("warning: certificate 1 of the chain: expired"));
   EXPECT_THAT(text("cci status"), HasSubstr("expired"));
+  std::ofstream(path("ca.cnf")) << "[ca]\ndefault_ca = c\n[c]\ndatabase = index\nnew_certs_dir = .\n"
+                                   "rand_serial = yes\npolicy = p\n[p]\ncommonName = supplied\n";
+  run("touch index; " +
+      command("openssl ca -batch -notext -config ca.cnf -cert ca.pem -keyfile ca.key -md sha256 "
+              "-startdate 650102030405Z -enddate 23000102030405Z -in /dev/stdin 2>/dev/null",
+              "--pem"));
+  EXPECT_THAT(text("cci status"), AllOf(HasSubstr("valid from  1965-01-02T03:04:05Z\n"),
+                                        HasSubstr("valid to    2300-01-02T03:04:05Z, ")));
 }
 
 }  // namespace

@@ -38,7 +38,9 @@ class Conversation {
       if (!ended) require_time();
       if (passed() > told) waiting(told = passed());
     }
-    require_success(m_process.end());
+    const int status = m_process.end();
+    m_signals.throw_if_caught();
+    require_success(status);
     return std::move(m_answer);
   }
 

@@ -19,20 +19,22 @@ namespace {
 
 constexpr double kSecondsADay = 86400;
 
-std::time_t seconds_of(const Botan::X509_Time& time) {
-  return static_cast<std::time_t>(time.time_since_epoch());
+/// From "2026/11/25 09:30:00 UTC": Botan's own numbers go through a clock that ends in 2262.
+std::tm parts_of(const Botan::X509_Time& time) {
+  std::tm parts{};
+  ::strptime(time.readable_string().c_str(), "%Y/%m/%d %H:%M:%S", &parts);
+  return parts;
 }
 
 std::string iso_time(const Botan::X509_Time& time) {
-  const std::time_t seconds = seconds_of(time);
-  std::tm parts{};
-  ::gmtime_r(&seconds, &parts);
+  const std::tm parts = parts_of(time);
   char text[40];
   return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts));
 }
 
 double days_until(const Botan::X509_Time& time) {
-  return std::difftime(seconds_of(time), std::time(nullptr)) / kSecondsADay;
+  std::tm parts = parts_of(time);
+  return std::difftime(::timegm(&parts), std::time(nullptr)) / kSecondsADay;
 }
 
 }  // namespace

@@ -26,20 +26,25 @@ std::size_t blocks_of(const std::string& text) {
   return count;
 }
 
+// That many are enough to refuse an answer; each further one costs an attempt.
+constexpr std::size_t kMostWrongParts = 16;
+
 struct Read {
   Certificates certificates;
   std::size_t parts = 0;
+  bool is_given_up = false;  // after too many wrong parts
 };
 
 Read read(const std::string& text) {
   Botan::DataSource_Memory source(text);
   Read result;
   // It ends, as each attempt, successful or not, consumes at least one byte.
-  while (!source.end_of_data()) {
+  while (!source.end_of_data() && !result.is_given_up) {
     try {
       result.certificates.emplace_back(source);
     } catch (const Botan::Exception&) {
       if (!source.end_of_data()) ++result.parts;
+      result.is_given_up = result.parts > kMostWrongParts;
     }
   }
   // A part that is cut off reaches to the end.
@@ -65,17 +70,21 @@ Certificates certificates_of(const std::string& pem) {
 }
 
 Certificates read_chain(const ChainText& chain) {
+  static const std::string kExpected = "; expected are whole certificates in PEM and nothing else";
   Read found = read(chain.text);
+  if (found.is_given_up) {
+    throw Failure(chain.unreadable, chain.name + " has more than " + counted(kMostWrongParts, "part") +
+                                        " that are no certificates" + kExpected);
+  }
   if (found.certificates.empty()) {
     throw Failure(chain.unreadable, chain.name +
                                         (chain.text.empty() ? " is empty" : " holds no certificate") +
                                         "; expected are certificates in PEM, the client's first");
   }
   if (found.parts > found.certificates.size()) {
-    throw Failure(chain.unreadable,
-                  chain.name + " has " + counted(found.parts, "part") + ", of which " +
-                      counted(found.certificates.size(), "certificate") +
-                      " can be read; expected are whole certificates in PEM and nothing else");
+    throw Failure(chain.unreadable, chain.name + " has " + counted(found.parts, "part") + ", of which " +
+                                        counted(found.certificates.size(), "certificate") + " can be read" +
+                                        kExpected);
   }
   return std::move(found.certificates);
 }

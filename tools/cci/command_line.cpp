@@ -11,6 +11,7 @@
 #include "brief_formatter.h"
 #include "exit_code.h"
 #include "failure.h"
+#include "json.h"
 
 namespace cci {
 namespace {
@@ -46,6 +47,7 @@ class Parser {
     } catch (const CLI::ParseError& error) {
       throw Failure(Exit::kUsage, wrong_with(error) + "; see cci " + used() + "--help");
     }
+    if (m_options.output == "-" || m_options.output == "/dev/stdout") m_options.output.reset();
     m_options.timeout = std::chrono::seconds(m_seconds);
     return {m_command, m_options, ""};
   }
@@ -71,13 +73,14 @@ class Parser {
   }
 
   void add_output(CLI::App* command) {
-    command->add_option("-o,--output", m_options.output, "File to write, whole or not at all")
+    command->add_option("-o,--output", m_options.output, "File to write, whole or not at all; -: stdout")
         ->type_name("FILE");
   }
 
   void add_name(CLI::App* command) {
     command->add_option("--common-name", m_options.common_name, "CN of the request's subject")
         ->required()
+        ->check([](const std::string& name) { return is_utf8(name) ? "" : "the name has to be UTF-8"; })
         ->type_name("NAME");
     command->add_flag("--pem", m_options.pem, "The request in PEM instead of DER");
   }

@@ -15,7 +15,8 @@ Answer csr(const Options& options, Notes&) {
   if (binary && !options.output) require_no_terminal();
   const Bytes der = Token().request(options.common_name);
   const std::string pem = Botan::PEM_Code::encode(der, "CERTIFICATE REQUEST");
-  return {options.pem ? pem : text_of(der), json_of_request(options.common_name, pem)};
+  return {options.pem ? pem : text_of(der),
+          json_of({{"common_name", options.common_name}, {"request", pem}})};
 }
 
 }  // namespace cci

@@ -12,7 +12,7 @@ Answer delete_identity(const Options&, Notes& notes) {
   const bool was_there = token.public_key("LYR") || !token.certificates("LYR").empty();
   token.delete_identity();  // also what cannot be seen: a private key alone
   notes.say(was_there ? "deleted the installed key pair and chain" : "nothing was installed");
-  return {"", json_of_deletion(was_there)};
+  return {"", json_of({{"deleted", was_there}})};
 }
 
 }  // namespace cci

@@ -7,8 +7,10 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "failure.h"
+#include "shown_text.h"
 
 namespace cci {
 namespace {
@@ -26,18 +28,22 @@ Failure unreadable(const std::string& path) {
 
 }  // namespace
 
-std::string name_of_input(const std::string& path) { return path == "-" ? "stdin" : path; }
+std::string name_of_input(const std::string& path) {
+  return path == "-" ? "stdin" : shown_text::quoted_if_empty(path);
+}
 
-std::string read_input(const std::string& path) {
+Bytes read_input(const std::string& path) try {
   const File file(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
   if (file == nullptr) throw unreadable(path);
-  std::string text;
-  char part[65536];
+  Bytes bytes;
+  std::uint8_t part[65536];
   for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, file.get())) > 0;) {
-    text.append(part, length);
+    bytes.insert(bytes.end(), part, part + length);
   }
   if (std::ferror(file.get()) != 0) throw unreadable(path);
-  return text;
+  return bytes;
+} catch (const std::bad_alloc&) {
+  throw Failure(Exit::kInput, "cannot read " + name_of_input(path) + ": it does not fit in memory");
 }
 
 }  // namespace cci

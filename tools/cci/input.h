@@ -5,10 +5,12 @@
 
 #include <string>
 
+#include "bytes.h"
+
 namespace cci {
 
 /// All bytes of a file, or of stdin for "-". Throws a Failure of class kInput.
-std::string read_input(const std::string& path);
+Bytes read_input(const std::string& path);
 
 /// The file's name for people.
 std::string name_of_input(const std::string& path);

@@ -9,7 +9,7 @@
 namespace cci {
 
 Answer install(const Options& options, Notes& notes) {
-  const std::string text = read_input(options.file);
+  const std::string text = text_of(read_input(options.file));
   const ChainText chain{name_of_input(options.file), text, Exit::kInput, Exit::kRefused};
   return {"", json_of_status(install_chain(Token(), chain, notes))};
 }

@@ -3,8 +3,6 @@
 
 #include "json.h"
 
-#include <botan/hex.h>
-
 #include <nlohmann/json.hpp>
 
 namespace cci {
@@ -35,29 +33,31 @@ Json certificate_array(const Certificates& certificates) {
 
 }  // namespace
 
-std::string json_of_key(const std::string& key_pem) { return text_of_json(key_object(key_pem)); }
-
-std::string json_of_request(const std::string& common_name, const std::string& pem) {
-  return text_of_json({{"common_name", common_name}, {"request", pem}});
+bool is_utf8(const std::string& text) try {
+  return !Json(text).dump().empty();
+} catch (const Json::exception&) {
+  return false;
 }
+
+std::string json_of(std::initializer_list<Field> fields) {
+  Json object;
+  for (const Field& field : fields)
+    std::visit([&](const auto& value) { object[field.first] = value; }, field.second);
+  return text_of_json(object);
+}
+
+std::string json_of_key(const std::string& key_pem) { return text_of_json(key_object(key_pem)); }
 
 std::string json_of_certificates(const Certificates& certificates) {
   return text_of_json({{"certificates", certificate_array(certificates)}});
 }
 
 std::string json_of_signature(const std::string& key, SignatureForm form, const std::string& text) {
-  const char* const kinds[] = {"r||s", "DER", "r||s", "r||s"};
-  return text_of_json({{"key", key},
-                       {"algorithm", "ECDSA with SHA-256"},
-                       {"form", kinds[static_cast<int>(form)]},
-                       {form == SignatureForm::kBase64 ? "base64" : "hex", text}});
+  return json_of({{"key", key},
+                  {"algorithm", "ECDSA with SHA-256"},
+                  {"form", form == SignatureForm::kDer ? "DER" : "r||s"},
+                  {form == SignatureForm::kBase64 ? "base64" : "hex", text}});
 }
-
-std::string json_of_vin(const Bytes& vin) {
-  return text_of_json({{"vin", text_of(vin)}, {"hex", Botan::hex_encode(vin, false)}});
-}
-
-std::string json_of_deletion(bool was_there) { return text_of_json({{"deleted", was_there}}); }
 
 std::string json_of_status(const Status& status) {
   Json installed, pending;

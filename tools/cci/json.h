@@ -3,22 +3,26 @@
 
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <utility>
+#include <variant>
 
-#include "bytes.h"
 #include "certificate_facts.h"
 #include "options.h"
 #include "status.h"
 
 namespace cci {
 
+bool is_utf8(const std::string& text);
+
+using Field = std::pair<const char*, std::variant<bool, std::string>>;
+
 /// What commands answer with --json: one object each, with a line end.
+std::string json_of(std::initializer_list<Field> fields);
 std::string json_of_key(const std::string& key_pem);
-std::string json_of_request(const std::string& common_name, const std::string& pem);
 std::string json_of_certificates(const Certificates& certificates);
 std::string json_of_signature(const std::string& key, SignatureForm form, const std::string& text);
-std::string json_of_vin(const Bytes& vin);
-std::string json_of_deletion(bool was_there);
 std::string json_of_status(const Status& status);
 
 }  // namespace cci

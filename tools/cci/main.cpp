@@ -16,13 +16,20 @@ namespace {
 
 using namespace cci;
 
+/// Without data of its own, a command was there for what it changed on the token.
+void deliver(const Answer& answer, const Options& options) try {
+  write_output(options.output, options.json ? answer.json : answer.data);
+} catch (const Failure& failure) {
+  if (!answer.data.empty()) throw;
+  throw Failure(failure.exit(), std::string(failure.what()) + "; the command itself is done");
+}
+
 void carry_out(const CommandLine& order) {
   const Options& options = order.options;
   if (order.command == nullptr) return write_output(std::nullopt, order.help);
   direct_records(options.verbose);
   Notes notes(options.quiet);
-  const Answer answer = order.command(options, notes);
-  write_output(options.output, options.json ? answer.json : answer.data);
+  deliver(order.command(options, notes), options);
 }
 
 int fail(const std::exception& error, Exit exit) {

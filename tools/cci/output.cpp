@@ -4,6 +4,7 @@
 #include "output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 
 #include "descriptor.h"
 #include "failure.h"
+#include "shown_text.h"
 
 namespace cci {
 namespace {
@@ -21,13 +23,21 @@ namespace {
 namespace fs = std::filesystem;
 
 Failure not_written(const std::string& name) {
-  return Failure(Exit::kNotDone, "cannot write " + name + ": " + std::strerror(errno));
+  return Failure(Exit::kNotDone,
+                 "cannot write " + shown_text::quoted_if_empty(name) + ": " + std::strerror(errno));
+}
+
+/// Whether writing may go on after a failure. Another program may have set a stdout that it shares not to
+/// block.
+bool can_go_on(int file) {
+  pollfd room = {file, POLLOUT, 0};
+  return errno == EINTR || (errno == EAGAIN && (::poll(&room, 1, -1) > 0 || errno == EINTR));
 }
 
 void write_all(int file, const std::string& bytes, const std::string& name) {
   for (std::size_t written = 0; written < bytes.size();) {
     const ssize_t count = ::write(file, bytes.data() + written, bytes.size() - written);
-    if (count < 0 && errno != EINTR) throw not_written(name);
+    if (count < 0 && !can_go_on(file)) throw not_written(name);
     written += static_cast<std::size_t>(count < 0 ? 0 : count);
   }
 }
@@ -78,6 +88,10 @@ void write_file(const std::string& path, const std::string& bytes) {
   std::error_code unknown;
   const fs::file_status there = fs::status(path, unknown);
   if (fs::exists(there) && !fs::is_regular_file(there)) return write_directly(path, bytes);
+  if (!fs::exists(there) && fs::is_symlink(fs::symlink_status(path, unknown))) {
+    errno = ENOENT;
+    throw not_written(path);
+  }
   // A link stays one, and what it leads to is exchanged.
   Draft draft(fs::exists(there) ? fs::canonical(path).string() : path);
   draft.fill(bytes);

@@ -24,15 +24,35 @@ std::string ask_backend(const Options& options, const Bytes& request, Notes& not
   });
 }
 
+/// Only one key pair waits: a generation or an installation by another program takes this one's.
+void require_waiting(const Token& token, const std::optional<std::string>& key) {
+  if (key && token.public_key("LYR_CSR") == key) return;
+  throw Failure(
+      Exit::kRefused,
+      "another program made or installed a key pair meanwhile; what is installed is whole; try again "
+      "when it is done");
+}
+
+Bytes request_for(const Token& token, const std::optional<std::string>& key, const std::string& common_name) {
+  try {
+    return token.request(common_name);
+  } catch (const Failure&) {
+    require_waiting(token, key);
+    throw;
+  }
+}
+
 }  // namespace
 
 Answer provision(const Options& options, Notes& notes) {
   const Token token;
   token.generate_key();
+  const auto key = token.public_key("LYR_CSR");
   notes.say("generated a key pair");
-  const Bytes request = token.request(options.common_name);
+  const Bytes request = request_for(token, key, options.common_name);
   try {
     const std::string text = ask_backend(options, request, notes);
+    require_waiting(token, key);
     const ChainText chain{"the backend's answer", text, Exit::kBackendFailed, Exit::kBackendFailed};
     return {"", json_of_status(install_chain(token, chain, notes))};
   } catch (const Failure& failure) {

@@ -15,7 +15,8 @@ const char kVariable[] = "ARA_LOG_SINK";
 
 std::string sinks(const std::string& wanted, bool to_stderr) {
   if (!to_stderr) return wanted.empty() ? "none" : wanted;
-  return wanted.find("console") == std::string::npos ? wanted + ",console" : wanted;
+  const bool is_there = ("," + wanted + ",").find(",console,") != std::string::npos;
+  return is_there ? wanted : wanted + ",console";
 }
 
 }  // namespace

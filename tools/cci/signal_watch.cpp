@@ -14,7 +14,7 @@ void remember(int signal) { g_caught = signal; }
 
 SignalWatch::SignalWatch() {
   g_caught = 0;
-  for (int i = 0; i < 3; ++i) {
+  for (std::size_t i = 0; i < std::size(kSignals); ++i) {
     ::sigaction(kSignals[i], nullptr, &m_before[i]);
     struct sigaction watched = {};
     watched.sa_handler = remember;
@@ -24,7 +24,7 @@ SignalWatch::SignalWatch() {
 }
 
 SignalWatch::~SignalWatch() {
-  for (int i = 0; i < 3; ++i) ::sigaction(kSignals[i], &m_before[i], nullptr);
+  for (std::size_t i = 0; i < std::size(kSignals); ++i) ::sigaction(kSignals[i], &m_before[i], nullptr);
 }
 
 void SignalWatch::throw_if_caught() const {

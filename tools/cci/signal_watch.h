@@ -6,6 +6,7 @@
 #include <signal.h>
 
 #include <exception>
+#include <iterator>
 
 namespace cci {
 
@@ -20,8 +21,8 @@ class Interrupted : public std::exception {
   int m_signal;
 };
 
-/// Keeps SIGINT, SIGTERM and SIGHUP from ending the process while this is there, so that it can end first
-/// what it started. One at a time.
+/// Keeps the signals by which people and programs end a process from ending the process while this is there,
+/// so that it can end first what it started. One at a time.
 class SignalWatch {
  public:
   SignalWatch();
@@ -33,8 +34,8 @@ class SignalWatch {
   void throw_if_caught() const;
 
  private:
-  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
-  struct sigaction m_before[3] = {};
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2};
+  struct sigaction m_before[std::size(kSignals)] = {};
 };
 
 }  // namespace cci

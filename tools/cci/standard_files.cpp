@@ -13,11 +13,13 @@ namespace cci {
 
 void secure_standard_files() {
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
-    // Open for reading alone: to write to a closed stdout stays an error. A new file gets the lowest number.
-    const int flags = number == STDERR_FILENO ? O_WRONLY : O_RDONLY;
+    // To read a closed stdin stays an error, and to write to a closed stdout. A new file gets the lowest
+    // number.
+    const int flags = number == STDOUT_FILENO ? O_RDONLY : O_WRONLY;
     if (::fcntl(number, F_GETFD) == -1 && ::open("/dev/null", flags) != number) std::abort();
   }
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGCHLD, SIG_DFL);
 }
 
 }  // namespace cci

@@ -6,7 +6,8 @@
 namespace cci {
 
 /// Puts something in the place of standard files that the caller closed, so that no file of the token gets
-/// their numbers, and makes a reader that went away an error instead of a signal.
+/// their numbers, makes a reader that went away an error instead of a signal, and has the ends of children
+/// seen, whatever the caller ignores.
 void secure_standard_files();
 
 }  // namespace cci

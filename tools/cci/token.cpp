@@ -3,6 +3,8 @@
 
 #include "token.h"
 
+#include <utility>
+
 #include "token_failure.h"
 
 namespace cci {
@@ -31,16 +33,20 @@ Failure refused(const std::string& what, const std::string& state) {
 
 Token::Token() : m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
 
-// Of all operations this one tells a slot without a token from a token without the object.
-void Token::require_token(const std::string& what) const {
-  const auto key = asked(what, [&]() -> std::optional<std::string> {
+// Of all operations this one tells a slot without a token from a token without the object: it is empty there.
+std::optional<std::string> Token::read_public_key(const std::string& what, const std::string& key) const {
+  return asked(what, [&]() -> std::optional<std::string> {
     try {
-      return m_api->get_public_key(kInstalled);
+      return m_api->get_public_key(key);
     } catch (const Botan::Exception& error) {
       if (says_not_there(error)) return std::nullopt;
       throw;
     }
   });
+}
+
+void Token::require_token(const std::string& what) const {
+  const auto key = read_public_key(what, kInstalled);
   if (key && key->empty()) {
     throw Failure(Exit::kNoToken, "cannot " + what +
                                       ": there is no token in any slot; put it in, or make one "
@@ -64,8 +70,16 @@ void Token::generate_key() const {
 
 Bytes Token::request(const std::string& common_name) const {
   const std::string what = "make a request";
-  const Bytes der =
-      unless_no_token(what, asked(what, [&] { return m_api->generate_csr(common_name, kWaiting); }));
+  const auto call = [&] {
+    try {
+      return m_api->generate_csr(common_name, kWaiting);
+    } catch (const Botan::Decoding_Error&) {  // its signature is not its key's
+      throw Failure(Exit::kRefused, "cannot " + what +
+                                        ": two programs made a key pair at the same time; begin "
+                                        "again when the other is done: cci generate-key");
+    }
+  };
+  const Bytes der = unless_no_token(what, asked(what, call));
   if (der.empty()) {
     throw Failure(Exit::kNotFound, "cannot make a request: no key pair waits; run: cci generate-key");
   }
@@ -102,20 +116,14 @@ std::string Token::certificates(const std::string& key) const {
 
 std::optional<std::string> Token::public_key(const std::string& key) const {
   const std::string what = "read the public key of " + key;
-  return asked(what, [&]() -> std::optional<std::string> {
-    try {
-      return unless_no_token(what, m_api->get_public_key(key));
-    } catch (const Botan::Exception& error) {
-      if (says_not_there(error)) return std::nullopt;
-      throw;
-    }
-  });
+  const auto found = read_public_key(what, key);
+  return found ? std::optional<std::string>(unless_no_token(what, *found)) : std::nullopt;
 }
 
-std::optional<Bytes> Token::sign(const std::string& key, const Bytes& data) const {
+std::optional<Bytes> Token::sign(const std::string& key, Bytes data) const {
   const std::string what = "sign with " + key;
   const Bytes signature =
-      unless_no_token(what, asked(what, [&] { return m_api->generate_signature(key, data, ""); }));
+      unless_no_token(what, asked(what, [&] { return m_api->generate_signature(key, std::move(data), ""); }));
   return signature.empty() ? std::nullopt : std::optional<Bytes>(signature);
 }
 

@@ -31,13 +31,14 @@ class Token {
   /// PEM; nothing when the token has no such key.
   std::optional<std::string> public_key(const std::string& key) const;
   /// r||s; nothing when the token has no such key.
-  std::optional<Bytes> sign(const std::string& key, const Bytes& data) const;
+  std::optional<Bytes> sign(const std::string& key, Bytes data) const;
   /// PEM; empty when the group has none.
   std::string roots(const std::string& group) const;
   /// Empty when none is stored.
   std::string vin() const;
 
  private:
+  std::optional<std::string> read_public_key(const std::string& what, const std::string& key) const;
   void require_token(const std::string& what) const;
   template <typename Answer>
   Answer unless_no_token(const std::string& what, Answer answer) const;

@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <botan/hex.h>
+
 #include "commands.h"
 #include "failure.h"
 #include "json.h"
@@ -14,7 +16,7 @@ Answer vin(const Options&, Notes&) {
     throw Failure(Exit::kNotFound,
                   "cannot read the VIN: none is stored on the token; the device's maker stores it");
   }
-  return {vin + "\n", json_of_vin(bytes_of(vin))};
+  return {vin + "\n", json_of({{"vin", vin}, {"hex", Botan::hex_encode(bytes_of(vin), false)}})};
 }
 
 }  // namespace cci

@@ -30,6 +30,8 @@ std::string shown(const std::string& text) {
   return result;
 }
 
+std::string quoted_if_empty(const std::string& name) { return name.empty() ? "''" : name; }
+
 std::string counted(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

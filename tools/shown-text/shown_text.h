@@ -12,6 +12,9 @@ namespace shown_text {
 /// can neither begin a line nor steer a terminal.
 std::string shown(const std::string& text);
 
+/// The name, or '' in the place of none.
+std::string quoted_if_empty(const std::string& name);
+
 /// "1 root", "2 roots".
 std::string counted(std::size_t count, const std::string& noun);
 

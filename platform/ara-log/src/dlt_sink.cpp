@@ -98,11 +98,6 @@ class DltSink final : public Sink {
   void Close(State next) noexcept;
 
  private:
-  struct Context {
-    DltContext handle{};
-    unsigned connection = 0;
-  };
-
   bool Open(const std::string& application);
   bool Initialize();
   DltContext& ContextOf(const Record& record);
@@ -116,8 +111,7 @@ class DltSink final : public Sink {
   std::atomic<State> m_state{State::kClosed};
   std::chrono::steady_clock::time_point m_next_try;
   bool m_has_complained = false;
-  std::map<std::string, Context, std::less<>> m_contexts;
-  unsigned m_connection = 0;
+  std::map<std::string, DltContext, std::less<>> m_contexts;
   std::uint64_t m_waiting = 0;  ///< records that are perhaps still in libdlt's buffer
   std::uint64_t m_lost = 0;     ///< records refused, as long as no reader was told
 };
@@ -150,11 +144,13 @@ bool DltSink::Open(const std::string& application) {
   dlt_set_resend_timeout_atexit(kPatienceAtExit);
   dlt_register_app(IdOrDash(application), program_invocation_name);
   m_contexts.clear();
-  ++m_connection;
   return true;
 }
 
 bool DltSink::Initialize() {
+  // Before there can be anything to forget.
+  static const bool is_fork_seen = pthread_atfork(nullptr, nullptr, [] { Instance().Forked(); }) == 0;
+  if (!is_fork_seen) return false;
   const SignalsUntouched untouched;
   dlt_log_set_level(LOG_CRIT);  // what it has to say below that would mix with the program's output
   if (dlt_init() < DLT_RETURN_OK) {
@@ -164,25 +160,21 @@ bool DltSink::Initialize() {
     }
     return false;
   }
-  static const bool is_registered = [] {
-    // It runs before libdlt's own, which would wait ten seconds and is idle when nothing is open.
-    std::atexit([] { Instance().Close(State::kClosed); });
-    return pthread_atfork(nullptr, nullptr, [] { Instance().Forked(); }) == 0;
-  }();
-  return is_registered;
+  // It runs before libdlt's own, which would wait ten seconds and is idle when nothing is open.
+  static const bool is_end_seen = std::atexit([] { Instance().Close(State::kClosed); }) == 0;
+  return is_end_seen;
 }
 
 /// A context goes to the daemon with the level that lets everything pass: the logger's threshold has decided
-/// already. Readers may lower it. A daemon that comes back sets its own default, so it is told again.
+/// already. Readers may lower it.
 DltContext& DltSink::ContextOf(const Record& record) {
-  Context& context = m_contexts[record.context];
-  if (context.connection != m_connection) {
+  const auto [context, is_new] = m_contexts.try_emplace(record.context);
+  if (is_new) {
     const std::string description(record.description.begin(), record.description.end());
-    dlt_register_context_ll_ts(&context.handle, IdOrDash(record.context), description.c_str(),
+    dlt_register_context_ll_ts(&context->second, IdOrDash(record.context), description.c_str(),
                                DLT_LOG_VERBOSE, DLT_TRACE_STATUS_OFF);
-    context.connection = m_connection;
   }
-  return context.handle;
+  return context->second;
 }
 
 bool DltSink::Send(const Record& record) {
@@ -193,14 +185,18 @@ bool DltSink::Send(const Record& record) {
   if (wanted != DLT_RETURN_TRUE) return false;
   FillMessage(message, record);
   const bool is_taken = IsTaken(message);
-  if (is_taken) m_waiting = BytesWaiting() > 0 ? m_waiting + 1 : 0;
+  // Also when it has just emptied the buffer: then the next record is the first after the daemon's return.
+  if (is_taken && (m_waiting > 0 || BytesWaiting() > 0)) ++m_waiting;
   return is_taken;
 }
 
-/// The daemon has taken all that waited for it.
+/// The daemon has taken all that waited for it. One that was away has its own default level for every
+/// context, so it is told again; when there is no room to tell it, the next record tries.
 void DltSink::Recover() {
+  const bool is_told = m_contexts.empty() || dlt_set_application_ll_ts_limit(
+                                                 DLT_LOG_VERBOSE, DLT_TRACE_STATUS_OFF) == DLT_RETURN_OK;
+  if (!is_told) return;
   m_waiting = 0;
-  ++m_connection;
   if (m_lost == 0) return;
   const std::string text = std::to_string(m_lost) + " records before this one are lost, for want of room";
   if (!Send({{}, {}, "ALOG", "ara-log itself", LogLevel::kWarn, text, {}})) return;
