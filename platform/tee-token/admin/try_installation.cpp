@@ -125,8 +125,9 @@ Judgement try_interface(Trial& trial) {
   }
   const auto* const functions = static_cast<const TEE_FUNCTION_LIST*>(interface->functions);
   trial.step("C_GetInterface");
-  trial.require(functions != nullptr && functions->version.major == 1, "the list is not one of version 1");
-  trial.require(functions->set_client_cert_and_move_key != nullptr, "the list lacks the function");
+  trial.require(functions != nullptr && functions->version.major == 1 &&
+                    functions->set_client_cert_and_move_key != nullptr,
+                "the list is not one of version 1 with set_client_cert_and_move_key");
   return {Verdict::kOk, ""};
 }
 

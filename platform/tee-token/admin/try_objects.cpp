@@ -82,12 +82,12 @@ void make_trust_group(Trial& trial, const Botan::X509_Certificate& certificate) 
   root.add_binary(AttributeType::Label, encode_label(kScratchCertificate));
   root.add_string(kTrustStoreGroup, kScratchGroup);
   trial.step("C_CreateObject of a trusted certificate, as security officer");
-  Object(officer.session(), root);
+  const Object stored_root(officer.session(), root);
   StorageObjectProperties group(static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP));
   add_owner(group);
   group.set_label(kScratchGroup);
   trial.step("C_CreateObject of a group, as security officer");
-  Object(officer.session(), group);
+  const Object stored_group(officer.session(), group);
 }
 
 void require_unknown(Trial& trial, TokenSession& token, const std::string& group, const std::string& client) {
