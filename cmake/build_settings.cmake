@@ -37,7 +37,7 @@ endif()
 add_link_options(-Wl,-z,defs -Wl,--as-needed)
 if(CCI_SANITIZE)
   add_compile_definitions(CCI_SANITIZED)
-  # The runtime of a sanitizer is in the program, not in each library.
-  add_compile_options(-fsanitize=${CCI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # The runtime of a sanitizer is in the program, not in each library. Its reports need line numbers and no more.
+  add_compile_options(-fsanitize=${CCI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${CCI_SANITIZE} -Wl,-z,undefs)
 endif()
