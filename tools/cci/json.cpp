@@ -41,8 +41,9 @@ bool is_utf8(const std::string& text) try {
 
 std::string json_of(std::initializer_list<Field> fields) {
   Json object;
-  for (const Field& field : fields)
+  for (const Field& field : fields) {
     std::visit([&](const auto& value) { object[field.first] = value; }, field.second);
+  }
   return text_of_json(object);
 }
 
