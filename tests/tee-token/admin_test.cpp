@@ -166,6 +166,11 @@ TEST_F(AdminTest, EachHelpFitsAScreen) {
   EXPECT_EQ(found, 16u);
 }
 
+TEST_F(AdminTest, SaysWhenTheLibraryCannotUseTheToken) {
+  EXPECT_THAT(admin("--pin-hex 31323334 init").text, HasSubstr("it cannot use this token"));
+  EXPECT_EQ(admin("init --force").text, "made token 'TEE token'\n");
+}
+
 TEST_F(AdminTest, NeverOverwritesATokenUnasked) {
   ASSERT_EQ(admin("init").code, 0);
   ASSERT_EQ(admin("import-data 2_1 VIN").code, 0);
