@@ -11,7 +11,7 @@
 #include <sstream>
 
 #include "admin_shell.h"
-#include "openssl_handles.h"
+#include "crypto/openssl_handles.h"
 #include "token_test.h"
 
 namespace token_test {

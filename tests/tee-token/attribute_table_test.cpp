@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "attribute_table.h"
+#include "base/attribute_table.h"
 
 #include <sstream>
 
@@ -61,7 +61,7 @@ std::string text_of(Classes classes) {
 
 std::string document() {
   std::ostringstream page;
-  page << "# Attributes\n\nWritten by `./run accept` from the token's table (`platform/tee-token/src/"
+  page << "# Attributes\n\nWritten by `./run accept` from the token's table (`platform/tee-token/base/"
           "attribute_table.cpp`); other attributes answer\n`CKR_ATTRIBUTE_TYPE_INVALID`. All can be read but "
           "the "
           "`CKA_VALUE` of a private key that is `CKA_SENSITIVE` or not\n`CKA_EXTRACTABLE`. Besides: an X.509 "

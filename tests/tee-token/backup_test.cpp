@@ -13,11 +13,11 @@
 #include <iterator>
 
 #include "admin_shell.h"
-#include "file_descriptor.h"
-#include "openssl_handles.h"
+#include "base/file_descriptor.h"
+#include "crypto/openssl_handles.h"
+#include "store/token.h"
 #include "support/power_cut.h"
 #include "support/system_calls.h"
-#include "token.h"
 #include "token_test.h"
 
 namespace token_test {

@@ -14,7 +14,7 @@
 #include <functional>
 #include <iterator>
 
-#include "token.h"
+#include "store/token.h"
 #include "token_test.h"
 
 namespace token_test {

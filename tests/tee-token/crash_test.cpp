@@ -13,14 +13,14 @@
 #include <sstream>
 
 #include "api/product_test.h"
-#include "file_descriptor.h"
+#include "base/file_descriptor.h"
+#include "store/token.h"
 #include "support/long_run.h"
 #include "support/power_cut.h"
 #include "support/spytoken.h"
 #include "support/stored_file.h"
 #include "support/system_calls.h"
 #include "support/token_snapshot.h"
-#include "token.h"
 #include "token_state.h"
 
 namespace ozk::tee {

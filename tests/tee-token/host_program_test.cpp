@@ -7,8 +7,8 @@
 #include <openssl/err.h>
 #include <openssl/rand.h>
 
-#include "error.h"
-#include "openssl_handles.h"
+#include "base/error.h"
+#include "crypto/openssl_handles.h"
 #include "token_test.h"
 
 namespace token_test {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "openssl_handles.h"
+#include "crypto/openssl_handles.h"
 #include "token_test.h"
 
 namespace token_test {

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "return_value_name.h"
+#include "base/return_value_name.h"
 #include "support/temporary_folder.h"
 #include "tee_token/vendor_interface.h"
 

@@ -5,7 +5,7 @@
 #include <regex>
 #include <set>
 
-#include "return_value_name.h"
+#include "base/return_value_name.h"
 #include "support/documented_texts.h"
 #include "support/stored_file.h"
 
@@ -75,7 +75,7 @@ std::string textOf(const Tokens& sum) {
 std::set<std::string> textsOfFailures() {
   const std::set<std::string> names = {"Failure", "Damage", "refuse"};
   std::set<std::string> texts;
-  for (const auto& source : sourcesIn("platform/tee-token/src")) {
+  for (const auto& source : sourcesIn("platform/tee-token")) {
     const Tokens tokens = tokensOf(source.second);
     for (std::size_t at = 0; at + 2 < tokens.size(); ++at) {
       if (tokens[at].is_text || names.count(tokens[at].value) == 0 || tokens[at + 1].value != "(") continue;
@@ -146,7 +146,7 @@ TEST(TroubleshootingTest, HasNoMessageThatNoProgramGives) {
 
 TEST(TroubleshootingTest, HasEachCodeThatTheTokenAnswers) {
   std::set<std::string> answered;
-  for (const auto& source : sourcesIn("platform/tee-token/src")) {
+  for (const auto& source : sourcesIn("platform/tee-token")) {
     if (source.first == "return_value_name.cpp") continue;  // it has names for codes of any token
     for (const Token& token : tokensOf(source.second)) {
       if (!token.is_text && token.value.rfind("CKR_", 0) == 0) answered.insert(token.value);

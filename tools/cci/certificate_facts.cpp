@@ -12,7 +12,7 @@
 #include <ctime>
 #include <memory>
 
-#include "shown_text.h"
+#include "shared/shown_text.h"
 
 namespace cci {
 namespace {

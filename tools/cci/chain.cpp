@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "failure.h"
-#include "shown_text.h"
+#include "shared/shown_text.h"
 
 namespace cci {
 namespace {

@@ -8,10 +8,10 @@
 #include <set>
 #include <vector>
 
-#include "brief_formatter.h"
 #include "exit_code.h"
 #include "failure.h"
 #include "json.h"
+#include "shared/brief_formatter.h"
 
 namespace cci {
 namespace {

@@ -10,7 +10,7 @@
 #include <new>
 
 #include "failure.h"
-#include "shown_text.h"
+#include "shared/shown_text.h"
 
 namespace cci {
 namespace {

@@ -8,7 +8,7 @@
 #include "failure.h"
 #include "output.h"
 #include "records.h"
-#include "shown_text.h"
+#include "shared/shown_text.h"
 #include "signal_watch.h"
 #include "standard_files.h"
 

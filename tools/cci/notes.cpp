@@ -7,7 +7,7 @@
 
 #include <iostream>
 
-#include "shown_text.h"
+#include "shared/shown_text.h"
 
 namespace cci {
 namespace {

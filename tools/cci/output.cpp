@@ -15,7 +15,7 @@
 
 #include "descriptor.h"
 #include "failure.h"
-#include "shown_text.h"
+#include "shared/shown_text.h"
 
 namespace cci {
 namespace {

@@ -11,7 +11,7 @@
 #include "chain.h"
 #include "commands.h"
 #include "json.h"
-#include "shown_text.h"
+#include "shared/shown_text.h"
 
 namespace cci {
 namespace {

@@ -1,0 +1,163 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "abi/module.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace tee_token {
+namespace {
+
+struct Process {
+  std::mutex mutex;
+  std::unique_ptr<Module> module;
+};
+
+// Never destroyed: calls may come while the program exits.
+Process& process();
+
+/// What is locked is not locked in a child, and the parent's login is not its own.
+void leave_to_child() {
+  lock_secure_memory();
+  if (process().module != nullptr) {
+    process().module->token().forget_login();
+  }
+  process().mutex.unlock();
+}
+
+Process& process() {
+  static Process& only = *[] {
+    auto* const made = new Process;
+    ::pthread_atfork([] { process().mutex.lock(); }, [] { process().mutex.unlock(); }, leave_to_child);
+    return made;
+  }();
+  return only;
+}
+
+}  // namespace
+
+Module::Module(DeviceFolder folder)
+    : m_process(::getpid()), m_token(std::move(folder)), m_token_was_present(m_token.is_present()) {}
+
+std::mutex& Module::mutex() { return process().mutex; }
+
+Module* Module::current() {
+  Module* const module = process().module.get();
+  return module != nullptr && module->m_process == ::getpid() ? module : nullptr;
+}
+
+Module& Module::required() {
+  Module* const module = current();
+  if (module == nullptr) {
+    throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
+  }
+  return *module;
+}
+
+void Module::initialise() {
+  if (current() != nullptr) {
+    throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "C_Finalize comes first");
+  }
+  // A parent's module is given up, not destroyed: its database connection must not be closed in the child.
+  static_cast<void>(process().module.release());
+  process().module = std::make_unique<Module>(DeviceFolder::of_environment());
+}
+
+void Module::finalise() { process().module.reset(); }
+
+void Module::require_slot(CK_SLOT_ID slot) {
+  if (slot != kSlot) {
+    throw Error(CKR_SLOT_ID_INVALID, "there is no slot " + std::to_string(slot));
+  }
+}
+
+Token& Module::token_in(CK_SLOT_ID slot) {
+  require_slot(slot);
+  if (!m_token.is_present()) {
+    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
+  }
+  return m_token;
+}
+
+CK_SESSION_HANDLE Module::open_session(CK_SLOT_ID slot, CK_FLAGS flags) {
+  if ((flags & CKF_SERIAL_SESSION) == 0) {
+    throw Error(CKR_SESSION_PARALLEL_NOT_SUPPORTED, "CKF_SERIAL_SESSION must be set");
+  }
+  token_in(slot).require_initialised();
+  const bool read_write = (flags & CKF_RW_SESSION) != 0;
+  if (!read_write && m_token.login().is(User::kSecurityOfficer)) {
+    throw Error(CKR_SESSION_READ_WRITE_SO_EXISTS, "the security officer has read-write sessions only");
+  }
+  ++m_last_handle;
+  m_sessions.try_emplace(m_last_handle, m_last_handle, read_write, m_token);
+  return m_last_handle;
+}
+
+Session& Module::session(CK_SESSION_HANDLE handle) {
+  const auto found = m_sessions.find(handle);
+  if (found == m_sessions.end()) {
+    throw Error(CKR_SESSION_HANDLE_INVALID, "there is no session " + std::to_string(handle));
+  }
+  return found->second;
+}
+
+void Module::close_session(CK_SESSION_HANDLE handle) {
+  session(handle);
+  m_token.objects().forget_session(handle);
+  m_sessions.erase(handle);
+  if (m_sessions.empty()) {
+    m_token.log_out();
+  }
+}
+
+void Module::close_all_sessions() {
+  while (!m_sessions.empty()) {
+    close_session(m_sessions.begin()->first);
+  }
+}
+
+CK_ULONG Module::session_count(bool read_write_only) const {
+  return static_cast<CK_ULONG>(std::count_if(m_sessions.begin(), m_sessions.end(), [&](const auto& entry) {
+    return !read_write_only || entry.second.is_read_write();
+  }));
+}
+
+void Module::log_in(CK_USER_TYPE type, ByteView pin) {
+  if (type == CKU_CONTEXT_SPECIFIC) {
+    throw Error(CKR_OPERATION_NOT_INITIALIZED, "no key here asks for its PIN at each use");
+  }
+  if (type != CKU_USER && type != CKU_SO) {
+    throw Error(CKR_USER_TYPE_INVALID, "users are CKU_USER and CKU_SO");
+  }
+  const User user = type == CKU_SO ? User::kSecurityOfficer : User::kUser;
+  if (m_token.login().who) {
+    throw Error(m_token.login().is(user) ? CKR_USER_ALREADY_LOGGED_IN : CKR_USER_ANOTHER_ALREADY_LOGGED_IN,
+                "C_Logout comes first");
+  }
+  if (user == User::kSecurityOfficer && session_count(true) != session_count(false)) {
+    throw Error(CKR_SESSION_READ_ONLY_EXISTS,
+                "the security officer cannot log in while a read-only session is open");
+  }
+  m_token.log_in(user, pin);
+}
+
+void Module::log_out() {
+  if (!m_token.login().who) {
+    throw Error(CKR_USER_NOT_LOGGED_IN, "nobody is logged in");
+  }
+  for (auto& [number, open] : m_sessions) {
+    open.end_operation();
+  }
+  m_token.log_out();
+}
+
+bool Module::take_slot_event() {
+  const bool is_present = m_token.is_present();
+  return std::exchange(m_token_was_present, is_present) != is_present;
+}
+
+}  // namespace tee_token

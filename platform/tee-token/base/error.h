@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "base/cryptoki.h"
+
+namespace tee_token {
+
+/// A call that ends with a code other than CKR_OK, and why. The caller's own doing, part of normal use.
+class Error : public std::runtime_error {
+ public:
+  Error(CK_RV code, const std::string& reason) : std::runtime_error(reason), m_code(code) {}
+  CK_RV code() const noexcept { return m_code; }
+
+  /// The object that the call is about, for the failure line; empty when there is none.
+  const std::string& subject() const noexcept { return m_subject; }
+  void set_subject(std::string subject) { m_subject = std::move(subject); }
+
+ private:
+  CK_RV m_code;
+  std::string m_subject;
+};
+
+/// An error that a person has to look at: the failure line tells it unless TEE_TOKEN_LOG is "off".
+class Failure : public Error {
+ public:
+  using Error::Error;
+};
+
+}  // namespace tee_token

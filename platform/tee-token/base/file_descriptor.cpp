@@ -1,0 +1,121 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "base/file_descriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "base/error.h"
+
+namespace tee_token {
+namespace {
+
+void require_private(const struct stat& status, const std::string& path) {
+  if (!S_ISREG(status.st_mode)) {
+    throw Failure(CKR_DEVICE_ERROR, path + " is not a plain file; put the file itself there");
+  }
+  if (status.st_uid != ::geteuid()) {
+    throw Failure(CKR_DEVICE_ERROR, path + " belongs to another user (uid " + std::to_string(status.st_uid) +
+                                        "); be that user, or have root run: chown " +
+                                        std::to_string(::geteuid()) + " " + path);
+  }
+  if ((status.st_mode & 077) != 0) {
+    throw Failure(CKR_DEVICE_ERROR, path + " is open to other users; run: chmod 600 " + path);
+  }
+}
+
+std::string folder_of(const std::string& path) {
+  return path.substr(0, std::max<std::size_t>(path.find_last_of('/'), 1));
+}
+
+bool write_all(const FileDescriptor& file, ByteView content) {
+  const ssize_t written = ::write(file.get(), content.data, content.size);
+  if (written >= 0 && written != static_cast<ssize_t>(content.size)) {
+    errno = ENOSPC;
+  }
+  return written == static_cast<ssize_t>(content.size);
+}
+
+}  // namespace
+
+void fail_with_errno(const std::string& action, const std::string& path) {
+  const int error = errno;
+  throw Failure(error == ENOSPC || error == EDQUOT ? CKR_DEVICE_MEMORY : CKR_DEVICE_ERROR,
+                "cannot " + action + " " + path + ": " + std::strerror(error));
+}
+
+FileDescriptor::~FileDescriptor() {
+  if (m_number >= 0) {
+    ::close(m_number);
+  }
+}
+
+FileDescriptor open_private_file(const std::string& path, int flags) {
+  FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (file.get() < 0) {
+    fail_with_errno("open", path);
+  }
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) {
+    fail_with_errno("look at", path);
+  }
+  require_private(status, path);
+  return file;
+}
+
+void require_private_file(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    fail_with_errno("look at", path);
+  }
+  require_private(status, path);
+}
+
+void write_private_file(const std::string& path, ByteView content) {
+  const std::string draft = path + ".new";
+  {
+    const FileDescriptor file(
+        ::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (file.get() < 0 || !write_all(file, content) || ::fsync(file.get()) != 0) {
+      fail_with_errno("write", draft);
+    }
+  }
+  if (::rename(draft.c_str(), path.c_str()) != 0) {
+    fail_with_errno("rename " + draft + " to", path);
+  }
+  sync_folder_of(path);
+}
+
+void replace_file(const std::string& path, ByteView content) {
+  std::string draft = path + ".XXXXXX";
+  const FileDescriptor file(::mkostemp(&draft[0], O_CLOEXEC));
+  if (file.get() < 0) {
+    fail_with_errno("make a file beside", path);
+  }
+  if (!write_all(file, content) || ::fsync(file.get()) != 0 || ::rename(draft.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    ::unlink(draft.c_str());
+    errno = error;
+    fail_with_errno("write", path);
+  }
+  sync_folder_of(path);
+}
+
+void sync_folder_of(const std::string& path) {
+  const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.get() < 0 && errno == EACCES) {
+    return;  // what this user may not read was there before
+  }
+  if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
+    fail_with_errno("sync the folder of", path);
+  }
+}
+
+}  // namespace tee_token

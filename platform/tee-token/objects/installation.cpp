@@ -1,0 +1,119 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "objects/installation.h"
+
+#include <algorithm>
+#include <map>
+
+#include "base/error.h"
+#include "crypto/certificate_chain.h"
+#include "crypto/ec_key.h"
+#include "objects/new_object.h"
+
+namespace tee_token {
+namespace {
+
+/// The three objects of an identity that is not yet installed.
+using Parts = std::map<CK_OBJECT_CLASS, Attributes>;
+
+[[noreturn]] void refuse(CK_RV code, const std::string& reason) {
+  throw Failure(code, "installation refused, nothing was changed: " + reason);
+}
+
+Attributes owner_of(const Attributes& object) {
+  Attributes owner;
+  owner.set(TEE_CKA_VENDOR_CLIENT_ID, object.at(TEE_CKA_VENDOR_CLIENT_ID));
+  owner.set(TEE_CKA_VENDOR_KEY_ID, object.at(TEE_CKA_VENDOR_KEY_ID));
+  return owner;
+}
+
+Attributes load_part(ObjectStore& store, CK_OBJECT_HANDLE object) {
+  Attributes part = store.load(object).value_or(Attributes());
+  store.unseal(object, part);
+  if (!part.has(TEE_CKA_VENDOR_CLIENT_ID) || !part.has(TEE_CKA_VENDOR_KEY_ID) ||
+      !part.has(TEE_CKA_VENDOR_PERMANENT) || part.is_true(TEE_CKA_VENDOR_PERMANENT)) {
+    refuse(CKR_OBJECT_HANDLE_INVALID,
+           "object " + std::to_string(object) + " is not a temporary object of a client");
+  }
+  return part;
+}
+
+Parts load_parts(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& added) {
+  Parts parts;
+  for (const CK_OBJECT_HANDLE object : added) {
+    Attributes part = load_part(store, object);
+    parts.emplace(part.number(CKA_CLASS), std::move(part));
+  }
+  const bool complete = added.size() == 3 && parts.count(CKO_PUBLIC_KEY) != 0 &&
+                        parts.count(CKO_PRIVATE_KEY) != 0 && parts.count(CKO_CERTIFICATE) != 0 &&
+                        parts[CKO_CERTIFICATE].number(CKA_CERTIFICATE_TYPE) == TEE_CKC_CERTIFICATE_CHAIN;
+  if (!complete) {
+    refuse(CKR_ARGUMENTS_BAD, "the added objects are not one public key, one private key and one chain");
+  }
+  return parts;
+}
+
+void require_one_owner(const Parts& parts, const Attributes& owner) {
+  for (const auto& [object_class, part] : parts) {
+    for (const auto& [type, value] : owner) {
+      if (part.at(type) != value) {
+        refuse(CKR_OBJECT_HANDLE_INVALID, "the added objects belong to different clients or key identifiers");
+      }
+    }
+  }
+}
+
+// A caller that does not know of all installed objects would leave two identities, or a mixed one.
+void require_whole_set(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& installed, Attributes owner) {
+  owner.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
+  std::vector<CK_OBJECT_HANDLE> present;
+  for (CK_OBJECT_HANDLE object = 0; (object = store.next_match(owner, object)) != 0;) {
+    present.push_back(object);
+  }
+  std::vector<CK_OBJECT_HANDLE> named = installed;
+  std::sort(named.begin(), named.end());
+  if (!std::includes(present.begin(), present.end(), named.begin(), named.end())) {
+    refuse(CKR_OBJECT_HANDLE_INVALID,
+           "an object to be replaced is not an installed one of this client and key");
+  }
+  if (named != present) {
+    refuse(CKR_ARGUMENTS_BAD, "the objects to be replaced are not all that are installed");
+  }
+}
+
+void require_match(const Parts& parts) {
+  const Attributes& public_half = parts.at(CKO_PUBLIC_KEY);
+  const Attributes& private_half = parts.at(CKO_PRIVATE_KEY);
+  const EcPrivateKey private_key(private_half.at(CKA_EC_PARAMS), private_half.at(CKA_VALUE));
+  if (public_half.at(CKA_EC_PARAMS) != private_half.at(CKA_EC_PARAMS) ||
+      public_half.at(CKA_EC_POINT) != private_key.ec_point()) {
+    refuse(CKR_KEY_HANDLE_INVALID, "the public key is not the private key's");
+  }
+  const EcPublicKey public_key(public_half.at(CKA_EC_PARAMS), public_half.at(CKA_EC_POINT));
+  const Bytes& chain = parts.at(CKO_CERTIFICATE).at(CKA_VALUE);
+  if (!chain.empty() && !chain_carries(chain, public_key)) {
+    refuse(CKR_DATA_INVALID, "no certificate of the chain carries the new public key");
+  }
+}
+
+}  // namespace
+
+void replace_installed(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& installed,
+                       const std::vector<CK_OBJECT_HANDLE>& added) {
+  Parts parts = load_parts(store, added);
+  const Attributes owner = owner_of(parts.at(CKO_PUBLIC_KEY));
+  require_one_owner(parts, owner);
+  require_whole_set(store, installed, owner);
+  require_match(parts);
+  for (const CK_OBJECT_HANDLE object : installed) {
+    store.erase(object);
+  }
+  for (auto& [object_class, part] : parts) {
+    withdraw_trust(part);
+    part.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
+    store.insert(part, 0);
+  }
+}
+
+}  // namespace tee_token

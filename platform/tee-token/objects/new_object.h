@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include "base/attributes.h"
+
+namespace tee_token {
+
+/// Who creates an object, as far as it matters for what may be in it.
+enum class Creator { kAnyone, kSecurityOfficer };
+
+/// The attributes of an object that a caller creates from a template: checked, and completed by defaults.
+/// Throws the code that the standard gives for the first fault (PKCS #11 2.40 base, 4.1.1).
+Attributes created_object(Attributes given, Creator creator);
+
+/// The attributes of one half of a generated key pair, without its key value.
+Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creator creator);
+
+/// Trust is given to one object, not to its copies.
+void withdraw_trust(Attributes& copy);
+
+/// A copy of `source` with the template's changes, as C_CopyObject allows them.
+Attributes copied_object(Attributes source, const Attributes& changes);
+
+/// Throws unless C_SetAttributeValue may give the object `current` each value of `changes`.
+void require_changeable(const Attributes& current, const Attributes& changes, Creator creator);
+
+}  // namespace tee_token

@@ -1,0 +1,109 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "store/device_folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "base/error.h"
+#include "base/file_descriptor.h"
+#include "crypto/sealing.h"
+
+namespace tee_token {
+namespace {
+
+constexpr char kDeviceKey[] = "device.key";
+
+std::string variable(const char* name) {
+  const char* value = ::secure_getenv(name);
+  return value == nullptr ? std::string() : value;
+}
+
+std::string absolute(const std::string& path) {
+  return path.empty() ? path : std::filesystem::absolute(path).string();
+}
+
+bool is_there(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+}  // namespace
+
+DeviceFolder DeviceFolder::of_environment() {
+  // Absolute from the start: the program may change its folder while the token is in use.
+  const std::string folder = absolute(variable("TEE_TOKEN_DIR"));
+  std::string data = variable("XDG_DATA_HOME");
+  data = data[0] == '/' ? data : "";  // "all paths must be absolute" (XDG Base Directory Specification)
+  const std::string home = variable("HOME");
+  return DeviceFolder(!folder.empty() ? folder
+                      : !data.empty() ? data + "/tee-token"
+                      : !home.empty() ? home + "/.local/share/tee-token"
+                                      : std::string());
+}
+
+bool DeviceFolder::exists() const {
+  struct stat status {};
+  return !m_path.empty() && ::stat(m_path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void DeviceFolder::make_if_absent() const {
+  if (m_path.empty()) {
+    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no place for the token; set TEE_TOKEN_DIR");
+  }
+  for (std::size_t end = m_path.find('/', 1);; end = m_path.find('/', end + 1)) {
+    const std::string part = m_path.substr(0, end);
+    if (::mkdir(part.c_str(), 0700) == 0) {
+      sync_folder_of(part);
+    } else if (errno != EEXIST) {
+      fail_with_errno("make the folder", part);
+    }
+    if (end == std::string::npos) {
+      break;
+    }
+  }
+  sync_folder_of(m_path);  // who made it may have died before he could
+}
+
+void DeviceFolder::require_private() const {
+  struct stat status {};
+  if (::stat(m_path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
+  }
+  if (status.st_uid != ::geteuid()) {
+    throw Failure(CKR_DEVICE_ERROR, "the folder belongs to another user (uid " +
+                                        std::to_string(status.st_uid) +
+                                        "); be that user, or have root run: chown -R " +
+                                        std::to_string(::geteuid()) + " " + m_path);
+  }
+  if ((status.st_mode & 077) != 0) {
+    throw Failure(CKR_DEVICE_ERROR, "the folder is open to other users; run: chmod 700 " + m_path);
+  }
+}
+
+Bytes DeviceFolder::device_key() const {
+  const FileDescriptor key_file = open_private_file(file(kDeviceKey), O_RDONLY);
+  Bytes key(kKeyLength + 1);
+  const ssize_t length = ::read(key_file.get(), key.data(), key.size());
+  if (length != static_cast<ssize_t>(kKeyLength)) {
+    throw Failure(
+        CKR_DEVICE_ERROR,
+        file(kDeviceKey) + " is damaged: it must hold 32 bytes; only a new token in an empty folder helps");
+  }
+  key.resize(kKeyLength);
+  return key;
+}
+
+void DeviceFolder::make_device_key_if_absent() const {
+  if (!is_there(file(kDeviceKey))) {
+    write_private_file(file(kDeviceKey), random_bytes(kKeyLength));
+  }
+}
+
+}  // namespace tee_token

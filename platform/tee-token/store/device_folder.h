@@ -1,0 +1,42 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <string>
+
+#include "base/bytes.h"
+
+namespace tee_token {
+
+/// The folder that stands for the device: its key, the store and the counters are files in it.
+class DeviceFolder {
+ public:
+  explicit DeviceFolder(std::string path) : m_path(std::move(path)) {}
+
+  /// TEE_TOKEN_DIR, else $XDG_DATA_HOME/tee-token, else ~/.local/share/tee-token; an empty path without any.
+  static DeviceFolder of_environment();
+
+  const std::string& path() const { return m_path; }
+  std::string file(const char* name) const { return m_path + "/" + name; }
+
+  /// Whether there is such a folder, that is: a token in the slot.
+  bool exists() const;
+
+  /// Makes the folder, and what is missing above it, for its owner alone.
+  void make_if_absent() const;
+
+  /// Throws a Failure (CKR_DEVICE_ERROR) unless the folder is its owner's alone.
+  void require_private() const;
+
+  /// The device-unique key. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or damaged.
+  Bytes device_key() const;
+
+  /// Makes the device key of a new token; one that is there stays.
+  void make_device_key_if_absent() const;
+
+ private:
+  std::string m_path;
+};
+
+}  // namespace tee_token

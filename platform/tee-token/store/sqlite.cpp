@@ -1,0 +1,204 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "store/sqlite.h"
+
+#include <algorithm>
+
+namespace tee_token {
+namespace {
+
+[[noreturn]] void fail_as_moved() {
+  throw Failure(CKR_DEVICE_REMOVED,
+                "the store was moved or removed while it was in use; C_Finalize and C_Initialize open what "
+                "is there now");
+}
+
+[[noreturn]] void fail(sqlite3* connection, int code) {
+  const std::string reason = connection == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(connection);
+  if (connection != nullptr && sqlite3_extended_errcode(connection) == SQLITE_READONLY_DBMOVED) {
+    fail_as_moved();
+  }
+  switch (code & 0xFF) {
+    case SQLITE_FULL:
+      throw Failure(CKR_DEVICE_MEMORY, "the disk is full; free some space and try again");
+    case SQLITE_READONLY:
+      throw Failure(CKR_TOKEN_WRITE_PROTECTED,
+                    "the store can only be read (" + reason +
+                        "); let its owner write to the medium, the folder and the file");
+    case SQLITE_BUSY:
+      throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      throw Damage(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+    case SQLITE_NOMEM:
+      throw std::bad_alloc();
+    default:
+      throw Failure(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+  }
+}
+
+void require(int code, sqlite3* connection) {
+  if (code != SQLITE_OK) {
+    fail(connection, code);
+  }
+}
+
+using Connection = Owned<sqlite3, sqlite3_close>;
+
+Connection opened(const std::string& path) {
+  sqlite3* connection = nullptr;
+  const int code =
+      sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  Connection owned(connection);
+  require(code, connection);
+  return owned;
+}
+
+/// Makes one of the connection's databases a copy of the file.
+void deserialize(sqlite3* connection, const char* name, const std::string& image) {
+  auto* const bytes = static_cast<unsigned char*>(sqlite3_malloc64(image.size() + 1));
+  if (bytes == nullptr) {
+    throw std::bad_alloc();
+  }
+  std::copy(image.begin(), image.end(), bytes);
+  const auto length = static_cast<sqlite3_int64>(image.size());
+  require(sqlite3_deserialize(connection, name, bytes, length, length,
+                              SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE),
+          connection);
+}
+
+}  // namespace
+
+Query::~Query() {
+  sqlite3_reset(m_statement);
+  sqlite3_clear_bindings(m_statement);
+}
+
+Query& Query::bind(sqlite3_int64 number) {
+  require(sqlite3_bind_int64(m_statement, m_next++, number), sqlite3_db_handle(m_statement));
+  return *this;
+}
+
+Query& Query::bind(ByteView bytes) {
+  // A null pointer would bind NULL, not the empty value; the caller's bytes outlive the statement's run.
+  const void* const data = bytes.size == 0 ? "" : static_cast<const void*>(bytes.data);
+  require(sqlite3_bind_blob64(m_statement, m_next++, data, bytes.size, SQLITE_STATIC),
+          sqlite3_db_handle(m_statement));
+  return *this;
+}
+
+bool Query::step() {
+  const int code = sqlite3_step(m_statement);
+  if (code != SQLITE_ROW && code != SQLITE_DONE) {
+    fail(sqlite3_db_handle(m_statement), code);
+  }
+  return code == SQLITE_ROW;
+}
+
+Bytes Query::bytes(int column) const {
+  const void* const data = sqlite3_column_blob(m_statement, column);
+  return ByteView(data, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))).copy();
+}
+
+Database::Database(const std::string& path) : m_connection(opened(path)) {
+  require(sqlite3_busy_timeout(m_connection.get(), 5'000), m_connection.get());
+}
+
+Database Database::of_image(const std::string& image) {
+  Database database(":memory:");
+  deserialize(database.m_connection.get(), "main", image);
+  return database;
+}
+
+void Database::attach_copy(const std::string& image) {
+  execute("ATTACH ':memory:' AS copy");
+  deserialize(m_connection.get(), "copy", image);
+}
+
+std::string Database::image() {
+  // Not serialized at once: sqlite3_serialize gives zeros for what it cannot read from a file.
+  const Connection memory = opened(":memory:");
+  sqlite3_backup* const copying = sqlite3_backup_init(memory.get(), "main", m_connection.get(), "main");
+  require(copying == nullptr ? sqlite3_errcode(memory.get()) : SQLITE_OK, memory.get());
+  sqlite3_backup_step(copying, -1);
+  require(sqlite3_backup_finish(copying), memory.get());
+  sqlite3_int64 length = 0;
+  const Owned<unsigned char, sqlite3_free> bytes(sqlite3_serialize(memory.get(), "main", &length, 0));
+  if (bytes == nullptr) {
+    throw std::bad_alloc();
+  }
+  return std::string(bytes.get(), bytes.get() + length);
+}
+
+std::string Database::integrity() {
+  Query answer = query("PRAGMA integrity_check(1)");
+  const Bytes told = answer.step() ? answer.bytes(0) : Bytes();
+  std::string said(told.begin(), told.end());
+  std::replace(said.begin(), said.end(), '\n', ' ');
+  return said;
+}
+
+void Database::execute(const char* sql) {
+  require(sqlite3_exec(m_connection.get(), sql, nullptr, nullptr, nullptr), m_connection.get());
+}
+
+void Database::require_in_place() {
+  int moved = 0;
+  if (sqlite3_file_control(m_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
+      moved != 0) {
+    fail_as_moved();
+  }
+}
+
+Query Database::query(const char* sql) {
+  auto& statement = m_statements[sql];
+  if (statement == nullptr) {
+    sqlite3_stmt* prepared = nullptr;
+    require(sqlite3_prepare_v3(m_connection.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr),
+            m_connection.get());
+    statement.reset(prepared);
+  }
+  return Query(statement.get());
+}
+
+Change::Change(Database& database) : m_database(database) {
+  // EXTRA also syncs the folder after the journal is unlinked: without that, a power cut could undo the
+  // change.
+  m_database.query("PRAGMA synchronous = EXTRA").run();
+  m_database.query("BEGIN IMMEDIATE").run();
+}
+
+Change::~Change() {
+  if (m_open) {
+    try {
+      m_database.query("ROLLBACK").run();
+    } catch (const std::exception&) {
+      // SQLite has rolled back by itself, or will when the store is next opened
+    }
+  }
+}
+
+void Change::commit() {
+  m_database.query("COMMIT").run();
+  m_open = false;
+}
+
+Snapshot::Snapshot(Database& database) : m_database(database), m_is_outermost(!database.is_in_transaction()) {
+  if (m_is_outermost) {
+    m_database.query("BEGIN").run();
+  }
+}
+
+Snapshot::~Snapshot() {
+  if (!m_is_outermost) {
+    return;
+  }
+  try {
+    m_database.query("COMMIT").run();
+  } catch (const std::exception&) {
+    // nothing was changed
+  }
+}
+
+}  // namespace tee_token

@@ -1,0 +1,115 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <sqlite3.h>
+
+#include <map>
+#include <string>
+
+#include "base/bytes.h"
+#include "base/error.h"
+#include "crypto/openssl_handles.h"
+
+namespace tee_token {
+
+/// A prepared statement at work: bind, then step. Ready for its next use when the object goes.
+class Query {
+ public:
+  explicit Query(sqlite3_stmt* statement) : m_statement(statement) {}
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+  ~Query();
+
+  /// Binds the next parameter.
+  Query& bind(sqlite3_int64 number);
+  Query& bind(ByteView bytes);
+
+  /// Goes to the next row; false when there is none.
+  bool step();
+  /// Runs a statement that gives no rows.
+  void run() { step(); }
+
+  sqlite3_int64 number(int column) const { return sqlite3_column_int64(m_statement, column); }
+  Bytes bytes(int column) const;
+  bool is_null(int column) const { return sqlite3_column_type(m_statement, column) == SQLITE_NULL; }
+
+ private:
+  sqlite3_stmt* m_statement;
+  int m_next = 1;
+};
+
+/// SQLite has found that the database is damaged (CKR_DEVICE_ERROR).
+class Damage : public Failure {
+ public:
+  using Failure::Failure;
+};
+
+/// A connection to one SQLite database. Its errors arrive as Failures: CKR_DEVICE_MEMORY when the disk is
+/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, CKR_DEVICE_ERROR for the rest. Waits 5 s for others
+/// at most.
+class Database {
+ public:
+  /// Opens the database at `path` (":memory:" for one of this object's own), which must exist.
+  explicit Database(const std::string& path);
+
+  /// A database in memory, with the content of the file whose bytes these are.
+  static Database of_image(const std::string& image);
+  /// Its bytes, as a file holds them, all of one moment.
+  std::string image();
+  /// Adds a database in memory with the content of such a file, under the name "copy".
+  void attach_copy(const std::string& image);
+
+  /// What SQLite's own check says of it, in one line: "ok", or the first damage.
+  std::string integrity();
+
+  /// Runs statements that need no parameters.
+  void execute(const char* sql);
+
+  /// The statement `sql`, a string literal: prepared once, then reused.
+  Query query(const char* sql);
+
+  /// Throws CKR_DEVICE_REMOVED when the file is no longer at the path that it was opened at.
+  void require_in_place();
+
+  /// Whether a Change is open.
+  bool is_changing() const { return sqlite3_txn_state(m_connection.get(), "main") == SQLITE_TXN_WRITE; }
+  bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
+  sqlite3_int64 last_row() const { return sqlite3_last_insert_rowid(m_connection.get()); }
+
+ private:
+  Owned<sqlite3, sqlite3_close> m_connection;
+  std::map<const char*, Owned<sqlite3_stmt, sqlite3_finalize>> m_statements;
+};
+
+/// A change of the store, undone unless it is committed.
+class Change {
+ public:
+  explicit Change(Database& database);
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+  ~Change();
+
+  /// Makes the change durable.
+  void commit();
+
+ private:
+  Database& m_database;
+  bool m_open = true;
+};
+
+/// Several reads that see one and the same state of the store. Within a change they see that anyway.
+class Snapshot {
+ public:
+  explicit Snapshot(Database& database);
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+  ~Snapshot();
+
+ private:
+  Database& m_database;
+  const bool m_is_outermost;
+};
+
+}  // namespace tee_token

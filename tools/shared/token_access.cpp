@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "shared/token_access.h"
+
+#include <botan/hex.h>
+
+#include <cstdlib>
+#include <iterator>
+
+namespace tee_token_admin {
+
+using namespace Botan::PKCS11;
+
+namespace {
+
+// The user PIN of the platform's tokens: eight digits and a zero byte.
+constexpr std::uint8_t kUserPin[] = {'4', '0', '7', '1', '8', '2', '9', '3', 0};
+constexpr std::uint8_t kOfficerPin[] = {'3', '9', '2', '8', '1', '7', '0', '4', 0};
+
+C_InitializeArgs locking() {
+  return {nullptr, nullptr, nullptr, nullptr, static_cast<Flags>(Flag::OsLockingOk), nullptr};
+}
+
+}  // namespace
+
+bool is_platforms(const Target& target) {
+  const char* const named = ::secure_getenv("TEE_PKCS11_MODULE");
+  return target.module.empty() && (named == nullptr || *named == '\0');
+}
+
+tee_token::DeviceFolder platform_folder(const Target& target) {
+  if (!is_platforms(target)) {
+    throw UsageError("this is for the platform's own token; do without --module and TEE_PKCS11_MODULE");
+  }
+  const auto folder = tee_token::DeviceFolder::of_environment();
+  folder.require_private();
+  return folder;
+}
+
+secure_string pin_of_hex(const std::string& hex, const std::string& name) {
+  try {
+    return Botan::hex_decode_locked(hex, false);
+  } catch (const Botan::Exception&) {
+    throw UsageError(name + " takes the PIN's bytes as hexadecimal digits, two a byte");
+  }
+}
+
+secure_string user_pin(const Target& target) {
+  return target.pin_hex.empty() ? secure_string(std::begin(kUserPin), std::end(kUserPin))
+                                : pin_of_hex(target.pin_hex, "--pin-hex");
+}
+
+secure_string officer_pin(const Target& target) {
+  return target.so_pin_hex.empty() ? secure_string(std::begin(kOfficerPin), std::end(kOfficerPin))
+                                   : pin_of_hex(target.so_pin_hex, "--so-pin-hex");
+}
+
+OpenSlot::OpenSlot(const Target& target, bool token_present) : m_module(target.module, locking(), nullptr) {
+  const std::vector<SlotId> slots = Slot::get_available_slots(m_module, token_present);
+  if (slots.empty() && token_present) {
+    throw PKCS11_ReturnError(ReturnValue::TokenNotPresent);
+  }
+  if (slots.empty()) {
+    throw UsageError("the module has no slot");
+  }
+  m_slot.emplace(m_module, slots.front());
+}
+
+TokenSession::TokenSession(const Target& target)
+    : m_target(target), m_slot(target, true), m_session(m_slot.slot(), false) {}
+
+void TokenSession::login(UserType who) {
+  m_session.login(who, who == UserType::SO ? officer_pin(m_target) : user_pin(m_target));
+}
+
+std::vector<ObjectHandle> TokenSession::find(const AttributeContainer& wanted) {
+  std::vector<ObjectHandle> all;
+  ObjectFinder finder(m_session, wanted.attributes());
+  for (std::vector<ObjectHandle> some = finder.find(); !some.empty(); some = finder.find()) {
+    all.insert(all.end(), some.begin(), some.end());
+  }
+  finder.finish();
+  return all;
+}
+
+}  // namespace tee_token_admin

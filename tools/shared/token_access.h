@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <botan/p11_object.h>
+#include <botan/p11_types.h>
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "store/device_folder.h"
+#include "tee_token/vendor_interface.h"
+
+namespace tee_token_admin {
+
+/// What the command line says of the token to work on.
+struct Target {
+  std::string module;      // empty: the platform's token
+  std::string pin_hex;     // empty: the platform's user PIN
+  std::string so_pin_hex;  // empty: the platform's security officer PIN
+};
+
+/// Something that the user can put right; the text says how.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The token's own attributes, as the PKCS#11 layer takes them.
+constexpr auto kKeyId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_KEY_ID);
+constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
+constexpr auto kPermanent = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_PERMANENT);
+constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
+
+/// Whether the token is the platform's own, whose folder this program knows: no option and no environment
+/// names another module.
+bool is_platforms(const Target& target);
+/// That folder. Throws UsageError for another module's token, and as DeviceFolder does.
+tee_token::DeviceFolder platform_folder(const Target& target);
+
+/// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
+Botan::PKCS11::secure_string pin_of_hex(const std::string& hex, const std::string& name);
+
+Botan::PKCS11::secure_string user_pin(const Target& target);
+Botan::PKCS11::secure_string officer_pin(const Target& target);
+
+/// The module, loaded, and its first slot.
+class OpenSlot {
+ public:
+  /// Throws UsageError when the module has no slot; with `token_present`, PKCS11_ReturnError
+  /// (TokenNotPresent) when no slot has a token.
+  OpenSlot(const Target& target, bool token_present);
+
+  Botan::PKCS11::Slot& slot() { return *m_slot; }
+
+ private:
+  Botan::PKCS11::Module m_module;
+  std::optional<Botan::PKCS11::Slot> m_slot;
+};
+
+/// A read-write session.
+class TokenSession {
+ public:
+  /// Nobody is logged in yet.
+  explicit TokenSession(const Target& target);
+
+  /// Logs in as the user or as the security officer, with the target's PIN.
+  void login(Botan::PKCS11::UserType who);
+
+  Botan::PKCS11::Session& session() { return m_session; }
+  /// The handles of all objects that match, without a limit; in the order of the token.
+  std::vector<Botan::PKCS11::ObjectHandle> find(const Botan::PKCS11::AttributeContainer& wanted);
+
+ private:
+  Target m_target;
+  OpenSlot m_slot;
+  Botan::PKCS11::Session m_session;
+};
+
+}  // namespace tee_token_admin

@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include <botan/p11_x509.h>
+
+#include <iostream>
+
+#include "commands.h"
+#include "folder_lock.h"
+#include "input_file.h"
+#include "shared/shown_text.h"
+
+namespace tee_token_admin {
+
+using shown_text::counted;
+using shown_text::shown;
+
+using namespace Botan::PKCS11;
+
+namespace {
+
+std::string name_of(const TrustGroup& group) {
+  return "trust group " + shown(group.identifier) + " of client " + shown(group.client);
+}
+
+ObjectHandle store(TokenSession& token, const TrustGroup& group, StorageObjectProperties& object) {
+  object.set_token(true);
+  object.set_private(false);
+  object.set_modifiable(false);
+  object.add_string(kClientId, group.client);
+  return Object(token.session(), object).handle();
+}
+
+void store_root(TokenSession& token, const TrustGroup& group, const Botan::X509_Certificate& root) {
+  X509_CertificateProperties object(root);
+  object.set_trusted(true);
+  object.add_string(kTrustStoreGroup, group.identifier);
+  store(token, group, object);
+}
+
+StorageObjectProperties group_object(const TrustGroup& group) {
+  StorageObjectProperties object(static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP));
+  object.set_label(group.identifier);
+  return object;
+}
+
+void require_absent(TokenSession& token, const TrustGroup& group) {
+  StorageObjectProperties wanted = group_object(group);
+  wanted.add_string(kClientId, group.client);
+  const std::vector<ObjectHandle> present = token.find(wanted);
+  if (!present.empty()) {
+    const std::string handle = std::to_string(present.front());
+    throw UsageError(name_of(group) + " is there already, object " + handle +
+                     "; remove it first, with its roots: tee-token destroy " + handle);
+  }
+}
+
+}  // namespace
+
+void add_trust_group(const Target& target, const TrustGroup& group,
+                     const std::optional<std::string>& roots_file) {
+  if (group.identifier.empty() || group.client.empty()) {
+    throw UsageError("a trust group needs an identifier and a client that are not empty");
+  }
+  const auto roots = roots_file ? read_certificates(*roots_file) : std::vector<Botan::X509_Certificate>();
+  const FolderLock lock(target);
+  TokenSession token(target);
+  token.login(UserType::SO);
+  require_absent(token, group);
+  // The group comes last: a stop before that leaves an unknown group, never a partial one, and roots that the
+  // next attempt removes.
+  destroy_roots_of(token, group);
+  for (const Botan::X509_Certificate& root : roots) {
+    store_root(token, group, root);
+  }
+  StorageObjectProperties object = group_object(group);
+  const ObjectHandle handle = store(token, group, object);
+  std::cout << "stored " << name_of(group) << " with " << counted(roots.size(), "root") << " as object "
+            << handle << "\n";
+}
+
+}  // namespace tee_token_admin

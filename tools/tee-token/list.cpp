@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include <botan/ec_group.h>
+#include <botan/hex.h>
+#include <botan/p11_trust_store_group.h>
+#include <botan/p11_x509.h>
+#include <botan/x509_dn.h>
+
+#include <iomanip>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "commands.h"
+#include "shared/label.h"
+#include "shared/object_attributes.h"
+#include "shared/shown_text.h"
+
+namespace tee_token_admin {
+
+using shown_text::counted;
+using shown_text::shown;
+
+using namespace Botan::PKCS11;
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string describe(const Botan::X509_Certificate& certificate) {
+  return certificate.subject_dn().to_string() + ", serial " +
+         Botan::hex_encode(certificate.serial_number(), false);
+}
+
+std::string describe_chain(Session& session, ObjectHandle handle) {
+  const auto chain = PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain();
+  return chain.empty() ? "no certificates"
+                       : describe(chain.front()) + " (" + counted(chain.size(), "certificate") + ")";
+}
+
+std::string describe_key(const Object& object) {
+  return Botan::EC_Group(value_of(object, CKA_EC_PARAMS)).get_curve_oid().to_formatted_string();
+}
+
+struct Described {
+  const char* object_class;
+  std::string details;
+};
+
+Described describe(TokenSession& token, const Object& object) {
+  Session& session = token.session();
+  switch (number_of(object, CKA_CLASS)) {
+    case CKO_DATA:
+      return {"data", counted(value_of(object, CKA_VALUE).size(), "byte")};
+    case CKO_PUBLIC_KEY:
+      return {"public key", describe_key(object)};
+    case CKO_PRIVATE_KEY:
+      return {"private key", describe_key(object)};
+    case CKO_CERTIFICATE:
+      if (number_of(object, CKA_CERTIFICATE_TYPE) == TEE_CKC_CERTIFICATE_CHAIN) {
+        return {"chain", describe_chain(session, object.handle())};
+      }
+      return {"certificate", describe(PKCS11_X509_Certificate(session, object.handle()))};
+    case TEE_CKO_TRUST_STORE_GROUP:
+      return {"trust group", counted(roots_of(token, trust_group_of(object)).size(), "root")};
+    default:
+      return {"other", ""};
+  }
+}
+
+/// A group's identifier is text; other labels are a group and an index.
+std::string shown_label(const Object& object) {
+  return is_trust_group(object) ? trust_group_of(object).identifier : label_text(value_of(object, CKA_LABEL));
+}
+
+const char* state_of(const Object& object, const std::string& client) {
+  return is_officers(object)                         ? "trusted"
+         : client.empty()                            ? "pre-installed"
+         : is_true(object, TEE_CKA_VENDOR_PERMANENT) ? "installed"
+                                                     : "temporary";
+}
+
+Json describe_object(TokenSession& token, ObjectHandle handle) {
+  const Object object(token.session(), handle);
+  Described described{"unreadable", ""};
+  try {
+    described = describe(token, object);
+  } catch (const Botan::Exception& exception) {
+    described.details = exception.what();  // shown in its line: the others are to be seen all the same
+  }
+  const std::string client = text_of(object, TEE_CKA_VENDOR_CLIENT_ID);
+  return {{"handle", handle},
+          {"class", described.object_class},
+          {"label", shown_label(object)},
+          {"state", state_of(object, client)},
+          {"client", client},
+          {"key_id", text_of(object, TEE_CKA_VENDOR_KEY_ID)},
+          {"group", text_of(object, TEE_CKA_VENDOR_TRUST_STORE_GROUP)},
+          {"details", described.details}};
+}
+
+/// Shown in its line: the others are to be seen all the same.
+Json damaged_object(ObjectHandle handle, const char* reason) {
+  return {{"handle", handle}, {"class", "unreadable"}, {"label", ""}, {"state", ""},
+          {"client", ""},     {"key_id", ""},          {"group", ""}, {"details", reason}};
+}
+
+/// One that another program destroys meanwhile is left out.
+Json describe_objects(TokenSession& token) {
+  Json objects = Json::array();
+  for (const ObjectHandle handle : token.find(AttributeContainer())) {
+    try {
+      objects.push_back(describe_object(token, handle));
+    } catch (const PKCS11_ReturnError& error) {
+      if (error.get_return_value() == ReturnValue::DeviceError) {
+        objects.push_back(damaged_object(handle, error.what()));
+      } else if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
+        throw;
+      }
+    }
+  }
+  return objects;
+}
+
+/// Fills up to the width; a longer text is set off by a blank.
+std::string column(const std::string& text, std::size_t width) {
+  return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
+}
+
+void print_line(const Json& object) {
+  const auto text = [&](const char* name) { return shown(object.at(name).get<std::string>()); };
+  const std::string label = text("label").empty() ? text("group") : text("label");
+  const std::string key_id = text("key_id").empty() ? "" : "/" + text("key_id");
+  const std::string owner = text("client").empty() ? "-" : text("client") + key_id;
+  std::cout << std::setw(6) << object.at("handle").get<ObjectHandle>() << "  " << column(text("class"), 12)
+            << column(label, 8) << column(text("state"), 14) << column(owner, 16) << text("details") << "\n";
+}
+
+}  // namespace
+
+void list(const Target& target, bool json) {
+  TokenSession user(target);
+  user.login(UserType::User);
+  const Json objects = describe_objects(user);
+  if (json) {
+    // Labels and names may hold any bytes.
+    std::cout << objects.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+    return;
+  }
+  for (const Json& object : objects) {
+    print_line(object);
+  }
+  std::cout << counted(objects.size(), "object") << "\n";
+}
+
+}  // namespace tee_token_admin
