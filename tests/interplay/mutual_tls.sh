@@ -88,8 +88,9 @@ refused 'does not match' connect backend 127.0.0.1  # the certificate is for loc
 
 # A server that does not know the client's CA, and one that does.
 start_openssl() {
+  : >openssl.log
   openssl s_server -accept 127.0.0.1:0 -www -Verify 2 -verify_return_error -CAfile "$1" -cert server.pem \
-    -key server.key </dev/null >openssl.log 2>&1 &
+    -key server.key </dev/null >>openssl.log 2>&1 &
   servers+=($!)
   for _ in {1..100}; do
     port=$(sed -n 's/^ACCEPT 127.0.0.1://p' openssl.log)
