@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 
 #include "api/key_ids.h"
-#include "tee/client_id.h"
 #include "tee/templates.h"
 
 namespace tee_token_admin {
@@ -33,8 +32,9 @@ TEST(IdentityTemplates, WithTheLibrarysMarksAreTheLibrarysTemplates) {
   const std::vector<std::uint8_t> chain = {1, 2, 3};
   EXPECT_EQ(attributes_of(public_key_generation(marks)), attributes_of(library::lyrPublicKeyGeneration()));
   EXPECT_EQ(attributes_of(private_key_generation(marks)), attributes_of(library::lyrPrivateKeyGeneration()));
-  EXPECT_EQ(attributes_of(chain_creation(marks, chain)),
-            attributes_of(library::lyrCertificateChainCreation(chain, library::kLYRKeyId)));
+  Botan::PKCS11::TrustStoreGroupCertificateChainProperties chain_template(chain);
+  library::addLYRCertificateChainAttributes(chain_template, library::kLYRKeyId);
+  EXPECT_EQ(attributes_of(chain_creation(marks, chain)), attributes_of(chain_template));
   for (const bool permanent : {false, true}) {
     EXPECT_EQ(attributes_of(public_key_search(marks, permanent)),
               attributes_of(library::lyrPublicKeySearch(permanent)));
