@@ -51,6 +51,33 @@ void check_integrity(Findings& findings, const std::string& path) {
   }
 }
 
+/// Presence, owner, mode, length, SQLite's integrity, and temporary files of an interrupted run. Returns
+/// whether the token can be used.
+bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
+  const auto check_access = [&](const std::string& prefix, const auto& require) {
+    try {
+      require();
+    } catch (const tee_token::Failure& failure) {
+      findings.add(Fault::kFiles, prefix + failure.what());
+    }
+  };
+  const auto usable = [&] { return findings.exit_code() != static_cast<int>(Fault::kFiles); };
+  check_access(folder.path() + ": ", [&] { folder.require_private(); });
+  for (const File& file : kFiles) {
+    const std::string path = folder.file(file.name);
+    check_access("", [&] { tee_token::require_private_file(path); });
+    check_length(findings, path, file);
+    struct stat status {};
+    if (::lstat((path + ".new").c_str(), &status) == 0) {
+      findings.add(Fault::kLeftover, path + ".new is a temporary file left by an interrupted run; remove it");
+    }
+  }
+  if (usable()) {
+    check_integrity(findings, folder.file("token.db"));
+  }
+  return usable();
+}
+
 /// Returns whether the user may try to log in.
 bool check_pins(Findings& findings, const Target& target) {
   OpenSlot open(target, true);
@@ -83,29 +110,6 @@ std::size_t check_objects(Findings& findings, const Target& target, unsigned day
 
 }  // namespace
 
-void check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
-  const auto check_access = [&](const std::string& prefix, const auto& require) {
-    try {
-      require();
-    } catch (const tee_token::Failure& failure) {
-      findings.add(Fault::kFiles, prefix + failure.what());
-    }
-  };
-  check_access(folder.path() + ": ", [&] { folder.require_private(); });
-  for (const File& file : kFiles) {
-    const std::string path = folder.file(file.name);
-    check_access("", [&] { tee_token::require_private_file(path); });
-    check_length(findings, path, file);
-    struct stat status {};
-    if (::lstat((path + ".new").c_str(), &status) == 0) {
-      findings.add(Fault::kLeftover, path + ".new is a temporary file left by an interrupted run; remove it");
-    }
-  }
-  if (!findings.has(Fault::kFiles)) {
-    check_integrity(findings, folder.file("token.db"));
-  }
-}
-
 void examine(Findings& findings, ObjectHandle object, const std::function<void()>& step) {
   try {
     step();
@@ -120,11 +124,9 @@ void examine(Findings& findings, ObjectHandle object, const std::function<void()
 int check(const Target& target, unsigned days, bool json) {
   Findings findings;
   const auto folder = tee_token::DeviceFolder::of_environment();
-  if (is_platforms(target) && folder.exists()) {
-    check_files(findings, folder);
-  }
+  const bool usable = !is_platforms(target) || !folder.exists() || check_files(findings, folder);
   std::string conclusion = "objects not checked";
-  if (!findings.has(Fault::kFiles) && check_pins(findings, target)) {
+  if (usable && check_pins(findings, target)) {
     conclusion = counted(check_objects(findings, target, days), "object") + " checked";
   }
   findings.print(counted(findings.count(), "finding") + ", " + conclusion, json);

@@ -35,7 +35,6 @@ class Findings {
   /// The text names the object, says what is wrong and what to do.
   void add(Fault fault, const std::string& text) { m_found.push_back({fault, text}); }
 
-  bool has(Fault fault) const;
   std::size_t count() const { return m_found.size(); }
 
   /// 0 without findings.
@@ -57,10 +56,6 @@ class Findings {
 std::string help_on_faults(Fault first, Fault last);
 
 // The parts of `check`; a certificate is found when it is out of date now or `days` from now.
-
-/// Checks the files of the platform's token: presence, owner, mode, length, the database's integrity, and
-/// temporary files of an interrupted run.
-void check_files(Findings& findings, const tee_token::DeviceFolder& folder);
 
 /// Checks each client's keys and chains: that parts are complete, keys sign and match, chains are usable, and
 /// that there are no temporary objects that no operation will use. Needs the user.

@@ -36,16 +36,13 @@ const FaultName& name_of(Fault fault) {
 
 }  // namespace
 
-bool Findings::has(Fault fault) const {
-  return std::any_of(m_found.begin(), m_found.end(),
-                     [&](const Finding& each) { return each.fault == fault; });
-}
-
 int Findings::exit_code() const {
-  const auto worst =
-      std::min_element(m_found.begin(), m_found.end(),
-                       [](const Finding& one, const Finding& other) { return one.fault < other.fault; });
-  return worst == m_found.end() ? 0 : static_cast<int>(worst->fault);
+  int code = 0;
+  for (const Finding& each : m_found) {
+    const int found = static_cast<int>(each.fault);
+    code = code == 0 ? found : std::min(code, found);
+  }
+  return code;
 }
 
 void Findings::print(const std::string& conclusion, bool json) const {
