@@ -7,10 +7,12 @@
 #include <iomanip>
 #include <sstream>
 
-#include "module_trials.h"
-#include "scratch_keys.h"
+#include "marked_objects.h"
 
 namespace tee_token_admin {
+
+using namespace Botan::PKCS11;
+
 namespace {
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
@@ -19,7 +21,7 @@ constexpr int kRounds = 25;
 constexpr auto kLongEnough = std::chrono::seconds(5);  // fewer rounds then
 constexpr double kSlow = 1000;                         // milliseconds
 
-double median_of(const std::function<void()>& operation) {
+Judgement median_of(const std::function<void()>& operation) {
   std::vector<double> times;
   const auto begin = std::chrono::steady_clock::now();
   while (times.size() < kRounds && std::chrono::steady_clock::now() - begin < kLongEnough) {
@@ -28,10 +30,7 @@ double median_of(const std::function<void()>& operation) {
     times.push_back(Milliseconds(std::chrono::steady_clock::now() - start).count());
   }
   std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
-  return times[times.size() / 2];
-}
-
-Judgement judgement_of(double milliseconds) {
+  const double milliseconds = times[times.size() / 2];
   std::ostringstream text;
   text << "median " << std::setprecision(3) << milliseconds << " ms";
   return {milliseconds > kSlow ? Verdict::kSlow : Verdict::kMeasured, text.str()};
@@ -39,18 +38,20 @@ Judgement judgement_of(double milliseconds) {
 
 }  // namespace
 
-Judgement measure_signature(Trial& trial) {
-  ScratchSession user(trial);
-  const ScratchPair pair = make_pair(trial, user, kScratchKeys);
+Judgement measures_a_signature(Trial& trial) {
+  UserSession user(trial);
+  trial.step("C_GenerateKeyPair");
+  const PKCS11_ECDSA_PrivateKey key(user.session(), generate_standard(user, trial.mark())[1]);
   trial.step("a signature");
-  return judgement_of(median_of([&] { sign(pair.second, std::vector<std::uint8_t>(32, 'm')); }));
+  return median_of([&] { signature_of(key, std::vector<std::uint8_t>(32, 'm')); });
 }
 
-Judgement measure_session(Trial& trial) {
-  return judgement_of(median_of([&] {
-    UserSession user(trial);
-    user.find(labelled(kScratchData));
-  }));
+Judgement measures_a_session(Trial& trial) {
+  return median_of([&] {
+    TokenSession user(trial.target());
+    user.login(UserType::User);
+    find_marked(user, trial.mark());
+  });
 }
 
 }  // namespace tee_token_admin

@@ -7,31 +7,36 @@
 #include <utility>
 #include <vector>
 
-#include "module_clause.h"
+#include "clause.h"
 
 namespace tee_token_admin {
 
-/// Exit codes of a check that was made: the module lacks something, or only some clauses were not tried.
-constexpr int kLacking = 20, kUntried = 21;
-
-/// The judgements of a module, in the order of the clauses.
+/// The judgements on a module, in the order of the clauses.
 class ModuleReport {
  public:
-  /// Prints a line a clause as it comes, or with `json` a JSON object at the end.
+  /// With `json`, only `finish` prints.
   explicit ModuleReport(bool json) : m_json(json) {}
 
   void add(const Clause& clause, const Judgement& judgement);
 
+  /// Prints the judgement that was added last.
+  void print_last() const;
+
   /// Whether the clause was added, and holds.
   bool holds(const std::string& clause) const;
 
-  /// Of an essential clause that does not hold, the exit code of the tool for that; else as above, or 0.
+  /// Names what the clause needs and does not have; empty when it can be tried.
+  std::string lacking(const Clause& clause) const;
+
+  /// 0 when all clauses hold; 20 when the module lacks something, 21 when clauses were only not tried.
+  /// Without an essential clause the tool's exit code for its failure.
   int exit_code() const;
 
-  /// Prints the conclusion.
+  /// Prints the conclusion, or all as a JSON object.
   void finish() const;
 
  private:
+  std::string failed_essential() const;
   std::string conclusion() const;
 
   bool m_json;

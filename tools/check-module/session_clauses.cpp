@@ -4,10 +4,10 @@
 #include <botan/dyn_load.h>
 
 #include <filesystem>
+#include <iterator>
 
 #include "base/return_value_name.h"
-#include "module_trials.h"
-#include "scratch_area.h"
+#include "marked_objects.h"
 
 namespace tee_token_admin {
 
@@ -16,7 +16,7 @@ using namespace Botan::PKCS11;
 namespace {
 
 constexpr std::size_t kPinLength = 9;
-constexpr int kCycles = 100, kFirstCycles = 5;  // the first may open what stays open
+constexpr int kCycles = 100, kFirstCycles = 5;  // the first ones may open files that stay open
 constexpr std::ptrdiff_t kStrayFiles = 2;
 
 std::ptrdiff_t open_files() {
@@ -24,62 +24,63 @@ std::ptrdiff_t open_files() {
   return std::distance(begin(files), end(files));
 }
 
-/// A login would cost the user his last try if the PIN were wrong.
+/// A login with a wrong PIN could cost the user's last try.
 void require_tries(const Target& target) {
   OpenSlot open(target, true);
   const CK_FLAGS flags = open.slot().get_token_info().flags;
   if ((flags & (CKF_USER_PIN_LOCKED | CKF_USER_PIN_FINAL_TRY)) != 0) {
-    throw TrialEnd({Verdict::kNotTried, "the user's PIN is locked or has one try left", CKR_PIN_LOCKED});
+    throw TrialEnd{{Verdict::kNotTried, "the user's PIN is locked or has one try left", CKR_PIN_LOCKED}};
   }
 }
 
-ReturnValue answer_to_login(TokenSession& user, Trial& trial) {
+ReturnValue log_in_again(TokenSession& user) {
   try {
-    user.session().login(UserType::User, user_pin(trial.target()));
+    user.login(UserType::User);
     return ReturnValue::OK;
   } catch (const PKCS11_ReturnError& error) {
     return error.get_return_value();
   }
 }
 
-void require_data(Trial& trial, TokenSession& token, std::size_t count) {
-  const std::size_t found = token.find(labelled(kScratchData)).size();
-  trial.require(found == count, "a private object is " + std::string(found == 0 ? "not " : "") + "found");
+/// Whether the trial's private object is found.
+void require_found(const Trial& trial, TokenSession& token, bool wanted) {
+  const bool found = !find_marked(token, trial.mark()).empty();
+  trial.require(found == wanted, std::string("a private object is ") + (found ? "" : "not ") + "found");
 }
 
-void try_logout(Trial& trial) {
-  ScratchSession user(trial);
+/// Everything of the clause up to C_Finalize; the object stays.
+void require_login_for_private_object(Trial& trial) {
+  TokenSession user(trial.target());
+  user.login(UserType::User);
   trial.step("C_CreateObject of a private object");
-  make_data(user, "private");
+  create_data(user, trial.mark(), "private");
   trial.step("after C_Login");
-  require_data(trial, user, 1);
-  trial.step("a second C_Login");
-  const ReturnValue answer = answer_to_login(user, trial);
-  trial.require(
-      answer == ReturnValue::UserAlreadyLoggedIn,
-      tee_token::return_value_name(static_cast<CK_RV>(answer)) + " instead of CKR_USER_ALREADY_LOGGED_IN");
+  require_found(trial, user, true);
+  const auto code = static_cast<CK_RV>(log_in_again(user));
+  trial.require(code == CKR_USER_ALREADY_LOGGED_IN,
+                tee_token::return_value_name(code) + " instead of CKR_USER_ALREADY_LOGGED_IN");
   trial.step("C_Logout");
   user.session().logoff();
   trial.step("after C_Logout");
-  require_data(trial, user, 0);
+  require_found(trial, user, false);
 }
 
 }  // namespace
 
-Judgement try_load(Trial& trial) {
+Judgement loads(Trial& trial) {
   try {
     Botan::Dynamically_Loaded_Library library(trial.target().module);
     FunctionListPtr functions = nullptr;
     LowLevel::C_GetFunctionList(library, &functions);
     trial.step("C_GetFunctionList");
-    trial.require(functions != nullptr, "gives no list");
-    return {Verdict::kOk, ""};
+    trial.require(functions != nullptr, "returns no list");
+    return {};
   } catch (const Botan::Exception& error) {
     return {Verdict::kMissing, error.what()};
   }
 }
 
-Judgement try_token(Trial& trial) {
+Judgement has_an_initialised_token(Trial& trial) {
   trial.step("C_Initialize, and the first slot with a token");
   OpenSlot open(trial.target(), true);
   const CK_FLAGS flags = open.slot().get_token_info().flags;
@@ -89,20 +90,21 @@ Judgement try_token(Trial& trial) {
   if ((flags & CKF_USER_PIN_INITIALIZED) == 0) {
     throw PKCS11_ReturnError(ReturnValue::UserPinNotInitialized);
   }
-  return {Verdict::kOk, ""};
+  return {};
 }
 
-Judgement try_login(Trial& trial) {
+Judgement logs_the_user_in(Trial& trial) {
   trial.step("C_GetTokenInfo");
   require_tries(trial.target());
   const UserSession user(trial);
-  return {Verdict::kOk, ""};
+  return {};
 }
 
-Judgement try_pin(Trial& trial) {
+// Once the user has logged in with such a PIN, the module takes it.
+Judgement takes_the_librarys_pin(Trial& trial) {
   const secure_string pin = user_pin(trial.target());
   if (pin.size() == kPinLength && pin.back() == 0) {
-    return {Verdict::kOk, ""};
+    return {};
   }
   trial.step("C_GetTokenInfo");
   OpenSlot open(trial.target(), true);
@@ -113,29 +115,31 @@ Judgement try_pin(Trial& trial) {
   return {Verdict::kNotTried, "the PIN of --pin-hex is not like the library's"};
 }
 
-Judgement try_cycles(Trial& trial) {
+Judgement closes_all_files(Trial& trial) {
   std::ptrdiff_t before = 0;
   for (int cycle = 0; cycle < kCycles; ++cycle) {
     if (cycle == kFirstCycles) {
       before = open_files();
     }
-    const UserSession user(trial);
+    TokenSession user(trial.target());
+    user.login(UserType::User);
   }
   const std::ptrdiff_t more = open_files() - before;
   trial.step(std::to_string(kCycles - kFirstCycles) + " times from C_Initialize to C_Finalize");
   trial.require(more <= kStrayFiles, std::to_string(more) + " more files are open");
-  return {Verdict::kOk, ""};
+  return {};
 }
 
-Judgement try_login_rules(Trial& trial) {
-  try_logout(trial);
-  TokenSession anew(trial.target());
-  trial.step("after C_Finalize and C_Initialize, without login");
-  require_data(trial, anew, 0);
-  trial.step("C_Login after C_Finalize and C_Initialize");
-  anew.login(UserType::User);
-  require_data(trial, anew, 1);
-  return {Verdict::kOk, ""};
+Judgement hides_private_objects_without_login(Trial& trial) {
+  require_login_for_private_object(trial);
+  {
+    TokenSession nobody(trial.target());
+    trial.step("after C_Finalize and C_Initialize, without login");
+    require_found(trial, nobody, false);
+  }
+  UserSession user(trial);
+  require_found(trial, user, true);
+  return {};
 }
 
 }  // namespace tee_token_admin

@@ -2,15 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <botan/dyn_load.h>
+#include <botan/p11_trust_store_group.h>
 
 #include <algorithm>
-#include <tuple>
 
 #include "base/return_value_name.h"
-#include "module_trials.h"
-#include "scratch_backend.h"
-#include "scratch_keys.h"
-#include "shared/object_attributes.h"
+#include "marked_objects.h"
 
 namespace tee_token_admin {
 
@@ -18,46 +15,46 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-using Handles = std::vector<ObjectHandle>;
-
 std::string name_of(unsigned long code) { return tee_token::return_value_name(code); }
 
-/// Whether the module keeps clients apart is what is to be found out: an identity that somebody needs is not
-/// put at risk.
+/// A module that does not keep clients apart could destroy an identity that somebody needs.
 void require_no_identity(TokenSession& token) {
   AttributeContainer sought;
   sought.add_bool(kPermanent, true);
-  for (const ObjectHandle handle : token.find(sought)) {
-    if (text_of(Object(token.session(), handle), TEE_CKA_VENDOR_CLIENT_ID) != kScratchIdentity.client) {
-      throw TrialEnd({Verdict::kNotTried,
-                      "an identity is installed, which a faulty module could destroy; use a "
-                      "token without one"});
-    }
+  if (!token.find(sought).empty()) {
+    throw TrialEnd{{Verdict::kNotTried,
+                    "an identity is installed, which a faulty module could destroy; use a token without "
+                    "one, for instance: TEE_TOKEN_DIR=$(mktemp -d) tee-token init"}};
   }
 }
 
-/// Public key, private key and chain, and the certificate of the key.
+/// Handles of a public key, a private key and a chain, and the certificate of the key.
 struct Identity {
   Handles handles;
   Botan::X509_Certificate certificate;
 };
 
-/// What waits for its installation, made as the library does.
-Identity make_temporary(Trial& trial, TokenSession& token, ScratchBackend& backend) {
-  const ScratchPair pair = make_pair(trial, token, kScratchIdentity);
+/// Makes a temporary identity as the library does.
+Identity make_temporary(Trial& trial, TokenSession& token) {
+  const Mark& mark = trial.mark();
+  trial.step("C_GenerateKeyPair");
+  Handles handles = generate(token, public_key_template(mark), private_key_template(mark));
+  PKCS11_ECDSA_PrivateKey key(token.session(), handles[1]);
+  key.set_public_point(PKCS11_ECDSA_PublicKey(token.session(), handles[0]).public_point());
+  key.set_parameter_encoding(Botan::EC_DOMPAR_ENC_OID);
+  key.set_point_encoding(Botan::PointGFp::UNCOMPRESSED);
   trial.step("a request for a certificate");
-  const Botan::X509_Certificate certificate = backend.certify(pair.second);
+  const auto certificates = certificates_for(key);
   trial.step("C_CreateObject of a chain");
-  const PKCS11_TSG_CertficateChain chain(token.session(),
-                                         chain_creation(kScratchIdentity, backend.chain_of(certificate)));
-  return {{pair.first.handle(), pair.second.handle(), chain.handle()}, certificate};
+  handles.push_back(create(token, chain_template(mark, back_to_back(certificates))));
+  return {handles, certificates.front()};
 }
 
-/// One of each, else the trial is over.
+/// Finds one object of each class, else ends the trial.
 Handles the_one_identity(const Trial& trial, TokenSession& token, bool permanent) {
   Handles all;
   for (const auto& search : {public_key_search, private_key_search, chain_search}) {
-    const Handles found = token.find(search(kScratchIdentity, permanent));
+    const Handles found = token.find(search(trial.mark(), permanent));
     trial.require(found.size() == 1, std::to_string(found.size()) + " objects of a class are " +
                                          (permanent ? "installed" : "temporary") + " instead of 1");
     all.push_back(found.front());
@@ -65,11 +62,11 @@ Handles the_one_identity(const Trial& trial, TokenSession& token, bool permanent
   return all;
 }
 
-void require_serving(Trial& trial, TokenSession& token, const Botan::X509_Certificate& certificate) {
+void require_active(Trial& trial, TokenSession& token, const Botan::X509_Certificate& certificate) {
   const Handles installed = the_one_identity(trial, token, true);
   const std::vector<std::uint8_t> message = {'m'};
   const auto key = certificate.load_subject_public_key();
-  const auto signature = sign(PKCS11_ECDSA_PrivateKey(token.session(), installed[1]), message);
+  const auto signature = signature_of(PKCS11_ECDSA_PrivateKey(token.session(), installed[1]), message);
   trial.require(verifies(dynamic_cast<const Botan::EC_PublicKey&>(*key), message, signature),
                 "the installed key is not the certificate's");
   const auto chain = PKCS11_TSG_CertficateChain(token.session(), installed[2]).getx509CertificateChain();
@@ -77,39 +74,24 @@ void require_serving(Trial& trial, TokenSession& token, const Botan::X509_Certif
 }
 
 /// Installs an identity of a new key in the place of the installed one, and destroys the temporary objects.
-Identity install(Trial& trial, TokenSession& token, ScratchBackend& backend, const Handles& installed) {
-  const Identity added = make_temporary(trial, token, backend);
+Identity install(Trial& trial, TokenSession& token, const Handles& installed) {
+  const Identity added = make_temporary(trial, token);
   trial.step(installed.empty() ? "the first installation" : "an installation in the place of another");
   const unsigned long code = setClientCertAndMoveKey(token.session(), installed, added.handles);
   trial.require(code == CKR_OK, name_of(code));
   trial.require(the_one_identity(trial, token, false) == added.handles,
                 "the temporary objects are other ones");
-  require_serving(trial, token, added.certificate);
+  require_active(trial, token, added.certificate);
   for (const ObjectHandle handle : added.handles) {
     Object(token.session(), handle).destroy();
   }
-  require_serving(trial, token, added.certificate);
+  require_active(trial, token, added.certificate);
   return {the_one_identity(trial, token, true), added.certificate};
-}
-
-/// All that is there of the scratch identity, in the order of the handles.
-std::vector<std::tuple<ObjectHandle, bool, std::vector<std::uint8_t>>> snapshot(TokenSession& token) {
-  AttributeContainer sought;
-  sought.add_string(kClientId, kScratchIdentity.client);
-  std::vector<std::tuple<ObjectHandle, bool, std::vector<std::uint8_t>>> all;
-  for (const ObjectHandle handle : token.find(sought)) {
-    const Object object(token.session(), handle);
-    const auto content = value_of(object, CKA_VALUE);
-    all.emplace_back(handle, is_true(object, TEE_CKA_VENDOR_PERMANENT),
-                     content.empty() ? value_of(object, CKA_EC_POINT) : content);
-  }
-  std::sort(all.begin(), all.end());
-  return all;
 }
 
 }  // namespace
 
-Judgement try_interface(Trial& trial) {
+Judgement has_the_vendor_interface(Trial& trial) {
   Botan::Dynamically_Loaded_Library library(trial.target().module);
   TEE_C_GetInterface get = nullptr;
   try {
@@ -128,29 +110,27 @@ Judgement try_interface(Trial& trial) {
   trial.require(functions != nullptr && functions->version.major == 1 &&
                     functions->set_client_cert_and_move_key != nullptr,
                 "the list is not one of version 1 with set_client_cert_and_move_key");
-  return {Verdict::kOk, ""};
+  return {};
 }
 
-Judgement try_installation(Trial& trial) {
-  ScratchSession user(trial);
-  ScratchBackend backend;
+Judgement installs_identities(Trial& trial) {
+  UserSession user(trial);
   require_no_identity(user);
-  const Identity first = install(trial, user, backend, {});
-  const Identity second = install(trial, user, backend, first.handles);
+  const Identity first = install(trial, user, {});
+  const Identity second = install(trial, user, first.handles);
   for (const ObjectHandle old : first.handles) {
     trial.require(std::count(second.handles.begin(), second.handles.end(), old) == 0,
                   "an object of the old identity is still installed");
   }
-  return {Verdict::kOk, ""};
+  return {};
 }
 
-Judgement try_refusals(Trial& trial) {
-  ScratchSession user(trial);
-  ScratchBackend backend;
+Judgement refuses_incomplete_identities(Trial& trial) {
+  UserSession user(trial);
   require_no_identity(user);
-  const Identity installed = install(trial, user, backend, {});
-  const Handles added = make_temporary(trial, user, backend).handles;
-  const Handles others = make_temporary(trial, user, backend).handles;
+  const Identity installed = install(trial, user, {});
+  const Handles added = make_temporary(trial, user).handles;
+  const Handles others = make_temporary(trial, user).handles;
   const struct {
     const char* name;
     Handles installed, added;
@@ -162,15 +142,16 @@ Judgement try_refusals(Trial& trial) {
       {"an installation that does not name what is installed", {}, added},
       {"an installation that names a part of what is installed", {installed.handles[0]}, added},
   };
-  const auto before = snapshot(user);
+  const Handles before = find_marked(user, trial.mark());
   for (const auto& each : cases) {
     trial.step(each.name);
     const unsigned long code = setClientCertAndMoveKey(user.session(), each.installed, each.added);
     trial.require(code != CKR_OK, "was not refused");
-    trial.require(snapshot(user) == before, "was refused (" + name_of(code) + "), and something was changed");
+    trial.require(find_marked(user, trial.mark()) == before,
+                  "was refused (" + name_of(code) + "), and something was changed");
   }
-  require_serving(trial, user, installed.certificate);
-  return {Verdict::kOk, ""};
+  require_active(trial, user, installed.certificate);
+  return {};
 }
 
 }  // namespace tee_token_admin
