@@ -15,30 +15,24 @@ Records operator+(Records first, const Records& second) {
   return first;
 }
 
-Records publicKeyLookup(const std::string& which, int count) {
+Records publicKeyLookup(const std::string& which, const std::string& count) {
   const std::string name = "::getLYRPublicKeyHandle : ";
-  return {name + "==>", name + "Search " + which,
-          name + "count of public key found = " + std::to_string(count), name + "<=="};
+  return {name + "==>", name + "Search " + which, name + "count of public key found = " + count,
+          name + "<=="};
 }
-Records temporaryKeyLookup(int count) { return publicKeyLookup("LYR", count); }
-Records installedKeyLookup(int count) { return publicKeyLookup("Permanent Pub key", count); }
-Records privateKeyLookup(int count) {
-  return {"::getLYRPrivateKeyHandle : count of private key found = " + std::to_string(count)};
-}
-Records chainLookup(int count) {
-  const std::string name = "::getLYRCertificateChainHandle";
-  return {name, name + " : No of chain objects found = " + std::to_string(count)};
-}
-Records notDeleted(const std::string& what) {
-  return {"! LYR " + what + " delete fail, Exception thrown : PKCS11 error 48"};
-}
-
-const std::string kSet = "::set_client_cert_and_move_key",
-                  kDamaged = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+const Records kTemporaryKey = publicKeyLookup("LYR", "1"),
+              kInstalledKey = publicKeyLookup("Permanent Pub key", "1"),
+              kPrivateKey = {"::getLYRPrivateKeyHandle : count of private key found = 1"},
+              kChain = {"::getLYRCertificateChainHandle",
+                        "::getLYRCertificateChainHandle : No of chain objects found = 1"};
+const std::string kSet = "::set_client_cert_and_move_key", kRequest = "::generate_csr ";
+const Bytes kGarbage = {0x30, 0x03, 1, 2, 3};
 
 class RecordsTest : public ProductTest {
  protected:
-  Records recordsOf(const std::function<void()>& operation) {
+  using Operation = std::function<void()>;
+
+  Records recordsOf(const Operation& operation) {
     log.take();
     try {
       operation();
@@ -51,138 +45,122 @@ class RecordsTest : public ProductTest {
     }
     return records;
   }
-  /// The same when the `nth` call of `function` fails.
-  Records recordsOf(const std::function<void()>& operation, const char* function, unsigned nth) {
-    spytoken().answer(function, CKR_DEVICE_ERROR, nth);
-    const auto records = recordsOf(operation);
-    spytoken().stop_interfering();
-    return records;
-  }
 
-  const std::function<void()> generate = [this] { product->generate_private_key("LYR_CSR"); };
-  const std::function<void()> request = [this] { product->generate_csr("device", "LYR_CSR"); };
-  const std::function<void()> sign = [this] { product->generate_signature("LYR", {}, ""); };
-  const std::function<void()> sign_with_base = [this] { product->generate_signature("BASE", {}, ""); };
-  const std::function<void()> read_chain = [this] { product->get_client_cert("LYR"); };
-  const std::function<void()> remove = [this] { product->set_client_cert_and_move_key("", "", "LYR"); };
+  const Operation generate = [this] { product->generate_private_key("LYR_CSR"); };
+  const Operation request = [this] { product->generate_csr("device", "LYR_CSR"); };
+  const Operation sign = [this] { product->generate_signature("LYR", {}, ""); };
+  const Operation sign_with_base = [this] { product->generate_signature("BASE", {}, ""); };
+  const Operation remove = [this] { product->set_client_cert_and_move_key("", "", "LYR"); };
+  const Operation read_chain = [this] { product->get_client_cert("LYR"); };
+  const Operation read_zemp = [this] { product->get_client_cert("ZEMP"); };
+  const Operation read_roots = [this] { product->get_root_cert_bundle("group"); };
 };
 
-TEST_F(RecordsTest, OfTheInstance) {
-  EXPECT_EQ(
+TEST_F(RecordsTest, OfSuccess) {
+  EXPECT_THAT(
       recordsOf([] { const ClientCertInitializerTestAccess fresh; }),
-      Records({"Created an instance of CCI API Lib", "Botan version: " + Botan::short_version_string()}));
-  EXPECT_EQ(recordsOf([] { ClientCertInitializerAPI::get_instance(); }), Records());
-}
-
-TEST_F(RecordsTest, OfGenerations) {
-  const Records begun = {"::generate_private_key", "::deleteOldTemporaryKeys =>"};
-  const Records cleaned = {"::deleteOldTemporaryKeys return OK",
-                           "::generate_private_key succesfully deleted old temp keys"};
-  const Records generated = {"::generate_private_key returning OK"};
-  EXPECT_EQ(recordsOf([&] { product->generate_private_key("LYR"); }),
-            Records({"::generate_private_key", "! ::generate_private_key :: Invalid Key Id"}));
-  EXPECT_EQ(recordsOf(generate), begun + chainLookup(0) + cleaned + generated);
+      ElementsAre("Created an instance of CCI API Lib", "Botan version: " + Botan::short_version_string()));
   test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
-  EXPECT_EQ(recordsOf(generate, "C_DestroyObject", 3),
-            begun + chainLookup(1) + notDeleted("temporary certificate") + generated);
-  EXPECT_EQ(recordsOf(generate, "C_DestroyObject", 2),
-            begun + notDeleted("temporary public key") + generated);
-  EXPECT_EQ(recordsOf(generate, "C_DestroyObject", 1),
-            begun + notDeleted("temporary private key") + generated);
-  EXPECT_EQ(recordsOf(generate, "C_GenerateKeyPair", 1),
-            begun + chainLookup(1) + cleaned +
-                Records{"! Failed to generate ECDSA keypair with exception PKCS11 error 48"});
+  EXPECT_EQ(recordsOf(generate), Records({"::generate_private_key", "::deleteOldTemporaryKeys =>"}) + kChain +
+                                     Records({"::deleteOldTemporaryKeys return OK",
+                                              "::generate_private_key succesfully deleted old temp keys",
+                                              "::generate_private_key returning OK"}));
+  EXPECT_EQ(recordsOf(request), kPrivateKey + Records{kRequest + "PRIVATE key Handle = 3"} + kTemporaryKey +
+                                    Records{kRequest + "PUBLIC key Handle = 2"});
+  provision("installed");
+  EXPECT_EQ(recordsOf(sign), kPrivateKey);
+  EXPECT_EQ(recordsOf(read_chain), kChain);
+  EXPECT_EQ(recordsOf(remove), Records({kSet + " ==>", kSet + " Delete LYR certificate and keys"}) +
+                                   kInstalledKey + kPrivateKey + kChain);
+  importBaseKey();
+  EXPECT_EQ(recordsOf(sign_with_base),
+            Records({"::Getting Base Key Id", "After Private Key finding, Private count = 1"}));
+  test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
+  const std::string roots = "::get_root_cert_bundle";
+  EXPECT_EQ(
+      recordsOf(read_roots),
+      Records({roots + ": ==>", roots + " :: get_root_cert_bundle: Certificates found: 1", roots + ": <=="}));
 }
 
-TEST_F(RecordsTest, OfRequests) {
-  const std::string found_private = "::generate_csr PRIVATE key Handle = ",
-                    found_public = "::generate_csr PUBLIC key Handle = ";
-  EXPECT_EQ(recordsOf(request), privateKeyLookup(0) + Records{found_private + "0"});
-  generate();
-  EXPECT_EQ(recordsOf(request), privateKeyLookup(1) + Records{found_private + "2"} + temporaryKeyLookup(1) +
-                                    Records{found_public + "1"});
-}
-
-TEST_F(RecordsTest, OfInstallations) {
-  const Records refused = {"! " + kSet + " returned error"}, ended = {kSet + ": <=="};
+TEST_F(RecordsTest, OfAnInstallationThatTheTokenRefuses) {
   const auto chain = provision("installed");  // as objects 5, 6 and 4
   generate();                                 // 7 and 8
   EXPECT_EQ(recordsOf([&] { install(chain); }),
-            Records{kSet + " ==>"} + temporaryKeyLookup(1) +
-                Records{kSet + " TEMPorary PUBLIC key Handle = 7"} + privateKeyLookup(1) +
+            Records{kSet + " ==>"} + kTemporaryKey + Records{kSet + " TEMPorary PUBLIC key Handle = 7"} +
+                kPrivateKey +
                 Records({kSet + " TEMPorary PRIVATE key Handle = 8", kSet + " addHandleSize = 2",
                          "Handles in addHandle = 7", "Handles in addHandle = 8",
                          kSet + " after push addHandleSize = 3", "Handles in addHandle after push = 7",
                          "Handles in addHandle after push = 8", "Handles in addHandle after push = 9",
                          kSet + " chain handle = 9"}) +
-                installedKeyLookup(1) +
+                kInstalledKey +
                 Records({kSet + " PUBLIC key Handle = 5", kSet + " Before getLYRPrivateKeyHandle"}) +
-                privateKeyLookup(1) +
+                kPrivateKey +
                 Records({kSet + " PRIVATE key Handle = 6", kSet + " After  getLYRPrivateKeyHandle"}) +
-                chainLookup(1) + refused + ended);
-  const char* const kinds[] = {"public session key", "private session key", "session certificate"};
-  for (unsigned nth = 1; nth <= 3; ++nth) {
-    const auto next = requestChain("next");
-    const auto records = recordsOf([&] { install(next); }, "C_DestroyObject", nth);
-    EXPECT_EQ(
-        Records(records.end() - 3, records.end()),
-        notDeleted(kinds[nth - 1]) + Records{"! ::deleteSessionCertificateAndKeys returned error"} + ended);
+                kChain + Records({"! " + kSet + " returned error", kSet + ": <=="}));
+}
+
+TEST_F(RecordsTest, OfNothingFoundAndOfRefusals) {
+  test_support::importCertificate(*test_support::UserSession(), {label(1, 12)}, {kGarbage, kGarbage});
+  const std::pair<Operation, std::string> cases[] = {
+      {request, kRequest + "PRIVATE key Handle = 0"},
+      {sign, "::getLYRPrivateKeyHandle : count of private key found = 0"},
+      {sign_with_base, "! ::generate_signature signature generation failed"},
+      {read_zemp, "! Exception thrown : CERTIFICATE decoding failed with BER: Value truncated"},
+      {[&] { product->generate_private_key("LYR"); }, "! ::generate_private_key :: Invalid Key Id"},
+      {[&] { product->set_client_cert_and_move_key("", "", ""); }, kSet + " ==>"}};
+  for (const auto& [operation, last] : cases) EXPECT_EQ(recordsOf(operation).back(), last);
+  for (const char* key_id : {"LYR_CSR", "ZEMP", ""}) {
+    EXPECT_EQ(recordsOf([&] { product->generate_signature(key_id, {}, ""); }), Records()) << key_id;
   }
-  const std::string damaged = kDamaged + pem(requestChain("damaged"));
-  const auto records = recordsOf([&] { product->set_client_cert_and_move_key(damaged, "LYR_CSR", "LYR"); },
-                                 "C_CreateObject", 1);
+}
+
+TEST_F(RecordsTest, OfTokenCallsThatFail) {
+  const std::string damaged = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+  std::string answer;
+  const Operation install_answer = [&] { product->set_client_cert_and_move_key(answer, "LYR_CSR", "LYR"); };
+  const Operation read_key = [&] { product->get_public_key("LYR"); };
+  const Operation read_temporary_key = [&] { product->get_public_key("LYR_CSR"); };
+  const auto deletion = [](const std::string& what) {
+    return "LYR " + what + " delete fail, Exception thrown : ";
+  };
+  const auto lookup = [](const std::string& what) {
+    return "Exception to get " + what + " handle with exception ";
+  };
+  const struct {
+    Operation operation;
+    const char* function;
+    unsigned nth;
+    std::string record;
+  } cases[] = {{generate, "C_DestroyObject", 1, deletion("temporary private key")},
+               {generate, "C_DestroyObject", 2, deletion("temporary public key")},
+               {generate, "C_DestroyObject", 3, deletion("temporary certificate")},
+               {generate, "C_GenerateKeyPair", 1, "Failed to generate ECDSA keypair with exception "},
+               {install_answer, "C_CreateObject", 1, "Exception thrown : "},
+               {install_answer, "C_DestroyObject", 1, deletion("public session key")},
+               {install_answer, "C_DestroyObject", 2, deletion("private session key")},
+               {install_answer, "C_DestroyObject", 3, deletion("session certificate")},
+               {remove, "C_DestroyObject", 1, deletion("public key")},
+               {remove, "C_DestroyObject", 2, deletion("private key")},
+               {remove, "C_DestroyObject", 3, deletion("certificate")},
+               {read_key, "C_FindObjects", 1, lookup("permanent LYR public key")},
+               {read_temporary_key, "C_FindObjects", 1, lookup("temporary LYR public key")},
+               {sign, "C_FindObjects", 1, lookup("permanent LYR private key")},
+               {request, "C_FindObjects", 1, lookup("temporary LYR private key")},
+               {sign_with_base, "C_FindObjects", 1, lookup("permanent BASE private key")},
+               {read_chain, "C_FindObjects", 1, lookup("LYR certificate chain")}};
+  for (const auto& c : cases) {
+    provision("installed");
+    answer = damaged + pem(requestChain("next"));
+    test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
+    spytoken().answer(c.function, CKR_DEVICE_ERROR, c.nth);
+    EXPECT_THAT(recordsOf(c.operation), ::testing::Contains("! " + c.record + "PKCS11 error 48"));
+    spytoken().stop_interfering();
+  }
+  spytoken().answer("C_DestroyObject", CKR_DEVICE_ERROR, 1);
+  const auto records = recordsOf(install_answer);
   EXPECT_EQ(records.at(1), "! ::getCertificates: failed to decode certificate");
-  EXPECT_EQ(records.back(), "! Exception thrown : PKCS11 error 48");
-}
-
-TEST_F(RecordsTest, OfDeletions) {
-  const Records begun = {kSet + " ==>", kSet + " Delete LYR certificate and keys"};
-  const auto public_key = installedKeyLookup(1), private_key = privateKeyLookup(1), chain = chainLookup(1);
-  provision("installed");
-  EXPECT_EQ(recordsOf(remove, "C_DestroyObject", 1), begun + public_key + notDeleted("public key"));
-  provision("installed");
-  EXPECT_EQ(recordsOf(remove, "C_DestroyObject", 2),
-            begun + public_key + private_key + notDeleted("private key"));
-  provision("installed");
-  EXPECT_EQ(recordsOf(remove, "C_DestroyObject", 3),
-            begun + public_key + private_key + chain + notDeleted("certificate"));
-  EXPECT_EQ(recordsOf(remove), begun + installedKeyLookup(0) + privateKeyLookup(0) + chain);
-  EXPECT_EQ(recordsOf([&] { product->set_client_cert_and_move_key("", "", ""); }), Records{kSet + " ==>"});
-}
-
-TEST_F(RecordsTest, OfSignaturesAndReads) {
-  const Records base = {"::Getting Base Key Id"};
-  const std::string count = "After Private Key finding, Private count = ";
-  EXPECT_EQ(recordsOf(sign), privateKeyLookup(0));
-  EXPECT_EQ(recordsOf(sign_with_base),
-            base + Records({count + "0", "! ::generate_signature signature generation failed"}));
-  importBaseKey();
-  EXPECT_EQ(recordsOf(sign_with_base), base + Records{count + "1"});
-  EXPECT_EQ(recordsOf(read_chain), chainLookup(0));
-  const Bytes garbage = {0x30, 0x03, 1, 2, 3};
-  test_support::importCertificate(*test_support::UserSession(), {label(1, 12)}, {garbage, garbage});
-  EXPECT_EQ(recordsOf([&] { product->get_client_cert("ZEMP"); }),
-            Records{"! Exception thrown : CERTIFICATE decoding failed with BER: Value truncated"});
-  test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
-  EXPECT_EQ(recordsOf([&] { product->get_root_cert_bundle("group"); }),
-            Records({"::get_root_cert_bundle: ==>",
-                     "::get_root_cert_bundle :: get_root_cert_bundle: Certificates found: 1",
-                     "::get_root_cert_bundle: <=="}));
-}
-
-TEST_F(RecordsTest, OfLookupsThatFail) {
-  const auto recordOf = [&](const std::function<void()>& operation, std::size_t position) {
-    return recordsOf(operation, "C_FindObjects", 1).at(position);
-  };
-  const auto failure = [](const std::string& what) {
-    return "! Exception to get " + what + " handle with exception PKCS11 error 48";
-  };
-  EXPECT_EQ(recordOf([&] { product->get_public_key("LYR"); }, 2), failure("permanent LYR public key"));
-  EXPECT_EQ(recordOf([&] { product->get_public_key("LYR_CSR"); }, 2), failure("temporary LYR public key"));
-  EXPECT_EQ(recordOf(sign, 0), failure("permanent LYR private key"));
-  EXPECT_EQ(recordOf(sign_with_base, 1), failure("permanent BASE private key"));
-  EXPECT_EQ(recordOf(request, 0), failure("temporary LYR private key"));
-  EXPECT_EQ(recordOf(read_chain, 1), failure("LYR certificate chain"));
+  EXPECT_EQ(records.at(records.size() - 2), "! ::deleteSessionCertificateAndKeys returned error");
 }
 
 }  // namespace ozk::tee

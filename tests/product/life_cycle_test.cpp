@@ -1,9 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <botan/pkcs10.h>
-#include <botan/x509_key.h>
-
+#include <functional>
 #include <iostream>
 #include <map>
 #include <mutex>
@@ -18,58 +16,70 @@ namespace ozk::tee {
 
 namespace {
 
-/// The client's objects on a token, and what the operations make of them. Keys are public keys in PEM.
+/// What a call was given and returned, as texts.
+struct Call {
+  std::string argument, result;
+};
+
+std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
+
+/// The client's objects on a token. Keys are public keys in PEM. What each function returns, the token must.
 struct Model {
   std::optional<std::string> temporary, installed;  // empty as long as nobody has seen the key
   std::string certified;                            // the key in the installed certificate, if there is one
   std::size_t stray_chains = 0;                     // temporary ones, of installations without a key pair
 
-  void generate() {
+  std::string generate() {
     temporary = "";
     if (stray_chains > 0) --stray_chains;  // one a clean-up
+    return nameOf(ResultCode::OK);
   }
-  ResultCode install(const std::string& key) {
-    if (!temporary) {
-      ++stray_chains;  // the clean-up takes it for a public key
-      return ResultCode::CRYPTO_OP_ERROR;
-    }
-    const std::string added = *std::exchange(temporary, std::nullopt);
-    if (!key.empty() && key != added) return ResultCode::CRYPTO_OP_ERROR;
+  std::string temporaryKey(const std::string& seen) {
+    if (temporary && temporary->empty()) temporary = seen;
+    return temporary.value_or("");
+  }
+  std::string install(const std::string& key) {
+    if (!temporary) ++stray_chains;  // the clean-up takes it for a public key
+    const auto added = std::exchange(temporary, std::nullopt);
+    if (!added || (!key.empty() && key != *added)) return nameOf(ResultCode::CRYPTO_OP_ERROR);
     installed = added;
     certified = key;
-    return ResultCode::OK;
+    return nameOf(ResultCode::OK);
   }
-  void expectTemporary(const std::string& key) {
-    if (temporary && temporary->empty()) temporary = key;
-    EXPECT_EQ(key, temporary.value_or(""));
+  std::string remove() {
+    installed.reset();
+    certified.clear();
+    return nameOf(ResultCode::OK);
   }
 };
-
-/// Compares what a call returned with the model, and changes the model as the call changed the token.
-using Check = std::function<void(Model&)>;
 
 struct Action {
   std::string name;
   int frequency;  // among threads
-  std::function<Check()> call;
+  std::function<Call()> call;
+  std::function<std::string(Model&, const Call&)> expected;  // the result
 };
-
-std::string keyOf(const Bytes& request) {
-  if (request.empty()) return "";
-  const std::unique_ptr<Botan::Public_Key> key(Botan::PKCS10_Request(request).subject_public_key());
-  return Botan::X509::PEM_encode(*key);
-}
 
 }  // namespace
 
 /// Operations beside the model.
 class LifeCycleTest : public ProductTest {
  protected:
-  Check request();
-  Check installed(const std::string& chain);
+  Call requested();
+  Call installed(const std::string& chain) {
+    return {certifiedKey(chain), nameOf(product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"))};
+  }
+  Call signedWith(const std::string& key_id) {
+    const Bytes signature = product->generate_signature(key_id, data, "");
+    return {"", {signature.begin(), signature.end()}};
+  }
   std::string issuedChain() {
     const std::lock_guard<std::mutex> lock(backend);
     return issued;
+  }
+  /// The signature, if it is right.
+  std::string verified(const std::string& key, const std::string& signature) const {
+    return verifies(key, data, {signature.begin(), signature.end()}) ? signature : "one that verifies";
   }
   void check(const Action& action, Model& model);
   void walk(unsigned depth, const Model& model);
@@ -81,70 +91,65 @@ class LifeCycleTest : public ProductTest {
   const Bytes data = {1, 2, 3};
   std::size_t steps = 0;
 
-  const Action generate{"generate", 10, [this]() -> Check {
-                          return [code = product->generate_private_key("LYR_CSR")](Model& model) {
-                            EXPECT_EQ(code, ResultCode::OK);
-                            model.generate();
-                          };
-                        }};
-  const Action request_one{"request", 20, [this] { return request(); }};
-  const Action install_issued{"install", 8, [this] { return installed(issuedChain()); }};
-  const Action install_other{"install for another key", 1, [this] { return installed(other_chain); }};
-  const Action install_empty{"install empty", 0, [this] { return installed(""); }};
-  const Action remove{"delete", 1, [this]() -> Check {
-                        return [code = product->set_client_cert_and_move_key("", "", "LYR")](Model& model) {
-                          EXPECT_EQ(code, ResultCode::OK);
-                          model.installed.reset();
-                          model.certified.clear();
-                        };
-                      }};
-  const std::vector<Action> changes = {generate,      request_one,   install_issued,
-                                       install_other, install_empty, remove};
+  const std::function<std::string(Model&, const Call&)> by_installation = [](Model& model, const Call& call) {
+    return model.install(call.argument);
+  };
+  const std::vector<Action> changes = {
+      {"generate", 10,
+       [this] {
+         return Call{"", nameOf(product->generate_private_key("LYR_CSR"))};
+       },
+       [](Model& model, const Call&) { return model.generate(); }},
+      {"request", 20, [this] { return requested(); },
+       [](Model& model, const Call& call) { return model.temporaryKey(call.result); }},
+      {"install", 8, [this] { return installed(issuedChain()); }, by_installation},
+      {"install for another key", 1, [this] { return installed(other_chain); }, by_installation},
+      {"install empty", 0, [this] { return installed(""); }, by_installation},
+      {"delete", 1,
+       [this] {
+         return Call{"", nameOf(product->set_client_cert_and_move_key("", "", "LYR"))};
+       },
+       [](Model& model, const Call&) { return model.remove(); }}};
   const std::vector<Action> reads = {
       {"temporary key", 10,
-       [this]() -> Check {
-         return [key = publicKeyIfAny("LYR_CSR")](Model& model) { model.expectTemporary(key); };
-       }},
+       [this] {
+         return Call{"", publicKeyIfAny("LYR_CSR")};
+       },
+       [](Model& model, const Call& call) { return model.temporaryKey(call.result); }},
       {"public key", 10,
-       [this]() -> Check {
-         return [key = publicKeyIfAny("LYR")](Model& model) { EXPECT_EQ(key, model.installed.value_or("")); };
-       }},
+       [this] {
+         return Call{"", publicKeyIfAny("LYR")};
+       },
+       [](Model& model, const Call&) { return model.installed.value_or(""); }},
       {"chain", 10,
-       [this]() -> Check {
-         return [chain = product->get_client_cert("LYR")](Model& model) {
-           EXPECT_EQ(certifiedKey(chain), model.certified);
-         };
+       [this] {
+         return Call{"", certifiedKey(product->get_client_cert("LYR"))};
+       },
+       [](Model& model, const Call&) { return model.certified; }},
+      {"sign", 15, [this] { return signedWith("LYR"); },
+       [this](Model& model, const Call& call) {
+         return model.installed ? verified(*model.installed, call.result) : "";
        }},
-      {"sign", 15,
-       [this]() -> Check {
-         return [this, signature = product->generate_signature("LYR", data, "")](Model& model) {
-           EXPECT_EQ(signature.empty(), !model.installed);
-           EXPECT_TRUE(signature.empty() || verifies(model.installed.value(), data, signature));
-         };
-       }},
-      {"sign with BASE", 8, [this]() -> Check {
-         return [this, signature = product->generate_signature("BASE", data, "")](Model&) {
-           EXPECT_TRUE(verifies(base_key, data, signature));
-         };
-       }}};
+      {"sign with BASE", 8, [this] { return signedWith("BASE"); },
+       [this](Model&, const Call& call) { return verified(base_key, call.result); }}};
 };
 
-Check LifeCycleTest::request() {
+Call LifeCycleTest::requested() {
   const Bytes request = product->generate_csr("device", "LYR_CSR");
+  if (request.empty()) return {};
   const std::lock_guard<std::mutex> lock(backend);
-  if (!request.empty()) issued = authority.issue(request).PEM_encode();
-  return [request](Model& model) { model.expectTemporary(keyOf(request)); };
-}
-
-Check LifeCycleTest::installed(const std::string& chain) {
-  const ResultCode code = product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR");
-  return [chain, code](Model& model) { EXPECT_EQ(code, model.install(certifiedKey(chain))); };
+  issued = authority.issue(request).PEM_encode();
+  return {"", certifiedKey(issued)};
 }
 
 /// Acts, and compares all that can be read afterwards.
 void LifeCycleTest::check(const Action& action, Model& model) {
-  action.call()(model);
-  for (const Action& read : reads) read.call()(model);
+  const auto compare = [&](const Action& each) {
+    const Call call = each.call();
+    EXPECT_EQ(call.result, each.expected(model, call)) << each.name;
+  };
+  compare(action);
+  for (const Action& read : reads) compare(read);
   const TokenContent content = TokenContent::now();
   for (const auto& kind : content.installed) EXPECT_EQ(kind.size(), model.installed.has_value());
   const std::size_t temporary = model.temporary.has_value();
@@ -177,7 +182,7 @@ TEST_F(LifeCycleTest, EverySequenceOfActionsAgreesWithTheModel) {
 #endif
   Model model;
   walk(depth, model);
-  for (const Action& action : {generate, request_one, install_issued, generate}) check(action, model);
+  for (const std::size_t index : {0u, 1u, 2u, 0u}) check(changes[index], model);
   walk(depth, model);  // in the middle of a rotation
   std::cout << "counted: " << steps << " steps of sequences of " << depth << " actions and more\n";
 }
@@ -190,32 +195,36 @@ TEST_F(LifeCycleTest, CallsOfManyThreadsGiveWhatSomeOrderOfThemGives) {
   actions.insert(actions.end(), reads.begin(), reads.end());
   std::vector<int> frequencies;
   for (const Action& action : actions) frequencies.push_back(action.frequency);
-  std::vector<std::vector<Check>> checks(kThreads, std::vector<Check>(kCalls));
-  std::map<std::thread::id, std::vector<Check>::const_iterator> next;
+  using Calls = std::vector<std::pair<const Action*, Call>>;
+  std::vector<Calls> calls(kThreads, Calls(kCalls));
+  std::map<std::thread::id, Calls::const_iterator> next;
   std::vector<std::thread> threads;
   spytoken().take_calls();
-  for (auto& of_thread : checks) {
-    threads.emplace_back([&, seed = threads.size()] {
-      std::minstd_rand random(static_cast<unsigned>(seed + 1));
+  for (Calls& of_thread : calls) {
+    threads.emplace_back([&, seed = threads.size() + 1] {
+      std::minstd_rand random(static_cast<unsigned>(seed));
       std::discrete_distribution<std::size_t> choose(frequencies.begin(), frequencies.end());
-      for (Check& check : of_thread) check = actions[choose(random)].call();
+      for (auto& [action, call] : of_thread) {
+        action = &actions[choose(random)];
+        call = action->call();
+      }
     });
     next[threads.back().get_id()] = of_thread.begin();
   }
   for (std::thread& thread : threads) thread.join();
 
   Model model;
-  std::size_t calls = 0, installations = 0;
+  std::size_t compared = 0, installations = 0;
   for (const auto& spied : spytoken().take_calls()) {
     installations += spied.function == "set_client_cert_and_move_key" && spied.code == CKR_OK;
     if (spied.function != "C_Initialize") continue;
-    (*next.at(spied.thread)++)(model);
-    ASSERT_FALSE(HasFailure()) << "call " << calls;
-    ++calls;
+    const auto& [action, call] = *next.at(spied.thread)++;
+    ASSERT_EQ(call.result, action->expected(model, call)) << action->name << ", call " << compared;
+    ++compared;
   }
-  EXPECT_EQ(calls, kThreads * kCalls);
+  EXPECT_EQ(compared, kThreads * kCalls);
   EXPECT_GT(installations, 0u) << "nothing was exchanged under the readers";
-  std::cout << "counted: " << calls << " calls of " << kThreads << " threads, " << installations
+  std::cout << "counted: " << compared << " calls of " << kThreads << " threads, " << installations
             << " installations\n";
 }
 
