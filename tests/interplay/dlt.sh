@@ -5,7 +5,7 @@
 # starts late, or again, gets the records that were kept, and the number of those that were lost.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 programs=$(dirname "$tee_token")
-PATH=$3/../bin:$PATH
+PATH=$3/bin:$PATH
 type dlt-daemon dlt-receive &>/dev/null || {
   echo 'skipped: dlt-daemon and dlt-receive are not installed'
   exit 77

@@ -4,8 +4,12 @@
 #include "shared/token_access.h"
 
 #include <botan/hex.h>
+#include <fcntl.h>
+#include <sys/file.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 
 namespace tee_token_admin {
@@ -29,20 +33,23 @@ bool is_platforms(const Target& target) {
   return target.module.empty() && (named == nullptr || *named == '\0');
 }
 
-tee_token::DeviceFolder platform_folder(const Target& target) {
-  if (!is_platforms(target)) {
-    throw UsageError("this is for the platform's own token; do without --module and TEE_PKCS11_MODULE");
-  }
+tee_token::FileDescriptor lock_token(const Target& target) {
   const auto folder = tee_token::DeviceFolder::of_environment();
-  folder.require_private();
-  return folder;
+  if (!is_platforms(target) || !folder.exists()) {
+    return tee_token::FileDescriptor(-1);
+  }
+  tee_token::FileDescriptor opened(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.get() < 0 || ::flock(opened.get(), LOCK_EX) != 0) {
+    throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
+  }
+  return opened;
 }
 
 secure_string pin_of_hex(const std::string& hex, const std::string& name) {
   try {
     return Botan::hex_decode_locked(hex, false);
   } catch (const Botan::Exception&) {
-    throw UsageError(name + " takes the PIN's bytes as hexadecimal digits, two a byte");
+    throw UsageError(name + " needs the PIN's bytes in hexadecimal digits, two each");
   }
 }
 

@@ -10,21 +10,20 @@
 
 namespace tee_token_admin {
 
-/// A trust store group as it is known by: its identifier, and the client that may open it.
+/// The identifier of a trust store group and the client that may open it.
 struct TrustGroup {
   std::string identifier, client;
 };
 
-/// Whether the object is a trust store group.
 bool is_trust_group(const Botan::PKCS11::Object& object);
 
-/// Whether the object is the security officer's alone to destroy: a group, or what he has trusted.
+/// Whether only the security officer may destroy the object: a group or a trusted certificate.
 bool is_officers(const Botan::PKCS11::Object& object);
 
-/// The identity of a group that is there.
+/// The identifier and client of a group's object.
 TrustGroup trust_group_of(const Botan::PKCS11::Object& object);
 
-/// The roots of the group, whether the group itself is there or not.
+/// The roots of the group, which may exist without the group's object.
 std::vector<Botan::PKCS11::ObjectHandle> roots_of(TokenSession& token, const TrustGroup& group);
 
 /// Destroys the roots of the group and returns their number. Needs the security officer.

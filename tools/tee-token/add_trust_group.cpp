@@ -6,13 +6,11 @@
 #include <iostream>
 
 #include "commands.h"
-#include "folder_lock.h"
-#include "input_file.h"
+#include "shared/certificates.h"
 #include "shared/shown_text.h"
 
 namespace tee_token_admin {
 
-using shown_text::counted;
 using shown_text::shown;
 
 using namespace Botan::PKCS11;
@@ -50,8 +48,8 @@ void require_absent(TokenSession& token, const TrustGroup& group) {
   const std::vector<ObjectHandle> present = token.find(wanted);
   if (!present.empty()) {
     const std::string handle = std::to_string(present.front());
-    throw UsageError(name_of(group) + " is there already, object " + handle +
-                     "; remove it first, with its roots: tee-token destroy " + handle);
+    throw UsageError("object " + handle + " is the " + name_of(group) +
+                     " already; remove it first, with its roots: tee-token destroy " + handle);
   }
 }
 
@@ -60,23 +58,24 @@ void require_absent(TokenSession& token, const TrustGroup& group) {
 void add_trust_group(const Target& target, const TrustGroup& group,
                      const std::optional<std::string>& roots_file) {
   if (group.identifier.empty() || group.client.empty()) {
-    throw UsageError("a trust group needs an identifier and a client that are not empty");
+    throw UsageError("a trust group needs an identifier and a client, neither empty");
   }
-  const auto roots = roots_file ? read_certificates(*roots_file) : std::vector<Botan::X509_Certificate>();
-  const FolderLock lock(target);
+  const tools::Certificates roots =
+      roots_file ? tools::read_certificates(*roots_file) : tools::Certificates();
+  const tee_token::FileDescriptor lock = lock_token(target);
   TokenSession token(target);
   token.login(UserType::SO);
   require_absent(token, group);
-  // The group comes last: a stop before that leaves an unknown group, never a partial one, and roots that the
-  // next attempt removes.
+  // The group's object comes last: an interrupted run leaves no partial group, only roots that the next one
+  // removes.
   destroy_roots_of(token, group);
   for (const Botan::X509_Certificate& root : roots) {
     store_root(token, group, root);
   }
   StorageObjectProperties object = group_object(group);
   const ObjectHandle handle = store(token, group, object);
-  std::cout << "stored " << name_of(group) << " with " << counted(roots.size(), "root") << " as object "
-            << handle << "\n";
+  std::cout << "stored " << name_of(group) << " with " << shown_text::counted(roots.size(), "root")
+            << " as object " << handle << "\n";
 }
 
 }  // namespace tee_token_admin

@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "marked_objects.h"
+#include "tee/templates.h"
+
+namespace tee_token_admin {
+
+namespace library = ozk::tee;
+
+using namespace Botan::PKCS11;
+
+namespace {
+
+constexpr const char* kMarkedKeyId = "CHECK";
+
+void add_copy(Template& to, const Attribute& attribute) {
+  to.add_binary(static_cast<AttributeType>(attribute.type),
+                static_cast<const std::uint8_t*>(attribute.pValue), attribute.ulValueLen);
+}
+
+Template marked(const Template& of_library, const Mark& mark) {
+  Template own;
+  for (const Attribute& attribute : of_library.attributes()) {
+    if (attribute.type == CKA_LABEL) {
+      own.add_binary(AttributeType::Label, mark.label());
+    } else if (attribute.type == TEE_CKA_VENDOR_CLIENT_ID) {
+      own.add_string(kClientId, mark.client());
+    } else if (attribute.type == TEE_CKA_VENDOR_KEY_ID) {
+      own.add_string(kKeyId, kMarkedKeyId);
+    } else {
+      add_copy(own, attribute);
+    }
+  }
+  return own;
+}
+
+}  // namespace
+
+Template public_key_template(const Mark& mark) { return marked(library::lyrPublicKeyGeneration(), mark); }
+
+Template private_key_template(const Mark& mark) { return marked(library::lyrPrivateKeyGeneration(), mark); }
+
+Template chain_template(const Mark& mark, const std::vector<std::uint8_t>& chain) {
+  TrustStoreGroupCertificateChainProperties of_library(chain);
+  library::addLYRCertificateChainAttributes(of_library, kMarkedKeyId);
+  return marked(of_library, mark);
+}
+
+Template public_key_search(const Mark& mark, bool permanent) {
+  return marked(library::lyrPublicKeySearch(permanent), mark);
+}
+
+Template private_key_search(const Mark& mark, bool permanent) {
+  return marked(library::lyrPrivateKeySearch(permanent), mark);
+}
+
+Template chain_search(const Mark& mark, bool permanent) {
+  return marked(library::lyrCertificateChainSearch(permanent), mark);
+}
+
+Template data_search(const Mark& mark) { return marked(library::vinSearch(), mark); }
+
+Template certificate_search(const Mark& mark) { return marked(library::certificateSearch("1_11"), mark); }
+
+Template without_vendor_attributes(const Template& all) {
+  Template standard;
+  for (const Attribute& attribute : all.attributes()) {
+    if (attribute.type < CKA_VENDOR_DEFINED) {
+      add_copy(standard, attribute);
+    }
+  }
+  return standard;
+}
+
+}  // namespace tee_token_admin
