@@ -6,10 +6,7 @@
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 programs=$(dirname "$tee_token")
 PATH=$3/bin:$PATH
-type dlt-daemon dlt-receive &>/dev/null || {
-  echo 'skipped: dlt-daemon and dlt-receive are not installed'
-  exit 77
-}
+type dlt-daemon dlt-receive &>/dev/null || skip 'dlt-daemon and dlt-receive are not installed'
 export DLT_PIPE_DIR=$folder ARA_LOG_SINK=dlt ARA_LOG_APP_ID=APPL ARA_LOG_LEVEL=debug
 printf '%s\n' 'BindAddress = ::ffff:127.0.0.1' "ControlSocketPath = $folder/control" >conf
 servers=() sent=0
