@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "shared/error_line.h"
 #include "shared/shown_text.h"
+#include "store/device_folder.h"
 #include "store/sqlite.h"
 
 namespace tee_token_admin {
