@@ -15,204 +15,152 @@ Records operator+(Records first, const Records& second) {
   return first;
 }
 
-Records publicKeyLookup(bool installed, int count) {
-  return {"::getLYRPublicKeyHandle : ==>",
-          installed ? "::getLYRPublicKeyHandle : Search Permanent Pub key"
-                    : "::getLYRPublicKeyHandle : Search LYR",
-          "::getLYRPublicKeyHandle : count of public key found = " + std::to_string(count),
-          "::getLYRPublicKeyHandle : <=="};
+Records publicKeyLookup(const std::string& which, const std::string& count) {
+  const std::string name = "::getLYRPublicKeyHandle : ";
+  return {name + "==>", name + "Search " + which, name + "count of public key found = " + count,
+          name + "<=="};
 }
-Records privateKeyLookup(int count) {
-  return {"::getLYRPrivateKeyHandle : count of private key found = " + std::to_string(count)};
-}
-Records chainLookup(int count) {
-  return {"::getLYRCertificateChainHandle",
-          "::getLYRCertificateChainHandle : No of chain objects found = " + std::to_string(count)};
-}
-
-const std::string kSet = "::set_client_cert_and_move_key";
-const Records kDeletion = {kSet + " ==>", kSet + " Delete LYR certificate and keys"};
-
-/// The records of an installation. Handles are texts; "0" is no object.
-Records installation(const std::string& public_key, const std::string& private_key, const std::string& chain,
-                     const std::string& old_public_key, const std::string& old_private_key, int installed) {
-  return Records{kSet + " ==>"} + publicKeyLookup(false, 1) +
-         Records{kSet + " TEMPorary PUBLIC key Handle = " + public_key} + privateKeyLookup(1) +
-         Records{kSet + " TEMPorary PRIVATE key Handle = " + private_key,
-                 kSet + " addHandleSize = 2",
-                 "Handles in addHandle = " + public_key,
-                 "Handles in addHandle = " + private_key,
-                 kSet + " after push addHandleSize = 3",
-                 "Handles in addHandle after push = " + public_key,
-                 "Handles in addHandle after push = " + private_key,
-                 "Handles in addHandle after push = " + chain,
-                 kSet + " chain handle = " + chain} +
-         publicKeyLookup(true, installed) +
-         Records{kSet + " PUBLIC key Handle = " + old_public_key, kSet + " Before getLYRPrivateKeyHandle"} +
-         privateKeyLookup(installed) +
-         Records{kSet + " PRIVATE key Handle = " + old_private_key, kSet + " After  getLYRPrivateKeyHandle"} +
-         chainLookup(installed);
-}
+const Records kTemporaryKey = publicKeyLookup("LYR", "1"),
+              kInstalledKey = publicKeyLookup("Permanent Pub key", "1"),
+              kPrivateKey = {"::getLYRPrivateKeyHandle : count of private key found = 1"},
+              kChain = {"::getLYRCertificateChainHandle",
+                        "::getLYRCertificateChainHandle : No of chain objects found = 1"};
+const std::string kSet = "::set_client_cert_and_move_key", kRequest = "::generate_csr ";
+const Bytes kGarbage = {0x30, 0x03, 1, 2, 3};
 
 class RecordsTest : public ProductTest {
  protected:
-  template <typename Operation>
-  Records recordsOf(Operation operation) {
+  using Operation = std::function<void()>;
+
+  Records recordsOf(const Operation& operation) {
     log.take();
     try {
       operation();
     } catch (const Botan::PKCS11::PKCS11_ReturnError&) {
     }
     Records records;
-    for (const auto& line : log.take()) {
-      const std::string prefix = "ClientCertInitializer::";
-      const bool named = line.text.compare(0, prefix.size(), prefix) == 0;
-      records.push_back((line.level == ara::log::LogLevel::kError ? "! " : "") +
-                        (named ? line.text.substr(prefix.size() - 2) : line.text));
+    for (const auto& [level, text] : log.take()) {
+      const std::size_t prefix = text.compare(0, 23, "ClientCertInitializer::") == 0 ? 21 : 0;
+      records.push_back((level == ara::log::LogLevel::kError ? "! " : "") + text.substr(prefix));
     }
     return records;
   }
-  Records ofGeneration() {
-    return recordsOf([&] { product->generate_private_key("LYR_CSR"); });
-  }
-  Records ofRequest() {
-    return recordsOf([&] { product->generate_csr("device", "LYR_CSR"); });
-  }
-  Records ofSignature(const std::string& key_id) {
-    return recordsOf([&] { product->generate_signature(key_id, {}, ""); });
-  }
-  Records ofInstallation(const Chain& chain) {
-    return recordsOf([&] { install(chain); });
-  }
-  Records ofDeletion() {
-    return recordsOf([&] { product->set_client_cert_and_move_key("", "", "LYR"); });
-  }
-  /// Fails the `nth` call of `function`, and no other, in the next operation.
-  static void fail(const std::string& function, unsigned nth = 1) {
-    spytoken().stop_interfering();
-    spytoken().answer(function, CKR_DEVICE_ERROR, nth);
-  }
+
+  const Operation generate = [this] { product->generate_private_key("LYR_CSR"); };
+  const Operation request = [this] { product->generate_csr("device", "LYR_CSR"); };
+  const Operation sign = [this] { product->generate_signature("LYR", {}, ""); };
+  const Operation sign_with_base = [this] { product->generate_signature("BASE", {}, ""); };
+  const Operation remove = [this] { product->set_client_cert_and_move_key("", "", "LYR"); };
+  const Operation read_chain = [this] { product->get_client_cert("LYR"); };
+  const Operation read_zemp = [this] { product->get_client_cert("ZEMP"); };
+  const Operation read_roots = [this] { product->get_root_cert_bundle("group"); };
 };
 
-TEST_F(RecordsTest, OfTheInstance) {
+TEST_F(RecordsTest, OfSuccess) {
   EXPECT_THAT(
-      recordsOf([] { ClientCertInitializerTestAccess fresh; }),
+      recordsOf([] { const ClientCertInitializerTestAccess fresh; }),
       ElementsAre("Created an instance of CCI API Lib", "Botan version: " + Botan::short_version_string()));
-  EXPECT_EQ(recordsOf([] { ClientCertInitializerAPI::get_instance(); }), Records());
-}
-
-TEST_F(RecordsTest, OfAGeneration) {
-  const Records begun = {"::generate_private_key", "::deleteOldTemporaryKeys =>"};
-  const Records cleaned = {"::deleteOldTemporaryKeys return OK",
-                           "::generate_private_key succesfully deleted old temp keys"};
-  const Records generated = {"::generate_private_key returning OK"};
-  EXPECT_EQ(ofGeneration(), begun + chainLookup(0) + cleaned + generated);
-  EXPECT_EQ(recordsOf([&] { product->generate_private_key("LYR"); }),
-            Records({"::generate_private_key", "! ::generate_private_key :: Invalid Key Id"}));
-  const auto failure = [](const std::string& kind) {
-    return Records{"! LYR temporary " + kind + " delete fail, Exception thrown : PKCS11 error 48"};
-  };
-  fail("C_DestroyObject", 1);
-  EXPECT_EQ(ofGeneration(), begun + failure("private key") + generated);
-  fail("C_DestroyObject", 3);
-  EXPECT_EQ(ofGeneration(), begun + failure("public key") + generated);
   test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
-  fail("C_DestroyObject", 5);
-  EXPECT_EQ(ofGeneration(), begun + chainLookup(1) + failure("certificate") + generated);
-  fail("C_GenerateKeyPair");
-  EXPECT_EQ(ofGeneration(), begun + chainLookup(1) + cleaned +
-                                Records{"! Failed to generate ECDSA keypair with exception PKCS11 error 48"});
-}
-
-TEST_F(RecordsTest, OfARequest) {
-  const std::string found_private = "::generate_csr PRIVATE key Handle = ",
-                    found_public = "::generate_csr PUBLIC key Handle = ";
-  EXPECT_EQ(ofRequest(), privateKeyLookup(0) + Records{found_private + "0"});
-  test_support::importPrivateKey(*test_support::UserSession(), {label(9, 9), "CCI_CLIENT", "LYR"},
-                                 test_support::newKey());  // found whatever its label
-  EXPECT_EQ(ofRequest(), privateKeyLookup(1) + Records{found_private + "1"} + publicKeyLookup(false, 0) +
-                             Records{found_public + "0"});
-  product->generate_private_key("LYR_CSR");
-  EXPECT_EQ(ofRequest(), privateKeyLookup(1) + Records{found_private + "3"} + publicKeyLookup(false, 1) +
-                             Records{found_public + "2"});
-  EXPECT_EQ(recordsOf([&] { product->generate_csr("device", "LYR"); }), Records());
-}
-
-TEST_F(RecordsTest, OfInstallationsAndDeletions) {
-  const Records ended = {kSet + ": <=="}, not_tidied = {"! ::deleteSessionCertificateAndKeys returned error"};
-  const auto failure = [](const std::string& kind) {
-    return Records{"! LYR " + kind + " delete fail, Exception thrown : PKCS11 error 48"};
-  };
-  auto chain = requestChain("first");
-  EXPECT_EQ(ofInstallation(chain), installation("1", "2", "3", "0", "0", 0) + ended);
-  requestChain("second");  // objects 7 and 8, and the old chain again
-  EXPECT_EQ(ofInstallation(chain),
-            installation("7", "8", "9", "5", "6", 1) + Records{"! " + kSet + " returned error"} + ended);
-  const char* const kinds[] = {"public session key", "private session key", "session certificate"};
-  for (unsigned nth = 1; nth <= 3; ++nth) {
-    chain = requestChain("next");
-    fail("C_DestroyObject", nth);
-    const auto records = ofInstallation(chain);
-    EXPECT_EQ(Records(records.end() - 3, records.end()), failure(kinds[nth - 1]) + not_tidied + ended);
-  }
-  const auto public_key = publicKeyLookup(true, 1), private_key = privateKeyLookup(1);
-  fail("C_DestroyObject", 1);
-  EXPECT_EQ(ofDeletion(), kDeletion + public_key + failure("public key"));
-  fail("C_DestroyObject", 2);
-  EXPECT_EQ(ofDeletion(), kDeletion + public_key + private_key + failure("private key"));
-  fail("C_DestroyObject", 2);
-  EXPECT_EQ(ofDeletion(),
-            kDeletion + publicKeyLookup(true, 0) + private_key + chainLookup(1) + failure("certificate"));
-  EXPECT_EQ(ofDeletion(), kDeletion + publicKeyLookup(true, 0) + privateKeyLookup(0) + chainLookup(1));
-}
-
-TEST_F(RecordsTest, OfInstallationsThatEndEarly) {
-  EXPECT_EQ(recordsOf([&] { product->set_client_cert_and_move_key("", "LYR_CSR", ""); }),
-            Records{kSet + " ==>"});
-  const std::string damaged = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
-  const auto records = recordsOf([&] {
-    spytoken().answer("C_CreateObject", CKR_DEVICE_MEMORY);
-    product->set_client_cert_and_move_key(damaged + pem(requestChain("device")), "LYR_CSR", "LYR");
-  });
-  EXPECT_EQ(records.back(), "! Exception thrown : PKCS11 error 49");
-  EXPECT_THAT(records, ::testing::Contains("! ::getCertificates: failed to decode certificate"));
-}
-
-TEST_F(RecordsTest, OfSignaturesAndReads) {
-  const Records base = {"::Getting Base Key Id"};
-  const Records count = {"After Private Key finding, Private count = "};
-  EXPECT_EQ(ofSignature("LYR"), privateKeyLookup(0));
-  EXPECT_EQ(ofSignature("BASE"),
-            base + Records{count[0] + "0"} + Records{"! ::generate_signature signature generation failed"});
+  EXPECT_EQ(recordsOf(generate), Records({"::generate_private_key", "::deleteOldTemporaryKeys =>"}) + kChain +
+                                     Records({"::deleteOldTemporaryKeys return OK",
+                                              "::generate_private_key succesfully deleted old temp keys",
+                                              "::generate_private_key returning OK"}));
+  EXPECT_EQ(recordsOf(request), kPrivateKey + Records{kRequest + "PRIVATE key Handle = 3"} + kTemporaryKey +
+                                    Records{kRequest + "PUBLIC key Handle = 2"});
+  provision("installed");
+  EXPECT_EQ(recordsOf(sign), kPrivateKey);
+  EXPECT_EQ(recordsOf(read_chain), kChain);
+  EXPECT_EQ(recordsOf(remove), Records({kSet + " ==>", kSet + " Delete LYR certificate and keys"}) +
+                                   kInstalledKey + kPrivateKey + kChain);
   importBaseKey();
-  EXPECT_EQ(ofSignature("BASE"), base + Records{count[0] + "1"});
-  EXPECT_EQ(recordsOf([&] { product->get_client_cert("LYR"); }), chainLookup(0));
+  EXPECT_EQ(recordsOf(sign_with_base),
+            Records({"::Getting Base Key Id", "After Private Key finding, Private count = 1"}));
   test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
-  EXPECT_EQ(recordsOf([&] { product->get_root_cert_bundle("group"); }),
-            Records({"::get_root_cert_bundle: ==>",
-                     "::get_root_cert_bundle :: get_root_cert_bundle: Certificates found: 1",
-                     "::get_root_cert_bundle: <=="}));
-  const Bytes garbage = {0x30, 0x03, 1, 2, 3};
-  test_support::importCertificate(*test_support::UserSession(), {label(1, 12)}, {garbage, garbage});
-  EXPECT_EQ(recordsOf([&] { product->get_client_cert("ZEMP"); }),
-            Records{"! Exception thrown : CERTIFICATE decoding failed with BER: Value truncated"});
-  EXPECT_EQ(recordsOf([&] { product->get_zemp_vin(); }), Records());
+  const std::string roots = "::get_root_cert_bundle";
+  EXPECT_EQ(
+      recordsOf(read_roots),
+      Records({roots + ": ==>", roots + " :: get_root_cert_bundle: Certificates found: 1", roots + ": <=="}));
 }
 
-TEST_F(RecordsTest, OfLookupsThatFail) {
-  spytoken().answer("C_FindObjects", CKR_DEVICE_ERROR);
-  const auto failure = [](const std::string& key) {
-    return "! Exception to get " + key + " handle with exception PKCS11 error 48";
+TEST_F(RecordsTest, OfAnInstallationThatTheTokenRefuses) {
+  const auto chain = provision("installed");  // as objects 5, 6 and 4
+  generate();                                 // 7 and 8
+  EXPECT_EQ(recordsOf([&] { install(chain); }),
+            Records{kSet + " ==>"} + kTemporaryKey + Records{kSet + " TEMPorary PUBLIC key Handle = 7"} +
+                kPrivateKey +
+                Records({kSet + " TEMPorary PRIVATE key Handle = 8", kSet + " addHandleSize = 2",
+                         "Handles in addHandle = 7", "Handles in addHandle = 8",
+                         kSet + " after push addHandleSize = 3", "Handles in addHandle after push = 7",
+                         "Handles in addHandle after push = 8", "Handles in addHandle after push = 9",
+                         kSet + " chain handle = 9"}) +
+                kInstalledKey +
+                Records({kSet + " PUBLIC key Handle = 5", kSet + " Before getLYRPrivateKeyHandle"}) +
+                kPrivateKey +
+                Records({kSet + " PRIVATE key Handle = 6", kSet + " After  getLYRPrivateKeyHandle"}) +
+                kChain + Records({"! " + kSet + " returned error", kSet + ": <=="}));
+}
+
+TEST_F(RecordsTest, OfNothingFoundAndOfRefusals) {
+  test_support::importCertificate(*test_support::UserSession(), {label(1, 12)}, {kGarbage, kGarbage});
+  const std::pair<Operation, std::string> cases[] = {
+      {request, kRequest + "PRIVATE key Handle = 0"},
+      {sign, "::getLYRPrivateKeyHandle : count of private key found = 0"},
+      {sign_with_base, "! ::generate_signature signature generation failed"},
+      {read_zemp, "! Exception thrown : CERTIFICATE decoding failed with BER: Value truncated"},
+      {[&] { product->generate_private_key("LYR"); }, "! ::generate_private_key :: Invalid Key Id"},
+      {[&] { product->set_client_cert_and_move_key("", "", ""); }, kSet + " ==>"}};
+  for (const auto& [operation, last] : cases) EXPECT_EQ(recordsOf(operation).back(), last);
+  for (const char* key_id : {"LYR_CSR", "ZEMP", ""}) {
+    EXPECT_EQ(recordsOf([&] { product->generate_signature(key_id, {}, ""); }), Records()) << key_id;
+  }
+}
+
+TEST_F(RecordsTest, OfTokenCallsThatFail) {
+  const std::string damaged = "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n";
+  std::string answer;
+  const Operation install_answer = [&] { product->set_client_cert_and_move_key(answer, "LYR_CSR", "LYR"); };
+  const Operation read_key = [&] { product->get_public_key("LYR"); };
+  const Operation read_temporary_key = [&] { product->get_public_key("LYR_CSR"); };
+  const auto deletion = [](const std::string& what) {
+    return "LYR " + what + " delete fail, Exception thrown : ";
   };
-  const auto publicKeyFailure = [&](const std::string& key_id) {
-    return recordsOf([&] { product->get_public_key(key_id); }).back();
+  const auto lookup = [](const std::string& what) {
+    return "Exception to get " + what + " handle with exception ";
   };
-  EXPECT_EQ(publicKeyFailure("LYR"), failure("permanent LYR public key"));
-  EXPECT_EQ(publicKeyFailure("LYR_CSR"), failure("temporary LYR public key"));
-  EXPECT_EQ(ofSignature("LYR"), Records{failure("permanent LYR private key")});
-  EXPECT_EQ(ofSignature("BASE").at(1), failure("permanent BASE private key"));
-  EXPECT_EQ(ofRequest().at(0), failure("temporary LYR private key"));
-  EXPECT_EQ(recordsOf([&] { product->get_client_cert("LYR"); }).at(1), failure("LYR certificate chain"));
+  const struct {
+    Operation operation;
+    const char* function;
+    unsigned nth;
+    std::string record;
+  } cases[] = {{generate, "C_DestroyObject", 1, deletion("temporary private key")},
+               {generate, "C_DestroyObject", 2, deletion("temporary public key")},
+               {generate, "C_DestroyObject", 3, deletion("temporary certificate")},
+               {generate, "C_GenerateKeyPair", 1, "Failed to generate ECDSA keypair with exception "},
+               {install_answer, "C_CreateObject", 1, "Exception thrown : "},
+               {install_answer, "C_DestroyObject", 1, deletion("public session key")},
+               {install_answer, "C_DestroyObject", 2, deletion("private session key")},
+               {install_answer, "C_DestroyObject", 3, deletion("session certificate")},
+               {remove, "C_DestroyObject", 1, deletion("public key")},
+               {remove, "C_DestroyObject", 2, deletion("private key")},
+               {remove, "C_DestroyObject", 3, deletion("certificate")},
+               {read_key, "C_FindObjects", 1, lookup("permanent LYR public key")},
+               {read_temporary_key, "C_FindObjects", 1, lookup("temporary LYR public key")},
+               {sign, "C_FindObjects", 1, lookup("permanent LYR private key")},
+               {request, "C_FindObjects", 1, lookup("temporary LYR private key")},
+               {sign_with_base, "C_FindObjects", 1, lookup("permanent BASE private key")},
+               {read_chain, "C_FindObjects", 1, lookup("LYR certificate chain")}};
+  for (const auto& c : cases) {
+    provision("installed");
+    answer = damaged + pem(requestChain("next"));
+    test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
+    spytoken().answer(c.function, CKR_DEVICE_ERROR, c.nth);
+    EXPECT_THAT(recordsOf(c.operation), ::testing::Contains("! " + c.record + "PKCS11 error 48"));
+    spytoken().stop_interfering();
+  }
+  spytoken().answer("C_DestroyObject", CKR_DEVICE_ERROR, 1);
+  const auto records = recordsOf(install_answer);
+  EXPECT_EQ(records.at(1), "! ::getCertificates: failed to decode certificate");
+  EXPECT_EQ(records.at(records.size() - 2), "! ::deleteSessionCertificateAndKeys returned error");
 }
 
 }  // namespace ozk::tee

@@ -58,7 +58,7 @@ TEST_F(TemplateTest, PropertiesBeginWithWhatTheirKindMustHaveAndSettersFollow) {
   EXPECT_EQ(text(EC_PublicKeyImportProperties(params, {4, 1, 0})),
             "[0=0200000000000000 100=0300000000000000 180=0506 181=040100]");
   EXPECT_EQ(text(EC_PrivateKeyImportProperties(params, Botan::BigInt(0x1234))),
-            "[0=0300000000000000 100=0300000000000000 180=0506 11=*2]");
+            "[0=0300000000000000 100=0300000000000000 180=0506 11=1234]");
 
   X509_CertificateProperties certificate({0x30, 0}, {0x30, 1});
   certificate.set_category(CertificateCategory::Authority);

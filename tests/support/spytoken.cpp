@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
-#include <string_view>
 #include <type_traits>
 
 namespace test_support {
@@ -56,18 +55,11 @@ std::string text_of_arguments(bool with_values, Types... arguments) {
   return text.str();
 }
 
-template <auto member>
-struct Spied;
-
-template <typename... Types, CK_RV (*CK_FUNCTION_LIST::*member)(Types...)>
-struct Spied<member> {
-  static inline const char* name = "";
-  static CK_RV call(Types... arguments) {
-    const bool with_values = name != std::string_view("C_GetAttributeValue");
-    return spytoken().call(name, text_of_arguments(with_values, arguments...),
-                           [&] { return (spytoken().module().cryptoki->*member)(arguments...); });
-  }
-};
+template <typename Member, typename... Types>
+CK_RV forward(const std::string& name, Member member, Types... arguments) {
+  return spytoken().call(name, text_of_arguments(name != "C_GetAttributeValue", arguments...),
+                         [&] { return (spytoken().module().cryptoki->*member)(arguments...); });
+}
 
 CK_RV initialize(void* arguments) {
   const CK_ULONG flags = arguments != nullptr ? static_cast<CK_C_INITIALIZE_ARGS*>(arguments)->flags : ~0UL;
@@ -94,23 +86,20 @@ CK_RV set_client_cert(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* install
   });
 }
 
-/// The functions of the module that the library and the layer call.
-#define SPIED_FUNCTIONS(X)                                                                                  \
-  X(C_Finalize)                                                                                             \
-  X(C_GetTokenInfo)                                                                                         \
-  X(C_InitToken) X(C_InitPIN) X(C_SetPIN) X(C_OpenSession) X(C_CloseSession) X(C_GetSessionInfo) X(C_Login) \
-      X(C_Logout) X(C_CreateObject) X(C_CopyObject) X(C_DestroyObject) X(C_GetAttributeValue)               \
-          X(C_SetAttributeValue) X(C_FindObjectsInit) X(C_FindObjects) X(C_FindObjectsFinal) X(C_SignInit)  \
-              X(C_Sign) X(C_SignUpdate) X(C_SignFinal) X(C_VerifyInit) X(C_Verify) X(C_VerifyUpdate)        \
-                  X(C_VerifyFinal) X(C_GenerateKeyPair) X(C_GenerateRandom) X(C_SeedRandom)
-
+/// The functions that the library and the layer call.
 CK_FUNCTION_LIST make_functions() {
   CK_FUNCTION_LIST list = {};
   list.version = {2, 40};
-#define SPY(function)                                    \
-  Spied<& CK_FUNCTION_LIST::function>::name = #function; \
-  list.function = Spied<&CK_FUNCTION_LIST::function>::call;
-  SPIED_FUNCTIONS(SPY)
+#define SPY(function)                                                     \
+  list.function = [](auto... arguments) -> CK_RV {                        \
+    return forward(#function, &CK_FUNCTION_LIST::function, arguments...); \
+  }
+  SPY(C_Finalize), SPY(C_GetTokenInfo), SPY(C_InitToken), SPY(C_InitPIN), SPY(C_SetPIN), SPY(C_OpenSession);
+  SPY(C_CloseSession), SPY(C_GetSessionInfo), SPY(C_Login), SPY(C_Logout), SPY(C_CreateObject);
+  SPY(C_CopyObject), SPY(C_DestroyObject), SPY(C_GetAttributeValue), SPY(C_SetAttributeValue);
+  SPY(C_FindObjectsInit), SPY(C_FindObjects), SPY(C_FindObjectsFinal), SPY(C_SignInit), SPY(C_Sign);
+  SPY(C_SignUpdate), SPY(C_SignFinal), SPY(C_VerifyInit), SPY(C_Verify), SPY(C_VerifyUpdate);
+  SPY(C_VerifyFinal), SPY(C_GenerateKeyPair), SPY(C_GenerateRandom), SPY(C_SeedRandom);
 #undef SPY
   list.C_GetFunctionList = C_GetFunctionList;
   list.C_Initialize = initialize;
@@ -118,25 +107,21 @@ CK_FUNCTION_LIST make_functions() {
   return list;
 }
 
-/// A spy that cannot see is of no use to any test.
-template <typename Pointer>
-Pointer required(Pointer pointer, const char* what) {
-  if (pointer != nullptr) return pointer;
-  std::fprintf(stderr, "spytoken: there is no %s\n", what);
-  std::abort();
-}
-
 ModuleFunctions load_named_module() {
-  const char* const path = required(std::getenv("SPYTOKEN_MODULE"), "module named by SPYTOKEN_MODULE");
-  void* const library = required(::dlopen(path, RTLD_NOW), path);
-  const auto symbol = [library](const char* name) { return required(::dlsym(library, name), name); };
+  const char* const path = std::getenv("SPYTOKEN_MODULE");
+  void* const library = path != nullptr ? ::dlopen(path, RTLD_NOW) : nullptr;
   CK_FUNCTION_LIST* cryptoki = nullptr;
-  reinterpret_cast<CK_C_GetFunctionList>(symbol("C_GetFunctionList"))(&cryptoki);
   TEE_INTERFACE* interface = nullptr;
-  unsigned char name[] = TEE_INTERFACE_NAME;
-  reinterpret_cast<TEE_C_GetInterface>(symbol("C_GetInterface"))(name, nullptr, &interface, 0);
-  required(interface, "vendor interface");
-  return {required(cryptoki, "function list"), static_cast<const TEE_FUNCTION_LIST*>(interface->functions)};
+  if (library != nullptr) {
+    unsigned char name[] = TEE_INTERFACE_NAME;
+    reinterpret_cast<CK_C_GetFunctionList>(::dlsym(library, "C_GetFunctionList"))(&cryptoki);
+    reinterpret_cast<TEE_C_GetInterface>(::dlsym(library, "C_GetInterface"))(name, nullptr, &interface, 0);
+  }
+  if (cryptoki == nullptr || interface == nullptr) {
+    std::fprintf(stderr, "spytoken: SPYTOKEN_MODULE does not name a module with the vendor interface\n");
+    std::abort();
+  }
+  return {cryptoki, static_cast<const TEE_FUNCTION_LIST*>(interface->functions)};
 }
 
 }  // namespace

@@ -42,7 +42,9 @@ Template public_key_template(const Mark& mark) { return marked(library::lyrPubli
 Template private_key_template(const Mark& mark) { return marked(library::lyrPrivateKeyGeneration(), mark); }
 
 Template chain_template(const Mark& mark, const std::vector<std::uint8_t>& chain) {
-  return marked(library::lyrCertificateChainCreation(chain, kMarkedKeyId), mark);
+  TrustStoreGroupCertificateChainProperties of_library(chain);
+  library::addLYRCertificateChainAttributes(of_library, kMarkedKeyId);
+  return marked(of_library, mark);
 }
 
 Template public_key_search(const Mark& mark, bool permanent) {
