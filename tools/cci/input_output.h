@@ -3,20 +3,21 @@
 
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace cci {
 
-/// What is said on stderr besides errors.
+/// What goes to stderr besides errors.
 class Notes {
  public:
-  /// A quiet one gives warnings alone.
+  /// Quiet notes are warnings alone.
   explicit Notes(bool quiet);
   ~Notes() { clear(); }
   Notes(const Notes&) = delete;
   Notes& operator=(const Notes&) = delete;
 
-  /// A line for what is done now or is done.
+  /// A line about what is done now or is done.
   void say(const std::string& text);
   void warn(const std::string& text);
 
@@ -29,5 +30,14 @@ class Notes {
   bool m_quiet, m_on_terminal;
   bool m_ticking = false;
 };
+
+/// All bytes of a file, or of stdin for "-". Throws a Failure of class kInput.
+std::string read_input(const std::string& path);
+
+/// Writes to a file, whole or not at all, or else to stdout. Throws a Failure of class kNotDone.
+void write_output(const std::optional<std::string>& file, const std::string& bytes);
+
+/// Throws a Failure of class kUsage when stdout is a terminal.
+void require_no_terminal();
 
 }  // namespace cci
