@@ -142,20 +142,21 @@ TEST_F(CommandsTest, WhatTheTokenRefusesIsToldFromWhatItCannotDo) {
   run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");
   refuse("INSERT ON object");
   expect({"cci install chain.pem", 5, "cannot store"});
-  refuse("INSERT ON attribute WHEN new.type = 0x80001004 AND new.value = x'01'");
+  refuse("INSERT ON attribute_index WHEN new.type = 0x80001004 AND new.value = x'01'");
   expect({"cci install chain.pem", 7, "cci generate-key"});
   refuse("");
   expect({"cci status", 0, "installed: nothing"});
   run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");
   // The private key of another generation waits, too, as when two generate at once.
   const std::string store = path("token/token.db");
-  token_test::alter_store(store,
-                          "CREATE TABLE a AS SELECT * FROM attribute WHERE object IN (SELECT object FROM "
-                          "attribute WHERE type = 0 AND value = x'0300000000000000');"
-                          "CREATE TABLE o AS SELECT * FROM object WHERE number IN (SELECT object FROM a)");
+  token_test::alter_store(
+      store,
+      "CREATE TABLE a AS SELECT * FROM attribute_index WHERE object IN (SELECT object FROM "
+      "attribute_index WHERE type = 0 AND value = x'0300000000000000');"
+      "CREATE TABLE o AS SELECT * FROM object WHERE number IN (SELECT object FROM a)");
   run("cci generate-key");
   token_test::alter_store(store,
-                          "INSERT INTO object SELECT * FROM o; INSERT INTO attribute SELECT * FROM a;"
+                          "INSERT INTO object SELECT * FROM o; INSERT INTO attribute_index SELECT * FROM a;"
                           "DROP TABLE o; DROP TABLE a");
   expect({"cci csr --common-name d --pem", 7, "two programs made a key pair"});
   run("cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem");

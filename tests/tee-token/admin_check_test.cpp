@@ -69,9 +69,9 @@ class CheckTest : public TokenTest {
   }
 
   void make_permanent() {
-    alter_store("UPDATE attribute SET value = x'01' WHERE type = " +
-                std::to_string(TEE_CKA_VENDOR_PERMANENT));
-    make_store_old(folder());
+    tee_token::Attributes temporary;
+    temporary.set_bool(TEE_CKA_VENDOR_PERMANENT, false);
+    token_test::make_permanent(folder(), temporary);
   }
 
   /// An installed identity with its chain: leaf, ca.
@@ -118,7 +118,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"a label that was altered",
        [&] {
          EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), OK);
-         alter_store("UPDATE attribute SET value = x'41' WHERE type = 3");
+         alter_store("UPDATE object SET record = x'41'");
        },
        14, "CKR_DEVICE_ERROR; if it stays so, destroy it"},
       {"words for a chain",
@@ -139,9 +139,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"roots without group",
        [&] {
          admin("add-trust-group backend " + file_of("ca.pem") + officer);
-         alter_store(
-             "DELETE FROM attribute WHERE object = (SELECT max(number) FROM object);"
-             "DELETE FROM object WHERE number = (SELECT max(number) FROM object)");
+         alter_store("DELETE FROM object WHERE number = (SELECT max(number) FROM object)");
        },
        18, "is a root of the trust group backend of client CCI_CLIENT, which is not there"},
       {"a chain that was not installed", [&] { store_chain(certificate_for(generate(marks())[0])); }, 19,
@@ -150,7 +148,7 @@ TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
       {"a draft", [&] { std::ofstream(file("device.key.new")) << ""; }, 19, "device.key.new is a draft"},
   };
   for (const auto& each : cases) {
-    alter_store("DELETE FROM attribute; DELETE FROM object");
+    alter_store("DELETE FROM attribute_index; DELETE FROM object");
     each.make();
     const Outcome outcome = admin(std::string("check ") + each.arguments);
     EXPECT_EQ(outcome.code, each.code) << each.fault << "\n" << outcome.text;
@@ -171,7 +169,7 @@ TEST_F(CheckTest, TellsEachFaultOfAFile) {
       {"chmod 644 " + file("device.key"), "chmod 600 " + file("device.key"), 10},
       {"truncate -s 31 " + file("device.key"), "must hold 32 bytes", 10},
       {"rm " + file("pin-tries"), "pin-tries: No such file", 10},
-      {"ln -sf /dev/null " + file("pin-tries"), "pin-tries is not a plain file", 10},
+      {"ln -sf /dev/null " + file("pin-tries"), "pin-tries is not a regular file", 10},
       {"chmod 755 " + folder(), "chmod 700 " + folder(), 10},
       {"dd conv=notrunc if=/dev/urandom bs=4096 count=1 seek=3 of=" + store,
        "only a new token in an empty folder helps", 10},
@@ -210,7 +208,7 @@ TEST_F(CheckTest, NoPartOfAnInstalledIdentityIsDestroyedUnasked) {
 TEST_F(CheckTest, ADamagedObjectIsListedAndCanBeDestroyed) {
   const Handles pair = generate();
   const std::string damaged = std::to_string(pair[0]);
-  alter_store("UPDATE attribute SET value = x'41' WHERE type = 3 AND object = " + damaged);
+  alter_store("UPDATE object SET record = x'41' WHERE number = " + damaged);
   const Outcome listed = admin("list");
   EXPECT_EQ(listed.code, 0);
   EXPECT_THAT(listed.text,

@@ -156,9 +156,7 @@ TEST_F(ModuleCheckTest, AnotherPinThanTheLibrarysShowsOnlyThatPinsMayBeTooShort)
 
 TEST_F(ModuleCheckTest, WhereAnIdentityIsInstalledNoneIsTried) {
   init();
-  alter_store(folder() + "/token.db", "INSERT INTO attribute (object, type, value) VALUES (1, " +
-                                          std::to_string(TEE_CKA_VENDOR_PERMANENT) + ", x'01')");
-  make_store_old(folder());
+  make_permanent(folder(), {});
   const Outcome outcome = admin("check-module" + kModule + "--json --only installation");
   EXPECT_EQ(outcome.code, 21);
   EXPECT_THAT(outcome.text, HasSubstr("\"verdict\": \"not tried\""));

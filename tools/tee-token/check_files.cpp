@@ -25,7 +25,7 @@ constexpr char kCopy[] =
     " token in an empty folder helps";
 constexpr File kFiles[] = {{"device.key", 32, 32, kNewToken},
                            {"token.db", 0, 0, ""},
-                           {"pin-tries", 2, 3, "; write two zero bytes in it"}};
+                           {"pin-tries", 2, 2, "; write two zero bytes in it"}};
 
 /// A Failure is a finding here.
 template <typename Step>
