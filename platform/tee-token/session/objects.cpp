@@ -33,55 +33,48 @@ CK_RV give_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
 
 CK_OBJECT_HANDLE Session::create(Attributes given) {
   const Attributes object = created_object(std::move(given), creator());
-  require_may_write(object.is_true(CKA_TOKEN));
+  require_may_write(place_of(object));
   m_token.objects().require_may_store(object);
-  ObjectStore& store = m_token.objects().store_for(object.is_true(CKA_TOKEN));
-  return change(store, [&] { return insert(object); });
-}
-
-CK_OBJECT_HANDLE Session::insert(const Attributes& object) {
-  const bool token_object = object.is_true(CKA_TOKEN);
-  return m_token.objects().store_for(token_object).insert(object, token_object ? 0 : m_handle);
+  ObjectChange change(m_token, place_of(object));
+  const CK_OBJECT_HANDLE created = m_token.objects().insert(object, m_handle);
+  change.commit();
+  return created;
 }
 
 CK_OBJECT_HANDLE Session::copy(CK_OBJECT_HANDLE object, const Attributes& changes) {
   ObjectSpace& objects = m_token.objects();
-  const bool to_token = changes.has(CKA_TOKEN) ? changes.is_true(CKA_TOKEN)
-                                               : &objects.store_of(object) == &objects.store_for(true);
-  return change(objects.store_for(to_token), [&] {
-    const Attributes copied = view([&] {
-      Attributes source = objects.visible(object);
-      objects.store_of(object).unseal(object, source);
-      return copied_object(std::move(source), changes);
-    });
-    require_may_write(to_token);
-    objects.require_may_store(copied);
-    return insert(copied);
-  });
+  const Place from = place_of(object), to = changes.has(CKA_TOKEN) ? place_of(changes) : from;
+  ObjectChange change(m_token, to);
+  const ObjectView view(m_token);
+  Attributes source = objects.require(object);
+  objects.in(from).unseal(object, source);
+  const Attributes copied = copied_object(std::move(source), changes);
+  require_may_write(to);
+  objects.require_may_store(copied);
+  const CK_OBJECT_HANDLE made = objects.insert(copied, m_handle);
+  change.commit();
+  return made;
 }
 
 void Session::destroy(CK_OBJECT_HANDLE object) {
-  ObjectSpace& objects = m_token.objects();
-  ObjectStore& store = objects.store_of(object);
-  change(store, [&] {
-    require_may_destroy(object);
-    store.erase(object);
-    return object;
-  });
+  ObjectChange change(m_token, place_of(object));
+  require_may_destroy(object);
+  m_token.objects().in(place_of(object)).erase(object);
+  change.commit();
 }
 
 void Session::require_may_destroy(CK_OBJECT_HANDLE object) {
   try {
-    const Attributes stored = m_token.objects().visible(object);
-    require_may_write(stored.is_true(CKA_TOKEN));
+    const Attributes stored = m_token.objects().require(object);
+    require_may_write(place_of(stored));
     require_may_change(stored);
     if (!stored.is_true(CKA_DESTROYABLE)) {
       throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_DESTROYABLE");
     }
   } catch (const DamagedObject&) {
-    // It serves nobody, and what it says of itself is not believed: whoever is logged in may remove it.
-    require_may_write(true);
-    if (!m_token.login().who) {
+    // It is of no use, and its attributes are not trusted: any logged-in user may remove it.
+    require_may_write(Place::kToken);
+    if (!m_token.login()) {
       throw;
     }
   }
@@ -91,43 +84,38 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
   if (first == nullptr && count != 0) {
     throw Error(CKR_ARGUMENTS_BAD, "the template is a null pointer");
   }
-  const Attributes stored = view([&] {
-    ObjectSpace& objects = m_token.objects();
-    Attributes visible = objects.visible(object);
-    if (!is_guarded(visible)) {
-      objects.store_of(object).unseal(object, visible);
-    }
-    return visible;
-  });
-  // One attribute that cannot be given does not keep back the others (base, 4.1.2).
+  const ObjectView view(m_token);
+  Attributes stored = m_token.objects().require(object);
+  if (!is_guarded(stored)) {
+    m_token.objects().in(place_of(object)).unseal(object, stored);
+  }
+  // When an attribute cannot be returned, the other attributes still are (base, 4.1.2).
   CK_RV worst = CKR_OK;
   for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
     const CK_RV code = give_attribute(stored, *attribute);
     worst = code == CKR_OK ? worst : code;
   }
   if (worst != CKR_OK) {
-    throw Error(worst, "not every attribute can be given");
+    throw Error(worst, "not all attributes can be returned");
   }
 }
 
 CK_ULONG Session::size_of(CK_OBJECT_HANDLE object) {
-  const Attributes stored = view([&] { return m_token.objects().visible(object); });
+  const ObjectView view(m_token);
+  const Attributes stored = m_token.objects().require(object);
   return std::accumulate(stored.begin(), stored.end(), CK_ULONG{0}, [](CK_ULONG sum, const auto& attribute) {
     return sum + sizeof attribute.first + attribute.second.size();
   });
 }
 
 void Session::set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes) {
-  ObjectSpace& objects = m_token.objects();
-  ObjectStore& store = objects.store_of(object);
-  change(store, [&] {
-    const Attributes current = objects.visible(object);
-    require_may_write(current.is_true(CKA_TOKEN));
-    require_may_change(current);
-    require_changeable(current, changes, creator());
-    store.update(object, changes);
-    return object;
-  });
+  ObjectChange change(m_token, place_of(object));
+  const Attributes current = m_token.objects().require(object);
+  require_may_write(place_of(current));
+  require_may_change(current);
+  require_changeable(current, changes, creator());
+  m_token.objects().in(place_of(object)).update(object, changes);
+  change.commit();
 }
 
 }  // namespace tee_token

@@ -1,14 +1,13 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "crypto/sealing.h"
+#include "crypto/symmetric.h"
 
+#include <openssl/crypto.h>
 #include <openssl/rand.h>
 
 #include <algorithm>
 #include <climits>
-
-#include "crypto/openssl_handles.h"
 
 namespace tee_token {
 namespace {
@@ -22,7 +21,7 @@ CipherContext new_context() { return CipherContext(require_handle(EVP_CIPHER_CTX
 
 Bytes random_bytes(std::size_t length) {
   Bytes bytes(length);
-  // Not RAND_priv_bytes: it asks the program's own RAND_METHOD, if there is one.
+  // Not RAND_priv_bytes: that would use a RAND_METHOD of the host program.
   require_openssl(EVP_RAND_generate(RAND_get0_private(nullptr), bytes.data(), length, 0, 0, nullptr, 0) == 1,
                   "random generation");
   return bytes;
@@ -77,7 +76,8 @@ std::optional<Bytes> unseal(const Bytes& key, ByteView sealed, ByteView context)
 }
 
 Bytes derive_key(const Bytes& secret, ByteView salt, ByteView info) {
-  static EVP_KDF* const hkdf = EVP_KDF_fetch(nullptr, "HKDF", nullptr);  // for the process's life
+  static EVP_KDF* const hkdf =
+      EVP_KDF_fetch(nullptr, "HKDF", nullptr);  // never freed: fetched once a process
   const KdfContext context(require_handle(EVP_KDF_CTX_new(hkdf), "HKDF"));
   const auto octets = [](const char* name, ByteView view) {
     return OSSL_PARAM_construct_octet_string(name, const_cast<std::uint8_t*>(view.data), view.size);
@@ -89,6 +89,37 @@ Bytes derive_key(const Bytes& secret, ByteView salt, ByteView info) {
   Bytes key(kKeyLength);
   require_openssl(EVP_KDF_derive(context.get(), key.data(), key.size(), parameters) == 1, "HKDF");
   return key;
+}
+
+Mac::Mac(const Bytes& key) {
+  static EVP_MAC* const hmac =
+      EVP_MAC_fetch(nullptr, "HMAC", nullptr);  // never freed: fetched once a process
+  m_context.reset(require_handle(EVP_MAC_CTX_new(hmac), "HMAC"));
+  char digest[] = "SHA256";
+  const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, 0),
+                                   OSSL_PARAM_construct_end()};
+  require_openssl(EVP_MAC_init(m_context.get(), key.data(), key.size(), parameters) == 1, "HMAC");
+}
+
+Mac& Mac::add(ByteView bytes) {
+  const std::uint64_t length = bytes.size;
+  require_openssl(
+      EVP_MAC_update(m_context.get(), reinterpret_cast<const std::uint8_t*>(&length), sizeof length) == 1 &&
+          EVP_MAC_update(m_context.get(), bytes.data, bytes.size) == 1,
+      "HMAC");
+  return *this;
+}
+
+Bytes Mac::result() {
+  Bytes result(kLength);
+  std::size_t length = 0;
+  require_openssl(EVP_MAC_final(m_context.get(), result.data(), &length, result.size()) == 1, "HMAC");
+  return result;
+}
+
+bool Mac::matches(ByteView stored) {
+  const Bytes expected = result();
+  return stored.size == expected.size() && CRYPTO_memcmp(stored.data, expected.data(), expected.size()) == 0;
 }
 
 }  // namespace tee_token

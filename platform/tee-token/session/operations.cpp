@@ -4,8 +4,12 @@
 #include "session/session.h"
 
 namespace tee_token {
-
 namespace {
+
+bool is_key(const Attributes& object) {
+  const CK_OBJECT_CLASS object_class = object.number(CKA_CLASS);
+  return object_class == CKO_PUBLIC_KEY || object_class == CKO_PRIVATE_KEY;
+}
 
 void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
   if (!key.has(CKA_ALLOWED_MECHANISMS)) {
@@ -20,7 +24,7 @@ void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
   throw Error(CKR_MECHANISM_INVALID, "the mechanism is not among the key's CKA_ALLOWED_MECHANISMS");
 }
 
-/// It was right when it was stored: what is wrong with it now is damage.
+/// Keys are checked before they are stored, so one that is wrong now is damaged.
 template <typename Key>
 Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_TYPE content) {
   try {
@@ -32,28 +36,44 @@ Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_
 
 }  // namespace
 
+void Session::begin_search(Attributes wanted) {
+  require_idle();
+  m_operation = Search{std::move(wanted), 0};
+}
+
+std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
+  Search& search = active<Search>();
+  const ObjectView view(m_token);
+  std::vector<CK_OBJECT_HANDLE> found = m_token.objects().search(search.wanted, search.last, limit);
+  if (!found.empty()) {
+    search.last = found.back();
+  }
+  return found;
+}
+
+void Session::end_search() {
+  active<Search>();
+  end_operation();
+}
+
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
-  Attributes attributes = view([&] {
-    ObjectSpace& objects = m_token.objects();
-    std::optional<Attributes> seen = objects.seen(key);
-    if (!seen) {
-      throw Error(CKR_KEY_HANDLE_INVALID, "there is no key " + std::to_string(key) + " to be seen");
-    }
-    objects.store_of(key).unseal(key, *seen);
-    return *std::move(seen);
-  });
-  const CK_OBJECT_CLASS found = attributes.number(CKA_CLASS);
-  if (found != CKO_PUBLIC_KEY && found != CKO_PRIVATE_KEY) {
-    throw Error(CKR_KEY_HANDLE_INVALID, "object " + std::to_string(key) + " is no key");
+  const ObjectView view(m_token);
+  std::optional<Attributes> found = m_token.objects().find(key);
+  if (!found) {
+    throw Error(CKR_KEY_HANDLE_INVALID, "it does not exist or is not visible");
   }
-  if (found != object_class) {
-    throw Error(CKR_KEY_TYPE_INCONSISTENT, "this is not a key for this operation");
+  if (!is_key(*found)) {
+    throw Error(CKR_KEY_HANDLE_INVALID, "it is not a key");
   }
-  if (!attributes.is_true(use)) {
-    throw Error(CKR_KEY_FUNCTION_NOT_PERMITTED,
-                std::string("the key is not for this: ") + rule_of(use).name + " is false");
+  if (found->number(CKA_CLASS) != object_class) {
+    throw Error(CKR_KEY_TYPE_INCONSISTENT,
+                std::string("the operation needs a ") + name_of_class(object_class));
   }
-  return attributes;
+  if (!found->is_true(use)) {
+    throw Error(CKR_KEY_FUNCTION_NOT_PERMITTED, std::string(rule_of(use).name) + " of the key is false");
+  }
+  m_token.objects().in(place_of(key)).unseal(key, *found);
+  return *std::move(found);
 }
 
 void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
@@ -108,9 +128,40 @@ void Session::require_verifies(ByteView digest, ByteView signature) {
                 "a signature on this curve has " + std::to_string(length) + " bytes");
   }
   if (!key.verifies(digest, signature)) {
-    throw Error(CKR_SIGNATURE_INVALID, "the signature is not this key's");
+    throw Error(CKR_SIGNATURE_INVALID, "the signature does not match");
   }
   end_operation();
+}
+
+void Session::begin_digest(const CK_MECHANISM* mechanism) {
+  require_idle();
+  m_operation = Digest{Message(mechanism_of(mechanism, CKF_DIGEST))};
+}
+
+void Session::digest(ByteView data, OutputBuffer digest) {
+  const Message& message = active<Digest>().message;
+  if (digest.takes(message.digest_length())) {
+    digest.put(message.digest_of(data));
+    end_operation();
+  }
+}
+
+void Session::add_to_digest(ByteView part) { active<Digest>().message.add(part); }
+
+void Session::add_key_to_digest(CK_OBJECT_HANDLE key) {
+  const ObjectView view(m_token);
+  const std::optional<Attributes> found = m_token.objects().find(key);
+  throw found && is_key(*found)
+      ? Error(CKR_KEY_INDIGESTIBLE, "only secret keys can be digested, and the token has none")
+      : Error(CKR_KEY_HANDLE_INVALID, "key " + std::to_string(key) + " does not exist or is not visible");
+}
+
+void Session::end_digest(OutputBuffer digest) {
+  Message& message = active<Digest>().message;
+  if (digest.takes(message.digest_length())) {
+    digest.put(message.digest());
+    end_operation();
+  }
 }
 
 }  // namespace tee_token

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "abi/entry_point.h"
-#include "base/fixed_text.h"
 
 using namespace tee_token;
 
@@ -104,10 +103,10 @@ CK_RV C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID* slot, void* reserved) {
       throw Error(CKR_ARGUMENTS_BAD, "the last argument must be null");
     }
     if ((flags & CKF_DONT_BLOCK) == 0) {
-      throw Error(CKR_FUNCTION_NOT_SUPPORTED, "the slot is looked at, not waited for: set CKF_DONT_BLOCK");
+      throw Error(CKR_FUNCTION_NOT_SUPPORTED, "the token cannot wait for a slot event: set CKF_DONT_BLOCK");
     }
     if (!module.take_slot_event()) {
-      throw Error(CKR_NO_EVENT, "no token came or went");
+      throw Error(CKR_NO_EVENT, "no token was inserted or removed");
     }
     *slot = kSlot;
   });
@@ -127,7 +126,7 @@ CK_RV C_InitToken(CK_SLOT_ID slot, unsigned char* pin, CK_ULONG pin_length, unsi
 CK_RV C_InitPIN(CK_SESSION_HANDLE session, unsigned char* pin, CK_ULONG pin_length) {
   return entry_point("C_InitPIN", [&](Module& module) {
     module.session(session);
-    if (!module.token().login().is(User::kSecurityOfficer)) {
+    if (!module.token().is_logged_in(User::kSecurityOfficer)) {
       throw Error(CKR_USER_NOT_LOGGED_IN, "the security officer must be logged in");
     }
     module.token().set_user_pin(input(pin, pin_length));
