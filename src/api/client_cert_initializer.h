@@ -8,6 +8,7 @@
 #include <botan/p11_types.h>
 #include <botan/x509cert.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -19,13 +20,16 @@
 namespace ozk {
 namespace tee {
 
-/// The implementation of the interface. It keeps nothing but its logger, so that calls do not meet in it.
+/// The implementation of the interface. It holds nothing but its logger, so calls cannot interfere in it.
 class ClientCertInitializer : public ClientCertInitializerAPI {
  public:
   static const std::shared_ptr<ClientCertInitializer>& getInstance() {
     static const std::shared_ptr<ClientCertInitializer> instance(new ClientCertInitializer());
     return instance;
   }
+
+  ClientCertInitializer(const ClientCertInitializer&) = delete;
+  ClientCertInitializer& operator=(const ClientCertInitializer&) = delete;
 
   ResultCode generate_private_key(std::string key_id) override;
   std::vector<std::uint8_t> generate_csr(std::string common_name, std::string key_id) override;
@@ -52,7 +56,7 @@ class ClientCertInitializer : public ClientCertInitializerAPI {
                                                            bool permanent) const;
 
   /// Each of these destroys objects one by one and stops with CRYPTO_OP_ERROR at the first that cannot be
-  /// opened or destroyed; what is destroyed by then stays so.
+  /// opened or destroyed. Nothing is restored.
   ResultCode deleteOldTemporaryKeys(Botan::PKCS11::Session& session) const;
   ResultCode deleteLYRCertificateAndKeys(TEESession::TEESession& tee) const;
 
@@ -60,11 +64,9 @@ class ClientCertInitializer : public ClientCertInitializerAPI {
   ResultCode deleteSessionCertificateAndKeys(TEESession::TEESession& tee, std::vector<unsigned long>& handles,
                                              const Botan::PKCS11::PKCS11_TSG_CertficateChain* chain) const;
 
-  /// Stores the chain (PEM), has the token install it with the temporary keys, and tidies up.
+  /// The installation proper, with its arguments checked and a token in the slot.
   ResultCode installChain(TEESession::TEESession& tee, const std::string& cert_chain,
                           const std::string& key_id) const;
-
-  /// Public key, private key and, if installed, chain: those that are there, in this order.
   std::vector<unsigned long> temporaryKeyHandles(Botan::PKCS11::Session& session) const;
   std::vector<unsigned long> installedHandles(Botan::PKCS11::Session& session) const;
 
@@ -77,6 +79,8 @@ class ClientCertInitializer : public ClientCertInitializerAPI {
   std::vector<Botan::X509_Certificate> getZEMPCerts(Botan::PKCS11::Session& session,
                                                     const std::vector<std::string>& labels,
                                                     std::vector<Botan::PKCS11::ReturnValue>& statuses) const;
+
+  static constexpr std::size_t kReseedInterval = 1024;  ///< of random generators, in outputs
 
   ara::log::Logger& m_logger;
 };

@@ -5,7 +5,6 @@
 
 #include "api/client_cert_initializer.h"
 #include "lifecycle/destroy_object.h"
-#include "tee/search.h"
 #include "tee/templates.h"
 
 namespace ozk {
@@ -13,15 +12,21 @@ namespace tee {
 
 namespace {
 
+using Botan::PKCS11::AttributeContainer;
+using Botan::PKCS11::ObjectFinder;
 using Botan::PKCS11::PKCS11_ECDSA_PrivateKey;
 using Botan::PKCS11::PKCS11_ECDSA_PublicKey;
 using Botan::PKCS11::PKCS11_TSG_CertficateChain;
 using Botan::PKCS11::Session;
 
+/// Destroys what one search finds.
 template <typename Wrapper>
-ResultCode destroyEach(const ara::log::Logger& logger, Session& session, const ObjectHandles& handles,
+ResultCode destroyEach(const ara::log::Logger& logger, Session& session, const AttributeContainer& sought,
                        const std::string& failure) {
-  for (const auto handle : handles) {
+  ObjectFinder finder(session, sought.attributes());
+  const auto found = finder.find(kMaxFound);
+  finder.finish();
+  for (const auto handle : found) {
     if (destroyObject<Wrapper>(logger, session, handle, failure) != ResultCode::OK) {
       return ResultCode::CRYPTO_OP_ERROR;
     }
@@ -34,13 +39,12 @@ ResultCode destroyEach(const ara::log::Logger& logger, Session& session, const O
 ResultCode ClientCertInitializer::deleteOldTemporaryKeys(Session& session) const {
   logDebug(m_logger, "ClientCertInitializer::deleteOldTemporaryKeys =>");
   ResultCode result =
-      destroyEach<PKCS11_ECDSA_PrivateKey>(m_logger, session, findAll(session, temporaryPrivateKeysSearch()),
+      destroyEach<PKCS11_ECDSA_PrivateKey>(m_logger, session, temporaryPrivateKeysSearch(),
                                            "LYR temporary private key delete fail, Exception thrown : ");
   if (result != ResultCode::OK) return result;
 
-  result =
-      destroyEach<PKCS11_ECDSA_PublicKey>(m_logger, session, findAll(session, temporaryPublicKeysSearch()),
-                                          "LYR temporary public key delete fail, Exception thrown : ");
+  result = destroyEach<PKCS11_ECDSA_PublicKey>(m_logger, session, temporaryPublicKeysSearch(),
+                                               "LYR temporary public key delete fail, Exception thrown : ");
   if (result != ResultCode::OK) return result;
 
   const auto chain = getLYRCertificateChainHandle(session, false);

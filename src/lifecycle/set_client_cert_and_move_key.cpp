@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <botan/data_src.h>
 #include <botan/exceptn.h>
 
 #include "api/client_cert_initializer.h"
@@ -17,9 +18,8 @@ using Botan::PKCS11::ObjectHandle;
 using Botan::PKCS11::PKCS11_TSG_CertficateChain;
 using Botan::PKCS11::Session;
 using Botan::PKCS11::TrustStoreGroupCertificateChainProperties;
-using Handles = std::vector<unsigned long>;
 
-std::vector<std::uint8_t> backToBack(const std::vector<Botan::X509_Certificate>& certificates) {
+std::vector<std::uint8_t> derOf(const std::vector<Botan::X509_Certificate>& certificates) {
   std::vector<std::uint8_t> value;
   for (const auto& certificate : certificates) {
     const auto der = certificate.BER_encode();
@@ -32,24 +32,13 @@ void logNumber(const ara::log::Logger& logger, const std::string& text, unsigned
   logDebug(logger, text + std::to_string(number));
 }
 
-void logEach(const ara::log::Logger& logger, const std::string& text, const Handles& handles) {
+void logEach(const ara::log::Logger& logger, const std::string& text,
+             const std::vector<unsigned long>& handles) {
   for (const auto handle : handles) logNumber(logger, text, handle);
 }
 
-void addIfFound(Handles& handles, ObjectHandle handle) {
+void appendIfFound(std::vector<unsigned long>& handles, ObjectHandle handle) {
   if (handle != 0) handles.push_back(handle);
-}
-
-/// Returns the new chain object, or null when the token does not take it.
-std::unique_ptr<PKCS11_TSG_CertficateChain> storeChain(
-    const ara::log::Logger& logger, Session& session,
-    const TrustStoreGroupCertificateChainProperties& chain) {
-  try {
-    return std::make_unique<PKCS11_TSG_CertficateChain>(session, chain);
-  } catch (const Botan::Exception& error) {
-    logError(logger, std::string("Exception thrown : ") + error.what());
-    return nullptr;
-  }
 }
 
 }  // namespace
@@ -69,24 +58,30 @@ ResultCode ClientCertInitializer::set_client_cert_and_move_key(std::string cert_
 ResultCode ClientCertInitializer::installChain(TEESession::TEESession& tee, const std::string& cert_chain,
                                                const std::string& key_id) const {
   Session& session = *tee.m_session;
-  const auto properties =
-      lyrCertificateChainCreation(backToBack(getCertificates(session, cert_chain)), key_id);
-  Handles added = temporaryKeyHandles(session);
-  auto chain = storeChain(m_logger, session, properties);
-  if (chain == nullptr) return ResultCode::TOKEN_STORE_ERROR;
+  TrustStoreGroupCertificateChainProperties properties(derOf(getCertificates(session, cert_chain)));
+  addLYRCertificateChainAttributes(properties, key_id);
 
-  added.push_back(chain->handle());
-  logNumber(m_logger,
-            "ClientCertInitializer::set_client_cert_and_move_key after push addHandleSize = ", added.size());
-  logEach(m_logger, "Handles in addHandle after push = ", added);
+  std::vector<unsigned long> addHandle = temporaryKeyHandles(session);
+  std::unique_ptr<PKCS11_TSG_CertficateChain> chain;
+  try {
+    chain = std::make_unique<PKCS11_TSG_CertficateChain>(session, properties);
+  } catch (const Botan::Exception& error) {
+    logError(m_logger, std::string("Exception thrown : ") + error.what());
+    return ResultCode::TOKEN_STORE_ERROR;
+  }
+  addHandle.push_back(chain->handle());
+  logNumber(m_logger, "ClientCertInitializer::set_client_cert_and_move_key after push addHandleSize = ",
+            addHandle.size());
+  logEach(m_logger, "Handles in addHandle after push = ", addHandle);
   logNumber(m_logger, "ClientCertInitializer::set_client_cert_and_move_key chain handle = ", chain->handle());
 
+  const std::vector<unsigned long> installedHandle = installedHandles(session);
   ResultCode result = ResultCode::OK;
-  if (Botan::PKCS11::setClientCertAndMoveKey(session, installedHandles(session), added) != 0) {
+  if (Botan::PKCS11::setClientCertAndMoveKey(session, installedHandle, addHandle) != 0) {
     logError(m_logger, "ClientCertInitializer::set_client_cert_and_move_key returned error");
     result = ResultCode::CRYPTO_OP_ERROR;
   }
-  if (deleteSessionCertificateAndKeys(tee, added, chain.get()) != ResultCode::OK) {
+  if (deleteSessionCertificateAndKeys(tee, addHandle, chain.get()) != ResultCode::OK) {
     logError(m_logger, "ClientCertInitializer::deleteSessionCertificateAndKeys returned error");
     result = ResultCode::CRYPTO_OP_ERROR;
   }
@@ -95,34 +90,51 @@ ResultCode ClientCertInitializer::installChain(TEESession::TEESession& tee, cons
   return result;
 }
 
-Handles ClientCertInitializer::temporaryKeyHandles(Session& session) const {
-  Handles found;
+std::vector<Botan::X509_Certificate> ClientCertInitializer::getCertificates(Session&, std::string pem) const {
+  Botan::DataSource_Memory source(pem);
+  std::vector<Botan::X509_Certificate> certificates;
+  // It ends, as each attempt, successful or not, consumes at least one byte.
+  while (!source.end_of_data()) {
+    try {
+      certificates.emplace_back(source);
+    } catch (const Botan::Exception&) {
+      if (!source.end_of_data()) {
+        logError(m_logger, "ClientCertInitializer::getCertificates: failed to decode certificate");
+      }
+    }
+  }
+  return certificates;
+}
+
+std::vector<unsigned long> ClientCertInitializer::temporaryKeyHandles(Session& session) const {
+  std::vector<unsigned long> addHandle;
   const ObjectHandle public_key = getLYRPublicKeyHandle(session, false);
   logNumber(m_logger,
             "ClientCertInitializer::set_client_cert_and_move_key TEMPorary PUBLIC key Handle = ", public_key);
-  addIfFound(found, public_key);
+  appendIfFound(addHandle, public_key);
   const ObjectHandle private_key = getLYRPrivateKeyHandle(session, false);
   logNumber(m_logger, "ClientCertInitializer::set_client_cert_and_move_key TEMPorary PRIVATE key Handle = ",
             private_key);
-  addIfFound(found, private_key);
-  logNumber(m_logger, "ClientCertInitializer::set_client_cert_and_move_key addHandleSize = ", found.size());
-  logEach(m_logger, "Handles in addHandle = ", found);
-  return found;
+  appendIfFound(addHandle, private_key);
+  logNumber(m_logger,
+            "ClientCertInitializer::set_client_cert_and_move_key addHandleSize = ", addHandle.size());
+  logEach(m_logger, "Handles in addHandle = ", addHandle);
+  return addHandle;
 }
 
-Handles ClientCertInitializer::installedHandles(Session& session) const {
-  Handles found;
+std::vector<unsigned long> ClientCertInitializer::installedHandles(Session& session) const {
+  std::vector<unsigned long> installedHandle;
   const ObjectHandle public_key = getLYRPublicKeyHandle(session, true);
-  addIfFound(found, public_key);
+  appendIfFound(installedHandle, public_key);
   logNumber(m_logger, "ClientCertInitializer::set_client_cert_and_move_key PUBLIC key Handle = ", public_key);
   logDebug(m_logger, "ClientCertInitializer::set_client_cert_and_move_key Before getLYRPrivateKeyHandle");
   const ObjectHandle private_key = getLYRPrivateKeyHandle(session, true);
-  addIfFound(found, private_key);
+  appendIfFound(installedHandle, private_key);
   logNumber(m_logger,
             "ClientCertInitializer::set_client_cert_and_move_key PRIVATE key Handle = ", private_key);
   logDebug(m_logger, "ClientCertInitializer::set_client_cert_and_move_key After  getLYRPrivateKeyHandle");
-  addIfFound(found, getLYRCertificateChainHandle(session, true));
-  return found;
+  appendIfFound(installedHandle, getLYRCertificateChainHandle(session, true));
+  return installedHandle;
 }
 
 }  // namespace tee

@@ -8,7 +8,6 @@
 #include "api/client_cert_initializer.h"
 #include "api/key_ids.h"
 #include "api/logging.h"
-#include "services/reseed_interval.h"
 
 namespace ozk {
 namespace tee {

@@ -4,9 +4,9 @@
 #include <botan/p11_trust_store_group.h>
 
 #include "api/client_cert_initializer.h"
+#include "api/key_ids.h"
 #include "api/logging.h"
 #include "services/pem.h"
-#include "tee/client_id.h"
 
 namespace ozk {
 namespace tee {

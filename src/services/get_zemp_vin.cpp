@@ -4,7 +4,6 @@
 #include <botan/p11_object.h>
 
 #include "api/client_cert_initializer.h"
-#include "tee/search.h"
 #include "tee/templates.h"
 
 namespace ozk {
@@ -15,12 +14,15 @@ std::string ClientCertInitializer::get_zemp_vin() {
   TEESession::TEESession tee(true);
   if (!tee.m_valid) return vin;
 
-  search(*tee.m_session, vinSearch(), [&](const ObjectHandles& found) {
-    if (found.empty()) return;
+  const auto sought = vinSearch();
+  Botan::PKCS11::ObjectFinder finder(*tee.m_session, sought.attributes());
+  const auto found = finder.find(kMaxFound);
+  if (!found.empty()) {
     const Botan::PKCS11::Object object(*tee.m_session, found.front());
     const auto value = object.get_attribute_value(Botan::PKCS11::AttributeType::Value);
     vin.assign(value.begin(), value.end());
-  });
+  }
+  finder.finish();
   return vin;
 }
 

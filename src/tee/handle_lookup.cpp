@@ -5,7 +5,6 @@
 
 #include "api/client_cert_initializer.h"
 #include "api/logging.h"
-#include "tee/search.h"
 #include "tee/templates.h"
 
 namespace ozk {
@@ -14,18 +13,23 @@ namespace tee {
 namespace {
 
 using Botan::PKCS11::AttributeContainer;
+using Botan::PKCS11::ObjectFinder;
 using Botan::PKCS11::ObjectHandle;
 using Botan::PKCS11::Session;
 
-/// Returns the first match; how many there are is logged after `count_text`, before the search is finished.
-ObjectHandle countedFirst(const ara::log::Logger& logger, Session& session, const AttributeContainer& sought,
-                          const std::string& count_text) {
-  ObjectHandle first = 0;
-  search(session, sought, [&](const ObjectHandles& found) {
-    logDebug(logger, count_text + std::to_string(found.size()));
-    first = firstOf(found);
-  });
-  return first;
+using Handles = std::vector<ObjectHandle>;
+
+ObjectHandle firstOf(const Handles& found) { return found.empty() ? 0 : found.front(); }
+
+/// Returns the first match. The number of matches is logged after `count_text`, before the search is
+/// finished.
+ObjectHandle findFirst(const ara::log::Logger& logger, Session& session, const AttributeContainer& sought,
+                       const std::string& count_text) {
+  ObjectFinder finder(session, sought.attributes());
+  const Handles found = finder.find(kMaxFound);
+  logDebug(logger, count_text + std::to_string(found.size()));
+  finder.finish();
+  return firstOf(found);
 }
 
 ObjectHandle failed(const ara::log::Logger& logger, const std::string& text, const Botan::Exception& error) {
@@ -41,8 +45,8 @@ ObjectHandle ClientCertInitializer::getLYRPublicKeyHandle(Session& session, bool
                                : "ClientCertInitializer::getLYRPublicKeyHandle : Search LYR");
   try {
     const ObjectHandle key =
-        countedFirst(m_logger, session, lyrPublicKeySearch(permanent),
-                     "ClientCertInitializer::getLYRPublicKeyHandle : count of public key found = ");
+        findFirst(m_logger, session, lyrPublicKeySearch(permanent),
+                  "ClientCertInitializer::getLYRPublicKeyHandle : count of public key found = ");
     logDebug(m_logger, "ClientCertInitializer::getLYRPublicKeyHandle : <==");
     return key;
   } catch (const Botan::Exception& error) {
@@ -55,8 +59,8 @@ ObjectHandle ClientCertInitializer::getLYRPublicKeyHandle(Session& session, bool
 
 ObjectHandle ClientCertInitializer::getLYRPrivateKeyHandle(Session& session, bool permanent) const {
   try {
-    return countedFirst(m_logger, session, lyrPrivateKeySearch(permanent),
-                        "ClientCertInitializer::getLYRPrivateKeyHandle : count of private key found = ");
+    return findFirst(m_logger, session, lyrPrivateKeySearch(permanent),
+                     "ClientCertInitializer::getLYRPrivateKeyHandle : count of private key found = ");
   } catch (const Botan::Exception& error) {
     return failed(m_logger,
                   permanent ? "Exception to get permanent LYR private key handle with exception "
@@ -67,7 +71,10 @@ ObjectHandle ClientCertInitializer::getLYRPrivateKeyHandle(Session& session, boo
 
 ObjectHandle ClientCertInitializer::getBASEPrivateKeyHandle(Session& session) const {
   try {
-    const ObjectHandles found = findAll(session, basePrivateKeySearch());
+    const AttributeContainer sought = basePrivateKeySearch();
+    ObjectFinder finder(session, sought.attributes());
+    const Handles found = finder.find(kMaxFound);
+    finder.finish();
     logDebug(m_logger, "After Private Key finding, Private count = " + std::to_string(found.size()));
     return firstOf(found);
   } catch (const Botan::Exception& error) {
@@ -78,8 +85,8 @@ ObjectHandle ClientCertInitializer::getBASEPrivateKeyHandle(Session& session) co
 ObjectHandle ClientCertInitializer::getLYRCertificateChainHandle(Session& session, bool permanent) const {
   logDebug(m_logger, "ClientCertInitializer::getLYRCertificateChainHandle");
   try {
-    return countedFirst(m_logger, session, lyrCertificateChainSearch(permanent),
-                        "ClientCertInitializer::getLYRCertificateChainHandle : No of chain objects found = ");
+    return findFirst(m_logger, session, lyrCertificateChainSearch(permanent),
+                     "ClientCertInitializer::getLYRCertificateChainHandle : No of chain objects found = ");
   } catch (const Botan::Exception& error) {
     return failed(m_logger, "Exception to get LYR certificate chain handle with exception ", error);
   }

@@ -16,6 +16,8 @@ class TEESession {
   /// With `login` the user is logged in. Throws what Botan throws when the module, the session or the login
   /// fails.
   [[gnu::visibility("default")]] explicit TEESession(bool login);
+  TEESession(const TEESession&) = delete;
+  TEESession& operator=(const TEESession&) = delete;
 
   bool m_valid = true;  ///< false when no slot holds a token; then there is no slot and no session
   std::unique_ptr<Botan::PKCS11::Module> m_module;

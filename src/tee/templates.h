@@ -6,22 +6,35 @@
 #include <botan/p11_ecc_key.h>
 #include <botan/p11_object.h>
 #include <botan/p11_trust_store_group.h>
+#include <botan/secmem.h>
 
 #include <cstdint>
 #include <string>
-#include <vector>
+
+// A platform's PKCS#11 headers may have macros of these names.
+#undef CKA_VENDOR_KEY_ID
+#undef CKA_VENDOR_CLIENT_ID
+#undef CKA_VENDOR_PERMANENT
 
 namespace ozk {
 namespace tee {
 
-/// Attributes with which the token marks the objects of its clients.
-constexpr auto kVendorKeyId = static_cast<Botan::PKCS11::AttributeType>(0x80001002UL);     ///< text
-constexpr auto kVendorClientId = static_cast<Botan::PKCS11::AttributeType>(0x80001003UL);  ///< text
-constexpr auto kVendorPermanent =
-    static_cast<Botan::PKCS11::AttributeType>(0x80001004UL);  ///< true once installed
+/// Attributes with which the token marks the objects of its clients: text, text, and whether the object is
+/// installed.
+constexpr auto CKA_VENDOR_KEY_ID = static_cast<Botan::PKCS11::AttributeType>(0x80001002UL);
+constexpr auto CKA_VENDOR_CLIENT_ID = static_cast<Botan::PKCS11::AttributeType>(0x80001003UL);
+constexpr auto CKA_VENDOR_PERMANENT = static_cast<Botan::PKCS11::AttributeType>(0x80001004UL);
 
-/// The catalogue: every template that is handed to the token, each with its attributes in the order of its
-/// body. `permanent` selects installed objects, otherwise temporary ones.
+/// The most objects that one search returns.
+constexpr std::uint32_t kMaxFound = 100;
+
+/// Returns the five bytes of a CKA_LABEL, one of group and four of index, little-endian, for its text form,
+/// group and index in decimal joined by "_" ("1_11"). Of the group only the low byte counts.
+/// Empty when the text has no "_"; throws what std::stoi throws.
+Botan::secure_vector<std::uint8_t> labelFromText(const std::string& text);
+
+/// Every template that is handed to the token, each with its attributes in the order of its body.
+/// `permanent` selects installed objects, otherwise temporary ones.
 Botan::PKCS11::AttributeContainer lyrPublicKeySearch(bool permanent);
 Botan::PKCS11::AttributeContainer lyrPrivateKeySearch(bool permanent);
 Botan::PKCS11::AttributeContainer basePrivateKeySearch();
@@ -31,9 +44,9 @@ Botan::PKCS11::AttributeContainer temporaryPublicKeysSearch();
 Botan::PKCS11::EC_PublicKeyGenerationProperties lyrPublicKeyGeneration();
 Botan::PKCS11::EC_PrivateKeyGenerationProperties lyrPrivateKeyGeneration();
 
-/// `chain` is the certificates in DER, back to back.
-Botan::PKCS11::TrustStoreGroupCertificateChainProperties lyrCertificateChainCreation(
-    std::vector<std::uint8_t> chain, const std::string& key_id);
+/// Adds to `chain`, which has its value. In place: a platform's class need be neither copyable nor movable.
+void addLYRCertificateChainAttributes(Botan::PKCS11::TrustStoreGroupCertificateChainProperties& chain,
+                                      const std::string& key_id);
 
 Botan::PKCS11::AttributeContainer vinSearch();
 

@@ -166,20 +166,6 @@ TEST_F(CommandsTest, WhatTheTokenRefusesIsToldFromWhatItCannotDo) {
   expect({"cci cert | cmp - chain.pem", 0, ""});
 }
 
-TEST_F(CommandsTest, AWrongChainCostsNeitherTheWaitingKeyNorTheInstalledIdentity) {
-  provision();
-  EXPECT_EQ(
-      text(
-          "cci cert > before; cci generate-key -q; cci csr --common-name d -o r.der; wrong-chains r.der "
-          "cases; n=0\n"
-          "for name in $(sed -n 's/^| `\\(.*\\)` .*\\(refused\\|empty chain installed\\).*/\\1/p' "
-          "'" CCI_PROJECT_FOLDER
-          "/docs/chains.md'); do n=$((n + 1)); cci install -q cases/$name.pem 2>/dev/null; "
-          "code=$?; test $code = 7 -o $code = 9 || echo $name: $code; done; test $n -gt 30 || echo $n cases\n"
-          "cci cert | cmp - before; cci install -q cases/right.pem; cci cert | cmp - cases/right.pem"),
-      "");
-}
-
 TEST_F(CommandsTest, AFileIsWrittenWholeOrNotAtAll) {
   provision();
   run("cci cert > expected; echo old > real; chmod 640 real; ln -s real link; mkdir full");

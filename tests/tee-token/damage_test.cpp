@@ -210,15 +210,6 @@ TEST_F(DamageTest, WhereAnOldStoreCannotBeUpgradedItIsReadAsItIs) {
   }
 }
 
-TEST_F(DamageTest, ABackupOfVersionOneIsRestoredWhenTheOwnerKnowsIt) {
-  fs::remove(file("token.db"));
-  const std::string restore = "restore '" CCI_PROJECT_FOLDER "/tests/data/token-v1/token.db'";
-  EXPECT_NE(admin(restore).code, 0) << "the store has been newer";
-  put("pin-tries", std::string(2, '\0'));
-  EXPECT_EQ(admin(restore).code, 0);
-  EXPECT_EQ(learn(), sound);
-}
-
 TEST_F(DamageTest, ADamagedStoreNeverGivesAWrongKeyOrValueAndNeverFaults) {
 #ifdef CCI_SANITIZED
   damage_everywhere(601);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "tee/object_label.h"
+#include "tee/templates.h"
 
 #include <gmock/gmock.h>
 

@@ -29,15 +29,6 @@ bool is_platforms(const Target& target) {
   return target.module.empty() && (named == nullptr || *named == '\0');
 }
 
-tee_token::DeviceFolder platform_folder(const Target& target) {
-  if (!is_platforms(target)) {
-    throw UsageError("this is for the platform's own token; do without --module and TEE_PKCS11_MODULE");
-  }
-  const auto folder = tee_token::DeviceFolder::of_environment();
-  folder.require_private();
-  return folder;
-}
-
 secure_string pin_of_hex(const std::string& hex, const std::string& name) {
   try {
     return Botan::hex_decode_locked(hex, false);

@@ -38,8 +38,6 @@ constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_
 /// Whether the token is the platform's own, whose folder this program knows: no option and no environment
 /// names another module.
 bool is_platforms(const Target& target);
-/// That folder. Throws UsageError for another module's token, and as DeviceFolder does.
-tee_token::DeviceFolder platform_folder(const Target& target);
 
 /// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
 Botan::PKCS11::secure_string pin_of_hex(const std::string& hex, const std::string& name);

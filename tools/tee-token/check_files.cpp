@@ -20,9 +20,9 @@ struct File {
 };
 
 constexpr char kNewToken[] = "; only a new token in an empty folder helps";
-constexpr char kBackup[] =
-    "; stop the programs that use the token, move it and its journal away and restore a backup: without one,"
-    " only a new token in an empty folder helps";
+constexpr char kCopy[] =
+    "; stop the programs that use the token and put a copy of the whole folder back: without one, only a new"
+    " token in an empty folder helps";
 constexpr File kFiles[] = {{"device.key", 32, 32, kNewToken},
                            {"token.db", 0, 0, ""},
                            {"pin-tries", 2, 3, "; write two zero bytes in it"}};
@@ -55,7 +55,7 @@ void check_integrity(Findings& findings, const std::string& path) {
     said = damage.what();
   }
   if (said != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + said + kBackup);
+    findings.add(Fault::kFiles, path + " is damaged: " + said + kCopy);
   }
 }
 

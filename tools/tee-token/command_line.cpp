@@ -46,7 +46,6 @@ CommandLine::CommandLine() {
   add_pins();
   add_checks();
   add_module_check();
-  add_backups();
   m_app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
 }
 
@@ -125,16 +124,6 @@ void CommandLine::add_pins() {
         ->type_name("DIGITS");
     command->callback([this, set = pin.command] { set(m_target, m_new_pin); });
   }
-}
-
-void CommandLine::add_backups() {
-  CLI::App* const copy = m_app.add_subcommand("backup", "Write a copy of the token, all but its device key");
-  copy->add_option("FILE", m_file, "A file that is not there, or an older backup")->required();
-  copy->callback([this] { backup(m_target, m_file); });
-  CLI::App* const back = m_app.add_subcommand("restore", "Put a copy in the place of what the token holds");
-  back->add_option("FILE", m_file, "What backup wrote, on the device that it is of")->required();
-  back->add_flag("--force", m_force, "Also in the place of a token that was made anew");
-  back->callback([this] { restore(m_target, m_file, m_force); });
 }
 
 void CommandLine::add_checks() {

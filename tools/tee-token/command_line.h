@@ -32,7 +32,6 @@ class CommandLine {
   void add_pins();
   void add_checks();
   void add_module_check();
-  void add_backups();
   CLI::App* add_with_handle(const char* name, const char* description);
 
   CLI::App m_app{

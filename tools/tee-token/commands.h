@@ -42,13 +42,6 @@ void reset_pin(const Target& target, const std::string& new_pin_hex);
 /// within `days` are told of, too.
 int check(const Target& target, unsigned days, bool json);
 
-/// Writes a copy of the platform's token, without its device key and its counters, to a file that is not
-/// there or is an older backup.
-void backup(const Target& target, const std::string& path);
-
-/// Puts such a copy in the place of what the platform's token holds; of another token only with `force`.
-void restore(const Target& target, const std::string& path, bool force);
-
 struct ChainCheck {
   std::string label, request,
       chain;  // the label of the key, or else the file of the request; then the chain's

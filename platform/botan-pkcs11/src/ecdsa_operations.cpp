@@ -1,18 +1,97 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "ecdsa_operations.h"
-
 #include <botan/emsa.h>
+#include <botan/p11_ecdsa.h>
+#include <botan/pk_ops.h>
 
 #include <array>
-
-#include "token_operation.h"
 
 namespace Botan {
 namespace PKCS11 {
 
 namespace {
+
+/// A signature operation on the token and its message. A message that comes in one piece is kept for a
+/// single-part call, which is all that some mechanisms can do; with a second piece the operation becomes a
+/// multi-part one.
+///
+/// A session has room for one operation, so one that is begun and not completed is ended: a derived class has
+/// to call abandon(end()) in its destructor.
+class TokenOperation {
+ protected:
+  using Init = bool (LowLevel::*)(SessionHandle, Mechanism*, ObjectHandle, ReturnValue*) const;
+  using Update = bool (LowLevel::*)(SessionHandle, Byte*, Ulong, ReturnValue*) const;
+
+  /// Idle: nothing begun. OnePiece: begun, the message is kept here. Streaming: begun, the message is on the
+  /// token.
+  enum class State { Idle, OnePiece, Streaming };
+
+  TokenOperation(const Object& key, MechanismType mechanism, Init init, Update update);
+  virtual ~TokenOperation() = default;
+
+  /// Takes the next piece of the message, and begins the operation with the first. On failure nothing is
+  /// begun.
+  void add(const uint8_t message[], size_t length);
+
+  /// Returns the state and goes back to Idle.
+  State end();
+
+  /// Completes the token's operation, which was in this state, for nothing.
+  virtual void abandon(State state) noexcept = 0;
+
+  const LowLevel& token() const { return *m_key.module().operator->(); }
+  SessionHandle session() const { return m_key.session().handle(); }
+
+  /// The one piece. Its data() is never null, which some tokens refuse even for an empty message.
+  const secure_vector<uint8_t>& piece() const { return m_piece; }
+
+ private:
+  void begin(const uint8_t message[], size_t length);
+  void send(const uint8_t part[], size_t length) const;
+
+  const Object& m_key;
+  const MechanismType m_mechanism;
+  const Init m_init;
+  const Update m_update;
+  State m_state = State::Idle;
+  secure_vector<uint8_t> m_piece;
+};
+
+TokenOperation::TokenOperation(const Object& key, MechanismType mechanism, Init init, Update update)
+    : m_key(key), m_mechanism(mechanism), m_init(init), m_update(update) {
+  m_piece.reserve(1);
+}
+
+void TokenOperation::add(const uint8_t message[], size_t length) {
+  if (m_state == State::Idle) {
+    begin(message, length);
+    return;
+  }
+  try {
+    if (m_state == State::OnePiece && !m_piece.empty()) {
+      send(m_piece.data(), m_piece.size());
+    }
+    send(message, length);
+    m_state = State::Streaming;
+  } catch (...) {
+    abandon(end());
+    throw;
+  }
+}
+
+TokenOperation::State TokenOperation::end() { return std::exchange(m_state, State::Idle); }
+
+void TokenOperation::begin(const uint8_t message[], size_t length) {
+  m_piece.assign(message, message + length);
+  Mechanism mechanism = {static_cast<CK_MECHANISM_TYPE>(m_mechanism), nullptr, 0};
+  (token().*m_init)(session(), &mechanism, m_key.handle(), ThrowException);
+  m_state = State::OnePiece;
+}
+
+void TokenOperation::send(const uint8_t part[], size_t length) const {
+  (token().*m_update)(session(), const_cast<Byte*>(part), length, ThrowException);
+}
 
 /// Room for a signature that nobody wants; the longest has 2 * 72 bytes (sect571r1).
 using Discarded = std::array<Byte, 256>;
@@ -120,14 +199,15 @@ class Verification final : public PK_Ops::Verification, private TokenOperation {
 
 }  // namespace
 
-std::unique_ptr<PK_Ops::Signature> make_ecdsa_signature(const PKCS11_ECDSA_PrivateKey& key,
-                                                        const std::string& emsa) {
-  return std::unique_ptr<PK_Ops::Signature>(new Signature(key, emsa));
+std::unique_ptr<PK_Ops::Verification> PKCS11_ECDSA_PublicKey::create_verification_op(
+    const std::string& params, const std::string&) const {
+  return std::unique_ptr<PK_Ops::Verification>(new Verification(*this, params));
 }
 
-std::unique_ptr<PK_Ops::Verification> make_ecdsa_verification(const PKCS11_ECDSA_PublicKey& key,
-                                                              const std::string& emsa) {
-  return std::unique_ptr<PK_Ops::Verification>(new Verification(key, emsa));
+std::unique_ptr<PK_Ops::Signature> PKCS11_ECDSA_PrivateKey::create_signature_op(RandomNumberGenerator&,
+                                                                                const std::string& params,
+                                                                                const std::string&) const {
+  return std::unique_ptr<PK_Ops::Signature>(new Signature(*this, params));
 }
 
 }  // namespace PKCS11

@@ -1,21 +1,48 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <botan/dyn_load.h>
 #include <botan/p11_types.h>
 #include <dlfcn.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdlib>
-
-#include "module_hold.h"
+#include <mutex>
+#include <new>
 
 namespace Botan {
 namespace PKCS11 {
 
 namespace {
 
-/// libteetoken.so in the folder that this library was loaded from, or its bare name, for the loader to
+struct Gate {
+  std::mutex mutex;
+  std::condition_variable free;
+  uint64_t holder = 0;  // a thread_number(), or 0
+};
+
+/// Never destroyed, because a Module with static storage may end after any other static object. A forked
+/// child begins with a new gate: the threads that hold it, wait for it or have locked its mutex do not exist
+/// there.
+Gate& gate() {
+  alignas(Gate) static unsigned char storage[sizeof(Gate)];
+  static Gate* const gate = [] {
+    ::pthread_atfork(nullptr, nullptr, [] { new (storage) Gate; });
+    return new (storage) Gate;
+  }();
+  return *gate;
+}
+
+/// Unlike a std::thread::id, not used again after the thread has ended.
+uint64_t thread_number() {
+  static std::atomic<uint64_t> last{0};
+  thread_local const uint64_t number = ++last;
+  return number;
+}
+
+/// libteetoken.so in the folder that this library was loaded from, or the bare name, for the loader to
 /// search.
 std::string installed_token() {
   const std::string name = "libteetoken.so";
@@ -37,6 +64,39 @@ std::string platform_token() {
 
 }  // namespace
 
+/// The right to be the one Module of this process that was made with three arguments.
+class ModuleHold {
+ public:
+  ModuleHold();
+  ~ModuleHold();
+
+  ModuleHold(const ModuleHold&) = delete;
+  ModuleHold& operator=(const ModuleHold&) = delete;
+
+ private:
+  const pid_t m_process = ::getpid();
+};
+
+ModuleHold::ModuleHold() {
+  Gate& g = gate();
+  std::unique_lock<std::mutex> lock(g.mutex);
+  if (g.holder == thread_number()) {
+    throw Invalid_State("PKCS11 module is held by this thread already: destroy the other Module first");
+  }
+  g.free.wait(lock, [&] { return g.holder == 0; });
+  g.holder = thread_number();
+}
+
+ModuleHold::~ModuleHold() {
+  if (m_process != ::getpid()) {
+    return;  // inherited through fork: the parent holds it
+  }
+  Gate& g = gate();
+  const std::lock_guard<std::mutex> lock(g.mutex);
+  g.holder = 0;
+  g.free.notify_one();
+}
+
 Module::Module(const std::string& file_path, C_InitializeArgs init_args) : m_file_path(file_path) {
   if (file_path.empty()) {
     throw Invalid_Argument("PKCS11 no module path specified");
@@ -55,12 +115,12 @@ Module::Module(Module&& other) noexcept = default;
 
 Module::~Module() noexcept {
   if (m_low_level == nullptr) {
-    return;
+    return;  // moved from
   }
   try {
     m_low_level->C_Finalize(nullptr, nullptr);
   } catch (...) {
-    // nobody is left to tell
+    // a destructor cannot report it
   }
 }
 

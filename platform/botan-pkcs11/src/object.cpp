@@ -2,9 +2,40 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <botan/p11_object.h>
+#include <botan/p11_x509.h>
 
 namespace Botan {
 namespace PKCS11 {
+
+ObjectFinder::ObjectFinder(Session& session, const std::vector<Attribute>& search_template)
+    : m_session(session), m_active(std::make_shared<bool>(true)) {
+  module()->C_FindObjectsInit(session.handle(), const_cast<Attribute*>(search_template.data()),
+                              search_template.size());
+}
+
+ObjectFinder::~ObjectFinder() noexcept {
+  if (!*m_active || m_active.use_count() > 1) {
+    return;
+  }
+  try {
+    module()->C_FindObjectsFinal(m_session.handle(), nullptr);
+  } catch (...) {
+    // a destructor cannot report it
+  }
+}
+
+std::vector<ObjectHandle> ObjectFinder::find(std::uint32_t max_count) const {
+  std::vector<ObjectHandle> handles(max_count);
+  Ulong count = 0;
+  module()->C_FindObjects(m_session.handle(), handles.data(), max_count, &count);
+  handles.resize(count);
+  return handles;
+}
+
+void ObjectFinder::finish() {
+  module()->C_FindObjectsFinal(m_session.handle());
+  *m_active = false;
+}
 
 Object::Object(Session& session, const ObjectProperties& obj_props) : Object(session) {
   module()->C_CreateObject(session.handle(), obj_props.data(), obj_props.count(), &m_handle);
@@ -36,6 +67,22 @@ void Object::reset_handle(ObjectHandle handle) {
   }
   m_handle = handle;
 }
+
+X509_CertificateProperties::X509_CertificateProperties(const std::vector<uint8_t>& subject,
+                                                       const std::vector<uint8_t>& value)
+    : CertificateProperties(CertificateType::X509), m_subject(subject), m_value(value) {
+  add_binary(AttributeType::Subject, m_subject);
+  add_binary(AttributeType::Value, m_value);
+}
+
+X509_CertificateProperties::X509_CertificateProperties(const X509_Certificate& cert)
+    : X509_CertificateProperties(cert.raw_subject_dn(), cert.BER_encode()) {}
+
+PKCS11_X509_Certificate::PKCS11_X509_Certificate(Session& session, ObjectHandle handle)
+    : Object(session, handle), X509_Certificate(unlock(get_attribute_value(AttributeType::Value))) {}
+
+PKCS11_X509_Certificate::PKCS11_X509_Certificate(Session& session, const X509_CertificateProperties& props)
+    : Object(session, props), X509_Certificate(props.value()) {}
 
 }  // namespace PKCS11
 }  // namespace Botan

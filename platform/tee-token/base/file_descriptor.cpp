@@ -93,21 +93,6 @@ void write_private_file(const std::string& path, ByteView content) {
   sync_folder_of(path);
 }
 
-void replace_file(const std::string& path, ByteView content) {
-  std::string draft = path + ".XXXXXX";
-  const FileDescriptor file(::mkostemp(&draft[0], O_CLOEXEC));
-  if (file.get() < 0) {
-    fail_with_errno("make a file beside", path);
-  }
-  if (!write_all(file, content) || ::fsync(file.get()) != 0 || ::rename(draft.c_str(), path.c_str()) != 0) {
-    const int error = errno;
-    ::unlink(draft.c_str());
-    errno = error;
-    fail_with_errno("write", path);
-  }
-  sync_folder_of(path);
-}
-
 void sync_folder_of(const std::string& path) {
   const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() < 0 && errno == EACCES) {

@@ -39,10 +39,6 @@ void require_private_file(const std::string& path);
 /// Makes `path` hold `content`, mode 0600: whole and durable, or not at all.
 void write_private_file(const std::string& path, ByteView content);
 
-/// Puts a new file with `content`, mode 0600, in the place of what is at `path`, whole and durable: one that
-/// died leaves what was there, and beside it a draft with six more characters to its name.
-void replace_file(const std::string& path, ByteView content);
-
 /// Makes durable that `path` is in its folder.
 void sync_folder_of(const std::string& path);
 

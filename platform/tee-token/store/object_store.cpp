@@ -121,8 +121,7 @@ void ObjectStore::unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const {
                                                               seal_context(object, CKA_VALUE));
   if (!value) {
     throw Failure(CKR_DEVICE_ERROR, "the sealed value of object " + std::to_string(object) +
-                                        " does not open: the store is damaged or from another device; put a "
-                                        "backup back with: tee-token restore");
+                                        " cannot be opened: the store is damaged or from another device");
   }
   loaded.set(CKA_VALUE, *value);
 }

@@ -55,19 +55,6 @@ Connection opened(const std::string& path) {
   return owned;
 }
 
-/// Makes one of the connection's databases a copy of the file.
-void deserialize(sqlite3* connection, const char* name, const std::string& image) {
-  auto* const bytes = static_cast<unsigned char*>(sqlite3_malloc64(image.size() + 1));
-  if (bytes == nullptr) {
-    throw std::bad_alloc();
-  }
-  std::copy(image.begin(), image.end(), bytes);
-  const auto length = static_cast<sqlite3_int64>(image.size());
-  require(sqlite3_deserialize(connection, name, bytes, length, length,
-                              SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_RESIZEABLE),
-          connection);
-}
-
 }  // namespace
 
 Query::~Query() {
@@ -103,32 +90,6 @@ Bytes Query::bytes(int column) const {
 
 Database::Database(const std::string& path) : m_connection(opened(path)) {
   require(sqlite3_busy_timeout(m_connection.get(), 5'000), m_connection.get());
-}
-
-Database Database::of_image(const std::string& image) {
-  Database database(":memory:");
-  deserialize(database.m_connection.get(), "main", image);
-  return database;
-}
-
-void Database::attach_copy(const std::string& image) {
-  execute("ATTACH ':memory:' AS copy");
-  deserialize(m_connection.get(), "copy", image);
-}
-
-std::string Database::image() {
-  // Not serialized at once: sqlite3_serialize gives zeros for what it cannot read from a file.
-  const Connection memory = opened(":memory:");
-  sqlite3_backup* const copying = sqlite3_backup_init(memory.get(), "main", m_connection.get(), "main");
-  require(copying == nullptr ? sqlite3_errcode(memory.get()) : SQLITE_OK, memory.get());
-  sqlite3_backup_step(copying, -1);
-  require(sqlite3_backup_finish(copying), memory.get());
-  sqlite3_int64 length = 0;
-  const Owned<unsigned char, sqlite3_free> bytes(sqlite3_serialize(memory.get(), "main", &length, 0));
-  if (bytes == nullptr) {
-    throw std::bad_alloc();
-  }
-  return std::string(bytes.get(), bytes.get() + length);
 }
 
 std::string Database::integrity() {

@@ -54,13 +54,6 @@ class Database {
   /// Opens the database at `path` (":memory:" for one of this object's own), which must exist.
   explicit Database(const std::string& path);
 
-  /// A database in memory, with the content of the file whose bytes these are.
-  static Database of_image(const std::string& image);
-  /// Its bytes, as a file holds them, all of one moment.
-  std::string image();
-  /// Adds a database in memory with the content of such a file, under the name "copy".
-  void attach_copy(const std::string& image);
-
   /// What SQLite's own check says of it, in one line: "ok", or the first damage.
   std::string integrity();
 

@@ -79,9 +79,7 @@ void Token::bring_up_to_date() {
       require_same_token();
       change.commit();  // of nothing, when SQLite could open the store for reading only
     }
-    if (m_is_in_folder) {
-      note_store_version(*m_store, m_folder);
-    }
+    note_store_version(*m_store, m_folder);
   } catch (const Failure&) {
     // On a medium that is read-only or full it can be read as it is. The next program tries again.
   }
@@ -158,13 +156,9 @@ void Token::clear_store(ByteView officer_pin) {
   } else {
     m_folder.make_device_key_if_absent();
     make_counters(m_folder, kStoreVersion);
-    create_store(*m_store);
+    create_token_schema(*m_store);
+    ObjectStore::create_schema(*m_store, 1);
   }
-}
-
-void create_store(Database& store) {
-  create_token_schema(store);
-  ObjectStore::create_schema(store, 1);
 }
 
 void Token::require_same_token() {

@@ -14,9 +14,6 @@ namespace tee_token {
 class Token {
  public:
   explicit Token(DeviceFolder folder) : m_folder(std::move(folder)) {}
-  /// One whose store is not in the folder.
-  Token(DeviceFolder folder, Database store)
-      : m_folder(std::move(folder)), m_store(std::move(store)), m_is_in_folder(false) {}
   Token(const Token&) = delete;
   Token& operator=(const Token&) = delete;
 
@@ -53,15 +50,6 @@ class Token {
   /// C_SetPIN: of the security officer when he is logged in, of the user otherwise.
   void change_pin(ByteView old_pin, ByteView new_pin);
 
-  /// The bytes of the store at one moment, which is found sound as far as that can be told without a PIN.
-  /// Throws a Failure when it is not.
-  std::string copy_of_store();
-  /// Puts what such a copy holds in the place of what the store holds, in one change; makes the store when
-  /// there is none, but not the device key. No object number is given again, and wrong tries at PINs stay
-  /// counted. Throws an Error (CKR_ACTION_PROHIBITED) when the token is another than the copy's, unless
-  /// `may_be_another`.
-  void restore(const std::string& copy, bool may_be_another);
-
   /// The objects of an initialised token.
   ObjectSpace& objects();
   Database& store() { return *m_store; }
@@ -79,8 +67,6 @@ class Token {
   void open_or_create_store();
   Bytes master_key(const TokenRecord& record, User user, ByteView pin);
   void clear_store(ByteView officer_pin);
-  void require_sound();
-  void prepare_for_copy(bool may_be_another);
 
   DeviceFolder m_folder;
   Login m_login;
@@ -90,11 +76,7 @@ class Token {
   Bytes m_record_key = Bytes(kKeyLength, 0), m_object_key = Bytes(kKeyLength, 0);
   std::optional<ObjectSpace> m_objects;
   bool m_is_initialised = false;  // once it is, it stays so
-  bool m_is_in_folder = true;
 };
-
-/// Makes the tables of a token's store in an empty database.
-void create_store(Database& store);
 
 /// Bounds of a PIN's length, in bytes.
 constexpr CK_ULONG kMinPinLength = 4, kMaxPinLength = 64;

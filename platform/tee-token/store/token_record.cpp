@@ -47,8 +47,8 @@ TokenRecord load_token_record(Database& store, const Bytes& key) {
       store.query("SELECT label, serial, officer_salt, officer_key, user_salt, user_key FROM token");
   if (!query.step()) {
     throw Failure(CKR_DEVICE_ERROR,
-                  "the store is damaged: it says nothing of the token; put a backup back with: tee-token "
-                  "restore --force");
+                  "the store is damaged: it has no token record; only a new token in an empty folder "
+                  "helps");
   }
   TokenRecord record{query.bytes(0), query.bytes(1), {query.bytes(2), query.bytes(3)}, std::nullopt};
   if (!query.is_null(5)) {
@@ -56,8 +56,8 @@ TokenRecord load_token_record(Database& store, const Bytes& key) {
   }
   if (!key.empty() && !is_authentic(store, record, key)) {
     throw Failure(CKR_DEVICE_ERROR,
-                  "the store is damaged or from another device: what it says of the token is not as it was "
-                  "stored; put back a copy of this device's, or make a new token in an empty folder");
+                  "the store is damaged or from another device: its token record does not match; put a copy "
+                  "of the whole folder back, or make a new token in an empty folder");
   }
   return record;
 }

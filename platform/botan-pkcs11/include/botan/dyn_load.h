@@ -3,9 +3,10 @@
 
 #pragma once
 
-#include <botan/p11_export.h>
-
 #include <string>
+
+/// Marks what libbotan-pkcs11 exports; all else is hidden.
+#define BOTAN_PKCS11_API __attribute__((visibility("default")))
 
 namespace Botan {
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <botan/p11_cryptoki.h>
+#include <botan/secmem.h>
 
 #include <cstdint>
 
@@ -260,6 +261,41 @@ inline Flag operator|(Flag a, Flag b) {
 }
 
 inline CK_FLAGS flags(Flag flag) { return static_cast<CK_FLAGS>(flag); }
+
+// The types of the standard. After the enumerations, because some enumerators have the same names.
+
+using secure_string = secure_vector<uint8_t>;
+
+using Attribute = CK_ATTRIBUTE;
+using Bbool = CK_BBOOL;
+using Byte = CK_BYTE;
+using C_InitializeArgs = CK_C_INITIALIZE_ARGS;
+using CreateMutex = CK_CREATEMUTEX;
+using Date = CK_DATE;
+using DestroyMutex = CK_DESTROYMUTEX;
+using Ecdh1DeriveParams = CK_ECDH1_DERIVE_PARAMS;
+using Flags = CK_FLAGS;
+using FunctionListPtr = CK_FUNCTION_LIST_PTR;
+using Info = CK_INFO;
+using LockMutex = CK_LOCKMUTEX;
+using Mechanism = CK_MECHANISM;
+using MechanismInfo = CK_MECHANISM_INFO;
+using Notify = CK_NOTIFY;
+using ObjectHandle = CK_OBJECT_HANDLE;
+using RsaPkcsOaepParams = CK_RSA_PKCS_OAEP_PARAMS;
+using RsaPkcsPssParams = CK_RSA_PKCS_PSS_PARAMS;
+using SessionHandle = CK_SESSION_HANDLE;
+using SessionInfo = CK_SESSION_INFO;
+using SlotId = CK_SLOT_ID;
+using SlotInfo = CK_SLOT_INFO;
+using TokenInfo = CK_TOKEN_INFO;
+using Ulong = CK_ULONG;
+using UnlockMutex = CK_UNLOCKMUTEX;
+using Utf8Char = CK_UTF8CHAR;
+using VoidPtr = CK_VOID_PTR;
+
+const Bbool True = CK_TRUE;
+const Bbool False = CK_FALSE;
 
 }  // namespace PKCS11
 }  // namespace Botan

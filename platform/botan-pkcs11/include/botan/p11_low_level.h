@@ -3,8 +3,9 @@
 
 #pragma once
 
-#include <botan/p11_error.h>
-#include <botan/secmem.h>
+#include <botan/dyn_load.h>
+#include <botan/exceptn.h>
+#include <botan/p11_constants.h>
 
 #include <algorithm>
 #include <map>
@@ -12,43 +13,43 @@
 #include <vector>
 
 namespace Botan {
-
-class Dynamically_Loaded_Library;
-
 namespace PKCS11 {
 
-using secure_string = secure_vector<uint8_t>;
+/// What a `return_value` argument says of a token function that fails:
+///
+/// | argument                   | success           | failure                                             |
+/// |----------------------------|-------------------|-----------------------------------------------------|
+/// | ThrowException (a default) | true              | throws PKCS11_ReturnError                           |
+/// | nullptr                    | true              | false; the code is lost                             |
+/// | any other pointer          | true, *p is OK    | false, *p is the code                               |
+///
+/// Only CKR_OK is success. What does not come from the token (no such symbol, no memory) is thrown in any
+/// case.
+extern BOTAN_PKCS11_API ReturnValue* ThrowException;
 
-using Attribute = CK_ATTRIBUTE;
-using Bbool = CK_BBOOL;
-using Byte = CK_BYTE;
-using C_InitializeArgs = CK_C_INITIALIZE_ARGS;
-using CreateMutex = CK_CREATEMUTEX;
-using Date = CK_DATE;
-using DestroyMutex = CK_DESTROYMUTEX;
-using Ecdh1DeriveParams = CK_ECDH1_DERIVE_PARAMS;
-using Flags = CK_FLAGS;
-using FunctionListPtr = CK_FUNCTION_LIST_PTR;
-using Info = CK_INFO;
-using LockMutex = CK_LOCKMUTEX;
-using Mechanism = CK_MECHANISM;
-using MechanismInfo = CK_MECHANISM_INFO;
-using Notify = CK_NOTIFY;
-using ObjectHandle = CK_OBJECT_HANDLE;
-using RsaPkcsOaepParams = CK_RSA_PKCS_OAEP_PARAMS;
-using RsaPkcsPssParams = CK_RSA_PKCS_PSS_PARAMS;
-using SessionHandle = CK_SESSION_HANDLE;
-using SessionInfo = CK_SESSION_INFO;
-using SlotId = CK_SLOT_ID;
-using SlotInfo = CK_SLOT_INFO;
-using TokenInfo = CK_TOKEN_INFO;
-using Ulong = CK_ULONG;
-using UnlockMutex = CK_UNLOCKMUTEX;
-using Utf8Char = CK_UTF8CHAR;
-using VoidPtr = CK_VOID_PTR;
+/// A failure of this layer. what() is "PKCS11 error " and the text.
+class BOTAN_PKCS11_API PKCS11_Error : public Exception {
+ public:
+  explicit PKCS11_Error(const std::string& what) : Exception("PKCS11 error", what) {}
 
-const Bbool True = CK_TRUE;
-const Bbool False = CK_FALSE;
+  ErrorType error_type() const noexcept override { return ErrorType::Pkcs11Error; }
+};
+
+/// A token function returned something other than CKR_OK. what() is "PKCS11 error " and the code's low 32
+/// bits in decimal.
+class BOTAN_PKCS11_API PKCS11_ReturnError final : public PKCS11_Error {
+ public:
+  explicit PKCS11_ReturnError(ReturnValue return_value)
+      : PKCS11_Error(std::to_string(static_cast<uint32_t>(return_value))), m_return_value(return_value) {}
+
+  /// The code with all its bits.
+  ReturnValue get_return_value() const { return m_return_value; }
+
+  int error_code() const noexcept override { return static_cast<int>(static_cast<uint32_t>(m_return_value)); }
+
+ private:
+  const ReturnValue m_return_value;
+};
 
 /// The functions of a PKCS #11 library, one method each, with the parameters of the standard; the last one is
 /// as ThrowException says. A function that the list lacks fails with FunctionNotSupported.

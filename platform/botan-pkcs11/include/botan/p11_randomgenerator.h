@@ -26,14 +26,20 @@ class BOTAN_PKCS11_API PKCS11_RNG final : public Hardware_RNG {
   bool accepts_input() const override { return true; }
 
   /// Fills `output` by C_GenerateRandom.
-  void randomize(uint8_t output[], size_t length) override;
+  void randomize(uint8_t output[], size_t length) override {
+    m_session.module()->C_GenerateRandom(m_session.handle(), output, length);
+  }
 
   /// Mixes `input` into the token's generator by C_SeedRandom, which not all tokens offer.
-  void add_entropy(const uint8_t input[], size_t length) override;
+  void add_entropy(const uint8_t input[], size_t length) override {
+    m_session.module()->C_SeedRandom(m_session.handle(), const_cast<Byte*>(input), length);
+  }
 
   /// Asks none of the sources, and returns the bits that it took from them: 0.
-  size_t reseed(Entropy_Sources& sources, size_t poll_bits = BOTAN_RNG_RESEED_POLL_BITS,
-                std::chrono::milliseconds poll_timeout = BOTAN_RNG_RESEED_DEFAULT_TIMEOUT) override;
+  size_t reseed(Entropy_Sources&, size_t = BOTAN_RNG_RESEED_POLL_BITS,
+                std::chrono::milliseconds = BOTAN_RNG_RESEED_DEFAULT_TIMEOUT) override {
+    return 0;
+  }
 
  private:
   Session& m_session;

@@ -6,6 +6,40 @@
 namespace Botan {
 namespace PKCS11 {
 
+std::vector<SlotId> Slot::get_available_slots(Module& module, bool token_present) {
+  std::vector<SlotId> slots;
+  module->C_GetSlotList(token_present, slots);
+  return slots;
+}
+
+SlotInfo Slot::get_slot_info() const {
+  SlotInfo info = {};
+  m_module->C_GetSlotInfo(m_slot_id, &info);
+  return info;
+}
+
+std::vector<MechanismType> Slot::get_mechanism_list() const {
+  std::vector<MechanismType> mechanisms;
+  m_module->C_GetMechanismList(m_slot_id, mechanisms);
+  return mechanisms;
+}
+
+MechanismInfo Slot::get_mechanism_info(MechanismType mechanism_type) const {
+  MechanismInfo info = {};
+  m_module->C_GetMechanismInfo(m_slot_id, mechanism_type, &info);
+  return info;
+}
+
+TokenInfo Slot::get_token_info() const {
+  TokenInfo info = {};
+  m_module->C_GetTokenInfo(m_slot_id, &info);
+  return info;
+}
+
+void Slot::initialize(const std::string& label, const secure_string& so_pin) const {
+  m_module->C_InitToken(m_slot_id, so_pin, label);
+}
+
 Session::Session(Slot& slot, bool read_only)
     : Session(slot, flags(read_only ? Flag::SerialSession : Flag::SerialSession | Flag::RwSession), nullptr,
               nullptr) {}
@@ -33,7 +67,7 @@ Session::~Session() noexcept {
     }
     module()->C_CloseSession(m_handle, nullptr);
   } catch (...) {
-    // nobody is left to tell
+    // a destructor cannot report it
   }
 }
 
@@ -60,6 +94,36 @@ void Session::set_pin(const secure_string& old_pin, const secure_string& new_pin
 }
 
 void Session::init_pin(const secure_string& new_pin) { module()->C_InitPIN(m_handle, new_pin); }
+
+namespace {
+
+void change_pin_of(UserType user, Slot& slot, const secure_string& old_pin, const secure_string& new_pin) {
+  Session session(slot, false);
+  session.login(user, old_pin);
+  session.set_pin(old_pin, new_pin);
+}
+
+}  // namespace
+
+void initialize_token(Slot& slot, const std::string& label, const secure_string& so_pin,
+                      const secure_string& pin) {
+  slot.initialize(label, so_pin);
+  set_pin(slot, so_pin, pin);
+}
+
+void change_pin(Slot& slot, const secure_string& old_pin, const secure_string& new_pin) {
+  change_pin_of(UserType::User, slot, old_pin, new_pin);
+}
+
+void change_so_pin(Slot& slot, const secure_string& old_so_pin, const secure_string& new_so_pin) {
+  change_pin_of(UserType::SO, slot, old_so_pin, new_so_pin);
+}
+
+void set_pin(Slot& slot, const secure_string& so_pin, const secure_string& pin) {
+  Session session(slot, false);
+  session.login(UserType::SO, so_pin);
+  session.init_pin(pin);
+}
 
 }  // namespace PKCS11
 }  // namespace Botan

@@ -42,5 +42,21 @@ ResultCode ClientCertInitializer::deleteLYRCertificateAndKeys(TEESession::TEESes
                                                     "LYR certificate delete fail, Exception thrown : ");
 }
 
+ResultCode ClientCertInitializer::deleteSessionCertificateAndKeys(
+    TEESession::TEESession& tee, std::vector<unsigned long>& handles,
+    const PKCS11_TSG_CertficateChain* chain) const {
+  Session& session = *tee.m_session;
+  ResultCode result = destroyObject<PKCS11_ECDSA_PublicKey>(
+      m_logger, session, handles.at(0), "LYR public session key delete fail, Exception thrown : ");
+  if (result != ResultCode::OK) return result;
+
+  result = destroyObject<PKCS11_ECDSA_PrivateKey>(m_logger, session, handles.at(1),
+                                                  "LYR private session key delete fail, Exception thrown : ");
+  if (result != ResultCode::OK) return result;
+
+  return guardedDeletion(
+      m_logger, "LYR session certificate delete fail, Exception thrown : ", [&] { chain->destroy(); });
+}
+
 }  // namespace tee
 }  // namespace ozk

@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <botan/x509cert.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace tools {
+
+using Certificates = std::vector<Botan::X509_Certificate>;
+
+/// What an installation finds in a text.
+struct FoundCertificates {
+  Certificates certificates;   // in the order of the text
+  std::size_t unreadable = 0;  // PEM blocks or pieces of DER that are no certificate, which are left out
+};
+
+/// Finds the certificates in a text, PEM or DER, as an installation does: the text around PEM blocks is
+/// skipped. Stops at the 17th unreadable piece, since each costs an attempt.
+FoundCertificates find_certificates(const std::string& text);
+
+}  // namespace tools
