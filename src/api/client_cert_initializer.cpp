@@ -11,11 +11,6 @@
 namespace ozk {
 namespace tee {
 
-const std::string kChainLabel = "10_102";
-const std::string kLYRKeyId = "LYR";
-const std::string kLYRCSRKeyId = "LYR_CSR";
-const std::string kBASEKeyId = "BASE";
-const std::string kZEMPKeyId = "ZEMP";
 const std::vector<std::string> kZEMPCertIds = {"1_13", "1_12"};
 const std::vector<std::string> kBASECertIds = {"1_11", "1_15", "1_14"};
 
