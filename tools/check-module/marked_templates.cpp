@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <botan/p11_trust_store_group.h>
+
 #include "marked_objects.h"
 #include "tee/templates.h"
 
@@ -42,9 +44,9 @@ Template public_key_template(const Mark& mark) { return marked(library::lyrPubli
 Template private_key_template(const Mark& mark) { return marked(library::lyrPrivateKeyGeneration(), mark); }
 
 Template chain_template(const Mark& mark, const std::vector<std::uint8_t>& chain) {
-  TrustStoreGroupCertificateChainProperties of_library(chain);
-  library::addLYRCertificateChainAttributes(of_library, kMarkedKeyId);
-  return marked(of_library, mark);
+  TrustStoreGroupCertificateChainProperties object(chain);
+  library::addLYRCertificateChainAttributes(object, kMarkedKeyId);
+  return marked(object, mark);
 }
 
 Template public_key_search(const Mark& mark, bool permanent) {
