@@ -5,19 +5,10 @@
 
 #include <botan/version.h>
 
-#include "api/key_ids.h"
 #include "api/logging.h"
 
 namespace ozk {
 namespace tee {
-
-const std::string kChainLabel = "10_102";
-const std::string kLYRKeyId = "LYR";
-const std::string kLYRCSRKeyId = "LYR_CSR";
-const std::string kBASEKeyId = "BASE";
-const std::string kZEMPKeyId = "ZEMP";
-const std::vector<std::string> kZEMPCertIds = {"1_13", "1_12"};
-const std::vector<std::string> kBASECertIds = {"1_11", "1_15", "1_14"};
 
 ClientCertInitializerAPI::~ClientCertInitializerAPI() = default;
 

@@ -17,24 +17,45 @@ bool verifies(const std::string& public_key, const Bytes& data, const Bytes& sig
 }
 
 std::string certifiedKey(const std::string& certificates) {
+  if (certificates.empty()) return "";
   Botan::DataSource_Memory source(certificates);
   const std::unique_ptr<Botan::Public_Key> key(Botan::X509_Certificate(source).load_subject_public_key());
   return Botan::X509::PEM_encode(*key);
 }
 
-std::vector<Botan::X509_Certificate> ProductTest::requestChain(const std::string& common_name) {
+TokenContent TokenContent::now() {
+  test_support::UserSession session;
+  const auto found = [&](const Botan::PKCS11::AttributeContainer& sought) {
+    const auto handles = Botan::PKCS11::ObjectFinder(*session, sought.attributes()).find(1000);
+    return Handles(handles.begin(), handles.end());
+  };
+  const auto set = [&](bool permanent) {
+    return std::array<Handles, 3>{found(lyrPublicKeySearch(permanent)), found(lyrPrivateKeySearch(permanent)),
+                                  found(lyrCertificateChainSearch(permanent))};
+  };
+  TokenContent content = {set(true), set(false), found({})};
+  for (const auto* objects : {&content.installed, &content.temporary}) {
+    for (const Handles& kind : *objects) {
+      for (const auto handle : kind) content.others.erase(handle);
+    }
+  }
+  return content;
+}
+
+Chain ProductTest::requestChain(const std::string& common_name) {
   EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
   return {authority.issue(product->generate_csr(common_name, "LYR_CSR")), authority.root()};
 }
 
-ResultCode ProductTest::install(const std::vector<Botan::X509_Certificate>& chain) {
-  return product->set_client_cert_and_move_key(test_support::pem(chain), "LYR_CSR", "LYR");
+ResultCode ProductTest::install(const Chain& chain) {
+  return product->set_client_cert_and_move_key(pem(chain), "LYR_CSR", "LYR");
 }
 
-std::vector<Botan::X509_Certificate> ProductTest::provision(const std::string& common_name) {
+Chain ProductTest::provision(const std::string& common_name) {
   const auto chain = requestChain(common_name);
   EXPECT_EQ(install(chain), ResultCode::OK);
   log.take();
+  spytoken().take_calls();
   return chain;
 }
 
@@ -58,14 +79,10 @@ bool ProductTest::signsWithInstalledKey() {
   return verifies(product->get_public_key("LYR"), data, product->generate_signature("LYR", data, ""));
 }
 
-std::size_t ProductTest::countOf(const Botan::PKCS11::AttributeContainer& sought) {
-  test_support::UserSession session;
-  return test_support::count(*session, sought);
-}
-
 std::size_t ProductTest::temporaries() {
-  return countOf(lyrPublicKeySearch(false)) + countOf(lyrPrivateKeySearch(false)) +
-         countOf(lyrCertificateChainSearch(false));
+  std::size_t count = 0;
+  for (const auto& kind : TokenContent::now().temporary) count += kind.size();
+  return count;
 }
 
 }  // namespace ozk::tee

@@ -1,334 +1,231 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <functional>
 #include <iostream>
-#include <iterator>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <thread>
 
 #include "api/product_test.h"
-#include "life_cycle_model.h"
-#include "support/long_run.h"
-#include "support/spytoken.h"
 #include "support/token_snapshot.h"
-#include "token_content.h"
 
 namespace ozk::tee {
 
-using test_support::spytoken;
-using test_support::TokenSnapshot;
-
 namespace {
 
-enum class Action {
-  kGenerate,
-  kRequest,
-  kInstall,
-  kInstallForAnotherKey,
-  kInstallEmpty,
-  kInstallGarbage,
-  kDelete,
-  kSignLyr,
-  kSignBase,
-  kReadAll,
-  kKilledGenerate,
-  kKilledInstall,
-  kKilledDelete
+/// What a call was given and returned, as texts.
+struct Call {
+  std::string argument, result;
 };
 
-constexpr std::pair<Action, const char*> kActions[] = {
-    {Action::kGenerate, "generate"},
-    {Action::kRequest, "request"},
-    {Action::kInstall, "install"},
-    {Action::kInstallForAnotherKey, "install for another key"},
-    {Action::kInstallEmpty, "install empty"},
-    {Action::kInstallGarbage, "install garbage"},
-    {Action::kDelete, "delete"},
-    {Action::kSignLyr, "sign LYR"},
-    {Action::kSignBase, "sign BASE"},
-    {Action::kReadAll, "read all"},
-    {Action::kKilledGenerate, "killed generate"},
-    {Action::kKilledInstall, "killed install"},
-    {Action::kKilledDelete, "killed delete"}};
+std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
 
-const Bytes kData = {1, 2, 3};
-constexpr int kEndedByItself = 1;
+/// The client's objects on a token. Keys are public keys in PEM. What each function returns, the token must.
+struct Model {
+  std::optional<std::string> temporary, installed;  // empty as long as nobody has seen the key
+  std::string certified;                            // the key in the installed certificate, if there is one
+  std::size_t stray_chains = 0;                     // temporary ones, of installations without a key pair
 
-/// Of each kind, nothing in `after` that is not in `before`.
-bool isPartOf(const ObjectSet& after, const ObjectSet& before) {
-  return std::equal(after.begin(), after.end(), before.begin(), [](const auto& some, const auto& all) {
-    return std::includes(all.begin(), all.end(), some.begin(), some.end());
-  });
-}
-
-ObjectSet numbersAbove(const ObjectSet& set, unsigned long last) {
-  ObjectSet newer;
-  for (std::size_t kind = 0; kind < set.size(); ++kind) {
-    std::copy_if(set[kind].begin(), set[kind].end(), std::back_inserter(newer[kind]),
-                 [last](unsigned long handle) { return handle > last; });
+  std::string generate() {
+    temporary = "";
+    if (stray_chains > 0) --stray_chains;  // one a clean-up
+    return nameOf(ResultCode::OK);
   }
-  return newer;
-}
+  std::string temporaryKey(const std::string& seen) {
+    if (temporary && temporary->empty()) temporary = seen;
+    return temporary.value_or("");
+  }
+  std::string install(const std::string& key) {
+    if (!temporary) ++stray_chains;  // the clean-up takes it for a public key
+    const auto added = std::exchange(temporary, std::nullopt);
+    if (!added || (!key.empty() && key != *added)) return nameOf(ResultCode::CRYPTO_OP_ERROR);
+    installed = added;
+    certified = key;
+    return nameOf(ResultCode::OK);
+  }
+  std::string remove() {
+    installed.reset();
+    certified.clear();
+    return nameOf(ResultCode::OK);
+  }
+};
 
-bool isOneOfEach(const ObjectSet& set, bool with_chain) {
-  return set[0].size() == 1 && set[1].size() == 1 && set[2].size() == (with_chain ? 1u : 0u);
-}
+struct Action {
+  std::string name;
+  int frequency;  // among threads
+  std::function<Call()> call;
+  std::function<std::string(Model&, const Call&)> expected;  // the result
+};
 
 }  // namespace
 
-/// All sequences of actions, each step beside the model.
+/// Operations beside the model.
 class LifeCycleTest : public ProductTest {
  protected:
-  void walkFrom(const std::vector<Action>& start, unsigned depth);
-  void walk(unsigned depth, const LifeCycleModel& model, const std::string& path);
-  void act(Action action, LifeCycleModel& model);
-  void actAndCompare(Action action, LifeCycleModel& model);
-  void install(const std::string& pem, const std::string& certified_key, LifeCycleModel& model);
-  std::function<void()> operationOf(Action action, const LifeCycleModel& model);
-  bool killDuring(Action action, LifeCycleModel& model, unsigned nth, bool after);
-  void adopt(const TokenContent& before, const TokenContent& after, LifeCycleModel& model, Action action);
-  void compare(LifeCycleModel& model);
-  void compareKeys(LifeCycleModel& model);
-  void compareDevice();
-  std::string chainFor(const LifeCycleModel& model);
-
-  LifeCycleTest() {
-    test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
-    others = TokenContent::now().others;
+  Call requested();
+  Call installed(const std::string& chain) {
+    return {certifiedKey(chain), nameOf(product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"))};
   }
+  Call signedWith(const std::string& key_id) {
+    const Bytes signature = product->generate_signature(key_id, data, "");
+    return {"", {signature.begin(), signature.end()}};
+  }
+  std::string issuedChain() {
+    const std::lock_guard<std::mutex> lock(backend);
+    return issued;
+  }
+  /// The signature, if it is right.
+  std::string verified(const std::string& key, const std::string& signature) const {
+    return verifies(key, data, {signature.begin(), signature.end()}) ? signature : "one that verifies";
+  }
+  void check(const Action& action, Model& model);
+  void walk(unsigned depth, const Model& model);
 
-  std::string base_key = importBaseKey();
-  std::string other_chain = authority.root().PEM_encode();
-  std::vector<unsigned long> others;
-  std::size_t steps = 0, sequences = 0, kills = 0;
-  unsigned attempts = 0;
+  std::mutex backend;
+  std::string issued = authority.root().PEM_encode();  // the last certificate; this one is for another key
+  const std::string other_chain = issued, base_key = importBaseKey();
+  const TokenContent::Handles others = TokenContent::now().others;
+  const Bytes data = {1, 2, 3};
+  std::size_t steps = 0;
+
+  const std::function<std::string(Model&, const Call&)> by_installation = [](Model& model, const Call& call) {
+    return model.install(call.argument);
+  };
+  const std::vector<Action> changes = {
+      {"generate", 10,
+       [this] {
+         return Call{"", nameOf(product->generate_private_key("LYR_CSR"))};
+       },
+       [](Model& model, const Call&) { return model.generate(); }},
+      {"request", 20, [this] { return requested(); },
+       [](Model& model, const Call& call) { return model.temporaryKey(call.result); }},
+      {"install", 8, [this] { return installed(issuedChain()); }, by_installation},
+      {"install for another key", 1, [this] { return installed(other_chain); }, by_installation},
+      {"install empty", 0, [this] { return installed(""); }, by_installation},
+      {"delete", 1,
+       [this] {
+         return Call{"", nameOf(product->set_client_cert_and_move_key("", "", "LYR"))};
+       },
+       [](Model& model, const Call&) { return model.remove(); }}};
+  const std::vector<Action> reads = {
+      {"temporary key", 10,
+       [this] {
+         return Call{"", publicKeyIfAny("LYR_CSR")};
+       },
+       [](Model& model, const Call& call) { return model.temporaryKey(call.result); }},
+      {"public key", 10,
+       [this] {
+         return Call{"", publicKeyIfAny("LYR")};
+       },
+       [](Model& model, const Call&) { return model.installed.value_or(""); }},
+      {"chain", 10,
+       [this] {
+         return Call{"", certifiedKey(product->get_client_cert("LYR"))};
+       },
+       [](Model& model, const Call&) { return model.certified; }},
+      {"sign", 15, [this] { return signedWith("LYR"); },
+       [this](Model& model, const Call& call) {
+         return model.installed ? verified(*model.installed, call.result) : "";
+       }},
+      {"sign with BASE", 8, [this] { return signedWith("BASE"); },
+       [this](Model&, const Call& call) { return verified(base_key, call.result); }}};
 };
 
-/// What a backend certifies now: the waiting key, or one of its own.
-std::string LifeCycleTest::chainFor(const LifeCycleModel& model) {
+Call LifeCycleTest::requested() {
   const Bytes request = product->generate_csr("device", "LYR_CSR");
-  EXPECT_EQ(request.empty(), !model.temporary.isWhole());
-  return request.empty() ? other_chain : authority.issue(request).PEM_encode();
+  if (request.empty()) return {};
+  const std::lock_guard<std::mutex> lock(backend);
+  issued = authority.issue(request).PEM_encode();
+  return {"", certifiedKey(issued)};
 }
 
-void LifeCycleTest::install(const std::string& pem, const std::string& certified_key, LifeCycleModel& model) {
-  EXPECT_EQ(product->set_client_cert_and_move_key(pem, "LYR_CSR", "LYR"), model.install(certified_key));
-}
-
-void LifeCycleTest::act(Action action, LifeCycleModel& model) {
-  switch (action) {
-    case Action::kGenerate:
-      EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
-      return model.generate();
-    case Action::kRequest:
-      chainFor(model);
-      return;
-    case Action::kInstall:
-      return install(chainFor(model), model.temporary.isWhole() ? model.temporary.key : "another", model);
-    case Action::kInstallForAnotherKey:
-      return install(other_chain, "another", model);
-    case Action::kInstallEmpty:
-      return install("", "", model);
-    case Action::kInstallGarbage:
-      return install("-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n", "", model);
-    case Action::kDelete:
-      EXPECT_EQ(product->set_client_cert_and_move_key("", "", "LYR"), ResultCode::OK);
-      return model.remove();
-    case Action::kSignLyr:
-      EXPECT_EQ(product->generate_signature("LYR", kData, "").empty(), !model.installed.has_private);
-      return;
-    case Action::kSignBase:
-      EXPECT_TRUE(verifies(base_key, kData, product->generate_signature("BASE", kData, "")));
-      return;
-    case Action::kReadAll:
-      return compareDevice();  // and what is compared after each step
-    case Action::kKilledGenerate:
-    case Action::kKilledInstall:
-    case Action::kKilledDelete: {
-      const unsigned nth =
-          7 + attempts / 2 * 7 % 30;  // the calls before the seventh concern the session alone
-      killDuring(action, model, nth, attempts++ % 2 == 0);
-      return;
-    }
-  }
-}
-
-void LifeCycleTest::compareDevice() {
-  EXPECT_EQ(product->get_zemp_vin() + product->get_client_cert("ZEMP") + product->get_client_cert("BASE"),
-            "");
-  EXPECT_EQ(product->get_root_cert_bundle("group"), authority.root().PEM_encode());
-}
-
-std::function<void()> LifeCycleTest::operationOf(Action action, const LifeCycleModel& model) {
-  if (action == Action::kKilledGenerate) return [this] { product->generate_private_key("LYR_CSR"); };
-  if (action == Action::kKilledDelete)
-    return [this] { product->set_client_cert_and_move_key("", "", "LYR"); };
-  return [this, chain = chainFor(model)] { product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"); };
-}
-
-/// Has a process do it that dies at its `nth` token call, from 1; returns whether it came to that.
-bool LifeCycleTest::killDuring(Action action, LifeCycleModel& model, unsigned nth, bool after) {
-  const TokenContent before = TokenContent::now();
-  const auto operation = operationOf(action, model);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    test_support::Interference death;
-    death.nth = nth;
-    death.after = after;
-    death.ends_process = true;
-    spytoken().interfere(death);
-    operation();
-    ::_exit(kEndedByItself);
-  }
-  int status = -1;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  const bool ended = WIFEXITED(status) && WEXITSTATUS(status) == kEndedByItself;
-  EXPECT_TRUE(ended || status == 0) << status;
-  kills += ended ? 0 : 1;
-  adopt(before, TokenContent::now(), model, action);
-  return !ended;
-}
-
-/// Takes over what such a process left, if it is one of the things that it may leave.
-void LifeCycleTest::adopt(const TokenContent& before, const TokenContent& after, LifeCycleModel& model,
-                          Action action) {
-  unsigned long last = 0;
-  for (const ObjectSet* set : {&before.installed, &before.temporary}) {
-    for (const auto& kind : *set) last = std::max(last, kind.empty() ? 0 : kind.back());
-  }
-  last = std::max(last, before.others.back());
-  const ObjectSet newly_installed = numbersAbove(after.installed, last),
-                  new_ones = numbersAbove(after.temporary, last);
-  if (action == Action::kKilledDelete) {
-    EXPECT_TRUE(isPartOf(after.installed, before.installed));
-    EXPECT_EQ(after.temporary, before.temporary);
-  } else if (action == Action::kKilledGenerate) {
-    EXPECT_EQ(after.installed, before.installed);
-    EXPECT_TRUE(isEmpty(new_ones) || isOneOfEach(new_ones, false));
-  } else {
-    EXPECT_TRUE(after.installed == before.installed ||
-                (after.installed == newly_installed && isOneOfEach(newly_installed, true)));
-    EXPECT_TRUE(new_ones[0].empty() && new_ones[1].empty() && new_ones[2].size() <= 1);
-    // The waiting keys go when they are installed, and not before.
-    const bool kept = after.temporary[0] == before.temporary[0] && after.temporary[1] == before.temporary[1];
-    EXPECT_TRUE(kept || !model.temporary.isWhole() || after.installed != before.installed);
-  }
-  if (!isEmpty(newly_installed)) {
-    model.installed.key = model.certified_key = model.temporary.key;
-  }
-  const std::string waiting =
-      isEmpty(new_ones) || action != Action::kKilledGenerate ? model.temporary.key : "";
-  model.temporary = {waiting, !after.temporary[0].empty(), !after.temporary[1].empty()};
-  model.installed = {model.installed.key, !after.installed[0].empty(), !after.installed[1].empty()};
-  model.has_chain = !after.installed[2].empty();
-  if (!model.has_chain) model.certified_key.clear();
-  model.stray_chains = static_cast<unsigned>(after.temporary[2].size());
-}
-
-void LifeCycleTest::compare(LifeCycleModel& model) {
+/// Acts, and compares all that can be read afterwards.
+void LifeCycleTest::check(const Action& action, Model& model) {
+  const auto compare = [&](const Action& each) {
+    const Call call = each.call();
+    EXPECT_EQ(call.result, each.expected(model, call)) << each.name;
+  };
+  compare(action);
+  for (const Action& read : reads) compare(read);
   const TokenContent content = TokenContent::now();
-  const auto one = [](bool is) { return std::size_t(is ? 1 : 0); };
-  EXPECT_EQ(content.installed[0].size(), one(model.installed.has_public));
-  EXPECT_EQ(content.installed[1].size(), one(model.installed.has_private));
-  EXPECT_EQ(content.installed[2].size(), one(model.has_chain));
-  EXPECT_EQ(content.temporary[0].size(), one(model.temporary.has_public));
-  EXPECT_EQ(content.temporary[1].size(), one(model.temporary.has_private));
+  for (const auto& kind : content.installed) EXPECT_EQ(kind.size(), model.installed.has_value());
+  const std::size_t temporary = model.temporary.has_value();
+  EXPECT_EQ(content.temporary[0].size(), temporary);
+  EXPECT_EQ(content.temporary[1].size(), temporary);
   EXPECT_EQ(content.temporary[2].size(), model.stray_chains);
   EXPECT_EQ(content.others, others);
-  compareKeys(model);
-}
-
-void LifeCycleTest::compareKeys(LifeCycleModel& model) {
-  const std::string waiting = publicKeyIfAny("LYR_CSR");
-  if (model.temporary.has_public && model.temporary.key.empty()) model.temporary.key = waiting;
-  EXPECT_EQ(waiting, model.temporary.has_public ? model.temporary.key : "");
-  EXPECT_EQ(publicKeyIfAny("LYR"), model.installed.has_public ? model.installed.key : "");
-
-  const std::string certificates = product->get_client_cert("LYR");
-  EXPECT_EQ(certificates.empty() ? "" : certifiedKey(certificates), model.certified_key);
-  const Bytes signature = product->generate_signature("LYR", kData, "");
-  EXPECT_EQ(signature.empty(), !model.installed.has_private);
-  if (signature.empty()) return;
-  EXPECT_TRUE(verifies(model.installed.key, kData, signature));
-  EXPECT_TRUE(certificates.empty() || model.certified_key == model.installed.key);
-}
-
-void LifeCycleTest::actAndCompare(Action action, LifeCycleModel& model) {
-  act(action, model);
-  compare(model);
   ++steps;
 }
 
-void LifeCycleTest::walk(unsigned depth, const LifeCycleModel& model, const std::string& path) {
-  const TokenSnapshot here(token.folder());
-  for (const auto& [action, name] : kActions) {
-    const std::string reached = path + (path.empty() ? "" : ", ") + name;
-    SCOPED_TRACE(reached);
-    LifeCycleModel next = model;
-    actAndCompare(action, next);
+void LifeCycleTest::walk(unsigned depth, const Model& model) {
+  const test_support::TokenSnapshot here(token.folder());
+  const std::string issued_here = issued;
+  for (const Action& action : changes) {
+    SCOPED_TRACE(action.name);
+    Model next = model;
+    check(action, next);
     if (HasFailure()) return;  // what follows would only repeat it
-    if (depth == 1) {
-      ++sequences;
-    } else {
-      walk(depth - 1, next, reached);
-    }
+    if (depth > 1) walk(depth - 1, next);
     here.restore();
+    issued = issued_here;
   }
-}
-
-void LifeCycleTest::walkFrom(const std::vector<Action>& start, unsigned depth) {
-  const TokenSnapshot fresh(token.folder());
-  LifeCycleModel model;
-  for (const Action action : start) actAndCompare(action, model);
-  walk(depth, model, "");
-  fresh.restore();
 }
 
 TEST_F(LifeCycleTest, EverySequenceOfActionsAgreesWithTheModel) {
 #ifdef CCI_SANITIZED
   const unsigned depth = 2;
 #else
-  const unsigned depth = test_support::isLongRun() ? 4 : 3;
+  const unsigned depth = 3;
 #endif
-  walkFrom({}, depth);
-  // Sequences that begin with an identity, and in the middle of a rotation.
-  walkFrom({Action::kGenerate, Action::kInstall}, depth - 1);
-  walkFrom({Action::kGenerate, Action::kInstall, Action::kGenerate}, depth - 1);
-  std::cout << "counted: " << sequences << " sequences of " << depth << " actions and more, " << steps
-            << " steps, " << kills << " processes killed\n";
+  Model model;
+  walk(depth, model);
+  for (const std::size_t index : {0u, 1u, 2u, 0u}) check(changes[index], model);
+  walk(depth, model);  // in the middle of a rotation
+  std::cout << "counted: " << steps << " steps of sequences of " << depth << " actions and more\n";
 }
 
-TEST_F(LifeCycleTest, WhateverCallAProcessDiesAtTheNextOneGoesOn) {
-  LifeCycleModel model;
-  for (const Action action : {Action::kGenerate, Action::kInstall, Action::kGenerate}) {
-    actAndCompare(action, model);
+// The token is initialised anew in each call, one call after another: in the order of the initialisations the
+// calls must return what the model returns.
+TEST_F(LifeCycleTest, CallsOfManyThreadsGiveWhatSomeOrderOfThemGives) {
+  constexpr std::size_t kThreads = 8, kCalls = 300;
+  std::vector<Action> actions = changes;
+  actions.insert(actions.end(), reads.begin(), reads.end());
+  std::vector<int> frequencies;
+  for (const Action& action : actions) frequencies.push_back(action.frequency);
+  using Calls = std::vector<std::pair<const Action*, Call>>;
+  std::vector<Calls> calls(kThreads, Calls(kCalls));
+  std::map<std::thread::id, Calls::const_iterator> next;
+  std::vector<std::thread> threads;
+  spytoken().take_calls();
+  for (Calls& of_thread : calls) {
+    threads.emplace_back([&, seed = threads.size() + 1] {
+      std::minstd_rand random(static_cast<unsigned>(seed));
+      std::discrete_distribution<std::size_t> choose(frequencies.begin(), frequencies.end());
+      for (auto& [action, call] : of_thread) {
+        action = &actions[choose(random)];
+        call = action->call();
+      }
+    });
+    next[threads.back().get_id()] = of_thread.begin();
   }
-  const TokenSnapshot rotating(token.folder());
-  const auto survives = [&](Action action, unsigned nth, bool after) {
-    SCOPED_TRACE("call " + std::to_string(nth) + (after ? ", after it" : ""));
-    rotating.restore();
-    LifeCycleModel next = model;
-    const bool killed = killDuring(action, next, nth, after);
-    compare(next);
-    actAndCompare(Action::kGenerate, next);
-    actAndCompare(Action::kInstall, next);
-    EXPECT_TRUE(next.installed.isWhole());
-    return killed && !HasFailure();
-  };
-#ifdef CCI_SANITIZED
-  const unsigned distance = 7;
-#else
-  const unsigned distance = 1;
-#endif
-  for (const Action action : {Action::kKilledGenerate, Action::kKilledInstall, Action::kKilledDelete}) {
-    for (const bool after : {false, true}) {
-      for (unsigned nth = 1; survives(action, nth, after);) nth += distance;
-    }
+  for (std::thread& thread : threads) thread.join();
+
+  Model model;
+  std::size_t compared = 0, installations = 0;
+  for (const auto& spied : spytoken().take_calls()) {
+    installations += spied.function == "set_client_cert_and_move_key" && spied.code == CKR_OK;
+    if (spied.function != "C_Initialize") continue;
+    const auto& [action, call] = *next.at(spied.thread)++;
+    ASSERT_EQ(call.result, action->expected(model, call)) << action->name << ", call " << compared;
+    ++compared;
   }
-  std::cout << "counted: " << kills << " processes killed in a rotation, each at a call of its own\n";
+  EXPECT_EQ(compared, kThreads * kCalls);
+  EXPECT_GT(installations, 0u) << "nothing was exchanged under the readers";
+  std::cout << "counted: " << compared << " calls of " << kThreads << " threads, " << installations
+            << " installations\n";
 }
 
 }  // namespace ozk::tee

@@ -10,19 +10,18 @@
 #include <cstdlib>
 
 #include "support/spytoken.h"
+#include "tee/templates.h"
 
 namespace test_support {
 
 namespace {
 
 namespace p11 = Botan::PKCS11;
+namespace tee = ozk::tee;
 
 const p11::secure_string kSecurityOfficerPin = {'s', 'o', '-', 'p', 'i', 'n'};
 const p11::secure_string kUserPin = {'4', '0', '7', '1', '8', '2', '9', '3', '\0'};
 
-const auto kVendorKeyId = static_cast<p11::AttributeType>(0x80001002UL);
-const auto kVendorClientId = static_cast<p11::AttributeType>(0x80001003UL);
-const auto kVendorPermanent = static_cast<p11::AttributeType>(0x80001004UL);
 const auto kVendorTrustStoreGroup = static_cast<p11::AttributeType>(0x80001005UL);
 const auto kTrustStoreGroup = static_cast<p11::ObjectClass>(0x80001001UL);
 
@@ -30,9 +29,9 @@ p11::ObjectHandle import(p11::Session& session, const Marks& marks, p11::Storage
   object.set_token(true);
   object.add_binary(p11::AttributeType::Label, marks.label);
   if (!marks.client.empty()) {
-    object.add_string(kVendorClientId, marks.client);
-    object.add_string(kVendorKeyId, marks.key_id);
-    object.add_bool(kVendorPermanent, false);
+    object.add_string(tee::CKA_VENDOR_CLIENT_ID, marks.client);
+    object.add_string(tee::CKA_VENDOR_KEY_ID, marks.key_id);
+    object.add_bool(tee::CKA_VENDOR_PERMANENT, false);
   }
   if (!marks.destroyable) object.set_destroyable(false);
   return p11::Object(session, object).handle();
@@ -58,11 +57,11 @@ ProvisionedToken::~ProvisionedToken() {
 
 void ProvisionedToken::remove() { ::setenv("TEE_TOKEN_DIR", (m_folder.path() / "nowhere").c_str(), 1); }
 
-UserSession::UserSession()
+UserSession::UserSession(p11::UserType user)
     : m_module(TEETOKEN_MODULE),
       m_slot(m_module, p11::Slot::get_available_slots(m_module, true).at(0)),
       m_session(m_slot, false) {
-  m_session.login(p11::UserType::User, kUserPin);
+  m_session.login(user, user == p11::UserType::SO ? kSecurityOfficerPin : kUserPin);
 }
 
 std::vector<std::uint8_t> label(std::uint8_t group, std::uint32_t index) {
@@ -101,14 +100,11 @@ p11::ObjectHandle importData(p11::Session& session, const Marks& marks, const st
 
 void addTrustStoreGroup(const std::string& group, const std::string& client,
                         const std::vector<Botan::X509_Certificate>& roots) {
-  p11::Module module(TEETOKEN_MODULE);
-  p11::Slot slot(module, p11::Slot::get_available_slots(module, true).at(0));
-  p11::Session session(slot, false);
-  session.login(p11::UserType::SO, kSecurityOfficerPin);
+  UserSession session(p11::UserType::SO);
   const auto store = [&](p11::StorageObjectProperties& object) {
     object.set_token(true);
-    object.add_string(kVendorClientId, client);
-    p11::Object(session, object);
+    object.add_string(tee::CKA_VENDOR_CLIENT_ID, client);
+    p11::Object(*session, object);
   };
   for (const auto& root : roots) {
     p11::X509_CertificateProperties object(root);
@@ -119,11 +115,6 @@ void addTrustStoreGroup(const std::string& group, const std::string& client,
   p11::StorageObjectProperties object(kTrustStoreGroup);
   object.set_label(group);
   store(object);
-}
-
-std::size_t count(p11::Session& session, const p11::AttributeContainer& sought) {
-  p11::ObjectFinder finder(session, sought.attributes());
-  return finder.find(1000).size();
 }
 
 }  // namespace test_support

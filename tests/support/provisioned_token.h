@@ -16,8 +16,8 @@
 
 namespace test_support {
 
-/// The platform's token, fresh, initialised and without objects, as long as this lives. It is chosen by the
-/// environment, so that the library reaches it, and through the spy; sessions of a test's own do without.
+/// The platform's token, fresh, initialised and without objects, as long as this lives. The environment names
+/// it, so that the library reaches it through the spy; sessions of a test's own do without the spy.
 class ProvisionedToken {
  public:
   ProvisionedToken();
@@ -32,10 +32,10 @@ class ProvisionedToken {
   TemporaryFolder m_folder;
 };
 
-/// A read/write session on the platform's token, logged in as its user.
+/// A read/write session on the platform's token, logged in. It needs a token without open sessions.
 class UserSession {
  public:
-  UserSession();
+  explicit UserSession(Botan::PKCS11::UserType user = Botan::PKCS11::UserType::User);
 
   Botan::PKCS11::Session& operator*() { return m_session; }
 
@@ -65,11 +65,8 @@ Botan::PKCS11::ObjectHandle importCertificate(Botan::PKCS11::Session& session, c
 Botan::PKCS11::ObjectHandle importData(Botan::PKCS11::Session& session, const Marks& marks,
                                        const std::string& value);
 
-/// Stores a trust store group and its roots, as the security officer. Needs a token without open sessions.
+/// Stores a trust store group and its roots, as the security officer.
 void addTrustStoreGroup(const std::string& group, const std::string& client,
                         const std::vector<Botan::X509_Certificate>& roots);
-
-/// How many objects the token holds with these attributes; up to 1000.
-std::size_t count(Botan::PKCS11::Session& session, const Botan::PKCS11::AttributeContainer& sought);
 
 }  // namespace test_support

@@ -1,15 +1,11 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <sqlite3.h>
-#include <sys/stat.h>
-
 #include <fstream>
 #include <functional>
 #include <iterator>
 
 #include "admin_shell.h"
-#include "crypto/openssl_handles.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -17,216 +13,198 @@ namespace {
 
 using testing::HasSubstr;
 
-std::string content(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
+const char kMakeCertificates[] = R"(
+  authority() { openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout $1.key -out $1.pem \
+    -subj /CN=$1; }
+  issue() { openssl x509 -req -in device.csr -CA ca.pem -CAkey ca.key -days 30 -out $1.pem $2 $3; }
+  authority ca; authority other; authority device; openssl x509 -in ca.pem -outform DER -out ca.der
+  for name in device other; do openssl req -new -key device.key -subj /CN=$name -out $name.csr; done
+  printf 'basicConstraints=CA:false\nextendedKeyUsage=clientAuth' > client.ext
+  echo extendedKeyUsage=serverAuth > server.ext
+  issue leaf -extfile client.ext; issue server -extfile server.ext; issue version1
+  openssl x509 -in leaf.pem -outform DER -out leaf.der; cat ca.pem leaf.pem > reversed.pem
+  cat leaf.pem ca.pem > right.pem; cat leaf.pem other.pem > gap.pem; cat right.pem device.csr > mixed.pem)";
 
-/// `tee-token check` on a token whose objects the test makes itself.
+/// tee-token's checks on a token whose objects the test makes itself, with certificates in the current
+/// folder.
 class CheckTest : public TokenTest {
  protected:
   CheckTest() {
     EXPECT_EQ(login(), OK);
-    run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem "
-        "-subj /CN=ca && openssl x509 -in ca.pem -outform DER -out ca.der && "
-        "printf 'basicConstraints=CA:false\nextendedKeyUsage=clientAuth' > client.ext && "
-        "echo extendedKeyUsage=serverAuth > server.ext");
+    EXPECT_EQ(::chdir(m_files.path().c_str()), 0);
+    EXPECT_EQ(shell(kMakeCertificates).code, 0);
   }
+  ~CheckTest() override { EXPECT_EQ(::chdir("/"), 0); }
 
+  Handles generate_temporary() { return generate(marks()); }
   static Template marks() {
     return Template()
         .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")
         .text(TEE_CKA_VENDOR_KEY_ID, "LYR")
-        .flag(TEE_CKA_VENDOR_PERMANENT, false);
+        .flag(TEE_CKA_VENDOR_PERMANENT, false)
+        .add(CKA_LABEL, {10, 100, 0, 0, 0});
   }
-
-  /// In the folder of the test, with success.
-  void run(const std::string& command) {
-    const Outcome outcome = shell("cd " + m_files.path().string() + " && " + command);
-    EXPECT_EQ(outcome.code, 0) << command << outcome.text;
+  /// A certificate for a key on the token, by ca, in token.der.
+  Value certificate_for(const Handles& pair) {
+    const Outcome outcome = admin("export " + std::to_string(pair[0]) +
+                                  " > key.pub && openssl x509 -new -force_pubkey key.pub -subj /CN=device -CA"
+                                  " ca.pem -CAkey ca.key -extfile client.ext -outform DER -out token.der");
+    EXPECT_EQ(outcome.code, 0) << outcome.text;
+    return content_of("token.der");
   }
-  std::string file_of(const char* name) const { return (m_files.path() / name).string(); }
-
-  /// The DER certificate for a key on the token, by ca.
-  Value certificate_for(CK_OBJECT_HANDLE public_key, const std::string& extensions = "-extfile client.ext") {
-    run("'" TEE_TOKEN_ADMIN "' export " + std::to_string(public_key) +
-        " > key.pub && openssl x509 -new -force_pubkey key.pub -subj /CN=device -CA ca.pem -CAkey ca.key "
-        "-days 30 "
-        "-outform DER -out leaf.der " +
-        extensions);
-    return bytes("leaf.der");
+  static Value content_of(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return Value(std::istreambuf_iterator<char>(file), {});
   }
-  Value bytes(const char* name) const {
-    const std::string text = content(file_of(name));
-    return Value(text.begin(), text.end());
-  }
-
-  void store_chain(Value chain, const Value& rest = {}) {
+  CK_OBJECT_HANDLE store_chain(Value chain, const Value& rest = {}) {
     chain.insert(chain.end(), rest.begin(), rest.end());
-    Template object = marks();
-    object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN);
-    EXPECT_EQ(create(object.flag(CKA_TOKEN, true).add(CKA_VALUE, chain)), OK);
+    Template object = marks().number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN).add(CKA_VALUE, chain);
+    CK_OBJECT_HANDLE handle = 0;
+    EXPECT_EQ(create(object.number(CKA_CLASS, CKO_CERTIFICATE).flag(CKA_TOKEN, true), &handle), OK);
+    return handle;
   }
-
-  void make_permanent() {
-    tee_token::Attributes temporary;
-    temporary.set_bool(TEE_CKA_VENDOR_PERMANENT, false);
-    token_test::make_permanent(folder(), temporary);
+  /// Installs a key pair and its chain, and removes the temporary objects. Returns the public key, the
+  /// private key and the chain.
+  Handles install(const Handles& pair, CK_OBJECT_HANDLE chain) {
+    unsigned char name[] = TEE_INTERFACE_NAME;
+    TEE_INTERFACE* vendor = nullptr;
+    reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"))(name, nullptr, &vendor, 0);
+    const Handles added = {pair[0], pair[1], chain};
+    EXPECT_EQ(answer(static_cast<TEE_FUNCTION_LIST*>(vendor->functions)
+                         ->set_client_cert_and_move_key(m_session, nullptr, 0, added.data(), added.size())),
+              OK);
+    for (const CK_OBJECT_HANDLE object : added) {
+      EXPECT_EQ(destroy(object), OK);
+    }
+    return {find(Class(CKO_PUBLIC_KEY))[0], find(Class(CKO_PRIVATE_KEY))[0], find(Class(CKO_CERTIFICATE))[0]};
   }
-
-  /// An installed identity with its chain: leaf, ca.
-  void install(const std::string& extensions = "-extfile client.ext") {
-    store_chain(certificate_for(generate(marks())[0], extensions), bytes("ca.der"));
-    make_permanent();
+  Handles install() {
+    const Handles pair = generate_temporary();
+    return install(pair, store_chain(certificate_for(pair), content_of("ca.der")));
+  }
+  /// Destroys the group's object without its roots.
+  void destroy_group() {
+    m_token->C_Logout(m_session);
+    EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
+    EXPECT_EQ(destroy(find(Class(TEE_CKO_TRUST_STORE_GROUP))[0]), OK);
+    m_token->C_Logout(m_session);
+    EXPECT_EQ(login(), OK);
+  }
+  /// Changes the object's label in the store, behind the token's back.
+  void damage(CK_OBJECT_HANDLE object) {
+    alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(object));
+  }
+  static void enter_wrong_pin(int times) {
+    for (int i = 0; i < times; ++i) {
+      EXPECT_EQ(admin("list --pin-hex 31313131").code, 3);
+    }
   }
 
  private:
   test_support::TemporaryFolder m_files;
 };
 
-TEST_F(CheckTest, TellsEachClassOfFaultByItsCode) {
+TEST_F(CheckTest, FindsEachClassOfFaultAndExitsWithItsCode) {
   const std::string officer = " --so-pin-hex 6f666669636572";
   const struct {
-    const char* fault;
     std::function<void()> make;
     int code;
-    const char* said;
-    const char* arguments = "";
+    std::string text, arguments = "";
   } cases[] = {
-      {"none", [&] { install(); }, 0, "0 findings, 3 objects"},
-      {"a request under way", [&] { install(), generate(marks()); }, 0, "0 findings, 5 objects"},
-      {"halves of two pairs",
-       [&] {
-         const Handles one = generate(marks()), other = generate(marks());
-         EXPECT_EQ(destroy(one[0]), OK);
-         EXPECT_EQ(destroy(other[1]), OK);
-       },
-       12, "is not the private key's"},
-      {"another's chain",
-       [&] {
-         const Handles other = generate();
-         store_chain(certificate_for(other[0]));
-         generate(marks());
-         make_permanent();
-       },
-       12, "no certificate is for the key"},
-      {"half a pair", [&] { EXPECT_EQ(destroy(generate(marks())[0]), OK); }, 13,
-       "temporary: 0 public keys, 1 priv"},
-      {"an identity without chain", [&] { generate(marks()), make_permanent(); }, 13, "0 chains; install"},
-      {"an empty chain", [&] { generate(marks()), store_chain({}), make_permanent(); }, 13,
-       "no certificate;"},
-      {"a label that was altered",
-       [&] {
-         EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), OK);
-         alter_store("UPDATE object SET record = x'41'");
-       },
-       14, "CKR_DEVICE_ERROR; if it stays so, destroy it"},
-      {"words for a chain",
-       [&] {
-         generate(marks()), store_chain({1, 2}), make_permanent();
+      {[&] { install(), generate_temporary(); }, 0, "0 findings, 5 objects"},
+      {[&] { destroy(generate_temporary()[0]), destroy(generate_temporary()[1]); }, 12, "does not match"},
+      {[&] { destroy(generate_temporary()[0]); }, 13, "temporary: 0 public keys, 1 private key (object"},
+      {[&] { destroy(install()[2]); }, 13, "0 chains; install"},
+      {[&] { install(generate_temporary(), store_chain({})); }, 13, "is empty"},
+      {[&] { damage(generate()[0]); }, 14, "CKR_DEVICE_ERROR; if it persists"},
+      {[&] {
+         generate_temporary(), store_chain({1, 2});
        },
        14, "unreadable"},
-      {"leaf last",
-       [&] {
-         store_chain(bytes("ca.der"), certificate_for(generate(marks())[0]));
-         make_permanent();
-       },
-       15, "certificate 2 is the key's"},
-      {"soon out of date", [&] { install(); }, 16, "certificate 1 will expire", "--days 31"},
-      {"a single certificate soon out of date", [&] { admin("import-cert 1_11 " + file_of("ca.pem")); }, 16,
-       "will expire", "--days 31"},
-      {"a server's", [&] { install("-extfile server.ext"); }, 17, "TLS clients"},
-      {"roots without group",
-       [&] {
-         admin("add-trust-group backend " + file_of("ca.pem") + officer);
-         alter_store("DELETE FROM object WHERE number = (SELECT max(number) FROM object)");
-       },
-       18, "is a root of the trust group backend of client CCI_CLIENT, which is not there"},
-      {"a chain that was not installed", [&] { store_chain(certificate_for(generate(marks())[0])); }, 19,
-       "leftover: client CCI_CLIENT, key LYR"},
-      {"two requests", [&] { generate(marks()), generate(marks()); }, 19, "2 public keys (object"},
-      {"a draft", [&] { std::ofstream(file("device.key.new")) << ""; }, 19, "device.key.new is a draft"},
+      {[&] { install(); }, 16, "chain (object", "--days 31"},
+      {[&] { admin("import-cert 1_11 ca.pem"); }, 16, "will expire", "--days 31"},
+      {[&] { admin("add-trust-group backend ca.pem" + officer), destroy_group(); }, 18, "does not exist"},
+      {[&] { admin("add-trust-group backend ca.pem" + officer); }, 0, "2 objects"},
+      {[&] { store_chain(certificate_for(generate_temporary())); }, 19, "client CCI_CLIENT, key LYR"},
+      {[&] { generate_temporary(), generate_temporary(); }, 19, "2 public keys (object"},
+      {[&] { enter_wrong_pin(9); }, 11, "one try left"},
+      {[&] { enter_wrong_pin(1); }, 11, "tee-token reset-pin"},
   };
   for (const auto& each : cases) {
-    alter_store("DELETE FROM attribute_index; DELETE FROM object");
     each.make();
-    const Outcome outcome = admin(std::string("check ") + each.arguments);
-    EXPECT_EQ(outcome.code, each.code) << each.fault << "\n" << outcome.text;
-    EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.fault;
+    const Outcome outcome = admin("check " + each.arguments);
+    EXPECT_EQ(outcome.code, each.code) << each.text << "\n" << outcome.text;
+    EXPECT_THAT(outcome.text, HasSubstr(each.text));
+    for (const CK_OBJECT_HANDLE object : find()) {
+      admin("destroy --force " + std::to_string(object) + officer);
+    }
   }
-  EXPECT_THAT(admin("check --json").text, HasSubstr("\"class\": \"leftover\""));
+  EXPECT_THAT(admin("check --json").text, HasSubstr(R"("class": "pin")"));
 }
 
-TEST_F(CheckTest, TellsEachFaultOfAFile) {
-  const std::string store = file("token.db");
-  for (int i = 0; i < 30; ++i) {
-    generate();
-  }
+TEST_F(CheckTest, FindsEachFaultOfAFile) {
   const struct {
-    std::string fault, said;
-    int code;
+    std::string fault, text;
+    int code = 10;
   } cases[] = {
-      {"chmod 644 " + file("device.key"), "chmod 600 " + file("device.key"), 10},
-      {"truncate -s 31 " + file("device.key"), "must hold 32 bytes", 10},
-      {"rm " + file("pin-tries"), "pin-tries: No such file", 10},
-      {"ln -sf /dev/null " + file("pin-tries"), "pin-tries is not a regular file", 10},
-      {"chmod 755 " + folder(), "chmod 700 " + folder(), 10},
-      {"dd conv=notrunc if=/dev/urandom bs=4096 count=1 seek=3 of=" + store,
-       "only a new token in an empty folder helps", 10},
-      {"echo words > " + store, "file is not a database", 10},
-      {R"(printf '\n\0' | dd conv=notrunc of=)" + file("pin-tries"), "reset-pin", 11},
-      {R"(printf '\0\t' | dd conv=notrunc of=)" + file("pin-tries"), "the security officer has one try", 11},
+      {"chmod 644 device.key", "chmod 600 "},
+      {"truncate -s 31 device.key", "must hold 32 bytes"},
+      {"echo words > token.db", "file is not a database"},
+      {"rm pin-tries", "pin-tries: No such file"},
+      {"ln -sf /dev/null pin-tries", "not a "},
+      {"chmod 755 .", "chmod 700 "},
+      {"touch device.key.new", "device.key.new is a temporary file", 19},
   };
-  shell("cp -a " + folder() + " " + folder() + ".good");
   for (const auto& each : cases) {
-    shell("rm -r " + folder() + " && cp -a " + folder() + ".good " + folder() + " && " + each.fault);
-    const Outcome outcome = admin("check");
+    const Outcome outcome = shell("rm -rf copy; cp -a " + folder() + " copy && cd copy && " + each.fault +
+                                  " && TEE_TOKEN_DIR=. '" TEE_TOKEN_ADMIN "' check");
     EXPECT_EQ(outcome.code, each.code) << each.fault << "\n" << outcome.text;
-    EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.fault;
+    EXPECT_THAT(outcome.text, HasSubstr(each.text));
   }
 }
 
-TEST_F(CheckTest, DoesNotTakeAStoreThatOthersHoldForADamagedOne) {
-  sqlite3* opened = nullptr;
-  ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &opened), SQLITE_OK);
-  const tee_token::Owned<sqlite3, sqlite3_close> store(opened);
-  ASSERT_EQ(sqlite3_exec(opened, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-  const Outcome outcome = admin("check");
-  EXPECT_EQ(outcome.code, 5);
-  EXPECT_THAT(outcome.text, testing::AllOf(HasSubstr("try again"), testing::Not(HasSubstr("damaged"))));
+TEST_F(CheckTest, TellsApartWhatIsWrongWithAChain) {
+  const struct {
+    std::string arguments;
+    int code;
+    const char *text, *conclusion = "would be installed";
+  } cases[] = {
+      {"device.csr right.pem --roots ca.pem", 0, ""},
+      {"device.csr leaf.der", 0, ""},
+      {"device.csr ca.pem", 12, "no certificate matches the key", "would be refused"},
+      {"device.csr /dev/null", 13, "chain is empty", "an empty chain would be installed"},
+      {"device.csr mixed.pem", 14, "1 part cannot be read"},
+      {"device.csr reversed.pem", 15, "certificate 2 matches the key; it must be the first"},
+      {"device.csr gap.pem", 15, "certificate 1 is not issued by the next one"},
+      {"device.csr right.pem --days 31", 16, "certificate 2 will expire"},
+      {"device.csr server.pem", 17, "is not for TLS clients"},
+      {"device.csr version1.pem", 17, "version 1"},
+      {"other.csr right.pem", 17, "the leaf's subject is 'CN=\"device\"'"},
+      {"device.csr right.pem --roots other.pem", 18, "does not verify with the roots"},
+  };
+  for (const auto& each : cases) {
+    const Outcome outcome = admin("check-chain --csr " + each.arguments);
+    EXPECT_EQ(outcome.code, each.code) << each.arguments << "\n" << outcome.text;
+    EXPECT_THAT(outcome.text, testing::AllOf(HasSubstr(each.text), HasSubstr(each.conclusion)));
+  }
 }
 
-TEST_F(CheckTest, NoPartOfAnInstalledIdentityIsDestroyedUnasked) {
-  const Handles pair = generate(marks());
-  make_permanent();
-  const std::string public_key = std::to_string(pair[0]);
-  EXPECT_THAT(admin("destroy " + public_key).text, HasSubstr("a part of an installed identity"));
-  EXPECT_EQ(find(), pair);
-  EXPECT_EQ(admin("destroy --force " + public_key).code, 0);
+TEST_F(CheckTest, ComparesAChainWithThePendingKeyOfALabelAndKeepsTheInstalledOne) {
+  const Handles old = install();
+  certificate_for(generate_temporary());
+  EXPECT_EQ(admin("check-chain --key 10_100 token.der").code, 0);
+  certificate_for(old);
+  EXPECT_EQ(admin("check-chain --key 10_100 token.der").code, 12);
+  EXPECT_THAT(admin("destroy " + std::to_string(old[0])).text, HasSubstr("a part of an installed identity"));
+  EXPECT_EQ(find().size(), 5u);
 }
 
-TEST_F(CheckTest, ADamagedObjectIsListedAndCanBeDestroyed) {
+TEST_F(CheckTest, ListsADamagedObjectAndDestroysIt) {
   const Handles pair = generate();
-  const std::string damaged = std::to_string(pair[0]);
-  alter_store("UPDATE object SET record = x'41' WHERE number = " + damaged);
-  const Outcome listed = admin("list");
-  EXPECT_EQ(listed.code, 0);
-  EXPECT_THAT(listed.text,
-              testing::AllOf(HasSubstr("unreadable"), HasSubstr("private key"), HasSubstr("2 objects")));
-  EXPECT_THAT(admin("destroy " + damaged).text, HasSubstr("destroy --force"));
-  EXPECT_EQ(admin("destroy --force " + damaged).code, 0);
-  EXPECT_THAT(find(), testing::ElementsAre(pair[1]));
-}
-
-TEST_F(CheckTest, AChainIsComparedWithTheKeyOfALabelTheTemporaryOneFirst) {
-  const Value label = {10, 100, 0, 0, 0};
-  const Handles old = generate(marks().add(CKA_LABEL, label));
-  make_permanent();
-  const Handles now = generate(marks().add(CKA_LABEL, label));
-  certificate_for(now[0]);
-  EXPECT_EQ(admin("check-chain --key 10_100 " + file_of("leaf.der")).code, 0);
-  certificate_for(old[0]);
-  EXPECT_EQ(admin("check-chain --key 10_100 " + file_of("leaf.der")).code, 12);
+  damage(pair[0]);
+  EXPECT_THAT(admin("list").text, testing::AllOf(HasSubstr("unreadable"), HasSubstr("private key")));
+  EXPECT_EQ(admin("destroy --force " + std::to_string(pair[0])).code, 0);
+  EXPECT_EQ(find(), Handles{pair[1]});
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ inline Outcome shell(const std::string& command) {
   return outcome;
 }
 
-/// The command on a terminal, where each prompt, which ends with a colon, gets the next answer.
+/// Runs the command on a terminal and answers each prompt, which ends with a colon, with the next line.
 inline Outcome on_terminal(const std::string& command, const std::vector<std::string>& answers) {
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
@@ -54,7 +54,7 @@ inline Outcome on_terminal(const std::string& command, const std::vector<std::st
   return outcome;
 }
 
-/// The tee-token program on the token of TEE_TOKEN_DIR.
+/// Runs tee-token on the token of TEE_TOKEN_DIR.
 inline Outcome admin(const std::string& arguments) { return shell("'" TEE_TOKEN_ADMIN "' " + arguments); }
 
 }  // namespace token_test

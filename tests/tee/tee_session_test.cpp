@@ -3,59 +3,59 @@
 
 #include "tee/tee_session.h"
 
-#include "api/journal.h"
-#include "support/spytoken.h"
+#include "api/product_test.h"
 
 namespace ozk::tee {
 
-TEST_F(JournalTest, ALoginThatFailsIsThrownAndLeavesNothingOpen) {
+using test_support::UserSession;
+using ::testing::IsEmpty;
+
+class TeeSessionTest : public ProductTest {
+ protected:
+  static std::vector<std::string> callsOfASession(bool login) {
+    spytoken().take_calls();
+    { const ::TEESession::TEESession session(login); }
+    return spytoken().take_texts();
+  }
+};
+
+TEST_F(TeeSessionTest, OpensAReadWriteSessionOnTheFirstSlotAndLogsInOnRequest) {
+  spytoken().slots = {0, 4711};
+  EXPECT_THAT(callsOfASession(true), ElementsAre("C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1",
+                                                 "C_GetSlotList 1", "C_OpenSession 0 6", "C_Login 1 1 9",
+                                                 "C_Logout 1", "C_CloseSession 1", "C_Finalize"));
+  EXPECT_THAT(callsOfASession(false),
+              ElementsAre("C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1", "C_GetSlotList 1",
+                          "C_OpenSession 0 6", "C_CloseSession 1", "C_Finalize"));
+}
+
+TEST_F(TeeSessionTest, ALoginThatFailsIsThrown) {
   const Botan::PKCS11::secure_string pin = {'4', '0', '7', '1', '8', '2', '9', '3', '\0'};
-  { (*test_support::UserSession()).set_pin(pin, {pin.begin(), pin.end() - 1}); }  // without its zero byte
-  Journal expected = opened();
-  expected.back() += " = 0xa0";
-  expect([&] { product->get_zemp_vin(); },
-         expected + Journal{"C_CloseSession 1", "C_Finalize", "thrown: PKCS11 error 160"});
+  (*UserSession()).set_pin(pin, {pin.begin(), pin.end() - 1});  // without its zero byte
+  EXPECT_THROW(product->get_zemp_vin(), Botan::PKCS11::PKCS11_ReturnError);
 }
 
-TEST_F(JournalTest, WithoutLoginASessionIsReadWriteAllTheSame) {
-  expect([] { const ::TEESession::TEESession without_login(false); },
-         {"C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1 -> 1", "C_GetSlotList 1 -> 0",
-          "C_OpenSession 0 6 -> 1", "C_CloseSession 1", "C_Finalize"});
-}
-
-TEST_F(JournalTest, TheFirstOfSeveralSlotsIsUsed) {
-  test_support::spytoken().show_slots(test_support::Slots::kOneMore);
-  Journal two = opened();
-  two[2] = "C_GetSlotList 1 -> 2";
-  two[3] = "C_GetSlotList 1 -> 0 4711";
-  expect([&] { product->get_client_cert(""); }, two + closed());
-  test_support::spytoken().show_slots(test_support::Slots::kNone);
-  expect([&] { product->get_client_cert("LYR"); },
-         {"C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1 -> 0", "C_Finalize"});
-}
-
-TEST_F(ProductTest, WithoutATokenNothingFaults) {
+TEST_F(TeeSessionTest, WithoutATokenNothingFaults) {
   token.remove();
-  const std::string generate = "ClientCertInitializer::generate_private_key";
-  const std::string set = "ClientCertInitializer::set_client_cert_and_move_key ";
   EXPECT_EQ(product->generate_private_key("LYR"), ResultCode::INVALID_KEY_ID);
   EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::CRYPTO_OP_ERROR);
   EXPECT_EQ(product->set_client_cert_and_move_key("", "LYR_CSR", "BASE"), ResultCode::INVALID_KEY_ID);
   EXPECT_EQ(product->set_client_cert_and_move_key("", "LYR_CSR", "LYR"), ResultCode::CRYPTO_OP_ERROR);
   EXPECT_EQ(product->set_client_cert_and_move_key("", "", "LYR"), ResultCode::CRYPTO_OP_ERROR);
-  EXPECT_THAT(log.take(), ElementsAre(debug(generate), error(generate + " :: Invalid Key Id"),
-                                      debug(generate), debug(set + "==>"), debug(set + "==>"),
-                                      debug(set + "==>"), debug(set + "Delete LYR certificate and keys")));
-
   for (const std::string key_id : {"LYR", "LYR_CSR", "BASE", "ZEMP"}) {
     EXPECT_THAT(product->generate_csr("name", key_id), IsEmpty()) << key_id;
     EXPECT_THAT(product->generate_signature(key_id, {1}, ""), IsEmpty()) << key_id;
     EXPECT_EQ(product->get_public_key(key_id) + product->get_client_cert(key_id), "") << key_id;
   }
-  EXPECT_EQ(product->get_zemp_vin(), "");
-  log.take();
-  EXPECT_EQ(product->get_root_cert_bundle("backend"), "");
-  EXPECT_THAT(log.take(), ElementsAre(debug("ClientCertInitializer::get_root_cert_bundle: ==>")));
+  EXPECT_EQ(product->get_zemp_vin() + product->get_root_cert_bundle("backend"), "");
+}
+
+TEST_F(TeeSessionTest, TheInstanceIsOneObject) {
+  const auto first = ClientCertInitializerAPI::get_instance();
+  const auto owners = first.use_count();
+  const auto second = ClientCertInitializerAPI::get_instance();
+  EXPECT_EQ(first, second);
+  EXPECT_EQ(first.use_count(), owners + 1);
 }
 
 }  // namespace ozk::tee

@@ -3,95 +3,154 @@
 
 #include "check_module.h"
 
-#include <algorithm>
+#include <botan/auto_rng.h>
+
+#include <poll.h>
+
+#include <csignal>
+#include <nlohmann/json.hpp>
 #include <set>
 
-#include "module_clause.h"
-#include "module_report.h"
-#include "scratch_area.h"
-#include "trial_process.h"
+#include "child_process.h"
+#include "report.h"
 
 namespace tee_token_admin {
 namespace {
 
-/// Those named, with what they need and what nothing can do without; all when none is named.
-std::set<std::string> chosen(const std::vector<std::string>& names) {
-  std::set<std::string> all(names.begin(), names.end());
+using Json = nlohmann::json;
+
+struct Interrupted {};
+
+volatile std::sig_atomic_t interrupted = 0;
+
+/// From here on, signals do not end this process, so that it can clean up; those that were ignored stay so.
+/// Without SIGPIPE it does so, too, when nobody reads stdout any more.
+void note_interruptions() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    if (std::signal(signal, [](int) { interrupted = 1; }) == SIG_IGN) {
+      std::signal(signal, SIG_IGN);
+    }
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+/// The positions of the named clauses, of those they need, of the essential ones and of the last, which
+/// cleans up; all when none is named.
+std::set<std::size_t> chosen(const std::vector<std::string>& names) {
   const auto& clauses = module_clauses();
-  std::for_each(clauses.rbegin(), clauses.rend(), [&](const Clause& clause) {
-    if (names.empty() || clause.kind == Clause::Kind::kEssential || &clause == &clauses.back()) {
-      all.insert(clause.name);
+  std::set<std::string> needed(names.begin(), names.end());
+  std::set<std::size_t> all;
+  for (std::size_t i = clauses.size(); i-- > 0;) {
+    if (names.empty() || clauses[i].kind == Clause::Kind::kEssential || i + 1 == clauses.size() ||
+        needed.count(clauses[i].name) != 0) {
+      all.insert(i);
+      needed.insert(clauses[i].needs.begin(), clauses[i].needs.end());
     }
-    if (all.count(clause.name) != 0) {
-      all.insert(clause.needs.begin(), clause.needs.end());
-    }
-  });
+  }
   return all;
 }
 
-/// What the clause needs and does not have.
-std::string lacking_of(const Clause& clause, const ModuleReport& report) {
-  std::string lacking;
-  for (const std::string& need : clause.needs) {
-    if (!report.holds(need)) {
-      lacking += (lacking.empty() ? "" : ", ") + need;
-    }
-  }
-  return lacking;
+std::string message_of(const Judgement& judgement) {
+  return Json({judgement.verdict, judgement.text, judgement.code})
+      .dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-/// The battery. The module is only loaded in the processes of the clauses.
+Judgement judgement_of(const std::string& message) {
+  const Json parts = Json::parse(message);
+  return {parts[0].get<Verdict>(), parts[1].get<std::string>(), parts[2].get<CK_RV>()};
+}
+
+std::uint32_t random_number() {
+  Botan::AutoSeeded_RNG rng;
+  std::uint32_t number = 0;
+  rng.randomize(reinterpret_cast<std::uint8_t*>(&number), sizeof number);
+  return number;
+}
+
+/// The clauses, tried one after another in a child process. This process never loads the module.
 class ModuleCheck {
  public:
-  ModuleCheck(const Target& target, std::chrono::seconds limit) : m_target(target), m_processes(limit) {}
+  ModuleCheck(const Target& target, const ModuleToCheck& wanted, bool json)
+      : m_target(target), m_limit(wanted.limit), m_positions(chosen(wanted.clauses)), m_report(json) {}
 
-  void run(ModuleReport& report, const std::set<std::string>& names) {
-    for (const Clause& clause : module_clauses()) {
-      if (names.count(clause.name) != 0) {
-        report.add(clause, judge(clause, report));
-      }
+  const ModuleReport& run() {
+    for (auto next = m_positions.begin(); next != m_positions.end();) {
+      next = run_child(next);
     }
+    return m_report;
   }
 
-  /// Text that says whether something is left.
-  std::string clear_after_interruption() {
-    if (!m_made) {
-      return "nothing was made";  // and perhaps no PIN was tried: a login could cost a try
+  /// Text that says whether objects are left on the token.
+  std::string clean_up_after_interruption() {
+    if (!m_report.holds("login")) {
+      return "nothing was made";  // a login now could cost a try of the PIN
     }
+    interrupted = 0;
     try {
-      const Judgement cleared = clear();
-      return cleared.holds() ? "nothing of it is left on the token" : cleared.text;
+      run_child(std::prev(m_positions.end()));
     } catch (const Interrupted&) {
-      return "objects of the client 'tee-token check-module' may be left; the next check removes them";
     }
+    return m_report.holds("clean-up") ? "what it made is destroyed"
+                                      : "objects of it may be left on the token";
   }
 
  private:
-  Judgement judge(const Clause& clause, const ModuleReport& report) {
-    const std::string lacking = m_failed.empty() ? lacking_of(clause, report) : m_failed;
-    if (!lacking.empty()) {
-      return {Verdict::kNotTried, "needs " + lacking};
+  using Position = std::set<std::size_t>::const_iterator;
+
+  /// Tries clauses until one ends the process, or needs a new one. Returns the first that is left.
+  Position run_child(Position first) {
+    ChildProcess child([&](int parent) { try_clauses(first, parent); });
+    Position next = first;
+    for (bool alive = true; alive && belongs_to_child(first, next); ++next) {
+      alive = add_judgement(child, module_clauses()[*next]);
     }
-    m_made = m_made || clause.kind == Clause::Kind::kMaking;
-    if (clause.kind == Clause::Kind::kMaking && m_clears) {
-      m_clears = clear().holds();  // once: a module that hangs there would at each
-    }
-    const Judgement judgement = attempt(clause.attempt);
-    if (clause.kind == Clause::Kind::kEssential && !judgement.holds()) {
-      m_failed = clause.name;
-    }
-    return judgement;
+    return next;
   }
 
-  Judgement attempt(Judgement (*what)(Trial&)) {
-    return m_processes.run([&] { return Trial(m_target).judge(what); });
+  bool belongs_to_child(Position first, Position clause) const {
+    return clause != m_positions.end() &&
+           (clause == first || module_clauses()[*clause].kind != Clause::Kind::kForking);
   }
-  Judgement clear() { return attempt(clear_scratch_area); }
+
+  /// In the child process, with a copy of the report so far.
+  void try_clauses(Position first, int parent) {
+    for (Position next = first; belongs_to_child(first, next); ++next) {
+      const Clause& clause = module_clauses()[*next];
+      const std::string lacking = m_report.lacking(clause);
+      const Judgement judgement = lacking.empty() ? Trial(m_target, {m_number, *next}).judge(clause.attempt)
+                                                  : Judgement{Verdict::kNotTried, "needs " + lacking};
+      m_report.add(clause, judgement);
+      send_message(parent, message_of(judgement));
+    }
+  }
+
+  /// Waits for the judgement and returns whether the child process goes on.
+  bool add_judgement(ChildProcess& child, const Clause& clause) {
+    pollfd socket = {child.socket(), POLLIN, 0};
+    const int ready = ::poll(&socket, 1, static_cast<int>(m_limit) * 1000);
+    if (ready <= 0) {
+      child.kill();
+    }
+    if (interrupted != 0) {
+      child.kill();
+      throw Interrupted();
+    }
+    const auto message = ready > 0 ? receive_message(child.socket()) : std::nullopt;
+    if (message) {
+      m_report.add(clause, judgement_of(*message));
+    } else {
+      const std::string limit = "no end within " + std::to_string(m_limit) + " s";
+      m_report.add(clause, {Verdict::kWrong, ready > 0 ? child.wait() : limit});
+    }
+    m_report.print_last();
+    return message.has_value();
+  }
 
   const Target m_target;
-  TrialProcesses m_processes;
-  std::string m_failed;  // the essential clause that does not hold
-  bool m_made = false, m_clears = true;
+  const unsigned m_limit;  // seconds
+  const std::set<std::size_t> m_positions;
+  const std::uint32_t m_number = random_number();
+  ModuleReport m_report;
 };
 
 }  // namespace
@@ -101,16 +160,16 @@ int check_module(Target target, const ModuleToCheck& wanted, bool json) {
     throw UsageError("give the file of the module");
   }
   target.module = wanted.module;
-  user_pin(target), officer_pin(target);  // errors here are the user's, later ones the module's
-  ModuleReport report(json);
-  ModuleCheck check(target, std::chrono::seconds(wanted.limit));
+  user_pin(target), officer_pin(target);  // a malformed PIN is the user's error, not the module's
+  note_interruptions();
+  ModuleCheck check(target, wanted, json);
   try {
-    check.run(report, chosen(wanted.clauses));
+    const ModuleReport& report = check.run();
+    report.finish();
+    return report.exit_code();
   } catch (const Interrupted&) {
-    throw UsageError("interrupted; " + check.clear_after_interruption());
+    throw UsageError("interrupted; " + check.clean_up_after_interruption());
   }
-  report.finish();
-  return report.exit_code();
 }
 
 }  // namespace tee_token_admin

@@ -11,13 +11,14 @@
 namespace tee_token_admin {
 
 struct ModuleToCheck {
-  std::string module;                // a file
-  std::vector<std::string> clauses;  // none: all
-  unsigned limit = 30;               // seconds for each
+  std::string module;                // path of the file
+  std::vector<std::string> clauses;  // empty: all
+  unsigned limit = 30;               // seconds for each clause
 };
 
-/// Tries whether a PKCS#11 module gives what the library needs of a token, says it on stdout and returns the
-/// exit code. What it makes on the token carries marks of its own and is destroyed again.
+/// Checks whether a PKCS#11 module does what the library needs of a token, prints the verdicts on stdout and
+/// returns the exit code. Destroys the objects that it makes on the token, and no others. Throws UsageError
+/// when the command line is wrong or a signal ends the check.
 int check_module(Target target, const ModuleToCheck& wanted, bool json);
 
 std::vector<std::string> names_of_clauses();

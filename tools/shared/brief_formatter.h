@@ -8,7 +8,7 @@
 
 namespace shown_text {
 
-/// Help that fits a screen of 80 columns: what an option takes, and not what the parser knows of it besides.
+/// Help in 80 columns: an option's type and default, without the parser's other notes.
 class BriefFormatter : public CLI::Formatter {
  public:
   BriefFormatter() {

@@ -7,6 +7,11 @@
 #include <botan/exceptn.h>
 
 #include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "shared/shown_text.h"
+#include "shared/whole_file.h"
 
 namespace tools {
 namespace {
@@ -39,6 +44,18 @@ FoundCertificates find_certificates(const std::string& text) {
   const std::size_t blocks = count_blocks(text);
   found.unreadable = std::max(found.unreadable, blocks - std::min(blocks, found.certificates.size()));
   return found;
+}
+
+Certificates read_certificates(const std::string& path) {
+  FoundCertificates found = find_certificates(read_file(path));
+  if (found.unreadable != 0) {
+    throw std::runtime_error(path + ": " + shown_text::counted(found.unreadable, "part") +
+                             " cannot be read as a certificate");
+  }
+  if (found.certificates.empty()) {
+    throw std::runtime_error(path + " holds no certificate (PEM or DER)");
+  }
+  return std::move(found.certificates);
 }
 
 }  // namespace tools

@@ -23,4 +23,8 @@ struct FoundCertificates {
 /// skipped. Stops at the 17th unreadable piece, since each costs an attempt.
 FoundCertificates find_certificates(const std::string& text);
 
+/// The certificates of a file, PEM or DER. Throws std::runtime_error when there are none or an unreadable
+/// piece.
+Certificates read_certificates(const std::string& path);
+
 }  // namespace tools

@@ -3,38 +3,30 @@
 
 #pragma once
 
+#include <botan/exceptn.h>
+
 #include <string>
 
 #include "base/cryptoki.h"
 
 namespace tee_token_admin {
 
-/// Collects the failure lines of the platform's module, which say more than a code can. Make it before the
-/// module is loaded.
-class FailureLines {
- public:
-  FailureLines();
-  ~FailureLines();
-  FailureLines(const FailureLines&) = delete;
-  FailureLines& operator=(const FailureLines&) = delete;
-
-  /// The last line so far, without its end; empty when the module wrote none.
-  std::string last() const;
-
- private:
-  int m_file;  // in memory
-};
-
-/// Exit codes when a command was not carried out.
+/// Exit codes when a command failed.
 constexpr int kFailed = 1, kWrongUsage = 2, kWrongPin = 3, kNoToken = 4, kUnusable = 5;
 
-/// The exit code for a token's answer.
+/// The exit code for a token's return value.
 int exit_code_of(CK_RV code);
 
-/// The exit codes, a line each.
-std::string help_on_exit_codes();
+/// The line that tells a user what a token's return value means and what to do about it.
+std::string error_line(CK_RV code);
 
-/// The one line that tells a user what a token's answer means and what to do about it.
-std::string error_line(CK_RV code, const FailureLines& lines);
+/// The name of the return value for a token's error, else the exception's text.
+std::string reason_of(const Botan::Exception& error);
+
+/// Whether the error is that the object does not exist, since another program has destroyed it.
+bool says_gone(const Botan::Exception& error);
+
+/// The exit codes for a help text.
+std::string help_on_exit_codes();
 
 }  // namespace tee_token_admin

@@ -3,7 +3,14 @@
 
 #include "shared/object_attributes.h"
 
+#include <botan/exceptn.h>
+#include <botan/hex.h>
+#include <botan/loadstor.h>
+#include <botan/p11_trust_store_group.h>
+
 #include <cstring>
+
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 
@@ -37,6 +44,21 @@ CK_ULONG number_of(const Object& object, CK_ATTRIBUTE_TYPE type) {
 
 bool is_true(const Object& object, CK_ATTRIBUTE_TYPE type) {
   return value_of(object, type) == std::vector<std::uint8_t>{CK_TRUE};
+}
+
+std::vector<std::uint8_t> label_bytes(const std::string& text) {
+  try {
+    return encode_label(text);
+  } catch (const Botan::Invalid_Argument& refused) {
+    throw UsageError(refused.what());
+  }
+}
+
+std::string label_text(const std::vector<std::uint8_t>& bytes) {
+  if (bytes.size() != 5) {
+    return Botan::hex_encode(bytes);
+  }
+  return std::to_string(bytes[0]) + "_" + std::to_string(Botan::load_le<std::uint32_t>(bytes.data() + 1, 0));
 }
 
 }  // namespace tee_token_admin

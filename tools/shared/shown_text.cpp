@@ -6,8 +6,7 @@
 namespace shown_text {
 namespace {
 
-/// Whether the byte is a control character of ASCII, or in UTF-8 the end of one of the other 32 (U+0080 and
-/// up).
+/// Whether the byte is an ASCII control character, or in UTF-8 the second byte of U+0080 to U+009F.
 bool is_control(unsigned char before, unsigned char byte) {
   return byte < 0x20 || byte == 0x7F || (before == 0xC2 && byte >= 0x80 && byte < 0xA0);
 }

@@ -9,10 +9,10 @@
 namespace shown_text {
 
 /// The text with each control character as \x and two hexadecimal digits, so that a name from the token
-/// can neither begin a line nor steer a terminal.
+/// can neither begin a line nor control a terminal.
 std::string shown(const std::string& text);
 
-/// The name, or '' in the place of none.
+/// The name, or '' for an empty one.
 std::string quoted_if_empty(const std::string& name);
 
 /// "1 root", "2 roots".

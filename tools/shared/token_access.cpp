@@ -33,7 +33,7 @@ secure_string pin_of_hex(const std::string& hex, const std::string& name) {
   try {
     return Botan::hex_decode_locked(hex, false);
   } catch (const Botan::Exception&) {
-    throw UsageError(name + " takes the PIN's bytes as hexadecimal digits, two a byte");
+    throw UsageError(name + " needs the PIN's bytes in hexadecimal digits, two each");
   }
 }
 

@@ -11,32 +11,30 @@
 #include <string>
 #include <vector>
 
-#include "store/device_folder.h"
 #include "tee_token/vendor_interface.h"
 
 namespace tee_token_admin {
 
-/// What the command line says of the token to work on.
+/// The token to work on, as the command line gives it.
 struct Target {
   std::string module;      // empty: the platform's token
   std::string pin_hex;     // empty: the platform's user PIN
   std::string so_pin_hex;  // empty: the platform's security officer PIN
 };
 
-/// Something that the user can put right; the text says how.
+/// An error that the user can correct; the text says how.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// The token's own attributes, as the PKCS#11 layer takes them.
+// The vendor's attributes, in the type of the PKCS#11 layer.
 constexpr auto kKeyId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_KEY_ID);
 constexpr auto kClientId = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
 constexpr auto kPermanent = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_PERMANENT);
 constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_CKA_VENDOR_TRUST_STORE_GROUP);
 
-/// Whether the token is the platform's own, whose folder this program knows: no option and no environment
-/// names another module.
+/// Whether neither an option nor the environment names another module than the platform's.
 bool is_platforms(const Target& target);
 
 /// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
@@ -65,11 +63,11 @@ class TokenSession {
   /// Nobody is logged in yet.
   explicit TokenSession(const Target& target);
 
-  /// Logs in as the user or as the security officer, with the target's PIN.
+  /// Logs in as the user or the security officer, with the target's PIN.
   void login(Botan::PKCS11::UserType who);
 
   Botan::PKCS11::Session& session() { return m_session; }
-  /// The handles of all objects that match, without a limit; in the order of the token.
+  /// The handles of all objects that match, in the token's order.
   std::vector<Botan::PKCS11::ObjectHandle> find(const Botan::PKCS11::AttributeContainer& wanted);
 
  private:

@@ -31,17 +31,11 @@ std::system_error error(const char* action, const std::string& path) {
   return std::system_error(number, std::generic_category(), std::string("cannot ") + action + " " + name);
 }
 
-/// `mode` is that of std::fopen.
+/// Writes the bytes to disk, or to a device or pipe, which cannot be synced. `mode` is that of std::fopen.
 bool write(const std::string& path, const char* mode, const std::string& bytes) {
   const File file(std::fopen(path.c_str(), mode));
   return file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
-         std::fflush(file.get()) == 0;
-}
-
-/// Without this, a loss of power could leave an empty file under the new name.
-bool sync(const std::string& path) {
-  const File file(std::fopen(path.c_str(), "r"));
-  return file != nullptr && ::fsync(::fileno(file.get())) == 0;
+         std::fflush(file.get()) == 0 && (::fsync(::fileno(file.get())) == 0 || errno == EINVAL);
 }
 
 }  // namespace
@@ -72,7 +66,7 @@ void write_file(const std::string& path, const std::string& bytes) {
     return;
   }
   const std::string temporary = path + "." + std::to_string(::getpid()) + ".tmp";
-  if (!write(temporary, "wbx", bytes) || !sync(temporary) || ::rename(temporary.c_str(), path.c_str()) != 0) {
+  if (!write(temporary, "wbx", bytes) || ::rename(temporary.c_str(), path.c_str()) != 0) {
     const std::system_error failure = error("write", path);
     ::unlink(temporary.c_str());
     throw failure;

@@ -1,13 +1,15 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <iostream>
+#include <sys/stat.h>
 
-#include "check_certificates.h"
-#include "check_files.h"
-#include "check_identities.h"
+#include "base/error.h"
+#include "checks.h"
 #include "commands.h"
+#include "shared/error_line.h"
 #include "shared/shown_text.h"
+#include "store/device_folder.h"
+#include "store/sqlite.h"
 
 namespace tee_token_admin {
 
@@ -17,12 +19,64 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-/// The platform's token is files as well.
-void check_files_of(Findings& findings, const Target& target) {
-  const auto folder = tee_token::DeviceFolder::of_environment();
-  if (is_platforms(target) && folder.exists()) {
-    check_files(findings, folder);
+struct File {
+  const char* name;
+  off_t shortest, longest;  // 0: any
+  const char* remedy;
+};
+
+constexpr File kFiles[] = {{"device.key", 32, 32, "; only a new token in an empty folder helps"},
+                           {"token.db", 0, 0, ""},
+                           {"pin-tries", 2, 2, "; write two zero bytes to it"}};
+
+void check_length(Findings& findings, const std::string& path, const File& file) {
+  struct stat status {};
+  if (file.longest != 0 && ::stat(path.c_str(), &status) == 0 &&
+      (status.st_size < file.shortest || status.st_size > file.longest)) {
+    findings.add(Fault::kFiles,
+                 path + " is damaged: it must hold " + std::to_string(file.longest) + " bytes" + file.remedy);
   }
+}
+
+// Other exceptions than Damage, such as that of a locked store, say nothing about its content.
+void check_integrity(Findings& findings, const std::string& path) {
+  std::string result;
+  try {
+    result = tee_token::Database(path).integrity();
+  } catch (const tee_token::Damage& damage) {
+    result = damage.what();
+  }
+  if (result != "ok") {
+    findings.add(Fault::kFiles, path + " is damaged: " + result +
+                                    "; put back a copy of the folder, or make a new token in an empty one");
+  }
+}
+
+/// Presence, owner, mode, length, SQLite's integrity, and temporary files of an interrupted run. Returns
+/// whether the token can be used.
+bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
+  const auto check_access = [&](const std::string& prefix, const auto& require) {
+    try {
+      require();
+    } catch (const tee_token::Failure& failure) {
+      findings.add(Fault::kFiles, prefix + failure.what());
+    }
+  };
+  const auto usable = [&] { return findings.exit_code() != static_cast<int>(Fault::kFiles); };
+  check_access(folder.path() + ": ", [&] { folder.require_private(); });
+  for (const File& file : kFiles) {
+    const std::string path = folder.file(file.name);
+    check_access("", [&] { tee_token::require_private_file(path); });
+    check_length(findings, path, file);
+    struct stat status {};
+    if (::lstat((path + ".new").c_str(), &status) == 0) {
+      findings.add(Fault::kLeftover, path + ".new is a temporary file left by an interrupted run; remove it");
+    }
+  }
+  if (usable()) {
+    check_integrity(findings, folder.file("token.db"));
+  }
+  return usable();
 }
 
 /// Returns whether the user may try to log in.
@@ -33,10 +87,10 @@ bool check_pins(Findings& findings, const Target& target) {
     CK_FLAGS flag;
     const char* text;
   } rules[] = {
-      {CKF_USER_PIN_LOCKED, "the user's is locked; set a new one with: tee-token reset-pin"},
-      {CKF_USER_PIN_FINAL_TRY, "the user has one try left; a right PIN gives all tries back"},
-      {CKF_SO_PIN_LOCKED, "the security officer's is locked; only a new token in an empty folder helps"},
-      {CKF_SO_PIN_FINAL_TRY, "the security officer has one try left; a right PIN gives all tries back"},
+      {CKF_USER_PIN_LOCKED, "the user PIN is locked; set a new one: tee-token reset-pin"},
+      {CKF_USER_PIN_FINAL_TRY, "the user PIN has one try left; the right PIN resets the counter"},
+      {CKF_SO_PIN_LOCKED, "the security officer's PIN is locked; only a new token in an empty folder helps"},
+      {CKF_SO_PIN_FINAL_TRY, "the security officer's PIN has one try left; the right PIN resets the counter"},
   };
   for (const auto& rule : rules) {
     if ((flags & rule.flag) != 0) {
@@ -57,12 +111,24 @@ std::size_t check_objects(Findings& findings, const Target& target, unsigned day
 
 }  // namespace
 
+void examine(Findings& findings, ObjectHandle object, const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const Botan::Exception& error) {
+    if (!says_gone(error)) {
+      findings.add(Fault::kUnreadable, "object " + std::to_string(object) + ": " + reason_of(error) +
+                                           "; if it persists, destroy the object and store it again");
+    }
+  }
+}
+
 int check(const Target& target, unsigned days, bool json) {
   Findings findings;
-  check_files_of(findings, target);
-  std::string conclusion = "the objects were not looked at";
-  if (!findings.has(Fault::kFiles) && check_pins(findings, target)) {
-    conclusion = counted(check_objects(findings, target, days), "object") + " looked at";
+  const auto folder = tee_token::DeviceFolder::of_environment();
+  const bool usable = !is_platforms(target) || !folder.exists() || check_files(findings, folder);
+  std::string conclusion = "objects not checked";
+  if (usable && check_pins(findings, target)) {
+    conclusion = counted(check_objects(findings, target, days), "object") + " checked";
   }
   findings.print(counted(findings.count(), "finding") + ", " + conclusion, json);
   return findings.exit_code();

@@ -17,43 +17,37 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-std::string pem_of(const std::vector<Botan::X509_Certificate>& certificates) {
-  std::string pem;
-  for (const Botan::X509_Certificate& certificate : certificates) {
-    pem += certificate.PEM_encode();
+std::vector<Botan::X509_Certificate> certificates_of(TokenSession& token, const Object& object) {
+  if (number_of(object, CKA_CERTIFICATE_TYPE) == TEE_CKC_CERTIFICATE_CHAIN) {
+    return PKCS11_TSG_CertficateChain(token.session(), object.handle()).getx509CertificateChain();
   }
-  return pem;
-}
-
-std::string pem_of_certificates(Session& session, const Object& object) {
-  return number_of(object, CKA_CERTIFICATE_TYPE) == TEE_CKC_CERTIFICATE_CHAIN
-             ? pem_of(PKCS11_TSG_CertficateChain(session, object.handle()).getx509CertificateChain())
-             : PKCS11_X509_Certificate(session, object.handle()).PEM_encode();
-}
-
-std::string pem_of_roots(TokenSession& token, const TrustGroup& group) {
-  std::string pem;
-  for (const ObjectHandle root : roots_of(token, group)) {
-    pem += PKCS11_X509_Certificate(token.session(), root).PEM_encode();
+  const std::vector<ObjectHandle> handles =
+      is_trust_group(object) ? roots_of(token, trust_group_of(object)) : std::vector{object.handle()};
+  std::vector<Botan::X509_Certificate> certificates;
+  for (const ObjectHandle handle : handles) {
+    certificates.push_back(PKCS11_X509_Certificate(token.session(), handle));
   }
-  return pem;
+  return certificates;
 }
 
 std::string exported(TokenSession& token, const Object& object) {
+  std::string pem;
   switch (number_of(object, CKA_CLASS)) {
     case CKO_DATA:
       return text_of(object, CKA_VALUE);
     case CKO_PUBLIC_KEY:
       return Botan::X509::PEM_encode(PKCS11_ECDSA_PublicKey(token.session(), object.handle()).export_key());
     case CKO_CERTIFICATE:
-      return pem_of_certificates(token.session(), object);
     case TEE_CKO_TRUST_STORE_GROUP:
-      return pem_of_roots(token, trust_group_of(object));
+      for (const Botan::X509_Certificate& certificate : certificates_of(token, object)) {
+        pem += certificate.PEM_encode();
+      }
+      return pem;
     case CKO_PRIVATE_KEY:
       throw UsageError("object " + std::to_string(object.handle()) +
                        " is a private key, which does not leave the token; export its public key");
     default:
-      throw UsageError("object " + std::to_string(object.handle()) + " is of a class that is not exported");
+      throw UsageError("object " + std::to_string(object.handle()) + " has a class that cannot be exported");
   }
 }
 

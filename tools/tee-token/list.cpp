@@ -12,7 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
-#include "shared/label.h"
+#include "shared/error_line.h"
 #include "shared/object_attributes.h"
 #include "shared/shown_text.h"
 
@@ -80,49 +80,40 @@ const char* state_of(const Object& object, const std::string& client) {
                                                      : "temporary";
 }
 
-Json describe_object(TokenSession& token, ObjectHandle handle) {
-  const Object object(token.session(), handle);
-  Described described{"unreadable", ""};
-  try {
-    described = describe(token, object);
-  } catch (const Botan::Exception& exception) {
-    described.details = exception.what();  // shown in its line: the others are to be seen all the same
-  }
+/// Fills in what can be read of the object.
+void describe_object(Json& line, TokenSession& token, const Object& object) {
   const std::string client = text_of(object, TEE_CKA_VENDOR_CLIENT_ID);
-  return {{"handle", handle},
-          {"class", described.object_class},
-          {"label", shown_label(object)},
-          {"state", state_of(object, client)},
-          {"client", client},
-          {"key_id", text_of(object, TEE_CKA_VENDOR_KEY_ID)},
-          {"group", text_of(object, TEE_CKA_VENDOR_TRUST_STORE_GROUP)},
-          {"details", described.details}};
+  line["label"] = shown_label(object);
+  line["state"] = state_of(object, client);
+  line["client"] = client;
+  line["key_id"] = text_of(object, TEE_CKA_VENDOR_KEY_ID);
+  line["group"] = text_of(object, TEE_CKA_VENDOR_TRUST_STORE_GROUP);
+  const Described described = describe(token, object);
+  line["class"] = described.object_class;
+  line["details"] = described.details;
 }
 
-/// Shown in its line: the others are to be seen all the same.
-Json damaged_object(ObjectHandle handle, const char* reason) {
-  return {{"handle", handle}, {"class", "unreadable"}, {"label", ""}, {"state", ""},
-          {"client", ""},     {"key_id", ""},          {"group", ""}, {"details", reason}};
-}
-
-/// One that another program destroys meanwhile is left out.
+/// One that another program destroys meanwhile is left out; one that cannot be read has the reason as
+/// details.
 Json describe_objects(TokenSession& token) {
   Json objects = Json::array();
   for (const ObjectHandle handle : token.find(AttributeContainer())) {
+    Json line = {{"handle", handle}, {"class", "unreadable"}, {"label", ""}, {"state", ""},
+                 {"client", ""},     {"key_id", ""},          {"group", ""}, {"details", ""}};
     try {
-      objects.push_back(describe_object(token, handle));
-    } catch (const PKCS11_ReturnError& error) {
-      if (error.get_return_value() == ReturnValue::DeviceError) {
-        objects.push_back(damaged_object(handle, error.what()));
-      } else if (error.get_return_value() != ReturnValue::ObjectHandleInvalid) {
-        throw;
+      describe_object(line, token, Object(token.session(), handle));
+    } catch (const Botan::Exception& error) {
+      if (says_gone(error)) {
+        continue;
       }
+      line["details"] = reason_of(error);
     }
+    objects.push_back(line);
   }
   return objects;
 }
 
-/// Fills up to the width; a longer text is set off by a blank.
+/// Padded to the width; a longer text gets one blank.
 std::string column(const std::string& text, std::size_t width) {
   return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
 }
@@ -143,7 +134,7 @@ void list(const Target& target, bool json) {
   user.login(UserType::User);
   const Json objects = describe_objects(user);
   if (json) {
-    // Labels and names may hold any bytes.
+    // Labels and names may be any bytes.
     std::cout << objects.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
     return;
   }

@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+
+#include "support/temporary_folder.h"
+#include "tee-token/admin_shell.h"
+
+namespace token_test {
+namespace {
+
+using testing::HasSubstr;
+
+/// `tee-token check-module` on a token with one object.
+class CheckModuleTest : public testing::Test {
+ protected:
+  CheckModuleTest() {
+    ::setenv("TEE_TOKEN_DIR", (m_folder.path() / "token").c_str(), 1);
+    admin("init && '" TEE_TOKEN_ADMIN "' import-data 2_1 VIN");
+    m_before = objects();
+  }
+  static std::string objects() { return admin("list").text; }
+
+  test_support::TemporaryFolder m_folder;
+  std::string m_before;
+};
+
+TEST_F(CheckModuleTest, FindsEachFaultAndKeepsTheObjectsOfOthers) {
+  const struct {
+    std::string fault, clause, line;
+  } cases[] = {
+      {"dies", "signature", "wrong      signature: died by signal 6 (Aborted)\n"},
+      {"hangs", "signature", "wrong      signature: no end within 2 s\n"},
+      {"logs in twice", "login-rules", "CKR_OK instead of CKR_USER_ALREADY_LOGGED_IN\n"},
+      {"signs zeros", "signature", "wrong      signature: a signature of 0 bytes: does not verify\n"},
+      {"finds all", "data", "wrong      data: the library's search for data: does not find it\n"},
+      {"has no installation", "interface", "wrong      interface: C_GetInterface: the list is not one of"},
+      {"has no installation", "installation", "not tried  installation: needs interface\n"},
+      {"installs half", "installation", "0 objects of a class are temporary instead of 1\n"},
+      {"accepts all", "refusals", "wrong      refusals: a chain for another key: was not refused\n"},
+      {"destroys nothing", "destroy", "wrong      destroy: after C_DestroyObject: it is still found\n"},
+      {"destroys nothing", "data", "wrong      clean-up: destroying what was made: still there: object "},
+  };
+  for (const auto& each : cases) {
+    ::setenv("FAULTY_MODULE", each.fault.c_str(), 1);
+    const Outcome outcome = admin("check-module --limit 2 '" FAULTY_MODULE "' --only " + each.clause);
+    EXPECT_EQ(outcome.code, 20) << each.fault;
+    EXPECT_THAT(outcome.text, HasSubstr(each.line));
+    EXPECT_EQ(objects() == m_before, each.fault != "destroys nothing") << each.fault;
+  }
+}
+
+TEST_F(CheckModuleTest, FindsAllOnThePlatformsTokenAndOnSoftHsmWhatThePageSays) {
+  EXPECT_THAT(admin("check-module '" TEE_TOKEN_MODULE "'").text, HasSubstr("\n21 ok, 2 measured\n"));
+  EXPECT_EQ(objects(), m_before);
+  if (!std::filesystem::exists(SOFTHSM)) {
+    GTEST_SKIP() << "SoftHSM2 is not installed, or this is a build with a sanitizer";
+  }
+  const std::string conf = (m_folder.path() / "conf").string();
+  ::setenv("SOFTHSM2_CONF", conf.c_str(), 1);
+  shell("echo directories.tokendir = " + m_folder.path().string() + " >" + conf);
+  admin("--module " SOFTHSM " init");
+  EXPECT_THAT(admin("check-module " SOFTHSM).text,
+              HasSubstr("\n13 ok, 6 missing, 3 not tried, 1 measured\n"));
+  EXPECT_EQ(admin("--module " SOFTHSM " list").text, "0 objects\n");
+}
+
+TEST_F(CheckModuleTest, CountsInOneLineWhatCannotBeTried) {
+  const struct {
+    std::string arguments, line;
+    int code;
+  } cases[] = {
+      {" /nonexistent.so", "\nnot tried  the other 22 clauses: need load\n", 5},
+      {" " TEE_TOKEN_MODULE " --pin-hex 31323334", "\nnot tried  the other 20 clauses: need login\n", 3},
+      {" " TEE_TOKEN_MODULE " --pin-hex 3", "hexadecimal", 1},
+  };
+  for (const auto& each : cases) {
+    const Outcome outcome = admin("check-module" + each.arguments);
+    EXPECT_EQ(outcome.code, each.code);
+    EXPECT_THAT(outcome.text, HasSubstr(each.line));
+  }
+}
+
+TEST_F(CheckModuleTest, LeavesNothingWhenASignalEndsIt) {
+  ::setenv("FAULTY_MODULE", "hangs", 1);
+  const Outcome outcome =
+      shell(TEE_TOKEN_ADMIN " check-module " FAULTY_MODULE
+                            " --only signature >/dev/null & "
+                            "until " TEE_TOKEN_ADMIN
+                            " list | grep -q '3 objects'; do sleep 0.1; done; kill $!; wait $!");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.text, HasSubstr("interrupted; what it made is destroyed"));
+  EXPECT_EQ(objects(), m_before);
+}
+
+}  // namespace
+}  // namespace token_test

@@ -1,0 +1,166 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "marked_objects.h"
+
+#include <botan/hex.h>
+#include <botan/p11_x509.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "shared/object_attributes.h"
+
+namespace tee_token_admin {
+
+using namespace Botan::PKCS11;
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Template labelled(const Bytes& label) {
+  Template sought;
+  sought.add_binary(AttributeType::Label, label);
+  return sought;
+}
+
+/// The label is compared again: a module whose search ignores labels finds objects of others.
+Handles find_labelled(TokenSession& token, const Bytes& label) {
+  Handles found = token.find(labelled(label));
+  found.erase(std::remove_if(found.begin(), found.end(),
+                             [&](ObjectHandle handle) {
+                               return value_of(Object(token.session(), handle), CKA_LABEL) != label;
+                             }),
+              found.end());
+  return found;
+}
+
+void try_to_destroy(TokenSession& token, ObjectHandle handle) {
+  return_value_of([&] { Object(token.session(), handle).destroy(); });
+}
+
+bool is_empty(const Object& object) {
+  constexpr CK_ATTRIBUTE_TYPE kContent[] = {CKA_LABEL,     CKA_ID,        CKA_VALUE,
+                                            CKA_VALUE_LEN, CKA_EC_PARAMS, CKA_MODULUS};
+  return std::all_of(std::begin(kContent), std::end(kContent),
+                     [&](CK_ATTRIBUTE_TYPE type) { return value_of(object, type).empty(); });
+}
+
+/// Runs a call that makes objects. Some modules keep an empty object of a call that they refuse: it is
+/// destroyed.
+template <typename Call>
+void make(TokenSession& token, const Call& call) {
+  const Handles before = token.find(Template());
+  try {
+    call(token.session().module());
+  } catch (const PKCS11_ReturnError&) {
+    for (const ObjectHandle handle : token.find(Template())) {
+      if (std::count(before.begin(), before.end(), handle) == 0 &&
+          is_empty(Object(token.session(), handle))) {
+        try_to_destroy(token, handle);
+      }
+    }
+    throw;
+  }
+}
+
+Handles generate(Trial& trial, TokenSession& token, const Template& public_key, const Template& private_key) {
+  Mechanism mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
+  Handles handles(2);
+  trial.step("C_GenerateKeyPair");
+  make(token, [&](Module& module) {
+    module->C_GenerateKeyPair(token.session().handle(), &mechanism, public_key.data(), public_key.count(),
+                              private_key.data(), private_key.count(), &handles[0], &handles[1]);
+  });
+  return handles;
+}
+
+}  // namespace
+
+UserSession::UserSession(Trial& trial) : TokenSession(trial.target()), m_mark(trial.mark()) {
+  trial.step("C_Login");
+  login(UserType::User);
+  trial.step("after C_Login");
+}
+
+UserSession::~UserSession() {
+  try {
+    destroy_marked(*this, m_mark);
+  } catch (const std::exception&) {
+    // The clause has its judgement; the last one reports what is left.
+  }
+}
+
+ObjectHandle create(Trial& trial, TokenSession& token, const std::string& what, const Template& object) {
+  trial.step("C_CreateObject of " + what);
+  ObjectHandle handle = 0;
+  make(token, [&](Module& module) {
+    module->C_CreateObject(token.session().handle(), object.data(), static_cast<Ulong>(object.count()),
+                           &handle);
+  });
+  return handle;
+}
+
+ObjectHandle create_data(Trial& trial, TokenSession& token, const std::string& value) {
+  DataObjectProperties object;
+  object.set_token(true);
+  object.set_private(true);
+  object.add_binary(AttributeType::Label, trial.mark().label());
+  object.set_value(secure_string(value.begin(), value.end()));
+  return create(trial, token, "data", object);
+}
+
+ObjectHandle create_certificate(Trial& trial, TokenSession& token,
+                                const Botan::X509_Certificate& certificate) {
+  X509_CertificateProperties object(certificate);
+  object.set_token(true);
+  object.set_private(false);
+  object.add_binary(AttributeType::Label, trial.mark().label());
+  return create(trial, token, "a certificate", object);
+}
+
+Handles generate(Trial& trial, TokenSession& token) {
+  return generate(trial, token, marked(library::lyrPublicKeyGeneration(), trial.mark()),
+                  marked(library::lyrPrivateKeyGeneration(), trial.mark()));
+}
+
+Handles generate_standard(Trial& trial, TokenSession& token) {
+  return generate(trial, token,
+                  without_vendor_attributes(marked(library::lyrPublicKeyGeneration(), trial.mark())),
+                  without_vendor_attributes(marked(library::lyrPrivateKeyGeneration(), trial.mark())));
+}
+
+Handles destroy_marked(TokenSession& token, const Mark& mark) {
+  const std::string group = mark.client();
+  Handles left;
+  for (const Bytes& label : {mark.label(), Bytes(group.begin(), group.end())}) {
+    for (const ObjectHandle handle : find_labelled(token, label)) {
+      try_to_destroy(token, handle);
+    }
+    const Handles some = find_labelled(token, label);
+    left.insert(left.end(), some.begin(), some.end());
+  }
+  return left;
+}
+
+CK_RV return_value_of(const std::function<void()>& call) {
+  try {
+    call();
+    return CKR_OK;
+  } catch (const PKCS11_ReturnError& error) {
+    return static_cast<CK_RV>(error.get_return_value());
+  }
+}
+
+void require_attributes(const Trial& trial, TokenSession& token, ObjectHandle handle, const Template& given) {
+  for (const Attribute& attribute : given.attributes()) {
+    const auto* const bytes = static_cast<const std::uint8_t*>(attribute.pValue);
+    const Bytes found = value_of(Object(token.session(), handle), attribute.type);
+    trial.require(found == Bytes(bytes, bytes + attribute.ulValueLen),
+                  "attribute " + std::to_string(attribute.type) + " reads as " + Botan::hex_encode(found) +
+                      " instead of " + Botan::hex_encode(bytes, attribute.ulValueLen));
+  }
+}
+
+}  // namespace tee_token_admin

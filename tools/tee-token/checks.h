@@ -1,0 +1,84 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <botan/pk_keys.h>
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "shared/certificates.h"
+#include "shared/token_access.h"
+
+namespace tee_token_admin {
+
+/// The classes of findings. The number is the exit code; of several findings the smallest counts.
+enum class Fault {
+  kFiles = 10,
+  kPin,
+  kOtherKey,
+  kIncomplete,
+  kUnreadable,
+  kOrder,
+  kDates,
+  kUnfit,
+  kTrust,
+  kLeftover,
+};
+
+/// What a check has found so far.
+class Findings {
+ public:
+  /// The text names the object, says what is wrong and what to do.
+  void add(Fault fault, const std::string& text) { m_found.push_back({fault, text}); }
+
+  std::size_t count() const { return m_found.size(); }
+
+  /// 0 without findings.
+  int exit_code() const;
+
+  /// Prints a line a finding and then the conclusion, or a JSON object with "exit_code", "findings" and
+  /// "conclusion".
+  void print(const std::string& conclusion, bool json) const;
+
+ private:
+  struct Finding {
+    Fault fault;
+    std::string text;
+  };
+  std::vector<Finding> m_found;
+};
+
+/// The exit codes of a check that finds faults from `first` to `last`, for a help text.
+std::string help_on_faults(Fault first, Fault last);
+
+// The parts of `check`; a certificate is found when it is out of date now or `days` from now.
+
+/// Checks each client's keys and chains: that parts are complete, keys sign and match, chains are usable, and
+/// that there are no temporary objects that no operation will use. Needs the user.
+void check_identities(Findings& findings, TokenSession& token, unsigned days);
+
+/// Checks single certificates, and trust groups: that roots have their group, once, and are CA certificates.
+void check_certificates(Findings& findings, TokenSession& token, unsigned days);
+
+/// Takes one step with an object. That it cannot be read or used is a finding; that another program has
+/// destroyed it meanwhile is not.
+void examine(Findings& findings, Botan::PKCS11::ObjectHandle object, const std::function<void()>& step);
+
+// Parts of `check` and of `check_chain`. `name` begins the text of a finding.
+
+/// The index of the first certificate for the key; the chain's size when there is none. Curves are compared
+/// by their numbers, however they are written.
+std::size_t index_of_key(const tools::Certificates& chain, const Botan::Public_Key& key);
+
+void check_dates(Findings& findings, const std::string& name, const Botan::X509_Certificate& certificate,
+                 unsigned days);
+
+/// Checks what a TLS client with this key needs of the chain. Its certificates are numbered from 1.
+void check_chain_of(Findings& findings, const std::string& name, const tools::Certificates& chain,
+                    const Botan::Public_Key& key, unsigned days);
+
+}  // namespace tee_token_admin

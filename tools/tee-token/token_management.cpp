@@ -1,0 +1,110 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include <botan/p11.h>
+#include <fcntl.h>
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+#include "commands.h"
+#include "shared/shown_text.h"
+#include "store/device_folder.h"
+
+namespace tee_token_admin {
+
+using shown_text::counted;
+
+using namespace Botan::PKCS11;
+
+namespace {
+
+std::string line_of_terminal(const std::string& prompt, bool twice) {
+  char line[1024] = "";
+  if (EVP_read_pw_string(line, sizeof line - 1, prompt.c_str(), twice ? 1 : 0) != 0) {
+    throw UsageError("no PIN was entered, or not the same one twice; nothing was changed");
+  }
+  const std::string entered = line;
+  OPENSSL_cleanse(line, sizeof line);
+  return entered;
+}
+
+secure_string new_pin(const std::string& hex) {
+  const std::string name = "the new PIN";
+  return pin_of_hex(hex.empty() || hex == "-" ? read_pin(name, true) : hex, name);
+}
+
+}  // namespace
+
+tee_token::FileDescriptor lock_token(const Target& target) {
+  const auto folder = tee_token::DeviceFolder::of_environment();
+  if (!is_platforms(target) || !folder.exists()) {
+    return tee_token::FileDescriptor(-1);
+  }
+  tee_token::FileDescriptor opened(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.get() < 0 || ::flock(opened.get(), LOCK_EX) != 0) {
+    throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
+  }
+  return opened;
+}
+
+void init(const Target& target, const std::string& label, bool force) {
+  if (label.size() > 32) {
+    throw UsageError("a token's label has at most 32 characters");
+  }
+  if (is_platforms(target)) {
+    tee_token::DeviceFolder::of_environment().make_if_absent();  // it is locked next
+  }
+  const tee_token::FileDescriptor lock = lock_token(target);
+  OpenSlot open(target, false);
+  const bool present = (open.slot().get_slot_info().flags & CKF_TOKEN_PRESENT) != 0;
+  if (present && (open.slot().get_token_info().flags & CKF_TOKEN_INITIALIZED) != 0 && !force) {
+    throw UsageError("there is a token already, which was not changed; --force destroys everything on it");
+  }
+  initialize_token(open.slot(), label, officer_pin(target), user_pin(target));
+  std::cout << "made token '" << label << "'\n";
+  if (user_pin(target) != user_pin({})) {
+    std::cerr << "note: the library logs in with the platform's user PIN, so it cannot use this token\n";
+  }
+}
+
+std::string read_pin(const std::string& name, bool twice) {
+  std::string line;
+  if (::isatty(STDIN_FILENO) == 1) {
+    line = line_of_terminal(name + " in hexadecimal digits (31 is the digit 1): ", twice);
+  } else {
+    std::getline(std::cin, line);
+  }
+  if (line.empty()) {
+    throw UsageError(name + " is missing on stdin");
+  }
+  return line;
+}
+
+void change_pin(const Target& target, const std::string& new_pin_hex) {
+  const secure_string pin = new_pin(new_pin_hex);
+  OpenSlot open(target, true);
+  Botan::PKCS11::change_pin(open.slot(), user_pin(target), pin);
+  std::cout << "changed the user PIN to one of " << counted(pin.size(), "byte") << "\n";
+}
+
+void change_so_pin(const Target& target, const std::string& new_pin_hex) {
+  const secure_string pin = new_pin(new_pin_hex);
+  OpenSlot open(target, true);
+  Botan::PKCS11::change_so_pin(open.slot(), officer_pin(target), pin);
+  std::cout << "changed the security officer's PIN to one of " << counted(pin.size(), "byte") << "\n";
+}
+
+void reset_pin(const Target& target, const std::string& new_pin_hex) {
+  const secure_string pin = new_pin(new_pin_hex);
+  OpenSlot open(target, true);
+  set_pin(open.slot(), officer_pin(target), pin);
+  std::cout << "set a new user PIN of " << counted(pin.size(), "byte") << "\n";
+}
+
+}  // namespace tee_token_admin
