@@ -14,8 +14,8 @@
 
 namespace cci_test {
 
+using testing::HasSubstr;
 using token_test::Outcome;
-using token_test::shell;
 
 /// A fresh token and a CA in a folder of the test's own, where commands run and find cci and tee-token.
 class CciTest : public testing::Test {
@@ -32,28 +32,29 @@ class CciTest : public testing::Test {
     std::ofstream(path("command.sh"))
         << "set -o pipefail\nPATH='" CCI_FOLDER "':$PATH\ncd '" << path("") << "'\n"
         << command << "\n";
-    return shell("bash '" + path("command.sh") + "'");
+    return token_test::shell("bash '" + path("command.sh") + "'");
   }
   std::string text(const std::string& command) const { return run(command).text; }
   std::string path(const std::string& name) const { return (m_folder.path() / name).string(); }
 
-  /// Makes and installs an identity by the CA, with `days` of validity.
-  Outcome provision(const std::string& days = "90") const {
-    return run("cci provision --common-name device --pem --issue '" + issue(days) + "; cat ca.pem'");
-  }
+  /// A command that certifies the request on stdin.
   static std::string issue(const std::string& days = "90") {
     return "openssl x509 -req -CA ca.pem -CAkey ca.key -days " + days + " 2>/dev/null";
+  }
+  static std::string provision(const std::string& backend = issue() + "; cat ca.pem",
+                               const std::string& options = "--pem") {
+    return "cci provision --common-name device " + options + " --issue '" + backend + "'";
   }
 
   struct Case {
     std::string command;
     int code;
-    std::string said;
+    std::string said = "";
   };
   void expect(const Case& each) const {
     const Outcome outcome = run(each.command);
     EXPECT_EQ(outcome.code, each.code) << each.command << "\n" << outcome.text;
-    EXPECT_THAT(outcome.text, testing::HasSubstr(each.said)) << each.command;
+    EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.command;
   }
 
  private:

@@ -3,15 +3,19 @@
 
 #include "backend_command.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <memory>
 
-#include "child_process.h"
 #include "failure.h"
-#include "signal_watch.h"
 
 namespace cci {
 namespace {
@@ -20,92 +24,145 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
 constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
-// Within this, an end of the command and a signal are seen.
-constexpr int kSliceMilliseconds = 100;
+constexpr int kSliceMilliseconds = 100;  // within which the end of the command is noticed
+constexpr timespec kGrace = {0, 300'000'000};
 
-/// One run of a command: feeds it, reads it, and looks after its time.
-class Conversation {
+/// The process group of the command that runs; 0: none.
+volatile std::sig_atomic_t g_group = 0;
+
+void end_group() {
+  ::kill(-g_group, SIGTERM);
+  ::nanosleep(&kGrace, nullptr);
+  ::kill(-g_group, SIGKILL);
+}
+
+// A signal handler: calls nothing that is not safe in one.
+void end_with_command(int signal) {
+  if (g_group != 0) end_group();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+void handle_signals() {
+  for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
+    // One that is ignored, as after nohup, stays ignored.
+    if (std::signal(signal, end_with_command) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
+}
+
+void require(bool succeeded) {
+  if (!succeeded) {
+    throw Failure(Exit::kBackendFailed, std::string("cannot start the command: ") + std::strerror(errno));
+  }
+}
+
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+/// Not a pipe: nothing blocks when the command does not read all of its input.
+File file_with(const std::string& bytes) {
+  File file(std::tmpfile(), std::fclose);
+  require(file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
+          std::fseek(file.get(), 0, SEEK_SET) == 0);
+  return file;
+}
+
+/// A shell command in a session, and so a process group, of its own.
+class Process {
  public:
-  explicit Conversation(const BackendCommand& backend)
-      : m_backend(backend), m_process(backend.command), m_start(Clock::now()) {}
-
-  std::string run(const std::function<void(seconds)>& waiting) {
-    seconds told{-1};
-    // What was written before the end is in the pipe: so look at the end first and then at the pipe.
-    for (bool ended = false; !ended;) {
-      ended = m_process.has_ended();
-      exchange(ended ? 0 : kSliceMilliseconds);
-      if (!ended) require_time();
-      if (passed() > told) waiting(told = passed());
+  explicit Process(const BackendCommand& backend) {
+    const File input = file_with(backend.input);
+    int ends[2];
+    require(::pipe2(ends, O_CLOEXEC) == 0);
+    handle_signals();
+    m_id = ::fork();
+    if (m_id == 0) execute(backend.command.c_str(), ::fileno(input.get()), ends[1]);
+    require(m_id > 0);
+    g_group = m_id;
+    ::close(ends[1]);
+    m_output.fd = ends[0];
+  }
+  ~Process() {
+    if (has_ended()) {
+      ::kill(-m_id, SIGKILL);  // what it left behind
+    } else {
+      end_group();
     }
-    const int status = m_process.end();
-    m_signals.throw_if_caught();
-    require_success(status);
-    return std::move(m_answer);
+    g_group = 0;
+    ::waitpid(m_id, nullptr, 0);
+  }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // It is not waited for here: until the destructor does, no other process can get its number.
+  bool has_ended() {
+    return ::waitid(P_PID, static_cast<id_t>(m_id), &m_end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           m_end.si_pid == m_id;
   }
 
- private:
-  seconds passed() const { return std::chrono::duration_cast<seconds>(Clock::now() - m_start); }
-
-  void require_time() {
-    m_signals.throw_if_caught();
-    if (Clock::now() - m_start >= m_backend.timeout) {
-      throw Failure(Exit::kBackendFailed, "no answer within " + std::to_string(m_backend.timeout.count()) +
-                                              " s (--timeout sets more)");
-    }
-  }
-
-  void exchange(int milliseconds) {
-    pollfd files[] = {{m_process.input(), POLLOUT, 0}, {m_process.output(), POLLIN, 0}};
-    if (::poll(files, 2, milliseconds) <= 0) return;
-    if (files[0].revents != 0) feed();
-    if (files[1].revents != 0) read();
-  }
-
-  // A command that does not want all of its input is not wrong.
-  void feed() {
-    const ssize_t count =
-        ::write(m_process.input(), m_backend.input.data() + m_fed, m_backend.input.size() - m_fed);
-    if (count > 0) m_fed += static_cast<std::size_t>(count);
-    if ((count < 0 && errno != EAGAIN) || m_fed == m_backend.input.size()) m_process.close_input();
-  }
-
-  void read() {
-    char part[65536];
-    ssize_t count = 0;
-    while ((count = ::read(m_process.output(), part, sizeof part)) > 0) {
-      m_answer.append(part, static_cast<std::size_t>(count));
-      if (m_answer.size() > kLongestAnswer) {
+  /// Appends the output that there is or that comes within the time.
+  void read(std::string& answer, int milliseconds) {
+    for (; ::poll(&m_output, 1, milliseconds) > 0; milliseconds = 0) {
+      char part[65536];
+      const ssize_t count = ::read(m_output.fd, part, sizeof part);
+      if (count <= 0) {
+        ::close(m_output.fd);
+        m_output.fd = -1;  // poll ignores it
+        return;
+      }
+      answer.append(part, static_cast<std::size_t>(count));
+      if (answer.size() > kLongestAnswer) {
         throw Failure(Exit::kBackendFailed, "the command wrote more than 16 MiB");
       }
     }
-    if (count == 0) m_process.close_output();
   }
 
-  static void require_success(int status) {
-    if (WIFSIGNALED(status)) {
-      const int number = WTERMSIG(status);
-      throw Failure(Exit::kBackendFailed, "the command was ended by signal " + std::to_string(number) + " (" +
-                                              ::strsignal(number) + ")");
-    }
-    if (WEXITSTATUS(status) != 0) {
+  /// After the end.
+  void require_success() const {
+    const std::string number = std::to_string(m_end.si_status);
+    if (m_end.si_code != CLD_EXITED) {
       throw Failure(Exit::kBackendFailed,
-                    "the command ended with exit code " + std::to_string(WEXITSTATUS(status)));
+                    "the command was ended by signal " + number + " (" + ::strsignal(m_end.si_status) + ")");
+    }
+    if (m_end.si_status != 0) {
+      throw Failure(Exit::kBackendFailed, "the command ended with exit code " + number);
     }
   }
 
-  const BackendCommand& m_backend;
-  SignalWatch m_signals;
-  ChildProcess m_process;
-  Clock::time_point m_start;
-  std::string m_answer;
-  std::size_t m_fed = 0;
+ private:
+  [[noreturn]] static void execute(const char* command, int input, int output) {
+    ::setsid();
+    ::dup2(input, STDIN_FILENO);
+    ::dup2(output, STDOUT_FILENO);
+    std::signal(SIGPIPE, SIG_DFL);
+    ::execl("/bin/sh", "sh", "-c", command, nullptr);
+    ::_exit(127);
+  }
+
+  pid_t m_id = -1;
+  pollfd m_output = {-1, POLLIN, 0};
+  siginfo_t m_end = {};
 };
 
 }  // namespace
 
 std::string answer_of_command(const BackendCommand& backend, const std::function<void(seconds)>& waiting) {
-  return Conversation(backend).run(waiting);
+  Process process(backend);
+  std::string answer;
+  const auto start = Clock::now();
+  seconds told{-1};
+  // What was written before the end is in the pipe: so first look at the end and then at the pipe.
+  for (bool ended = false; !ended;) {
+    ended = process.has_ended();
+    process.read(answer, ended ? 0 : kSliceMilliseconds);
+    const auto passed = std::chrono::duration_cast<seconds>(Clock::now() - start);
+    if (!ended && passed >= backend.timeout) {
+      throw Failure(Exit::kBackendFailed, "no answer within " + std::to_string(backend.timeout.count()) +
+                                              " s (--timeout sets more)");
+    }
+    if (passed > told) waiting(told = passed);
+  }
+  process.require_success();
+  return answer;
 }
 
 }  // namespace cci

@@ -68,10 +68,4 @@ std::string fingerprint_of_key(const std::string& pem) {
   return std::unique_ptr<Botan::Public_Key>(Botan::X509::load_key(source))->fingerprint_public("SHA-256");
 }
 
-std::string pem_of(const Certificates& certificates) {
-  std::string pem;
-  for (const auto& certificate : certificates) pem += certificate.PEM_encode();
-  return pem;
-}
-
 }  // namespace cci

@@ -3,16 +3,11 @@
 
 #pragma once
 
-#include <botan/x509cert.h>
-
 #include <string>
-#include <vector>
 
-#include "bytes.h"
+#include "shared/certificates.h"
 
 namespace cci {
-
-using Certificates = std::vector<Botan::X509_Certificate>;
 
 /// What people are shown of a certificate. Times are UTC, as in 2026-11-25T09:30:00Z.
 struct CertificateFacts {
@@ -30,7 +25,5 @@ bool is_valid_now(const CertificateFacts& facts);
 
 /// SHA-256 of the SubjectPublicKeyInfo; the key is PEM.
 std::string fingerprint_of_key(const std::string& pem);
-
-std::string pem_of(const Certificates& certificates);
 
 }  // namespace cci

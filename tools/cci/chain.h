@@ -5,23 +5,28 @@
 
 #include <string>
 
-#include "certificate_facts.h"
-#include "exit_code.h"
+#include "failure.h"
+#include "shared/certificates.h"
 
 namespace cci {
 
-/// The certificates that the token gave. Throws a Failure of class kTokenFailed when one cannot be read.
+using tools::Certificates;
+
+std::string pem_of(const Certificates& certificates);
+
+/// The certificates that the token returned. Throws a Failure of class kTokenFailed when one cannot be read.
 Certificates certificates_of(const std::string& pem);
 
-/// A text that should be a chain, and whose fault it is when it is none.
+/// A text that should be a chain, and the failure when it is none.
 struct ChainText {
   std::string name;  // for people: a file, or "the backend's answer"
   std::string text;
   Exit unreadable, unfit;
+  std::string hint = {};  // what to try when it has no certificate for the key
 };
 
-/// Reads the certificates, PEM or DER, with whatever is around them, as an installation does. Throws a
-/// Failure when there is none, or when there is a part that an installation would leave out.
+/// Reads the certificates, PEM or DER, as an installation does. Throws a Failure when there is none, or when
+/// an installation would leave a part out.
 Certificates read_chain(const ChainText& chain);
 
 /// Throws a Failure unless the first certificate is for the public key (PEM), in the form that the key has.

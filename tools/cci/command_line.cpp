@@ -1,20 +1,22 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "command_line.h"
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <set>
 #include <vector>
 
-#include "exit_code.h"
+#include "commands.h"
 #include "failure.h"
 #include "json.h"
 #include "shared/brief_formatter.h"
 
 namespace cci {
 namespace {
+
+const char kExitCodes[] =
+    "Exit code: 0 done, 1 cannot write, 2 usage, 3 wrong or locked PIN, 4 no token,\n"
+    "5 token failed, 6 not found, 7 refused, 8 backend failed, 9 input unreadable";
 
 /// The subcommands and where their options go.
 class Parser {
@@ -23,13 +25,13 @@ class Parser {
     m_app.require_subcommand(1);
     m_app.fallthrough();
     m_app.formatter(std::make_shared<shown_text::BriefFormatter>());  // of the subcommands, too
-    m_app.footer(help_on_exit_codes());
+    m_app.footer(kExitCodes);
     m_app.get_help_ptr()->group("");  // a line less, so that it fits on a screen
     m_app.set_version_flag("--version", "cci " CCI_VERSION, "Print the version and exit");
     m_app.add_flag("--json", m_options.json, "Write one JSON object to stdout");
     CLI::Option* const quiet =
-        m_app.add_flag("-q,--quiet", m_options.quiet, "Nothing on stderr but errors and warnings");
-    m_app.add_flag("-v,--verbose", m_options.verbose, "The library's records on stderr, too")
+        m_app.add_flag("-q,--quiet", m_options.quiet, "Only errors and warnings on stderr");
+    m_app.add_flag("-v,--verbose", m_options.verbose, "The library's records on stderr too")
         ->excludes(quiet);
     add_provisioning();
     add_installation();
@@ -80,7 +82,7 @@ class Parser {
   void add_name(CLI::App* command) {
     command->add_option("--common-name", m_options.common_name, "CN of the request's subject")
         ->required()
-        ->check([](const std::string& name) { return is_utf8(name) ? "" : "the name has to be UTF-8"; })
+        ->check([](const std::string& name) { return is_utf8(name) ? "" : "must be UTF-8"; })
         ->type_name("NAME");
     command->add_flag("--pem", m_options.pem, "The request in PEM instead of DER");
   }
@@ -101,21 +103,21 @@ class Parser {
     all->add_option("--timeout", m_seconds, "Time for the command; without it 60")
         ->check(CLI::Range(1, 86400).description(""))
         ->type_name("SECONDS");
-    add("generate-key", "Make a key pair, which waits for its certificate", cci::generate_key);
-    CLI::App* const request = add("csr", "Write the request for the key pair that waits", cci::csr);
+    add("generate-key", "Make a key pair, pending until it is installed", cci::generate_key);
+    CLI::App* const request = add("csr", "Write the request for the pending key pair", cci::csr);
     add_name(request);
     add_output(request);
   }
 
   void add_installation() {
-    add("install", "Install the key pair that waits, with its chain", cci::install)
+    add("install", "Install the pending key pair with its chain", cci::install)
         ->add_option("CHAIN", m_options.file, "File in PEM, client's first; -: stdin")
         ->required();
     add("delete", "Delete the installed key pair and chain", cci::delete_identity);
   }
 
   void add_reading() {
-    add("status", "Show what is installed and what waits", cci::status);
+    add("status", "Show what is installed and what is pending", cci::status);
     CLI::App* const certificates = add("cert", "Write certificates in PEM", cci::cert);
     add_key(certificates, "KEY", {"LYR", "ZEMP", "BASE"});
     CLI::App* const key = add("public-key", "Write a public key in PEM", cci::public_key);

@@ -3,13 +3,33 @@
 
 #pragma once
 
-#include "answer.h"
-#include "notes.h"
-#include "options.h"
+#include <chrono>
+#include <optional>
+#include <string>
 
 namespace cci {
 
-/// Each carries out one subcommand or throws a Failure.
+class Notes;
+
+enum class SignatureForm { kRaw, kDer, kHex, kBase64 };
+
+/// What the command line asks for.
+struct Options {
+  bool json = false, quiet = false, verbose = false, pem = false;
+  std::string common_name, key = "LYR", group, issue;
+  std::string file = "-";             // input; "-": stdin
+  std::optional<std::string> output;  // a file; without it stdout
+  SignatureForm form = SignatureForm::kRaw;
+  std::chrono::seconds timeout{60};
+};
+
+/// What a command writes to stdout.
+struct Answer {
+  std::string data;
+  std::string json;  // instead of the data, with --json
+};
+
+/// Carries out one subcommand or throws a Failure.
 using Command = Answer (*)(const Options&, Notes&);
 
 Answer generate_key(const Options& options, Notes& notes);
@@ -23,5 +43,14 @@ Answer roots(const Options& options, Notes& notes);
 Answer vin(const Options& options, Notes& notes);
 Answer status(const Options& options, Notes& notes);
 Answer provision(const Options& options, Notes& notes);
+
+struct CommandLine {
+  Command command = nullptr;
+  Options options;
+  std::string help;  // asked for, instead of a command
+};
+
+/// Throws a Failure of class kUsage.
+CommandLine parse(int argc, char** argv);
 
 }  // namespace cci

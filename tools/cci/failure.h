@@ -3,12 +3,26 @@
 
 #pragma once
 
+#include <botan/exceptn.h>
+
 #include <stdexcept>
 #include <string>
 
-#include "exit_code.h"
-
 namespace cci {
+
+/// How a command ended: the exit codes. Those that tee-token has too mean the same there.
+enum class Exit {
+  kDone = 0,
+  kNotDone = 1,
+  kUsage = 2,
+  kPin = 3,
+  kNoToken = 4,
+  kTokenFailed = 5,
+  kNotFound = 6,
+  kRefused = 7,
+  kBackendFailed = 8,
+  kInput = 9,
+};
 
 /// A command was not carried out. what() says what failed, why, and what to try.
 class Failure : public std::runtime_error {
@@ -20,5 +34,11 @@ class Failure : public std::runtime_error {
  private:
   Exit m_exit;
 };
+
+/// The failure for an exception of the library: "cannot `what`: ", the reason and what to try.
+Failure token_failure(const std::string& what, const Botan::Exception& error);
+
+/// Whether the exception means that the object does not exist.
+bool is_absence(const Botan::Exception& error);
 
 }  // namespace cci

@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "certificate_facts.h"
+
 namespace cci {
 namespace {
 
@@ -60,14 +62,14 @@ std::string json_of_signature(const std::string& key, SignatureForm form, const 
                   {form == SignatureForm::kBase64 ? "base64" : "hex", text}});
 }
 
-std::string json_of_status(const Status& status) {
+std::string json_of_identity(const Identity& identity) {
   Json installed, pending;
-  if (!status.is_empty()) {
-    installed = status.key ? key_object(*status.key) : Json::object();
-    installed["key_matches"] = status.key_matches;
-    installed["certificates"] = certificate_array(status.chain);
+  if (identity.is_installed()) {
+    installed = identity.key ? key_object(*identity.key) : Json::object();
+    installed["key_matches"] = identity.key_matches;
+    installed["certificates"] = certificate_array(identity.chain);
   }
-  if (status.pending_key) pending = key_object(*status.pending_key);
+  if (identity.pending_key) pending = key_object(*identity.pending_key);
   return text_of_json({{"installed", installed}, {"pending", pending}});
 }
 

@@ -8,9 +8,8 @@
 #include <utility>
 #include <variant>
 
-#include "certificate_facts.h"
-#include "options.h"
-#include "status.h"
+#include "commands.h"
+#include "identity.h"
 
 namespace cci {
 
@@ -23,6 +22,6 @@ std::string json_of(std::initializer_list<Field> fields);
 std::string json_of_key(const std::string& key_pem);
 std::string json_of_certificates(const Certificates& certificates);
 std::string json_of_signature(const std::string& key, SignatureForm form, const std::string& text);
-std::string json_of_status(const Status& status);
+std::string json_of_identity(const Identity& identity);
 
 }  // namespace cci

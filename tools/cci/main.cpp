@@ -1,55 +1,76 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <ara/log/logging.h>
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 
-#include "command_line.h"
+#include "commands.h"
 #include "failure.h"
-#include "output.h"
-#include "records.h"
+#include "input_output.h"
 #include "shared/shown_text.h"
-#include "signal_watch.h"
-#include "standard_files.h"
 
 namespace {
 
 using namespace cci;
 
-/// Without data of its own, a command was there for what it changed on the token.
-void deliver(const Answer& answer, const Options& options) try {
-  write_output(options.output, options.json ? answer.json : answer.data);
-} catch (const Failure& failure) {
-  if (!answer.data.empty()) throw;
-  throw Failure(failure.exit(), std::string(failure.what()) + "; the command itself is done");
+/// Has all records of the library written to stderr too, or only to where ARA_LOG_SINK says (without it,
+/// nowhere). The library later gets the logger that is made here.
+void direct_records(bool to_stderr) {
+  const char* const setting = std::getenv("ARA_LOG_SINK");
+  const std::string sinks = setting == nullptr ? "" : setting;
+  if (to_stderr && ("," + sinks + ",").find(",console,") == std::string::npos) {
+    ::setenv("ARA_LOG_SINK", (sinks + ",console").c_str(), 1);
+  } else if (sinks.empty()) {
+    ::setenv("ARA_LOG_SINK", "none", 1);
+  }
+  ara::log::CreateLogger("CCIA", "default context of CCI API",
+                         to_stderr ? ara::log::LogLevel::kDebug : ara::log::LogLevel::kWarn);
 }
 
-void carry_out(const CommandLine& order) {
-  const Options& options = order.options;
-  if (order.command == nullptr) return write_output(std::nullopt, order.help);
+/// Gives the numbers of standard files that the caller closed to files that cannot be used, so that no file
+/// of the token gets them and, with them, the messages to stderr.
+void reserve_standard_files() {
+  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const int flags = number == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    if (::fcntl(number, F_GETFD) == -1 && ::open("/dev/null", flags) != number) std::abort();
+  }
+}
+
+void run(const CommandLine& line) {
+  const Options& options = line.options;
+  if (line.command == nullptr) return write_output(std::nullopt, line.help);
   direct_records(options.verbose);
   Notes notes(options.quiet);
-  deliver(order.command(options, notes), options);
+  const Answer answer = line.command(options, notes);
+  try {
+    write_output(options.output, options.json ? answer.json : answer.data);
+  } catch (const Failure& failure) {
+    if (!answer.data.empty()) throw;
+    throw Failure(failure.exit(), std::string(failure.what()) + "; the command itself is done");
+  }
 }
 
 int fail(const std::exception& error, Exit exit) {
   std::cerr << "cci: " << shown_text::shown(error.what()) << std::endl;
-  return exit_code_of(exit);
+  return static_cast<int>(exit);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  secure_standard_files();
+  reserve_standard_files();
+  std::signal(SIGPIPE, SIG_IGN);  // an error of the write instead
+  std::signal(SIGCHLD, SIG_DFL);  // else the end of a child is not seen
   try {
-    carry_out(parse(argc, argv));
-    return exit_code_of(Exit::kDone);
+    run(parse(argc, argv));
+    return static_cast<int>(Exit::kDone);
   } catch (const Failure& failure) {
     return fail(failure, failure.exit());
-  } catch (const Interrupted& interrupted) {
-    std::signal(interrupted.signal(), SIG_DFL);
-    std::raise(interrupted.signal());
-    return fail(interrupted, Exit::kNotDone);
   } catch (const std::exception& error) {
     return fail(error, Exit::kNotDone);
   }

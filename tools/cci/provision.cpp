@@ -5,14 +5,10 @@
 
 #include "backend_command.h"
 #include "commands.h"
-#include "failure.h"
-#include "installation.h"
 #include "json.h"
 
 namespace cci {
 namespace {
-
-const char kUntouched[] = "; what was installed stays";
 
 std::string ask_backend(const Options& options, const Bytes& request, Notes& notes) {
   const std::string text =
@@ -24,20 +20,20 @@ std::string ask_backend(const Options& options, const Bytes& request, Notes& not
   });
 }
 
-/// Only one key pair waits: a generation or an installation by another program takes this one's.
-void require_waiting(const Token& token, const std::optional<std::string>& key) {
+/// There is one pending key pair on a token: a generation or an installation by another program removes this
+/// one's.
+void require_pending(const Token& token, const std::optional<std::string>& key) {
   if (key && token.public_key("LYR_CSR") == key) return;
-  throw Failure(
-      Exit::kRefused,
-      "another program made or installed a key pair meanwhile; what is installed is whole; try again "
-      "when it is done");
+  throw Failure(Exit::kRefused,
+                "another program generated or installed a key pair meanwhile; the installed identity is "
+                "whole; try again when that program has ended");
 }
 
 Bytes request_for(const Token& token, const std::optional<std::string>& key, const std::string& common_name) {
   try {
     return token.request(common_name);
   } catch (const Failure&) {
-    require_waiting(token, key);
+    require_pending(token, key);
     throw;
   }
 }
@@ -46,18 +42,22 @@ Bytes request_for(const Token& token, const std::optional<std::string>& key, con
 
 Answer provision(const Options& options, Notes& notes) {
   const Token token;
+  const bool replaces = token.public_key("LYR").has_value();
   token.generate_key();
   const auto key = token.public_key("LYR_CSR");
   notes.say("generated a key pair");
   const Bytes request = request_for(token, key, options.common_name);
   try {
     const std::string text = ask_backend(options, request, notes);
-    require_waiting(token, key);
-    const ChainText chain{"the backend's answer", text, Exit::kBackendFailed, Exit::kBackendFailed};
-    return {"", json_of_status(install_chain(token, chain, notes))};
+    require_pending(token, key);
+    const std::string hint = options.pem ? "" : "; does the backend expect PEM? Add --pem";
+    const ChainText chain{"the backend's answer", text, Exit::kBackendFailed, Exit::kBackendFailed, hint};
+    return {"", json_of_identity(install_chain(token, chain, notes))};
   } catch (const Failure& failure) {
     if (failure.exit() != Exit::kBackendFailed) throw;
-    throw Failure(failure.exit(), std::string("backend failed: ") + failure.what() + kUntouched);
+    const std::string state = replaces ? "the installed identity is unchanged" : "nothing is installed yet";
+    throw Failure(failure.exit(), std::string("backend failed: ") + failure.what() + "; " + state +
+                                      ", a new key pair is pending");
   }
 }
 

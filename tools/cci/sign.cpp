@@ -7,11 +7,7 @@
 #include <botan/hex.h>
 
 #include "commands.h"
-#include "failure.h"
-#include "input.h"
 #include "json.h"
-#include "output.h"
-#include "token.h"
 
 namespace cci {
 namespace {
@@ -51,7 +47,7 @@ Answer answer_of(const Options& options, const Bytes& raw) {
 Answer sign(const Options& options, Notes&) {
   const bool binary = options.form == SignatureForm::kRaw || options.form == SignatureForm::kDer;
   if (binary && !options.json && !options.output) require_no_terminal();
-  const auto signature = Token().sign(options.key, read_input(options.file));
+  const auto signature = Token().sign(options.key, bytes_of(read_input(options.file)));
   if (!signature) {
     throw Failure(Exit::kNotFound, "cannot sign with " + options.key + ": the token has no such key" +
                                        (options.key == "LYR" ? "; see cci provision" : ""));

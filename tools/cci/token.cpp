@@ -3,9 +3,7 @@
 
 #include "token.h"
 
-#include <utility>
-
-#include "token_failure.h"
+#include "failure.h"
 
 namespace cci {
 
@@ -13,10 +11,10 @@ using ozk::tee::ResultCode;
 
 namespace {
 
-const char kInstalled[] = "LYR", kWaiting[] = "LYR_CSR";
+const char kInstalled[] = "LYR", kPending[] = "LYR_CSR";
 
 template <typename Call>
-auto asked(const std::string& what, const Call& call) {
+auto with_failures(const std::string& what, const Call& call) {
   try {
     return call();
   } catch (const Botan::Exception& error) {
@@ -25,63 +23,64 @@ auto asked(const std::string& what, const Call& call) {
 }
 
 Failure refused(const std::string& what, const std::string& state) {
-  return Failure(Exit::kRefused, "cannot " + what + ": the token refused, or failed half-way; " + state +
-                                     "; --verbose shows the token's reason");
+  return Failure(Exit::kRefused,
+                 "cannot " + what + ": the token refused (see its line above, or --verbose); " + state);
 }
 
 }  // namespace
 
 Token::Token() : m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
 
-// Of all operations this one tells a slot without a token from a token without the object: it is empty there.
-std::optional<std::string> Token::read_public_key(const std::string& what, const std::string& key) const {
-  return asked(what, [&]() -> std::optional<std::string> {
+std::optional<std::string> Token::find_public_key(const std::string& what, const std::string& key) const {
+  return with_failures(what, [&]() -> std::optional<std::string> {
     try {
       return m_api->get_public_key(key);
     } catch (const Botan::Exception& error) {
-      if (says_not_there(error)) return std::nullopt;
+      if (is_absence(error)) return std::nullopt;
       throw;
     }
   });
 }
 
+// Reading a public key is the only operation whose result without a token (empty) differs from that of a
+// token without the object (an exception).
 void Token::require_token(const std::string& what) const {
-  const auto key = read_public_key(what, kInstalled);
+  const auto key = find_public_key(what, kInstalled);
   if (key && key->empty()) {
     throw Failure(Exit::kNoToken, "cannot " + what +
-                                      ": there is no token in any slot; put it in, or make one "
-                                      "(a software token: tee-token init; TEE_TOKEN_DIR says where)");
+                                      ": there is no token; make one with tee-token init, or correct "
+                                      "TEE_TOKEN_DIR");
   }
 }
 
-template <typename Answer>
-Answer Token::unless_no_token(const std::string& what, Answer answer) const {
-  if (answer.empty()) require_token(what);
-  return answer;
+template <typename Call>
+auto Token::result_of(const std::string& what, const Call& call) const {
+  auto result = with_failures(what, call);
+  if (result.empty()) require_token(what);
+  return result;
 }
 
 void Token::generate_key() const {
   const std::string what = "generate a key pair";
-  if (asked(what, [&] { return m_api->generate_private_key(kWaiting); }) != ResultCode::OK) {
+  if (with_failures(what, [&] { return m_api->generate_private_key(kPending); }) != ResultCode::OK) {
     require_token(what);
-    throw refused(what, "the installed identity is as it was");
+    throw refused(what, "the installed identity is unchanged");
   }
 }
 
 Bytes Token::request(const std::string& common_name) const {
   const std::string what = "make a request";
-  const auto call = [&] {
+  const Bytes der = result_of(what, [&] {
     try {
-      return m_api->generate_csr(common_name, kWaiting);
-    } catch (const Botan::Decoding_Error&) {  // its signature is not its key's
+      return m_api->generate_csr(common_name, kPending);
+    } catch (const Botan::Decoding_Error&) {  // the signature does not match the public key
       throw Failure(Exit::kRefused, "cannot " + what +
-                                        ": two programs made a key pair at the same time; begin "
-                                        "again when the other is done: cci generate-key");
+                                        ": two programs generated a key pair at the same time; begin again "
+                                        "when the other one has ended: cci generate-key");
     }
-  };
-  const Bytes der = unless_no_token(what, asked(what, call));
+  });
   if (der.empty()) {
-    throw Failure(Exit::kNotFound, "cannot make a request: no key pair waits; run: cci generate-key");
+    throw Failure(Exit::kNotFound, "cannot make a request: no key pair is pending; run: cci generate-key");
   }
   return der;
 }
@@ -89,52 +88,49 @@ Bytes Token::request(const std::string& common_name) const {
 void Token::install(const std::string& chain) const {
   const std::string what = "install the chain";
   const ResultCode code =
-      asked(what, [&] { return m_api->set_client_cert_and_move_key(chain, kWaiting, kInstalled); });
+      with_failures(what, [&] { return m_api->set_client_cert_and_move_key(chain, kPending, kInstalled); });
   if (code == ResultCode::OK) return;
   require_token(what);
   if (code == ResultCode::TOKEN_STORE_ERROR) {
-    throw Failure(Exit::kTokenFailed,
-                  "cannot install the chain: the token cannot store it; the installed identity is as it was "
-                  "and the key pair still waits; make room and try again");
+    throw Failure(Exit::kTokenFailed, "cannot " + what +
+                                          ": the token cannot store it; the installed identity is unchanged "
+                                          "and the key pair is still pending; make room and try again");
   }
-  throw refused(what, "the identity that was installed serves on; begin again with: cci generate-key");
+  throw refused(what, "the installed identity stays active; begin again with: cci generate-key");
 }
 
 void Token::delete_identity() const {
   const std::string what = "delete the identity";
-  if (asked(what, [&] { return m_api->set_client_cert_and_move_key("", "", kInstalled); }) !=
+  if (with_failures(what, [&] { return m_api->set_client_cert_and_move_key("", "", kInstalled); }) !=
       ResultCode::OK) {
     require_token(what);
-    throw refused(what, "part of it may be gone; run cci delete again");
+    throw refused(what, "a part of it may be gone; run cci delete again");
   }
 }
 
 std::string Token::certificates(const std::string& key) const {
-  const std::string what = "read the certificates of " + key;
-  return unless_no_token(what, asked(what, [&] { return m_api->get_client_cert(key); }));
+  return result_of("read the certificates of " + key, [&] { return m_api->get_client_cert(key); });
 }
 
 std::optional<std::string> Token::public_key(const std::string& key) const {
   const std::string what = "read the public key of " + key;
-  const auto found = read_public_key(what, key);
-  return found ? std::optional<std::string>(unless_no_token(what, *found)) : std::nullopt;
+  const auto found = find_public_key(what, key);
+  if (found && found->empty()) require_token(what);
+  return found;
 }
 
-std::optional<Bytes> Token::sign(const std::string& key, Bytes data) const {
-  const std::string what = "sign with " + key;
+std::optional<Bytes> Token::sign(const std::string& key, const Bytes& data) const {
   const Bytes signature =
-      unless_no_token(what, asked(what, [&] { return m_api->generate_signature(key, std::move(data), ""); }));
+      result_of("sign with " + key, [&] { return m_api->generate_signature(key, data, ""); });
   return signature.empty() ? std::nullopt : std::optional<Bytes>(signature);
 }
 
 std::string Token::roots(const std::string& group) const {
-  const std::string what = "read the roots";
-  return unless_no_token(what, asked(what, [&] { return m_api->get_root_cert_bundle(group); }));
+  return result_of("read the roots", [&] { return m_api->get_root_cert_bundle(group); });
 }
 
 std::string Token::vin() const {
-  const std::string what = "read the VIN";
-  return unless_no_token(what, asked(what, [&] { return m_api->get_zemp_vin(); }));
+  return result_of("read the VIN", [&] { return m_api->get_zemp_vin(); });
 }
 
 }  // namespace cci

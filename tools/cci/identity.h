@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "chain.h"
+#include "input_output.h"
+#include "token.h"
+
+namespace cci {
+
+/// What the token has of the client.
+struct Identity {
+  std::optional<std::string> key;  // the installed public key, PEM
+  Certificates chain;              // the installed one
+  bool key_matches = false;        // the private key matches the first certificate
+  std::optional<std::string> pending_key;
+
+  bool is_installed() const { return key || !chain.empty(); }
+};
+
+Identity identity_on(const Token& token);
+
+/// Installs the chain with the pending key pair, which must be the first certificate's. What cannot succeed
+/// is not tried, so that the key pair stays pending. Returns what is installed afterwards.
+Identity install_chain(const Token& token, const ChainText& chain, Notes& notes);
+
+}  // namespace cci

@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace cci {
+
+/// What goes to stderr besides errors.
+class Notes {
+ public:
+  /// Quiet notes are warnings alone.
+  explicit Notes(bool quiet);
+  ~Notes() { clear(); }
+  Notes(const Notes&) = delete;
+  Notes& operator=(const Notes&) = delete;
+
+  /// A line about what is done now or is done.
+  void say(const std::string& text);
+  void warn(const std::string& text);
+
+  /// On a terminal, a line that the next one replaces; elsewhere nothing.
+  void tick(const std::string& text);
+
+ private:
+  void clear();
+
+  bool m_quiet, m_on_terminal;
+  bool m_ticking = false;
+};
+
+/// All bytes of a file, or of stdin for "-". Throws a Failure of class kInput.
+std::string read_input(const std::string& path);
+
+/// Writes to a file, whole or not at all, or else to stdout. Throws a Failure of class kNotDone.
+void write_output(const std::optional<std::string>& file, const std::string& bytes);
+
+/// Throws a Failure of class kUsage when stdout is a terminal.
+void require_no_terminal();
+
+}  // namespace cci
