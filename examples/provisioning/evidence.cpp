@@ -3,49 +3,73 @@
 
 #include "evidence.h"
 
-#include <botan/bigint.h>
-#include <botan/der_enc.h>
+#include <botan/hex.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
-
-#include "commands.h"
 
 namespace provisioning {
 namespace {
 
-int g_steps = 0;
-bool g_explained = false;
-
-// As no-color.org has it.
-bool is_coloured() {
-  static const bool coloured = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
-  return coloured;
-}
-
+// NO_COLOR: see no-color.org.
 std::string in_colour(const char* code, const std::string& text) {
-  return is_coloured() ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
-}
-
-// openssl takes the signature as TLS carries it: a DER sequence of r and s (RFC 3279, 2.2.3).
-std::vector<std::uint8_t> der_signature(const std::vector<std::uint8_t>& raw) {
-  const std::size_t half = raw.size() / 2;
-  std::vector<std::uint8_t> der;
-  Botan::DER_Encoder(der)
-      .start_cons(Botan::SEQUENCE)
-      .encode(Botan::BigInt(raw.data(), half))
-      .encode(Botan::BigInt(raw.data() + half, half))
-      .end_cons();
-  return der;
+  static const bool coloured = ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+  return coloured ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
 }
 
 std::string after_equals(const std::string& text) { return text.substr(text.find('=') + 1); }
 
 }  // namespace
+
+std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
+
+std::string run(const std::string& command) {
+  std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "re");
+  if (pipe == nullptr) {
+    throw std::runtime_error("cannot run: " + command);
+  }
+  std::string output;
+  char part[4096];
+  for (std::size_t length = 0; (length = std::fread(part, 1, sizeof part, pipe)) > 0;) {
+    output.append(part, length);
+  }
+  if (::pclose(pipe) != 0) {
+    throw std::runtime_error("failed: " + command + "\n" + output);
+  }
+  if (!output.empty() && output.back() == '\n') {
+    output.pop_back();
+  }
+  return output;
+}
+
+void write_file(const std::string& name, const std::string& content) {
+  if (!(std::ofstream(name, std::ios::binary) << content).flush()) {
+    throw std::runtime_error("cannot write " + name);
+  }
+}
+
+std::string read_file(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  if (!file) {
+    throw std::runtime_error("cannot read " + name);
+  }
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+std::size_t occurrences(const std::string& sought, const std::string& text) {
+  std::size_t count = 0;
+  for (std::size_t at = 0; (at = text.find(sought, at)) != std::string::npos; ++at) {
+    ++count;
+  }
+  return count;
+}
 
 void require(bool held, const std::string& claim) {
   if (!held) {
@@ -56,17 +80,13 @@ void require(bool held, const std::string& claim) {
 void require_signature(const std::string& public_key_file, const std::string& message,
                        const std::vector<std::uint8_t>& signature) {
   require(signature.size() == 64, "a signature on secp256r1 has 64 bytes");
+  // openssl wants a DER sequence of r and s (RFC 3279, 2.2.3).
+  write_file("signature.cnf", "asn1=SEQUENCE:rs\n[rs]\nr=INTEGER:0x" +
+                                  Botan::hex_encode(signature.data(), 32) + "\ns=INTEGER:0x" +
+                                  Botan::hex_encode(signature.data() + 32, 32) + "\n");
+  run("openssl asn1parse -genconf signature.cnf -noout -out signature");
   write_file("message", message);
-  write_file("signature", der_signature(signature));
   run("openssl dgst -sha256 -verify " + public_key_file + " -signature signature message");
-}
-
-std::size_t certificate_count(const std::string& pem) {
-  std::size_t count = 0;
-  for (std::size_t at = 0; (at = pem.find("-----BEGIN CERTIFICATE-----", at)) != std::string::npos; ++at) {
-    ++count;
-  }
-  return count;
 }
 
 std::string serial_of(const std::string& pem_file) {
@@ -79,19 +99,15 @@ std::string identity_of(const std::string& pem_file) {
   return "serial " + serial_of(pem_file).substr(0, 12) + "..., SHA-256 " + fingerprint.substr(0, 23) + "...";
 }
 
-void explain_steps(bool explained) { g_explained = explained; }
-
-void report(const std::string& step, const std::string& shown, const std::string& explanation) {
-  std::ostringstream number, name;
-  number << "[" << std::setw(2) << ++g_steps << "] ";
-  name << std::left << std::setw(24) << step;
-  std::cout << in_colour("2", number.str()) << in_colour("1;32", name.str()) << shown << "\n";
-  if (g_explained) {
+void Report::step(const std::string& name, const std::string& shown, const std::string& explanation) {
+  std::ostringstream number, padded_name;
+  number << "[" << std::setw(2) << ++m_steps << "] ";
+  padded_name << std::left << std::setw(24) << name;
+  std::cout << in_colour("2", number.str()) << in_colour("1;32", padded_name.str()) << shown << "\n";
+  if (m_explained) {
     std::cout << in_colour("2", "     " + explanation) << "\n";
   }
   std::cout.flush();
 }
-
-int steps_reported() { return g_steps; }
 
 }  // namespace provisioning

@@ -9,28 +9,44 @@
 
 namespace provisioning {
 
+std::vector<std::uint8_t> bytes(const std::string& text);
+
+/// Runs a shell command and returns its stdout and stderr without the last line break.
+/// Throws std::runtime_error with that text unless it exits with 0.
+std::string run(const std::string& command);
+
+/// Writes or reads a file of the working folder; throws std::runtime_error.
+void write_file(const std::string& name, const std::string& content);
+std::string read_file(const std::string& name);
+
+/// How often `sought` occurs in `text`.
+std::size_t occurrences(const std::string& sought, const std::string& text);
+
 /// Throws std::runtime_error, which ends the demonstration, unless `held`.
 void require(bool held, const std::string& claim);
 
-/// Throws unless `signature` (r||s) over `message` verifies under the public key in the file, by openssl.
+/// Throws unless openssl verifies `signature` (r||s) of `message` with the public key in the file.
 void require_signature(const std::string& public_key_file, const std::string& message,
                        const std::vector<std::uint8_t>& signature);
-
-/// Number of certificates in a PEM text.
-std::size_t certificate_count(const std::string& pem);
 
 /// Serial number of the first certificate in the PEM file, in hexadecimal.
 std::string serial_of(const std::string& pem_file);
 
-/// Serial number and SHA-256 fingerprint (its first bytes) of the first certificate in the PEM file.
+/// Beginnings of serial number and SHA-256 fingerprint of the first certificate in the PEM file.
 std::string identity_of(const std::string& pem_file);
 
-/// Whether `report` gives the explanations, too.
-void explain_steps(bool explained);
+/// Prints a numbered line for each step that held, in colour on a terminal.
+class Report {
+ public:
+  /// `explained`: a second line explains the step.
+  explicit Report(bool explained) : m_explained(explained) {}
 
-/// One line for one step that held; numbers the steps. `explanation` says what stands behind it. Coloured on
-/// a terminal.
-void report(const std::string& step, const std::string& shown, const std::string& explanation);
-int steps_reported();
+  void step(const std::string& name, const std::string& shown, const std::string& explanation);
+  int steps() const { return m_steps; }
+
+ private:
+  bool m_explained;
+  int m_steps = 0;
+};
 
 }  // namespace provisioning

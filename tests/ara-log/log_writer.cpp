@@ -1,30 +1,34 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// log-writer CONTEXT COUNT TEXT [fork]: writes COUNT warnings, as any application would, forks a child that
-// only ends, and writes one more record at its exit.
+// log-writer CONTEXT [TEXT]...: logs each TEXT as a warning, or without TEXT each line of stdin for
+// debugging; then once more in a forked child, and once when static objects are destroyed.
 
 #include <ara/log/logging.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <iostream>
 #include <string>
 
 namespace {
 
-/// Begins before the first logger is made, so it ends after whatever that has set up.
 struct Farewell {
   ~Farewell() { ara::log::CreateLogger("EXIT", "").LogInfo() << "ends"; }
-} farewell;
+} farewell;  // made before the first logger, so destroyed after whatever that sets up
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4 && argc != 5) return EXIT_FAILURE;
-  for (int count = std::stoi(argv[2]); count > 0; --count) {
-    ara::log::CreateLogger(argv[1], "writer").LogWarn() << argv[3];
+  if (argc < 2) return 2;
+  const auto& log = ara::log::CreateLogger(argv[1], "writer");
+  for (int text = 2; text < argc; ++text) log.LogWarn() << argv[text];
+  for (std::string line; argc == 2 && std::getline(std::cin, line);) log.LogDebug() << line;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    log.LogInfo() << "child";
+    ::_exit(0);
   }
-  if (argc == 5 && ::fork() > 0) ::wait(nullptr);
-  return EXIT_SUCCESS;
+  ::waitpid(child, nullptr, 0);
+  return 0;
 }

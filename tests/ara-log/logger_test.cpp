@@ -1,67 +1,137 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <array>
-#include <thread>
+#include <ara/log/host/sink.h>
+#include <ara/log/logging.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include "capture_test.h"
+#include <array>
+#include <cerrno>
+#include <limits>
+#include <stdexcept>
+#include <thread>
 
 namespace {
 
-using ara::log::CreateLogger;
-using ara::log::Logger;
-using ara::log::LogLevel;
+using namespace ara::log;
+using testing::ElementsAre;
 
-using LoggerTest = CaptureTest;
+/// Keeps context, level and text of each record.
+struct CapturingSink : host::Sink {
+  bool Write(const host::Record& record) override {
+    lines.push_back(record.context + std::to_string(static_cast<int>(record.level)) + ' ' + record.text);
+    return true;
+  }
+  std::vector<std::string> lines;
+};
 
-TEST_F(LoggerTest, WritesWhatIsAtLeastAsGraveAsTheThreshold) {
-  const std::vector<std::string> texts{"1", "2", "3", "4", "5", "6"};
+/// Tests whose records go to m_sink alone.
+class LoggerTest : public testing::Test {
+ protected:
+  LoggerTest() { host::SetThreshold(LogLevel::kInfo); }
+  ~LoggerTest() override { host::SetSinks(m_former); }
+
+  std::shared_ptr<CapturingSink> m_sink = std::make_shared<CapturingSink>();
+  host::Sinks m_former = host::SetSinks({m_sink});
+  std::vector<std::string>& m_lines = m_sink->lines;
+  Logger& m_log = CreateLogger("TEST", "tests");
+};
+
+TEST_F(LoggerTest, WritesWhatIsAtLeastAsSevereAsTheThreshold) {
   for (int threshold = 0; threshold <= 6; ++threshold) {
-    m_log.SetThreshold(static_cast<LogLevel>(threshold));
-    m_sink->texts.clear();
-    m_log.WithLevel(LogLevel::kOff) << 0;
-    m_log.LogFatal() << 1;
-    m_log.LogError() << 2;
-    m_log.LogWarn() << 3;
-    m_log.LogInfo() << 4;
-    m_log.LogDebug() << 5;
-    m_log.LogVerbose() << 6;
-    EXPECT_EQ(m_sink->texts, std::vector<std::string>(texts.begin(), texts.begin() + threshold));
+    host::SetThreshold(static_cast<LogLevel>(threshold));
+    Logger& log = CreateLogger("NEW" + std::to_string(threshold), "", LogLevel::kFatal);
+    m_lines.clear();
+    for (int level = 0; level <= 6; ++level) log.WithLevel(static_cast<LogLevel>(level)) << "";
+    EXPECT_EQ(m_lines.size(), static_cast<std::size_t>(threshold));
   }
 }
 
-TEST_F(LoggerTest, IsOneForEachIdOfFourBytesOfWholeCharacters) {
-  Logger& log = CreateLogger("LONGER", "", LogLevel::kError);
-  EXPECT_EQ(&CreateLogger("LONG", "", LogLevel::kVerbose), &log);
-  EXPECT_FALSE(log.IsEnabled(LogLevel::kInfo));
-  log.LogError() << 1;
-  CreateLogger("abc\u00e9", "").LogWarn() << 2;
-  EXPECT_EQ(m_sink->records.at(0).context, "LONG");
-  EXPECT_EQ(m_sink->records.at(1).context, "abc");
+TEST_F(LoggerTest, IsOneForEachIdOfFourBytes) {
+  EXPECT_EQ(&CreateLogger("LONG", ""), &CreateLogger("LONGER", ""));
+  CreateLogger("LONGER", "").LogFatal() << "a";
+  m_log.LogError() << "b";
+  EXPECT_THAT(m_lines, ElementsAre("LONG1 a", "TEST2 b"));
 }
 
-TEST_F(LoggerTest, CommonThresholdReachesEveryLoggerOldAndNew) {
-  ara::log::host::SetThreshold(LogLevel::kWarn);
-  EXPECT_FALSE(m_log.IsEnabled(LogLevel::kInfo));
-  EXPECT_TRUE(CreateLogger("NEW", "", LogLevel::kFatal).IsEnabled(LogLevel::kWarn));
+TEST_F(LoggerTest, JoinsArgumentsOfEveryTypeByBlanks) {
+  const std::vector<ara::core::Byte> bytes{ara::core::Byte{0x0f}, ara::core::Byte{0xa0}};
+  const char* const null = nullptr;
+  m_log.LogInfo() << true << std::int8_t{-65} << std::uint8_t{200} << std::int16_t{-300}
+                  << std::uint16_t{60000} << -70000 << 4000000000U << std::numeric_limits<std::int64_t>::min()
+                  << std::numeric_limits<std::uint64_t>::max() << -1LL << 2ULL << 0.1F << -2.5e-300;
+  m_log.LogInfo() << "literal" << std::string("text") << bytes << null << ""
+                  << "end";
+  EXPECT_THAT(m_lines, ElementsAre("TEST4 true -65 200 -300 60000 -70000 4000000000 -9223372036854775808 "
+                                   "18446744073709551615 -1 2 0.1 -2.5e-300",
+                                   "TEST4 literal text 0fa0 (null)  end"));
 }
 
-TEST_F(LoggerTest, RecordsOfManyThreadsAreWholeAndInOrder) {
+TEST_F(LoggerTest, StreamWritesOneRecordAFlushAndNoneWhenEmptyOrMovedFrom) {
+  {
+    LogStream source = m_log.LogInfo();
+    source.Flush();
+    source << "first" << 1;
+    source.Flush();
+    EXPECT_THAT(m_lines, ElementsAre("TEST4 first 1"));
+    source << "a";
+    LogStream target = std::move(source);
+    source << "ignored";
+    LogStream replaced = m_log.LogError();
+    replaced << "before";
+    replaced = std::move(target);
+    replaced << "b";
+  }
+  EXPECT_THAT(m_lines, ElementsAre("TEST4 first 1", "TEST2 before", "TEST4 a b"));
+}
+
+TEST_F(LoggerTest, RecordsOfThreadsAreWholeAndInOrderAndAChildForkedMeanwhileLogs) {
   std::array<int, 4> counts{};
   std::vector<std::thread> threads;
   for (std::size_t thread = 0; thread < counts.size(); ++thread) {
-    threads.emplace_back([thread] {
-      for (int number = 0; number < 5000; ++number) {
-        CreateLogger("T" + std::to_string(number % 50), "").LogWarn() << thread << "counts" << number;
-      }
+    threads.emplace_back([id = "T" + std::to_string(thread)] {
+      for (int number = 0; number < 5000; ++number) CreateLogger(id, "").LogFatal() << number;
     });
   }
+  for (int forks = 0; forks < 20; ++forks) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      ::alarm(10);
+      CreateLogger("KID", "").LogFatal() << "";
+      ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
   for (auto& thread : threads) thread.join();
-  for (const std::string& text : m_sink->texts) {
-    const auto thread = static_cast<std::size_t>(text.at(0) - '0');
-    EXPECT_EQ(text, std::to_string(thread) + " counts " + std::to_string(counts.at(thread)++));
+  for (const std::string& line : m_lines) {
+    int& count = counts.at(static_cast<std::size_t>(line.at(1) - '0'));
+    EXPECT_EQ(line, line.substr(0, 2) + "1 " + std::to_string(count++));
   }
   EXPECT_THAT(counts, testing::Each(5000));
+}
+
+struct BrokenSink : host::Sink {
+  bool Write(const host::Record&) override {
+    CreateLogger("SINK", "").LogFatal() << "from inside";
+    ::raise(SIGPIPE);
+    errno = EPIPE;
+    throw std::runtime_error("broken");
+  }
+};
+
+TEST_F(LoggerTest, BrokenSinkHarmsNeitherTheCallerNorOtherSinksAndIsCounted) {
+  host::SetSinks({std::make_shared<BrokenSink>(), m_sink});
+  const std::uint64_t before = host::DroppedRecords();
+  errno = EEXIST;
+  m_log.LogFatal() << "goes on";
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_THAT(m_lines, ElementsAre("TEST1 goes on"));
+  EXPECT_EQ(host::DroppedRecords(), before + 2);
 }
 
 }  // namespace

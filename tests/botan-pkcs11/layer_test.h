@@ -3,50 +3,82 @@
 
 #pragma once
 
-#include <botan/der_enc.h>
-#include <botan/p11_types.h>
+#include <base/return_value_name.h>
+#include <botan/p11_ecdsa.h>
 #include <gmock/gmock.h>
 
-#include <string>
-#include <vector>
+#include <cstdlib>
+#include <fstream>
+
+#include "support/spytoken.h"
+#include "support/temporary_folder.h"
 
 using namespace Botan::PKCS11;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using Bytes = std::vector<uint8_t>;
 
-namespace Botan {
-namespace PKCS11 {
-inline void PrintTo(ReturnValue value, std::ostream* out) { *out << PKCS11_ReturnError(value).what(); }
-}  // namespace PKCS11
-}  // namespace Botan
+inline secure_string secret(const std::string& text) { return {text.begin(), text.end()}; }
 
-/// DER, as CKA_EC_POINT has it around the point.
-inline std::vector<uint8_t> octet_string(const std::vector<uint8_t>& content) {
-  std::vector<uint8_t> der;
-  Botan::DER_Encoder(der).encode(content, Botan::OCTET_STRING);
-  return der;
-}
-
-inline Botan::secure_vector<uint8_t> secret(const std::string& text) { return {text.begin(), text.end()}; }
-
-/// The code of the PKCS11_ReturnError that `function` throws; OK when it throws nothing.
-template <typename Function>
-ReturnValue error_of(Function function) {
+/// The text of the exception of type Error that `call` throws; empty if it throws none.
+template <typename Error, typename Call>
+std::string message_of(Call call) {
   try {
-    function();
-  } catch (const PKCS11_ReturnError& error) {
-    return error.get_return_value();
-  }
-  return ReturnValue::OK;
-}
-
-/// The text of the exception of type Error that `function` throws; empty when it throws nothing.
-template <typename Error, typename Function>
-std::string message_of(Function function) {
-  try {
-    function();
+    call();
   } catch (const Error& error) {
     return error.what();
   }
   return {};
 }
+
+/// The name of the code that `call` fails with, CKR_OK if it does not fail.
+template <typename Call>
+std::string code_of(Call call) {
+  const std::string message = message_of<PKCS11_ReturnError>(call), prefix = "PKCS11 error ";
+  return tee_token::return_value_name(message.empty() ? CKR_OK : std::stoul(message.substr(prefix.size())));
+}
+
+/// One rule: what is done, and the code that it ends with.
+#define EXPECT_CODE(code, ...) EXPECT_EQ(code_of([&] { __VA_ARGS__; }), #code) << #__VA_ARGS__
+
+/// A token in a folder of its own, with a read-write session that its user is logged in to.
+class TokenTest : public testing::Test {
+ protected:
+  explicit TokenTest(const std::string& library) : m_library(library) { session.login(UserType::User, pin); }
+
+  static Bytes params(const Botan::EC_Group& curve) { return curve.DER_encode(Botan::EC_DOMPAR_ENC_OID); }
+
+ private:
+  const std::string& configured() const {
+    std::ofstream(m_folder.path() / "conf") << "directories.tokendir = " << m_folder.path().string() << '\n';
+    ::setenv("SOFTHSM2_CONF", (m_folder.path() / "conf").c_str(), 1);
+    ::setenv("TEE_TOKEN_DIR", m_folder.path().c_str(), 1);
+    ::setenv("SPYTOKEN_MODULE", BUILT_TOKEN, 1);
+    return m_library;
+  }
+  Slot initialized() {
+    Slot blank(module, Slot::get_available_slots(module, true).at(0));
+    EXPECT_CODE(CKR_TOKEN_NOT_RECOGNIZED, Session(blank, true));
+    initialize_token(blank, "contract", so_pin, pin);
+    module.reload();  // an initialized token may be in another slot
+    return Slot(module, Slot::get_available_slots(module, true).at(0));
+  }
+
+  const std::string m_library;
+  const test_support::TemporaryFolder m_folder;
+
+ protected:
+  const secure_string so_pin = secret("87654321"), pin = secret(std::string("12345678\0", 9)),
+                      other = secret("other");
+  Module module{configured()};
+  Slot slot = initialized();
+  Session session{slot, false};
+};
+
+/// The built token behind the spy. Nothing is recorded yet.
+class SpiedTest : public TokenTest {
+ protected:
+  SpiedTest() : TokenTest(SPYTOKEN) { spy.take_calls(); }
+  ~SpiedTest() override { spy.reset(); }
+
+  test_support::SpyToken& spy = test_support::spytoken();
+};

@@ -1,60 +1,139 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <botan/p11_object.h>
+#include <botan/auto_rng.h>
+#include <botan/der_enc.h>
+#include <botan/p11_trust_store_group.h>
 #include <botan/p11_x509.h>
+#include <botan/x509self.h>
 
-#include "fake_token_test.h"
+#include "layer_test.h"
 
 namespace {
 
-using ObjectTest = FakeTokenTest;
+using Botan::PointGFp;
 
-struct Labelled : Object {
-  static const ObjectClass Class = ObjectClass::Data;
-  Labelled(Session& s, ObjectHandle h) : Object(s, h), label(get_attribute_value(AttributeType::Label)) {}
-  Botan::secure_vector<uint8_t> label;
+Botan::X509_Certificate certificate(const std::string& name) {
+  Botan::AutoSeeded_RNG rng;
+  const Botan::ECDSA_PrivateKey key(rng, Botan::EC_Group("secp256r1"));
+  return Botan::X509::create_self_signed_cert(Botan::X509_Cert_Options(name), key, "SHA-256", rng);
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+Bytes octet_string(const Bytes& content) {
+  Bytes der;
+  Botan::DER_Encoder(der).encode(content, Botan::OCTET_STRING);
+  return der;
+}
+
+class ObjectTest : public SpiedTest {
+ protected:
+  /// The attributes as the token receives them.
+  std::string text(const AttributeContainer& attributes) {
+    code_of([&] { ObjectFinder(session, attributes.attributes()); });
+    const std::string call = spy.take_texts().at(0);
+    return call.substr(call.find('['));
+  }
+
+  const Botan::EC_Group group{"secp256r1"};
+  const PointGFp base = group.get_base_point();
 };
 
-TEST_F(ObjectTest, SearchReadsWhileItIsActiveAndEndsAlsoWhenReadingFails) {
-  token.found = {11, 12};
-  token.values[CKA_LABEL] = {'x'};
-  const auto found = Object::search<Labelled>(session, "x", {1, 2});
-  ASSERT_EQ(found.size(), 2U);
-  EXPECT_EQ(found[1].handle(), 12U);
-  EXPECT_THAT(found[1].label, ElementsAre('x'));
-  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 [0=0000000000000000 3=78 102=0102]",
-                                            "C_FindObjects 7 100", "C_GetAttributeValue 7 11 [3=]",
-                                            "C_GetAttributeValue 7 11 [3=]", "C_GetAttributeValue 7 12 [3=]",
-                                            "C_GetAttributeValue 7 12 [3=]", "C_FindObjectsFinal 7"));
-  token.values.clear();
-  EXPECT_EQ(error_of([&] { Object::search<Labelled>(session); }), ReturnValue::AttributeTypeInvalid);
-  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 [0=0000000000000000]", "C_FindObjects 7 100",
-                                            "C_GetAttributeValue 7 11 [3=]", "C_FindObjectsFinal 7"));
-}
-
-TEST_F(ObjectTest, FinderEndsItsSearchOnceUnlessItNeverBegan) {
-  { ObjectFinder(session, {}).finish(); }
-  {
-    const ObjectFinder finder(session, {});
-    { const ObjectFinder copy(finder); }
-    EXPECT_EQ(spy.take_texts().back(), "C_FindObjectsInit 7 []") << "the search goes on";
+TEST_F(ObjectTest, TemplatesKeepEachValueInItsOwnWidthWhenTheyMoveAndGrow) {
+  AttributeContainer first(ObjectClass::Data);
+  first.add_string(AttributeType::Label, "ab");
+  first.add_binary(AttributeType::Id, Bytes{1, 2});
+  first.add_binary(AttributeType::Subject, Bytes{});
+  first.add_bool(AttributeType::Token, true);
+  first.add_numeric(AttributeType::ModulusBits, Ulong{2048});
+  first.add_numeric(AttributeType::ValueLen, 102);
+  AttributeContainer second(std::move(first));
+  for (CK_ULONG i = 0; i < 100; ++i) {
+    second.add_string(static_cast<AttributeType>(CKA_VENDOR_DEFINED + i), "x");
   }
-  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsFinal 7"));
-  spy.answer("C_FindObjectsInit", CKR_OPERATION_ACTIVE);
-  EXPECT_EQ(error_of([&] { ObjectFinder(session, {}); }), ReturnValue::OperationActive);
-  EXPECT_THAT(spy.take_texts(), ElementsAre("C_FindObjectsInit 7 []"));
+  EXPECT_THAT(text(second),
+              testing::StartsWith("[0=0000000000000000 3=6162 102=0102 101= 1=01 121=0008000000000000 "
+                                  "161=66000000 80000000=78 80000001=78 "));
 }
 
-TEST_F(ObjectTest, ACertificateIsCreatedBeforeItIsParsedAndReadByItsValueAlone) {
-  const std::vector<uint8_t> name = {0x30, 0}, garbage = {0x30, 1};
-  EXPECT_THROW(PKCS11_X509_Certificate(session, X509_CertificateProperties(name, garbage)),
-               Botan::Decoding_Error);
-  token.values[CKA_VALUE] = garbage;
-  EXPECT_THROW(PKCS11_X509_Certificate(session, 21), Botan::Decoding_Error);
-  EXPECT_THAT(spy.take_texts(),
-              ElementsAre("C_CreateObject 7 [0=0100000000000000 80=0000000000000000 101=3000 11=3001]",
-                          "C_GetAttributeValue 7 21 [11=]", "C_GetAttributeValue 7 21 [11=]"));
+TEST_F(ObjectTest, AnAttributeAddedAgainKeepsItsPlaceAndChangesNoOther) {
+  X509_CertificateProperties certificate({0x30, 0}, {0x30, 1});
+  certificate.set_label("abc");
+  certificate.set_category(CertificateCategory::Authority);
+  certificate.set_id({1});
+  certificate.set_issuer({2, 3});
+  certificate.set_label("defg");
+  certificate.add_string(AttributeType::Id, "i");
+  EXPECT_EQ(text(certificate),
+            "[0=0100000000000000 80=0000000000000000 101=3000 11=3001 3=64656667 "
+            "87=0200000000000000 102=69 81=0203]");
+}
+
+TEST_F(ObjectTest, KeyPairsAreGeneratedFromTheTemplatesInTheirOrder) {
+  const std::string begin = " 1040 [0=0200000000000000 100=0300000000000000 180=06082a8648ce3d030107 ";
+  const std::string private_key = "] [0=0300000000000000 100=0300000000000000]";
+  EC_PublicKeyGenerationProperties public_props(params(group));
+  public_props.set_token(true);
+  const auto pair = generate_ecdsa_keypair(session, public_props, EC_PrivateKeyGenerationProperties());
+  EXPECT_THAT(spy.take_texts().at(0), testing::EndsWith(begin + "1=01" + private_key));
+  EXPECT_EQ(message_of<Botan::Invalid_State>([&] { pair.second.public_key_bits(); }),
+            "Public point not set. Inferring the public key from a PKCS#11 ec private key is not possible.");
+  const PKCS11_ECDSA_PrivateKey alone(session, params(group), EC_PrivateKeyGenerationProperties());
+  EXPECT_THAT(spy.take_texts().at(0), testing::EndsWith(begin + "10a=01 2=00 1=00" + private_key));
+  EXPECT_EQ(Object::search<PKCS11_ECDSA_PublicKey>(session).back().public_point(), alone.public_point());
+}
+
+TEST_F(ObjectTest, PointsAreAcceptedInEachFormAndNothingElse) {
+  spy.answer("C_CreateObject", CKR_OK);  // whatever the token thinks of the point
+  const auto read = [&](const Bytes& ec_point) {
+    return PKCS11_ECDSA_PublicKey(session, EC_PublicKeyImportProperties(params(group), ec_point))
+        .public_point();
+  };
+  for (const auto form : {PointGFp::UNCOMPRESSED, PointGFp::COMPRESSED, PointGFp::HYBRID}) {
+    EXPECT_EQ(read(octet_string(base.encode(form))), base);
+  }
+  const Bytes point = base.encode(PointGFp::UNCOMPRESSED);
+  Bytes fits_as_octet_string = point, off_curve = point, truncated = octet_string(point);
+  fits_as_octet_string[1] = 63;  // tag 4, the length of the rest
+  off_curve.back() ^= 1;
+  truncated.pop_back();
+  for (const Bytes& bad :
+       {point, fits_as_octet_string, octet_string(off_curve), octet_string(point) + Bytes(1), truncated,
+        Bytes(), octet_string(Bytes()), octet_string(Bytes(1))}) {
+    EXPECT_THROW(read(bad), Botan::Invalid_Argument) << testing::PrintToString(bad);
+  }
+}
+
+TEST_F(ObjectTest, ChainsHaveALabelOfAGroupAndAnIndex) {
+  TrustStoreGroupCertificateChainProperties properties({0x30, 0x00});
+  properties.set_label("10_102");
+  const std::string expected = "[0=0100000000000000 80=0110008000000000 11=3000 3=0a66000000]";
+  EXPECT_EQ(text(PKCS11_TSG_CertficateChain(session, properties)), expected);
+  EXPECT_THAT(encode_label("255_4294967295"), ElementsAre(255, 255, 255, 255, 255));
+  for (const std::string bad :
+       {"", "_", "10", "10_", "_102", "10_x", "1_2_3", "1_2 ", "-1_2", "256_1", "1_4294967296"}) {
+    EXPECT_EQ(message_of<Botan::Invalid_Argument>([&] { encode_label(bad); }),
+              "'" + bad + "' is not a label: expected GROUP_INDEX, as in 10_102");
+  }
+}
+
+TEST_F(ObjectTest, ChainsAreReadInOrderAndRefusedIfAnythingElseIsInThem) {
+  const auto leaf = certificate("leaf"), root = certificate("root");
+  const Bytes der = leaf.BER_encode();
+  const auto read = [&](const Bytes& value) {
+    const Object made(session, TrustStoreGroupCertificateChainProperties(value));
+    return PKCS11_TSG_CertficateChain(session, made.handle()).getx509CertificateChain();
+  };
+  EXPECT_THAT(read(der + root.BER_encode()), ElementsAre(leaf, root));
+  EXPECT_THAT(read({}), testing::IsEmpty());
+  for (const Bytes& garbage : {Bytes{0}, Bytes{0xFF}, Bytes{0x30, 0x00}, Bytes(der.begin(), der.end() - 1)}) {
+    EXPECT_THROW(read(garbage), Botan::Decoding_Error) << testing::PrintToString(garbage);
+    EXPECT_THROW(read(der + garbage), Botan::Decoding_Error) << testing::PrintToString(garbage);
+  }
 }
 
 }  // namespace

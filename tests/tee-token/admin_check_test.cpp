@@ -92,7 +92,7 @@ class CheckTest : public TokenTest {
   }
   /// Changes the object's label in the store, behind the token's back.
   void damage(CK_OBJECT_HANDLE object) {
-    alter_store("UPDATE attribute SET value = x'41' WHERE type = 3 AND object = " + std::to_string(object));
+    alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(object));
   }
   static void enter_wrong_pin(int times) {
     for (int i = 0; i < times; ++i) {

@@ -196,7 +196,6 @@ CrashTest::CrashTest() {
   }
   direct = spytoken().module().cryptoki;
   reinterpret_cast<CK_C_GetFunctionList>(::dlsym(::dlopen(SPYTOKEN, RTLD_NOW), "C_GetFunctionList"))(&spied);
-  std::filesystem::copy(CCI_PROJECT_FOLDER "/tests/data/token-v1", token.folder() / "old");
   // One wrong try, so that a counter that is set back can be told from one that is not.
   start.emplace(token.folder());
   EXPECT_EQ(run({"", kNobody, pin_operations().at(0).act}, {}), CKR_PIN_INCORRECT);
@@ -264,10 +263,6 @@ std::vector<Operation> CrashTest::library_operations() {
       {"set_client_cert_and_move_key that deletes", kLibrary,
        answer([this] { return product->set_client_cert_and_move_key("", "", "LYR"); }), CKR_OK, false, true,
        "", true},
-      {"get_client_cert, the first call on a store of version 1", kLibrary, answer([this] {
-         return product->get_client_cert("LYR").empty() ? ResultCode::CRYPTO_OP_ERROR : ResultCode::OK;
-       }),
-       CKR_OK, false, true, "/old"},
   };
 }
 
@@ -365,7 +360,7 @@ std::string CrashTest::text(const Operation& operation) {
   const std::string tries = operation.counts_tries ? token_test::tries_text(*direct) : "";
   const std::string token_text =
       token_test::token_text(*direct, {kUserPin, kNewPin}, {kOfficerPin, kNewPin}, data);
-  return tries + token_text + token_test::versions_text(token.folder().string() + operation.folder);
+  return tries + token_text;
 }
 
 void CrashTest::expect_whole(const Operation& operation, const std::vector<std::string>& allowed) {

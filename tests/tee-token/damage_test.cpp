@@ -29,10 +29,6 @@ using test_support::Lost;
 using test_support::SystemCall;
 using test_support::TokenSnapshot;
 
-const Value kStoredOfficerPin = {'s', 'o', '-', 'p', 'i', 'n'};
-
-constexpr char kVersion1[] = "version 1, noted -1\n", kVersion2[] = "version 2, noted 2\n";
-
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 /// Private keys that sign, each with the public key that verifies it.
@@ -48,31 +44,36 @@ std::vector<std::string> pairs_in(const std::string& text) {
   return pairs;
 }
 
-/// The token of tests/data, as each version of the store holds it: a base key, an installed identity, a
-/// temporary key pair, a group with one root, a data object.
+/// A token with two key pairs, a chain, a trusted root and a data object.
 class DamageTest : public TokenTest {
  protected:
   DamageTest() {
+    EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
+    EXPECT_EQ(create(certificate(CKC_X_509).flag(CKA_TRUSTED, true).text(CKA_SUBJECT, "root")), OK);
+    EXPECT_EQ(answer(m_token->C_Logout(m_session)), OK);
+    EXPECT_EQ(login(), OK);
+    for (const char* label : {"LYR", "BASE"}) generate(Template().text(CKA_LABEL, label));
+    EXPECT_EQ(create(certificate(TEE_CKC_CERTIFICATE_CHAIN)), OK);
+    EXPECT_EQ(
+        create(Class(CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true).text(CKA_VALUE, "vehicle")), OK);
     m_token->C_Finalize(nullptr);
-    take("token-v2");
+    whole.emplace(folder());
     sound = known = learn();
     pairs = pairs_in(sound);
+    EXPECT_EQ(pairs.size(), 2U);
   }
 
-  void take(const char* name) {
-    const TokenSnapshot stored(std::string(CCI_PROJECT_FOLDER "/tests/data/") + name);
-    TokenSnapshot::Entries entries;
-    for (const auto& [path, content] : stored.entries()) {
-      entries[folder() + "/" + fs::path(path).filename().string()] = content;
-    }
-    whole.emplace(folder(), entries);
-    whole->restore();
+  static Template certificate(CK_CERTIFICATE_TYPE type) {
+    return Class(CKO_CERTIFICATE)
+        .number(CKA_CERTIFICATE_TYPE, type)
+        .flag(CKA_TOKEN, true)
+        .text(CKA_VALUE, std::string(700, 'c'));
   }
 
   /// Judges the token with each of many damages to its store, bits flipped at each `distance` among them.
   void damage_everywhere(std::size_t distance);
 
-  std::string learn() { return token_text(*m_token, {kPin}, {kStoredOfficerPin}, 1000); }
+  std::string learn() { return token_text(*m_token, {kPin}, {kOfficerPin}, 1000); }
   std::string bytes(const char* name) const { return *whole->entries().at(file(name)); }
 
   void put(const char* name, const std::string& content) {
@@ -86,7 +87,7 @@ class DamageTest : public TokenTest {
   void judge() {
     const std::string found = learn();
     for (const std::string& pair : pairs_in(found)) EXPECT_THAT(pairs, testing::Contains(pair));
-    if (is_authenticated) expect_nothing_else(found);
+    expect_nothing_else(found);
     ++(found == sound ? unchanged : has(found, "CKR_") || has(found, "none yet") ? refused : altered);
     change();
   }
@@ -112,103 +113,14 @@ class DamageTest : public TokenTest {
 
   void report(const char* what) const {
     std::cout << "counted: " << unchanged + refused + altered << ' ' << what << ": " << unchanged
-              << " without effect, " << refused << " refused, " << altered << " gave "
-              << (is_authenticated ? "an object less\n" : "an object less or another\n");
+              << " without effect, " << refused << " refused, " << altered << " gave an object less\n";
   }
 
   std::optional<TokenSnapshot> whole;
   std::string sound, known;
   std::vector<std::string> pairs;
   unsigned unchanged = 0, refused = 0, altered = 0;
-  bool is_authenticated = true;
 };
-
-TEST_F(DamageTest, StoresOfAllVersionsOpenAndAreOfTheNewestThen) {
-  EXPECT_THAT(sound, testing::HasSubstr("user: PIN 0\n"));
-  EXPECT_THAT(sound, testing::HasSubstr("officer: PIN 0\n"));
-  EXPECT_THAT(pairs_in(sound), testing::ElementsAre("7 6", "11 10"));
-  EXPECT_THAT(sound, testing::HasSubstr("1: 0=0300000000000000"));  // the base key
-  EXPECT_THAT(sound, testing::HasSubstr(" 86=01"));                 // the root is trusted
-  EXPECT_THAT(sound, testing::HasSubstr(" 11=76656869636c65"));     // "vehicle"
-  EXPECT_FALSE(has(sound, "CKR_")) << sound;
-  take("token-v1");
-  EXPECT_EQ(versions_text(folder()), kVersion1);
-  EXPECT_EQ(learn(), sound);
-  EXPECT_EQ(versions_text(folder()), kVersion2);
-  EXPECT_EQ(learn(), sound);
-}
-
-TEST_F(DamageTest, AStoreThatWasUpgradedIsNotPutBackUnnoticed) {
-  take("token-v1");
-  learn();
-  put("token.db", bytes("token.db"));
-  std::ofstream(file("pin-tries"), std::ios::binary) << std::string("\0\0\2", 3);
-  EXPECT_THAT(learn(), testing::HasSubstr("CKR_DEVICE_ERROR"));
-  std::ofstream(file("pin-tries"), std::ios::binary) << std::string(2, '\0');
-  EXPECT_EQ(learn(), sound) << "the owner has said that he knows it";
-}
-
-TEST_F(DamageTest, ADeathBeforeTheNoteIsMadeUpForByTheNextProgram) {
-  put("pin-tries", std::string(2, '\0'));
-  EXPECT_EQ(learn(), sound);
-  EXPECT_EQ(versions_text(folder()), kVersion2);
-}
-
-TEST_F(DamageTest, OneOfSeveralProgramsUpgradesAndTheOthersGoOn) {
-  for (int round = 0; round < 5; ++round) {
-    take("token-v1");
-    std::vector<pid_t> children;
-    for (int i = 0; i < 3; ++i) {
-      children.push_back(::fork());
-      if (children.back() == 0) ::_exit(learn() == sound ? 0 : 1);
-    }
-    for (const pid_t child : children) {
-      int status = -1;
-      EXPECT_EQ(::waitpid(child, &status, 0), child);
-      EXPECT_EQ(status, 0);
-    }
-    EXPECT_EQ(versions_text(folder()), kVersion2);
-  }
-}
-
-TEST_F(DamageTest, AnUpgradeMakesNothingSoundThatWasNot) {
-  take("token-v1");
-  alter_store("UPDATE attribute SET value = x'' WHERE type = 1 AND object = 7");
-  EXPECT_THAT(learn(), testing::HasSubstr("\n7: CKR_DEVICE_ERROR"));
-  EXPECT_EQ(versions_text(folder()), kVersion2);
-}
-
-TEST_F(DamageTest, WhereAnOldStoreCannotBeUpgradedItIsReadAsItIs) {
-  const struct {
-    test_support::Interruption interruption;
-    CK_RV answer;
-  } cases[] = {{{Fault::kReadOnly, 1, EROFS}, CKR_TOKEN_WRITE_PROTECTED},
-               {{Fault::kFailure, 1, EIO}, CKR_TOKEN_WRITE_PROTECTED},  // SQLite then opens it for reading
-               {{Fault::kReadOnly, 1, ENOSPC}, CKR_DEVICE_ERROR}};
-  for (const auto& each : cases) {
-    const int error = each.interruption.error;
-    SCOPED_TRACE(std::strerror(error));
-    take("token-v1");
-    test_support::watch_system_calls(folder(), each.interruption);
-    m_token->C_Initialize(nullptr);
-    open();
-    EXPECT_THAT(find(Class(CKO_CERTIFICATE)), testing::SizeIs(2));
-    EXPECT_EQ(value_of(8, CKA_TRUSTED), Value{1});
-    EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true)), answer(each.answer));
-    test_support::stop_watching();
-    EXPECT_EQ(versions_text(folder()), kVersion1);
-    // A change that a program then can make upgrades the store with it.
-    CK_OBJECT_HANDLE object = 0;
-    if (error == ENOSPC) {
-      EXPECT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true), &object), OK);
-      EXPECT_EQ(versions_text(folder()), "version 2, noted -1\n");
-      EXPECT_EQ(destroy(object), OK);
-    }
-    m_token->C_Finalize(nullptr);
-    EXPECT_EQ(learn(), sound);
-    EXPECT_EQ(versions_text(folder()), kVersion2);
-  }
-}
 
 TEST_F(DamageTest, ADamagedStoreNeverGivesAWrongKeyOrValueAndNeverFaults) {
 #ifdef CCI_SANITIZED
@@ -217,13 +129,6 @@ TEST_F(DamageTest, ADamagedStoreNeverGivesAWrongKeyOrValueAndNeverFaults) {
   damage_everywhere(test_support::isLongRun() ? 1 : 101);
 #endif
   report("damaged stores");
-}
-
-TEST_F(DamageTest, AnUpgradeOfADamagedStoreNeverGivesAWrongKeyAndNeverFaults) {
-  take("token-v1");
-  is_authenticated = false;
-  damage_everywhere(test_support::isLongRun() ? 11 : 601);
-  report("damaged stores of version 1");
 }
 
 void DamageTest::damage_everywhere(std::size_t distance) {

@@ -104,10 +104,11 @@ TEST_F(InstallationTest, ThatStopsAfterAnyOfItsObjectsHasChangedNothing) {
   const Handles old = installed(), parts = new_parts();
   for (const char* made : {"0", "1", "2"}) {
     // The old set is gone by then, and so many of the new one are there.
-    alter_store(std::string("CREATE TRIGGER stop BEFORE INSERT ON attribute WHEN new.type = 0x80001004 AND "
-                            "new.value = x'01' AND (SELECT count(*) FROM attribute WHERE type = new.type AND "
-                            "value = new.value) = ") +
-                made + " BEGIN SELECT RAISE(ABORT, 'no more today'); END");
+    alter_store(
+        std::string("CREATE TRIGGER stop BEFORE INSERT ON attribute_index WHEN new.type = 0x80001004 AND "
+                    "new.value = x'01' AND (SELECT count(*) FROM attribute_index WHERE type = new.type AND "
+                    "value = new.value) = ") +
+        made + " BEGIN SELECT RAISE(ABORT, 'no more today'); END");
     EXPECT_EQ(install(old, parts), answer(CKR_DEVICE_ERROR)) << made;
     EXPECT_EQ(installed(), old) << made;
     alter_store("DROP TRIGGER stop");

@@ -64,40 +64,27 @@ TEST_F(StoreTest, PrivateValuesAreNeverWrittenInClear) {
 }
 
 TEST_F(StoreTest, AnObjectThatIsNotAsItWasStoredIsRefusedAndCanOnlyBeDestroyed) {
-  const std::string of_key = " AND object = :key", of_data = " AND object = :data";
   const struct {
     std::string sql;
     const char* damaged;
   } cases[] = {
-      {"UPDATE attribute SET value = x'41' WHERE type = 3" + of_key, ":key"},
-      {"UPDATE attribute SET value = x'00' WHERE type = 2" + of_key, ":key"},
-      {"UPDATE attribute SET value = x'01' WHERE type = 256" + of_key, ":key"},
-      {"UPDATE attribute SET value = x'FFFFFFFF00000000' WHERE type = 0" + of_key, ":key"},
-      {"UPDATE attribute SET value = (SELECT value FROM attribute WHERE type = 17 AND object = :other)"
-       " WHERE type = 17" +
-           of_key,
-       ":key"},
-      {"UPDATE attribute SET value = x'42' WHERE type = 17" + of_data, ":data"},
-      {"DELETE FROM attribute WHERE type = 384" + of_key, ":key"},
-      {"INSERT INTO attribute VALUES (:data, 0x80001004, x'01')", ":data"},
-      {"DELETE FROM attribute WHERE object = :data", ":data"},
-      // One attribute in the bytes of two.
-      {"UPDATE attribute SET value = CAST(value || x'1100000000000000' || (SELECT value FROM attribute WHERE"
-       " type = 17" +
-           of_data + ") AS BLOB) WHERE type = 16" + of_data + "; DELETE FROM attribute WHERE type = 17" +
-           of_data,
+      // The first byte, the last one before the MAC, the last one.
+      {"UPDATE object SET record = CAST(x'05' || substr(record, 2) AS BLOB) WHERE number = :key", ":key"},
+      {"UPDATE object SET record = CAST(substr(record, 1, length(record) - 33) || x'42' || substr(record, "
+       "-32) AS"
+       " BLOB) WHERE number = :data",
        ":data"},
-      {"UPDATE object SET mac = (SELECT mac FROM object WHERE number = :other) WHERE number = :key", ":key"},
-      {"UPDATE object SET mac = NULL WHERE number = :key", ":key"},
-      {"UPDATE object SET mac = x'' WHERE number = :key", ":key"},
-      {"UPDATE object SET session = 1 WHERE number = :key", ":key"},
-      {"DELETE FROM object WHERE number = :key", ":key"},
-      {"UPDATE object SET number = 9999 WHERE number = :data;"
-       "UPDATE attribute SET object = 9999 WHERE object = :data",
-       "9999"},
-      {"INSERT INTO object SELECT 9999, session, mac FROM object WHERE number = :data;"
-       "INSERT INTO attribute SELECT 9999, type, value FROM attribute WHERE object = :data",
-       "9999"},
+      {"UPDATE object SET record = CAST(substr(record, 1, length(record) - 1) || x'00' AS BLOB) WHERE number "
+       "="
+       " :key AND substr(record, -1) <> x'00'",
+       ":key"},
+      {"UPDATE object SET record = substr(record, 1, length(record) - 1) WHERE number = :key", ":key"},
+      {"UPDATE object SET record = substr(record, 1, length(record) - 32) WHERE number = :key", ":key"},
+      {"UPDATE object SET record = x'' WHERE number = :data", ":data"},
+      {"UPDATE object SET record = (SELECT record FROM object WHERE number = :other) WHERE number = :key",
+       ":key"},
+      {"UPDATE object SET number = 9999 WHERE number = :data", "9999"},
+      {"INSERT INTO object SELECT 9999, record FROM object WHERE number = :data", "9999"},
   };
   for (const auto& each : cases) {
     ASSERT_EQ(login(), OK);
@@ -125,7 +112,7 @@ TEST_F(StoreTest, AnObjectThatIsNotAsItWasStoredIsRefusedAndCanOnlyBeDestroyed) 
     EXPECT_EQ(destroy(damaged), OK);
     EXPECT_EQ(destroy(damaged), answer(CKR_OBJECT_HANDLE_INVALID));
     restart();
-    alter_store("DELETE FROM object; DELETE FROM attribute");
+    alter_store("DELETE FROM object; DELETE FROM attribute_index");
   }
 }
 
@@ -134,9 +121,18 @@ TEST_F(StoreTest, ASearchGoesPastADamagedObject) {
   const Template object = Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_LABEL, "L");
   ASSERT_EQ(create(object, &first), OK);
   ASSERT_EQ(create(object, &second), OK);
-  alter_store("UPDATE attribute SET value = x'41' WHERE type = 16 AND object = " + std::to_string(first));
+  alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(first));
   EXPECT_THAT(find(object), testing::ElementsAre(first, second));
   EXPECT_THAT(find(Template(object).text(CKA_VALUE, "")), testing::ElementsAre(second));
+}
+
+TEST_F(StoreTest, TheRecordDecidesWhetherAnObjectThatTheIndexFindsMatches) {
+  CK_OBJECT_HANDLE object = 0;
+  ASSERT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_LABEL, "L"), &object), OK);
+  alter_store("INSERT INTO attribute_index VALUES (3, x'41', " + std::to_string(object) +
+              "), (3, x'4C', 9999)");
+  EXPECT_THAT(find(Template().text(CKA_LABEL, "A")), testing::IsEmpty());
+  EXPECT_THAT(find(Template().text(CKA_LABEL, "L")), testing::ElementsAre(object));
 }
 
 TEST_F(StoreTest, ARecordOfTheTokenThatIsNotAsItWasStoredIsRefusedAndCostsNoTry) {
@@ -144,7 +140,7 @@ TEST_F(StoreTest, ARecordOfTheTokenThatIsNotAsItWasStoredIsRefusedAndCostsNoTry)
   for (const char* const damage :
        {"label = 'another'", "serial = '0123456789abcdef'",
         "officer_key = user_key, officer_salt = user_salt", "user_key = zeroblob(60)", "user_salt = x'00'",
-        "user_salt = NULL, user_key = NULL", "mac = NULL",
+        "user_salt = NULL, user_key = NULL", "mac = x''",
         // The bytes of the two, cut elsewhere.
         "user_salt = substr(user_salt, 1, 15), user_key = CAST(substr(user_salt, 16) || user_key AS BLOB)"}) {
     SCOPED_TRACE(damage);
@@ -154,7 +150,7 @@ TEST_F(StoreTest, ARecordOfTheTokenThatIsNotAsItWasStoredIsRefusedAndCostsNoTry)
     EXPECT_EQ(login(), answer(CKR_DEVICE_ERROR));
     EXPECT_EQ(login(kOfficerPin, CKU_SO), answer(CKR_DEVICE_ERROR));
     EXPECT_EQ(answer(m_token->C_GetTokenInfo(0, &info)), answer(CKR_DEVICE_ERROR));
-    EXPECT_EQ(content(file("pin-tries")), std::string("\0\0\2", 3));
+    EXPECT_EQ(content(file("pin-tries")), std::string(2, '\0'));
     m_token->C_Finalize(nullptr);
     std::ofstream(file("token.db"), std::ios::binary) << store;
     EXPECT_EQ(reopen(), OK);
@@ -165,10 +161,10 @@ TEST_F(StoreTest, ARecordOfTheTokenThatIsNotAsItWasStoredIsRefusedAndCostsNoTry)
 TEST_F(StoreTest, AnObjectFromBeforeAnInitialisationIsNotBelieved) {
   CK_OBJECT_HANDLE object = 0;
   ASSERT_EQ(create(Class(CKO_DATA).flag(CKA_TOKEN, true), &object), OK);
-  alter_store("CREATE TABLE o AS SELECT * FROM object; CREATE TABLE a AS SELECT * FROM attribute");
+  alter_store("CREATE TABLE o AS SELECT * FROM object");
   ASSERT_EQ(answer(m_token->C_CloseAllSessions(0)), OK);
   ASSERT_EQ(init_token(kOfficerPin), OK);
-  alter_store("INSERT INTO object SELECT * FROM o; INSERT INTO attribute SELECT * FROM a");
+  alter_store("INSERT INTO object SELECT * FROM o");
   open();
   Value value;
   EXPECT_EQ(read(object, CKA_CLASS, value), answer(CKR_DEVICE_ERROR));
@@ -180,16 +176,14 @@ TEST_F(StoreTest, WhatCannotBeTrustedIsRefusedAndLeftAsItIs) {
   ::chmod(folder().c_str(), 0750);
   EXPECT_EQ(reopen(), answer(CKR_DEVICE_ERROR));
   ::chmod(folder().c_str(), 0700);
-  alter_store("PRAGMA user_version = 3");
-  EXPECT_EQ(reopen(), answer(CKR_TOKEN_NOT_RECOGNIZED));
-  EXPECT_EQ(init_token(kOfficerPin), answer(CKR_TOKEN_NOT_RECOGNIZED));
-  for (const char* const older : {"PRAGMA user_version = 1", "PRAGMA user_version = 0"}) {
-    alter_store(older);
-    EXPECT_EQ(reopen(), answer(CKR_DEVICE_ERROR)) << older;
-    EXPECT_EQ(init_token(kOfficerPin), answer(CKR_DEVICE_ERROR)) << older;
+  for (const char* const other : {"PRAGMA user_version = 0", "PRAGMA user_version = 2",
+                                  "PRAGMA user_version = 1; PRAGMA application_id = 7"}) {
+    alter_store(other);
+    const std::string before = content(file("token.db"));
+    EXPECT_EQ(reopen(), answer(CKR_TOKEN_NOT_RECOGNIZED)) << other;
+    EXPECT_EQ(init_token(kOfficerPin), answer(CKR_TOKEN_NOT_RECOGNIZED)) << other;
+    EXPECT_EQ(content(file("token.db")), before) << other;
   }
-  alter_store("PRAGMA user_version = 2; PRAGMA application_id = 7");
-  EXPECT_EQ(reopen(), answer(CKR_TOKEN_NOT_RECOGNIZED));
   alter_store("PRAGMA application_id = 0x54454554");
   ASSERT_EQ(reopen(), OK);
   ASSERT_EQ(login(), OK);

@@ -4,7 +4,6 @@
 #include "token_state.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iomanip>
 #include <sstream>
 
@@ -139,13 +138,6 @@ std::string token_text(const CK_FUNCTION_LIST& token, const Pins& user, const Pi
   }
   token.C_Finalize(nullptr);
   return text;
-}
-
-std::string versions_text(const std::string& folder) {
-  constexpr std::streamoff kVersion = 63, kNote = 2;  // the last byte of SQLite's user_version
-  std::ifstream store(folder + "/token.db", std::ios::binary), tries(folder + "/pin-tries", std::ios::binary);
-  const int version = store.seekg(kVersion).get(), noted = tries.seekg(kNote).get();
-  return version < 0 ? "" : "version " + std::to_string(version) + ", noted " + std::to_string(noted) + "\n";
 }
 
 std::string tries_text(const CK_FUNCTION_LIST& token) {

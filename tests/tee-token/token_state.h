@@ -25,9 +25,6 @@ std::string objects_text(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE sessio
 std::string token_text(const CK_FUNCTION_LIST& token, const Pins& user, const Pins& officer,
                        CK_OBJECT_HANDLE last_known);
 
-/// Version of the store in the folder, and the one that the folder has noted; empty when there is no store.
-std::string versions_text(const std::string& folder);
-
 /// How far the counters are: the flags of C_GetTokenInfo.
 std::string tries_text(const CK_FUNCTION_LIST& token);
 

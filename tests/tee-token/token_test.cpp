@@ -6,7 +6,8 @@
 #include <dlfcn.h>
 #include <sqlite3.h>
 
-#include <filesystem>
+#include "store/object_store.h"
+#include "store/token_record.h"
 
 namespace token_test {
 
@@ -136,11 +137,17 @@ void alter_store(const std::string& file, const std::string& sql) {
   sqlite3_close(store);
 }
 
-void make_store_old(const std::string& folder) {
-  alter_store(
-      folder + "/token.db",
-      "ALTER TABLE token DROP COLUMN mac; ALTER TABLE object DROP COLUMN mac; PRAGMA user_version = 1");
-  std::filesystem::resize_file(folder + "/pin-tries", 2);
+void make_permanent(const std::string& folder, const tee_token::Attributes& wanted) {
+  tee_token::Database store(folder + "/token.db");
+  const tee_token::Bytes device_key = tee_token::DeviceFolder(folder).device_key();
+  const std::optional<tee_token::Login> nobody;
+  tee_token::ObjectStore objects(
+      store, tee_token::ObjectStore::mac_key(device_key, tee_token::token_serial(store).value()), nobody);
+  tee_token::Attributes permanent;
+  permanent.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
+  for (CK_OBJECT_HANDLE object = 0; (object = objects.next_match(wanted, object)) != 0;) {
+    objects.update(object, permanent);
+  }
 }
 
 }  // namespace token_test

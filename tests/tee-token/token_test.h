@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/attributes.h"
 #include "base/return_value_name.h"
 #include "support/temporary_folder.h"
 #include "tee_token/vendor_interface.h"
@@ -69,8 +70,8 @@ const Value kP256 = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07}
 /// Runs SQL on a store, behind the token's back.
 void alter_store(const std::string& file, const std::string& sql);
 
-/// Makes the store of a folder one of version 1, which the token upgrades and believes as it is.
-void make_store_old(const std::string& folder);
+/// Marks the objects that match as installed, as otherwise only an installation does.
+void make_permanent(const std::string& folder, const tee_token::Attributes& wanted);
 
 /// A token in a folder of its own, initialised, with a read-write session that nobody is logged in to.
 /// The module is used through its two exported functions alone.

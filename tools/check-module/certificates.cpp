@@ -46,13 +46,4 @@ std::vector<Botan::X509_Certificate> certificates_for_another_key() {
   return certificates_for(software_key(rng));
 }
 
-std::vector<std::uint8_t> back_to_back(const std::vector<Botan::X509_Certificate>& certificates) {
-  std::vector<std::uint8_t> chain;
-  for (const auto& certificate : certificates) {
-    const std::vector<std::uint8_t> encoded = certificate.BER_encode();
-    chain.insert(chain.end(), encoded.begin(), encoded.end());
-  }
-  return chain;
-}
-
 }  // namespace tee_token_admin

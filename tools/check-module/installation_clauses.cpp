@@ -36,25 +36,23 @@ struct Identity {
 
 /// Makes a temporary identity as the library does.
 Identity make_temporary(Trial& trial, TokenSession& token) {
-  const Mark& mark = trial.mark();
-  trial.step("C_GenerateKeyPair");
-  Handles handles = generate(token, public_key_template(mark), private_key_template(mark));
+  Handles handles = generate(trial, token);
   PKCS11_ECDSA_PrivateKey key(token.session(), handles[1]);
   key.set_public_point(PKCS11_ECDSA_PublicKey(token.session(), handles[0]).public_point());
   key.set_parameter_encoding(Botan::EC_DOMPAR_ENC_OID);
   key.set_point_encoding(Botan::PointGFp::UNCOMPRESSED);
   trial.step("a request for a certificate");
   const auto certificates = certificates_for(key);
-  trial.step("C_CreateObject of a chain");
-  handles.push_back(create(token, chain_template(mark, back_to_back(certificates))));
+  handles.push_back(create(trial, token, "a chain", chain_template(trial.mark(), certificates)));
   return {handles, certificates.front()};
 }
 
 /// Finds one object of each class, else ends the trial.
 Handles the_one_identity(const Trial& trial, TokenSession& token, bool permanent) {
   Handles all;
-  for (const auto& search : {public_key_search, private_key_search, chain_search}) {
-    const Handles found = token.find(search(trial.mark(), permanent));
+  for (const auto& search :
+       {library::lyrPublicKeySearch, library::lyrPrivateKeySearch, library::lyrCertificateChainSearch}) {
+    const Handles found = token.find(marked(search(permanent), trial.mark()));
     trial.require(found.size() == 1, std::to_string(found.size()) + " objects of a class are " +
                                          (permanent ? "installed" : "temporary") + " instead of 1");
     all.push_back(found.front());
@@ -142,15 +140,15 @@ Judgement refuses_incomplete_identities(Trial& trial) {
       {"an installation that does not name what is installed", {}, added},
       {"an installation that names a part of what is installed", {installed.handles[0]}, added},
   };
-  const Handles before = find_marked(user, trial.mark());
+  const Handles before = user.find(labelled(trial.mark()));
   for (const auto& each : cases) {
     trial.step(each.name);
     const unsigned long code = setClientCertAndMoveKey(user.session(), each.installed, each.added);
     trial.require(code != CKR_OK, "was not refused");
-    trial.require(find_marked(user, trial.mark()) == before,
+    trial.require(user.find(labelled(trial.mark())) == before,
                   "was refused (" + name_of(code) + "), and something was changed");
+    require_active(trial, user, installed.certificate);
   }
-  require_active(trial, user, installed.certificate);
   return {};
 }
 

@@ -20,10 +20,10 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::size_t kLongMessage = 1 << 20;
 constexpr int kSignatures = 100;  // of some, r or s begins with a zero byte
 
-void require_found(const Trial& trial, TokenSession& token, const Template& sought, const Handles& wanted) {
-  const Handles found = token.find(sought);
-  trial.require(found == wanted,
-                std::to_string(found.size()) + " objects found instead of " + std::to_string(wanted.size()));
+/// One temporary key and no installed one.
+void require_found(Trial& trial, TokenSession& token, Template (*search)(bool permanent), ObjectHandle key) {
+  trial.require(token.find(marked(search(false), trial.mark())) == Handles{key}, "does not find it alone");
+  trial.require(token.find(marked(search(true), trial.mark())).empty(), "finds it as an installed one");
 }
 
 void require_signature(Trial& trial, TokenSession& token, const Handles& keys, const Bytes& message) {
@@ -49,27 +49,21 @@ bool verifies(const Botan::EC_PublicKey& key, const Bytes& message, const Bytes&
 
 Judgement generates_the_librarys_key_pair(Trial& trial) {
   UserSession user(trial);
-  const Mark& mark = trial.mark();
-  const Template public_key = public_key_template(mark), private_key = private_key_template(mark);
-  trial.step("C_GenerateKeyPair");
-  const Handles keys = generate(user, public_key, private_key);
+  const Handles keys = generate(trial, user);
   trial.step("the public key");
-  require_attributes(trial, user, keys[0], public_key);
+  require_attributes(trial, user, keys[0], marked(library::lyrPublicKeyGeneration(), trial.mark()));
   trial.step("the private key");
-  require_attributes(trial, user, keys[1], private_key);
+  require_attributes(trial, user, keys[1], marked(library::lyrPrivateKeyGeneration(), trial.mark()));
   trial.step("the library's search for the public key");
-  require_found(trial, user, public_key_search(mark, false), {keys[0]});
-  require_found(trial, user, public_key_search(mark, true), {});
+  require_found(trial, user, library::lyrPublicKeySearch, keys[0]);
   trial.step("the library's search for the private key");
-  require_found(trial, user, private_key_search(mark, false), {keys[1]});
-  require_found(trial, user, private_key_search(mark, true), {});
+  require_found(trial, user, library::lyrPrivateKeySearch, keys[1]);
   return {};
 }
 
 Judgement gives_the_point_in_der(Trial& trial) {
   UserSession user(trial);
-  trial.step("C_GenerateKeyPair");
-  const Handles keys = generate_standard(user, trial.mark());
+  const Handles keys = generate_standard(trial, user);
   const Bytes point = value_of(Object(user.session(), keys[0]), CKA_EC_POINT);
   const Bytes beginning = {0x04, 0x41, 0x04};  // OCTET STRING of 65 bytes, uncompressed
   trial.step("CKA_EC_POINT");
@@ -86,8 +80,7 @@ Judgement gives_the_point_in_der(Trial& trial) {
 
 Judgement hides_the_private_key(Trial& trial) {
   UserSession user(trial);
-  trial.step("C_GenerateKeyPair");
-  const Object key(user.session(), generate_standard(user, trial.mark())[1]);
+  const Object key(user.session(), generate_standard(trial, user)[1]);
   trial.step("C_GetAttributeValue");
   trial.require(value_of(key, CKA_VALUE).empty(), "CKA_VALUE reveals the private key");
   trial.require(is_true(key, CKA_SENSITIVE), "CKA_SENSITIVE is not true");
@@ -97,8 +90,7 @@ Judgement hides_the_private_key(Trial& trial) {
 
 Judgement signs(Trial& trial) {
   UserSession user(trial);
-  trial.step("C_GenerateKeyPair");
-  const Handles keys = generate_standard(user, trial.mark());
+  const Handles keys = generate_standard(trial, user);
   for (const std::size_t length : {std::size_t{0}, kLongMessage}) {
     require_signature(trial, user, keys, Bytes(length, 'm'));
   }

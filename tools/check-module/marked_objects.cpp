@@ -37,11 +37,7 @@ Handles find_labelled(TokenSession& token, const Bytes& label) {
 }
 
 void try_to_destroy(TokenSession& token, ObjectHandle handle) {
-  try {
-    Object(token.session(), handle).destroy();
-  } catch (const PKCS11_ReturnError&) {
-    // Who needs it gone looks whether it is.
-  }
+  return_value_of([&] { Object(token.session(), handle).destroy(); });
 }
 
 bool is_empty(const Object& object) {
@@ -69,6 +65,17 @@ void make(TokenSession& token, const Call& call) {
   }
 }
 
+Handles generate(Trial& trial, TokenSession& token, const Template& public_key, const Template& private_key) {
+  Mechanism mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
+  Handles handles(2);
+  trial.step("C_GenerateKeyPair");
+  make(token, [&](Module& module) {
+    module->C_GenerateKeyPair(token.session().handle(), &mechanism, public_key.data(), public_key.count(),
+                              private_key.data(), private_key.count(), &handles[0], &handles[1]);
+  });
+  return handles;
+}
+
 }  // namespace
 
 UserSession::UserSession(Trial& trial) : TokenSession(trial.target()), m_mark(trial.mark()) {
@@ -85,9 +92,8 @@ UserSession::~UserSession() {
   }
 }
 
-Handles find_marked(TokenSession& token, const Mark& mark) { return token.find(labelled(mark.label())); }
-
-ObjectHandle create(TokenSession& token, const Template& object) {
+ObjectHandle create(Trial& trial, TokenSession& token, const std::string& what, const Template& object) {
+  trial.step("C_CreateObject of " + what);
   ObjectHandle handle = 0;
   make(token, [&](Module& module) {
     module->C_CreateObject(token.session().handle(), object.data(), static_cast<Ulong>(object.count()),
@@ -96,37 +102,33 @@ ObjectHandle create(TokenSession& token, const Template& object) {
   return handle;
 }
 
-ObjectHandle create_data(TokenSession& token, const Mark& mark, const std::string& value) {
+ObjectHandle create_data(Trial& trial, TokenSession& token, const std::string& value) {
   DataObjectProperties object;
   object.set_token(true);
   object.set_private(true);
-  object.add_binary(AttributeType::Label, mark.label());
+  object.add_binary(AttributeType::Label, trial.mark().label());
   object.set_value(secure_string(value.begin(), value.end()));
-  return create(token, object);
+  return create(trial, token, "data", object);
 }
 
-ObjectHandle create_certificate(TokenSession& token, const Mark& mark,
+ObjectHandle create_certificate(Trial& trial, TokenSession& token,
                                 const Botan::X509_Certificate& certificate) {
   X509_CertificateProperties object(certificate);
   object.set_token(true);
   object.set_private(false);
-  object.add_binary(AttributeType::Label, mark.label());
-  return create(token, object);
+  object.add_binary(AttributeType::Label, trial.mark().label());
+  return create(trial, token, "a certificate", object);
 }
 
-Handles generate(TokenSession& token, const Template& public_key, const Template& private_key) {
-  Mechanism mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
-  Handles handles(2);
-  make(token, [&](Module& module) {
-    module->C_GenerateKeyPair(token.session().handle(), &mechanism, public_key.data(), public_key.count(),
-                              private_key.data(), private_key.count(), &handles[0], &handles[1]);
-  });
-  return handles;
+Handles generate(Trial& trial, TokenSession& token) {
+  return generate(trial, token, marked(library::lyrPublicKeyGeneration(), trial.mark()),
+                  marked(library::lyrPrivateKeyGeneration(), trial.mark()));
 }
 
-Handles generate_standard(TokenSession& token, const Mark& mark) {
-  return generate(token, without_vendor_attributes(public_key_template(mark)),
-                  without_vendor_attributes(private_key_template(mark)));
+Handles generate_standard(Trial& trial, TokenSession& token) {
+  return generate(trial, token,
+                  without_vendor_attributes(marked(library::lyrPublicKeyGeneration(), trial.mark())),
+                  without_vendor_attributes(marked(library::lyrPrivateKeyGeneration(), trial.mark())));
 }
 
 Handles destroy_marked(TokenSession& token, const Mark& mark) {
@@ -140,6 +142,15 @@ Handles destroy_marked(TokenSession& token, const Mark& mark) {
     left.insert(left.end(), some.begin(), some.end());
   }
   return left;
+}
+
+CK_RV return_value_of(const std::function<void()>& call) {
+  try {
+    call();
+    return CKR_OK;
+  } catch (const PKCS11_ReturnError& error) {
+    return static_cast<CK_RV>(error.get_return_value());
+  }
 }
 
 void require_attributes(const Trial& trial, TokenSession& token, ObjectHandle handle, const Template& given) {

@@ -12,8 +12,11 @@
 #include <vector>
 
 #include "clause.h"
+#include "tee/templates.h"
 
 namespace tee_token_admin {
+
+namespace library = ozk::tee;
 
 using Handles = std::vector<Botan::PKCS11::ObjectHandle>;
 using Template = Botan::PKCS11::AttributeContainer;
@@ -30,36 +33,37 @@ class UserSession : public TokenSession {
   Mark m_mark;
 };
 
-// The library's templates, with the mark in the place of its label, client and key identifier. Searches are
-// for installed objects (`permanent`), or temporary ones.
-Template public_key_template(const Mark& mark);
-Template private_key_template(const Mark& mark);
-Template chain_template(const Mark& mark, const std::vector<std::uint8_t>& chain);
-Template public_key_search(const Mark& mark, bool permanent);
-Template private_key_search(const Mark& mark, bool permanent);
-Template chain_search(const Mark& mark, bool permanent);
-Template data_search(const Mark& mark);
-Template certificate_search(const Mark& mark);
+/// The library's template with the mark in the place of its label, client and key identifier.
+Template marked(const Template& of_library, const Mark& mark);
 
-/// The template without the vendor's attributes, for clauses that a token without these can meet.
+/// The library's template of a chain of these certificates.
+Template chain_template(const Mark& mark, const std::vector<Botan::X509_Certificate>& certificates);
+
+/// The template without the vendor's attributes.
 Template without_vendor_attributes(const Template& all);
 
-/// Finds all objects with the mark's label.
-Handles find_marked(TokenSession& token, const Mark& mark);
+/// A template that finds all objects with the mark's label.
+Template labelled(const Mark& mark);
 
-// Each makes objects with the mark's label and returns their handles.
-Botan::PKCS11::ObjectHandle create(TokenSession& token, const Template& object);
-Botan::PKCS11::ObjectHandle create_data(TokenSession& token, const Mark& mark, const std::string& value);
-Botan::PKCS11::ObjectHandle create_certificate(TokenSession& token, const Mark& mark,
+// Each makes objects, which its template has to mark, and returns their handles.
+
+/// Stores an object; `what` names it when the module refuses.
+Botan::PKCS11::ObjectHandle create(Trial& trial, TokenSession& token, const std::string& what,
+                                   const Template& object);
+Botan::PKCS11::ObjectHandle create_data(Trial& trial, TokenSession& token, const std::string& value);
+Botan::PKCS11::ObjectHandle create_certificate(Trial& trial, TokenSession& token,
                                                const Botan::X509_Certificate& certificate);
-/// The public key's handle is the first.
-Handles generate(TokenSession& token, const Template& public_key, const Template& private_key);
-/// The same without vendor attributes.
-Handles generate_standard(TokenSession& token, const Mark& mark);
+/// Generates a key pair; the public key's handle is the first.
+Handles generate(Trial& trial, TokenSession& token);
+/// The same without the vendor's attributes, for clauses that a token without these can meet.
+Handles generate_standard(Trial& trial, TokenSession& token);
 
 /// Destroys the objects with the mark, its trust store group too, and returns the handles of those that
 /// remain.
 Handles destroy_marked(TokenSession& token, const Mark& mark);
+
+/// The module's return value of a call to the layer.
+CK_RV return_value_of(const std::function<void()>& call);
 
 /// Ends the trial as wrong unless each attribute of the template reads as it was given.
 void require_attributes(const Trial& trial, TokenSession& token, Botan::PKCS11::ObjectHandle handle,
@@ -77,8 +81,5 @@ bool verifies(const Botan::EC_PublicKey& key, const std::vector<std::uint8_t>& m
 std::vector<Botan::X509_Certificate> certificates_for(const Botan::Private_Key& key);
 /// The same for a new software key.
 std::vector<Botan::X509_Certificate> certificates_for_another_key();
-
-/// The certificates in DER, back to back.
-std::vector<std::uint8_t> back_to_back(const std::vector<Botan::X509_Certificate>& certificates);
 
 }  // namespace tee_token_admin

@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <botan/p11_trust_store_group.h>
+
 #include "marked_objects.h"
-#include "tee/templates.h"
 
 namespace tee_token_admin {
-
-namespace library = ozk::tee;
 
 using namespace Botan::PKCS11;
 
@@ -18,6 +17,8 @@ void add_copy(Template& to, const Attribute& attribute) {
   to.add_binary(static_cast<AttributeType>(attribute.type),
                 static_cast<const std::uint8_t*>(attribute.pValue), attribute.ulValueLen);
 }
+
+}  // namespace
 
 Template marked(const Template& of_library, const Mark& mark) {
   Template own;
@@ -35,33 +36,22 @@ Template marked(const Template& of_library, const Mark& mark) {
   return own;
 }
 
-}  // namespace
-
-Template public_key_template(const Mark& mark) { return marked(library::lyrPublicKeyGeneration(), mark); }
-
-Template private_key_template(const Mark& mark) { return marked(library::lyrPrivateKeyGeneration(), mark); }
-
-Template chain_template(const Mark& mark, const std::vector<std::uint8_t>& chain) {
-  TrustStoreGroupCertificateChainProperties of_library(chain);
-  library::addLYRCertificateChainAttributes(of_library, kMarkedKeyId);
-  return marked(of_library, mark);
+Template chain_template(const Mark& mark, const std::vector<Botan::X509_Certificate>& certificates) {
+  std::vector<std::uint8_t> value;
+  for (const auto& certificate : certificates) {
+    const std::vector<std::uint8_t> encoded = certificate.BER_encode();
+    value.insert(value.end(), encoded.begin(), encoded.end());
+  }
+  TrustStoreGroupCertificateChainProperties object(value);
+  library::addLYRCertificateChainAttributes(object, kMarkedKeyId);
+  return marked(object, mark);
 }
 
-Template public_key_search(const Mark& mark, bool permanent) {
-  return marked(library::lyrPublicKeySearch(permanent), mark);
+Template labelled(const Mark& mark) {
+  Template sought;
+  sought.add_binary(AttributeType::Label, mark.label());
+  return sought;
 }
-
-Template private_key_search(const Mark& mark, bool permanent) {
-  return marked(library::lyrPrivateKeySearch(permanent), mark);
-}
-
-Template chain_search(const Mark& mark, bool permanent) {
-  return marked(library::lyrCertificateChainSearch(permanent), mark);
-}
-
-Template data_search(const Mark& mark) { return marked(library::vinSearch(), mark); }
-
-Template certificate_search(const Mark& mark) { return marked(library::certificateSearch("1_11"), mark); }
 
 Template without_vendor_attributes(const Template& all) {
   Template standard;

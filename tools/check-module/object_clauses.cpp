@@ -32,21 +32,11 @@ const VendorAttribute kVendorAttributes[] = {
 
 void require_search(Trial& trial, TokenSession& token, const VendorAttribute& attribute) {
   for (const std::string& value : {attribute.value, attribute.other}) {
-    Template sought;
-    sought.add_binary(AttributeType::Label, trial.mark().label());
+    Template sought = labelled(trial.mark());
     sought.add_string(attribute.type, value);
     trial.step("a search for vendor attribute " + std::to_string(static_cast<CK_ULONG>(attribute.type)));
     const std::size_t found = token.find(sought).size();
     trial.require(found == (value == attribute.value ? 1 : 0), "finds " + std::to_string(found) + " objects");
-  }
-}
-
-bool is_readable(TokenSession& token, ObjectHandle handle) {
-  try {
-    Object(token.session(), handle).get_attribute_value(AttributeType::Class);
-    return true;
-  } catch (const PKCS11_ReturnError&) {
-    return false;
   }
 }
 
@@ -68,15 +58,14 @@ std::string destroy_all(const Trial& trial, UserType who) {
 Judgement finds_by_label(Trial& trial) {
   UserSession user(trial);
   const Botan::X509_Certificate root = certificates_for_another_key().back();
-  trial.step("C_CreateObject of data");
-  const ObjectHandle data = create_data(user, trial.mark(), "VIN");
-  trial.step("C_CreateObject of a certificate");
-  const ObjectHandle certificate = create_certificate(user, trial.mark(), root);
+  const ObjectHandle data = create_data(trial, user, "VIN");
+  const ObjectHandle certificate = create_certificate(trial, user, root);
   trial.step("the library's search for data");
-  trial.require(user.find(data_search(trial.mark())) == Handles{data}, "does not find it");
+  trial.require(user.find(marked(library::vinSearch(), trial.mark())) == Handles{data}, "does not find it");
   trial.require(text_of(Object(user.session(), data), CKA_VALUE) == "VIN", "finds another value");
   trial.step("the library's search for a certificate");
-  trial.require(user.find(certificate_search(trial.mark())) == Handles{certificate}, "does not find it");
+  trial.require(user.find(marked(library::certificateSearch("1_11"), trial.mark())) == Handles{certificate},
+                "does not find it");
   trial.require(PKCS11_X509_Certificate(user.session(), certificate) == root, "finds another value");
   return {};
 }
@@ -90,8 +79,7 @@ Judgement stores_vendor_attributes(Trial& trial) {
   for (const VendorAttribute& attribute : kVendorAttributes) {
     object.add_string(attribute.type, attribute.value);
   }
-  trial.step("C_CreateObject of a certificate with the four");
-  const ObjectHandle certificate = create(user, object);
+  const ObjectHandle certificate = create(trial, user, "a certificate with the four", object);
   trial.step("C_GetAttributeValue");
   require_attributes(trial, user, certificate, object);
   for (const VendorAttribute& attribute : kVendorAttributes) {
@@ -103,13 +91,13 @@ Judgement stores_vendor_attributes(Trial& trial) {
 Judgement stores_a_chain(Trial& trial) {
   UserSession user(trial);
   const auto certificates = certificates_for_another_key();
-  const Template object = chain_template(trial.mark(), back_to_back(certificates));
-  trial.step("C_CreateObject of a chain");
-  const ObjectHandle chain = create(user, object);
+  const Template object = chain_template(trial.mark(), certificates);
+  const ObjectHandle chain = create(trial, user, "a chain", object);
   trial.step("C_GetAttributeValue");
   require_attributes(trial, user, chain, object);
   trial.step("the library's search for the chain");
-  trial.require(user.find(chain_search(trial.mark(), false)) == Handles{chain}, "does not find it");
+  trial.require(user.find(marked(library::lyrCertificateChainSearch(false), trial.mark())) == Handles{chain},
+                "does not find it");
   trial.require(PKCS11_TSG_CertficateChain(user.session(), chain).getx509CertificateChain() == certificates,
                 "finds other certificates");
   return {};
@@ -117,13 +105,10 @@ Judgement stores_a_chain(Trial& trial) {
 
 Judgement continues_a_search(Trial& trial) {
   UserSession user(trial);
-  trial.step("C_CreateObject, " + std::to_string(kAtOnce + 1) + " times");
   for (std::uint32_t i = 0; i <= kAtOnce; ++i) {
-    create_data(user, trial.mark(), std::to_string(i));
+    create_data(trial, user, std::to_string(i));
   }
-  Template sought;
-  sought.add_binary(AttributeType::Label, trial.mark().label());
-  ObjectFinder finder(user.session(), sought.attributes());
+  ObjectFinder finder(user.session(), labelled(trial.mark()).attributes());
   for (const std::size_t wanted : {std::size_t{kAtOnce}, std::size_t{1}, std::size_t{0}}) {
     const std::size_t found = finder.find(kAtOnce).size();
     trial.step("C_FindObjects");
@@ -134,18 +119,18 @@ Judgement continues_a_search(Trial& trial) {
 
 Judgement destroys(Trial& trial) {
   UserSession user(trial);
-  const Mark& mark = trial.mark();
-  trial.step("making objects");
-  Handles objects = generate_standard(user, mark);
-  objects.push_back(create_data(user, mark, "data"));
-  objects.push_back(create_certificate(user, mark, certificates_for_another_key().back()));
+  Handles objects = generate_standard(trial, user);
+  objects.push_back(create_data(trial, user, "data"));
+  objects.push_back(create_certificate(trial, user, certificates_for_another_key().back()));
   for (const ObjectHandle object : objects) {
     trial.step("C_DestroyObject");
     Object(user.session(), object).destroy();
     trial.step("after C_DestroyObject");
-    const Handles found = find_marked(user, mark);
+    const Handles found = user.find(labelled(trial.mark()));
     trial.require(std::count(found.begin(), found.end(), object) == 0, "it is still found");
-    trial.require(!is_readable(user, object), "it can still be read");
+    const CK_RV code =
+        return_value_of([&] { Object(user.session(), object).get_attribute_value(AttributeType::Class); });
+    trial.require(code != CKR_OK, "it can still be read");
   }
   return {};
 }

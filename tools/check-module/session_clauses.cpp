@@ -33,18 +33,9 @@ void require_tries(const Target& target) {
   }
 }
 
-ReturnValue log_in_again(TokenSession& user) {
-  try {
-    user.login(UserType::User);
-    return ReturnValue::OK;
-  } catch (const PKCS11_ReturnError& error) {
-    return error.get_return_value();
-  }
-}
-
 /// Whether the trial's private object is found.
 void require_found(const Trial& trial, TokenSession& token, bool wanted) {
-  const bool found = !find_marked(token, trial.mark()).empty();
+  const bool found = !token.find(labelled(trial.mark())).empty();
   trial.require(found == wanted, std::string("a private object is ") + (found ? "" : "not ") + "found");
 }
 
@@ -52,11 +43,10 @@ void require_found(const Trial& trial, TokenSession& token, bool wanted) {
 void require_login_for_private_object(Trial& trial) {
   TokenSession user(trial.target());
   user.login(UserType::User);
-  trial.step("C_CreateObject of a private object");
-  create_data(user, trial.mark(), "private");
+  create_data(trial, user, "private");
   trial.step("after C_Login");
   require_found(trial, user, true);
-  const auto code = static_cast<CK_RV>(log_in_again(user));
+  const CK_RV code = return_value_of([&] { user.login(UserType::User); });
   trial.require(code == CKR_USER_ALREADY_LOGGED_IN,
                 tee_token::return_value_name(code) + " instead of CKR_USER_ALREADY_LOGGED_IN");
   trial.step("C_Logout");

@@ -14,18 +14,14 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-/// A wrong PIN would cost one of the security officer's tries; nothing can be said without his login.
+/// Not when a wrong PIN could cost one of the security officer's last tries.
 void log_in_as_officer(const Trial& trial, TokenSession& token) {
   const CK_FLAGS flags = token.session().slot().get_token_info().flags;
   const bool guessed = trial.target().so_pin_hex.empty();
   const CK_FLAGS risks = CKF_SO_PIN_LOCKED | CKF_SO_PIN_FINAL_TRY | (guessed ? CKF_SO_PIN_COUNT_LOW : 0);
-  try {
-    if ((flags & risks) != 0) {
-      throw PKCS11_ReturnError(ReturnValue::PinIncorrect);
-    }
-    token.login(UserType::SO);
-  } catch (const PKCS11_ReturnError& error) {
-    const CK_RV code = static_cast<CK_RV>(error.get_return_value());
+  const CK_RV code =
+      (flags & risks) != 0 ? CKR_PIN_INCORRECT : return_value_of([&] { token.login(UserType::SO); });
+  if (code != CKR_OK) {
     throw TrialEnd{
         {Verdict::kNotTried, "login of the security officer: " + tee_token::return_value_name(code) +
                                  "; give the PIN with --so-pin-hex"}};
@@ -48,13 +44,11 @@ void create_trust_group(Trial& trial, const Botan::X509_Certificate& certificate
   root.set_trusted(true);
   root.add_binary(AttributeType::Label, mark.label());
   root.add_string(kTrustStoreGroup, mark.client());
-  trial.step("C_CreateObject of a trusted certificate, as security officer");
-  create(officer, root);
+  create(trial, officer, "a trusted certificate, as security officer", root);
   StorageObjectProperties group(static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP));
   add_owner(group, mark);
   group.set_label(mark.client());
-  trial.step("C_CreateObject of a group, as security officer");
-  create(officer, group);
+  create(trial, officer, "a group, as security officer", group);
 }
 
 void require_unknown(const Trial& trial, TokenSession& token, const std::string& group,
@@ -71,7 +65,7 @@ Judgement log_in_and_answer(Trial& trial, int parent) {
   UserSession user(trial);
   send_message(parent, "logged in");
   while (receive_message(parent)) {
-    send_message(parent, "finds " + std::to_string(find_marked(user, trial.mark()).size()) + " objects");
+    send_message(parent, "finds " + std::to_string(user.find(labelled(trial.mark())).size()) + " objects");
   }
   return {};
 }
@@ -117,8 +111,7 @@ Judgement shows_changes_to_a_second_process(Trial& trial) {
     require_answer(trial, second, "finds " + std::to_string(count) + " objects");
   };
   require_count("before C_CreateObject", 0);
-  trial.step("C_CreateObject");
-  const ObjectHandle data = create_data(user, trial.mark(), "seen");
+  const ObjectHandle data = create_data(trial, user, "seen");
   require_count("after C_CreateObject", 1);
   Object(user.session(), data).destroy();
   require_count("after C_DestroyObject", 0);

@@ -40,8 +40,7 @@ Judgement median_of(const std::function<void()>& operation) {
 
 Judgement measures_a_signature(Trial& trial) {
   UserSession user(trial);
-  trial.step("C_GenerateKeyPair");
-  const PKCS11_ECDSA_PrivateKey key(user.session(), generate_standard(user, trial.mark())[1]);
+  const PKCS11_ECDSA_PrivateKey key(user.session(), generate_standard(trial, user)[1]);
   trial.step("a signature");
   return median_of([&] { signature_of(key, std::vector<std::uint8_t>(32, 'm')); });
 }
@@ -50,7 +49,7 @@ Judgement measures_a_session(Trial& trial) {
   return median_of([&] {
     TokenSession user(trial.target());
     user.login(UserType::User);
-    find_marked(user, trial.mark());
+    user.find(labelled(trial.mark()));
   });
 }
 

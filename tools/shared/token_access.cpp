@@ -4,12 +4,8 @@
 #include "shared/token_access.h"
 
 #include <botan/hex.h>
-#include <fcntl.h>
-#include <sys/file.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
 
 namespace tee_token_admin {
@@ -31,18 +27,6 @@ C_InitializeArgs locking() {
 bool is_platforms(const Target& target) {
   const char* const named = ::secure_getenv("TEE_PKCS11_MODULE");
   return target.module.empty() && (named == nullptr || *named == '\0');
-}
-
-tee_token::FileDescriptor lock_token(const Target& target) {
-  const auto folder = tee_token::DeviceFolder::of_environment();
-  if (!is_platforms(target) || !folder.exists()) {
-    return tee_token::FileDescriptor(-1);
-  }
-  tee_token::FileDescriptor opened(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (opened.get() < 0 || ::flock(opened.get(), LOCK_EX) != 0) {
-    throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
-  }
-  return opened;
 }
 
 secure_string pin_of_hex(const std::string& hex, const std::string& name) {

@@ -11,8 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "base/file_descriptor.h"
-#include "store/device_folder.h"
 #include "tee_token/vendor_interface.h"
 
 namespace tee_token_admin {
@@ -38,11 +36,6 @@ constexpr auto kTrustStoreGroup = static_cast<Botan::PKCS11::AttributeType>(TEE_
 
 /// Whether neither an option nor the environment names another module than the platform's.
 bool is_platforms(const Target& target);
-
-/// Keeps other commands that use it off the platform's token until the result is destroyed, so that a command
-/// can check and then change. Waits for them. Locks nothing when there is no token folder or the module is
-/// another one. Throws UsageError.
-tee_token::FileDescriptor lock_token(const Target& target);
 
 /// The bytes of a PIN in hexadecimal digits. Throws UsageError; `name` begins its text.
 Botan::PKCS11::secure_string pin_of_hex(const std::string& hex, const std::string& name);

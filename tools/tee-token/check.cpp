@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "shared/error_line.h"
 #include "shared/shown_text.h"
+#include "store/device_folder.h"
 #include "store/sqlite.h"
 
 namespace tee_token_admin {
@@ -26,7 +27,7 @@ struct File {
 
 constexpr File kFiles[] = {{"device.key", 32, 32, "; only a new token in an empty folder helps"},
                            {"token.db", 0, 0, ""},
-                           {"pin-tries", 2, 3, "; write two zero bytes to it"}};
+                           {"pin-tries", 2, 2, "; write two zero bytes to it"}};
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};

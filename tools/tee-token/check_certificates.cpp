@@ -12,7 +12,7 @@
 
 #include "checks.h"
 #include "shared/object_attributes.h"
-#include "shared/trust_group.h"
+#include "trust_group.h"
 
 namespace tee_token_admin {
 

@@ -6,10 +6,16 @@
 #include <optional>
 #include <string>
 
+#include "base/file_descriptor.h"
 #include "shared/token_access.h"
-#include "shared/trust_group.h"
+#include "trust_group.h"
 
 namespace tee_token_admin {
+
+/// Keeps other commands that use it off the platform's token until the result is destroyed, so that a command
+/// can check and then change. Waits for them. Locks nothing when there is no token folder or the module is
+/// another one. Throws UsageError.
+tee_token::FileDescriptor lock_token(const Target& target);
 
 /// Makes the token, with both PINs. A token that exists is only overwritten with `force`.
 void init(const Target& target, const std::string& label, bool force);

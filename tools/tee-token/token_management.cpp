@@ -2,14 +2,19 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <botan/p11.h>
+#include <fcntl.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 
 #include "commands.h"
 #include "shared/shown_text.h"
+#include "store/device_folder.h"
 
 namespace tee_token_admin {
 
@@ -35,6 +40,18 @@ secure_string new_pin(const std::string& hex) {
 }
 
 }  // namespace
+
+tee_token::FileDescriptor lock_token(const Target& target) {
+  const auto folder = tee_token::DeviceFolder::of_environment();
+  if (!is_platforms(target) || !folder.exists()) {
+    return tee_token::FileDescriptor(-1);
+  }
+  tee_token::FileDescriptor opened(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (opened.get() < 0 || ::flock(opened.get(), LOCK_EX) != 0) {
+    throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
+  }
+  return opened;
+}
 
 void init(const Target& target, const std::string& label, bool force) {
   if (label.size() > 32) {

@@ -8,125 +8,107 @@
 #include <pthread.h>
 #include <signal.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <cstdlib>
-#include <functional>
 #include <map>
 #include <mutex>
-#include <new>
-#include <utility>
+#include <string>
 
-#include "complaint.h"
-#include "dlt_message.h"
+#include "text_sink.h"
 #include "write_signals.h"
 
 namespace ara::log::host {
 
 namespace {
 
-constexpr std::uint32_t kPatienceAtExit = 200;  // ms
-constexpr int kMostPatience = 10;               // times as long, while the daemon takes something
+constexpr std::uint32_t kWaitAtExit = 200;  // ms
+constexpr int kMostWaits = 10;              // while the daemon still takes records
 constexpr std::chrono::seconds kBetweenTries{1};
 
-/// Undoes what libdlt's initialisation does to the process: it ignores SIGPIPE, and its threads would take
-/// the program's signals.
-class SignalsUntouched {
- public:
-  SignalsUntouched() noexcept {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &m_mask);
-    sigaction(SIGPIPE, nullptr, &m_action);
-  }
-  ~SignalsUntouched() {
-    sigaction(SIGPIPE, &m_action, nullptr);
-    pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
-  }
+/// Initialises libdlt without two side effects: it ignores SIGPIPE, and its threads take the program's
+/// signals.
+bool InitializeLibrary() {
+  sigset_t all;
+  sigset_t mask;
+  struct sigaction action;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &mask);
+  sigaction(SIGPIPE, nullptr, &action);
+  dlt_log_set_level(LOG_CRIT);  // what libdlt reports below that would mix with the program's output
+  const bool is_ready = dlt_init() >= DLT_RETURN_OK;
+  if (!is_ready) dlt_free();
+  sigaction(SIGPIPE, &action, nullptr);
+  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+  return is_ready;
+}
 
-  SignalsUntouched(const SignalsUntouched&) = delete;
-  SignalsUntouched& operator=(const SignalsUntouched&) = delete;
-
- private:
-  sigset_t m_mask;
-  struct sigaction m_action;
-};
-
-/// How much waits in libdlt's buffer: records, and what libdlt itself has to say to the daemon.
+/// The bytes in libdlt's buffer: records and libdlt's own messages to the daemon.
 int BytesWaiting() {
   int total = 0;
   int used = 0;
   return dlt_user_check_buffer(&total, &used) == DLT_RETURN_OK ? used : 0;
 }
 
-/// Waits for the daemon as long as it takes something, and returns how many messages are left.
+/// Waits for the daemon as long as it takes records, and returns how many messages are left.
 int MessagesLeft() {
-  for (int tries = 1;; ++tries) {
+  for (int waits = 1;; ++waits) {
     const int before = BytesWaiting();
     const int left = dlt_user_atexit_blow_out_user_buffer();
-    if (left == 0 || tries == kMostPatience || BytesWaiting() >= before) return left;
+    if (left == 0 || waits == kMostWaits || BytesWaiting() >= before) return left;
   }
 }
-
-/// Finishes a message and returns whether libdlt has sent or kept it. Of other codes than this one it returns
-/// several for messages that it has kept. It throws away, with any code, what is too long with its headers.
-bool IsTaken(DltContextData& message) {
-  constexpr std::int32_t kLongest = UINT16_MAX - 26;
-  const bool is_too_long = message.size > kLongest;
-  return dlt_user_log_write_finish(&message) != DLT_RETURN_BUFFER_FULL && !is_too_long;
-}
-
-const char* IdOrDash(const std::string& id) { return id.empty() ? "-" : id.c_str(); }
 
 class DltSink final : public Sink {
  public:
-  static DltSink& Instance() {
-    // Never destroyed: destructors of other static objects log too, and so do threads that outlive main.
-    alignas(DltSink) static unsigned char storage[sizeof(DltSink)];
-    static DltSink* const sink = new (storage) DltSink;
-    return *sink;
-  }
-
+  DltSink();
   bool Write(const Record& record) override;
 
-  /// kForked: libdlt is not for the child of a fork; kOver: the process is at its very end.
-  enum class State { kClosed, kOpen, kForked, kOver };
-
-  /// Waits a moment for what the daemon has not yet taken, lets libdlt go, and at the very end says on stderr
-  /// what is lost.
-  void Close(State next) noexcept;
+  /// Waits a moment for the daemon, releases libdlt and reports what is lost.
+  void Close();
 
  private:
+  /// kEnded: at the end of the process, and in a forked child, where libdlt cannot be used.
+  enum class State { kClosed, kOpen, kEnded };
+
   bool Open(const std::string& application);
-  bool Initialize();
   DltContext& ContextOf(const Record& record);
   bool Send(const Record& record);
-  void Recover();
-  void Finish();
-  void SayWhatIsLost();
-  void Forked() noexcept;
+  void Resume();
+  void Forked();
 
   std::mutex m_mutex;
-  std::atomic<State> m_state{State::kClosed};
+  State m_state = State::kClosed;
   std::chrono::steady_clock::time_point m_next_try;
   bool m_has_complained = false;
-  std::map<std::string, DltContext, std::less<>> m_contexts;
-  std::uint64_t m_waiting = 0;  ///< records that are perhaps still in libdlt's buffer
-  std::uint64_t m_lost = 0;     ///< records refused, as long as no reader was told
+  std::map<std::string, DltContext> m_contexts;
+  std::uint64_t m_waiting = 0;  ///< records that may still be in libdlt's buffer
+  std::uint64_t m_lost = 0;     ///< refused records that no reader has been told of
+  TextSink m_console{STDERR_FILENO};
 };
 
-/// Made when the library is loaded, so destroyed after what the program makes.
-const struct LastClosing {
-  ~LastClosing() { DltSink::Instance().Close(DltSink::State::kOver); }
-} last_closing;
+DltSink& Instance() {
+  // Never destroyed: destructors of other static objects log too.
+  static auto* const sink = new DltSink;
+  return *sink;
+}
+
+void CloseInstance() { Instance().Close(); }
+
+DltSink::DltSink() {
+  std::atexit(CloseInstance);
+  pthread_atfork(nullptr, nullptr, [] { Instance().Forked(); });
+}
 
 bool DltSink::Write(const Record& record) {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  const WriteSignalsHeldBack held_back;
-  bool is_taken = m_state == State::kOpen || (m_state == State::kClosed && Open(record.application));
+  if (m_state == State::kEnded) return m_console.Write(record);
+  bool is_taken = m_state == State::kOpen || Open(record.application);
   if (is_taken) {
-    if (m_waiting + m_lost > 0 && BytesWaiting() == 0) Recover();
+    if (m_waiting + m_lost > 0 && BytesWaiting() == 0) Resume();
     is_taken = Send(record);
   }
   if (!is_taken) ++m_lost;
@@ -136,110 +118,89 @@ bool DltSink::Write(const Record& record) {
 bool DltSink::Open(const std::string& application) {
   const auto now = std::chrono::steady_clock::now();
   if (now < m_next_try) return false;
-  if (!Initialize()) {
-    m_next_try = now + kBetweenTries;
+  m_next_try = now + kBetweenTries;
+  if (!InitializeLibrary()) {
+    if (!m_has_complained) Complain("DLT cannot be used yet: does the folder in DLT_PIPE_DIR exist?");
+    m_has_complained = true;
     return false;
   }
+  std::atexit(CloseInstance);  // again: it has to run before libdlt's own, which may wait for ten seconds
   m_state = State::kOpen;
-  dlt_set_resend_timeout_atexit(kPatienceAtExit);
-  dlt_register_app(IdOrDash(application), program_invocation_name);
-  m_contexts.clear();
+  dlt_set_resend_timeout_atexit(kWaitAtExit);
+  dlt_register_app(application.c_str(), program_invocation_name);
   return true;
 }
 
-bool DltSink::Initialize() {
-  // Before there can be anything to forget.
-  static const bool is_fork_seen = pthread_atfork(nullptr, nullptr, [] { Instance().Forked(); }) == 0;
-  if (!is_fork_seen) return false;
-  const SignalsUntouched untouched;
-  dlt_log_set_level(LOG_CRIT);  // what it has to say below that would mix with the program's output
-  if (dlt_init() < DLT_RETURN_OK) {
-    dlt_free();
-    if (!std::exchange(m_has_complained, true)) {
-      Complain("DLT cannot be used yet: is there the folder that DLT_PIPE_DIR names (/tmp when not set)?");
-    }
-    return false;
-  }
-  // It runs before libdlt's own, which would wait ten seconds and is idle when nothing is open.
-  static const bool is_end_seen = std::atexit([] { Instance().Close(State::kClosed); }) == 0;
-  return is_end_seen;
-}
-
-/// A context goes to the daemon with the level that lets everything pass: the logger's threshold has decided
-/// already. Readers may lower it.
+/// Contexts are registered with the level that lets everything pass, because the logger's threshold has been
+/// applied already. Readers may lower it.
 DltContext& DltSink::ContextOf(const Record& record) {
   const auto [context, is_new] = m_contexts.try_emplace(record.context);
   if (is_new) {
     const std::string description(record.description.begin(), record.description.end());
-    dlt_register_context_ll_ts(&context->second, IdOrDash(record.context), description.c_str(),
-                               DLT_LOG_VERBOSE, DLT_TRACE_STATUS_OFF);
+    dlt_register_context_ll_ts(&context->second, record.context.c_str(), description.c_str(), DLT_LOG_VERBOSE,
+                               DLT_TRACE_STATUS_OFF);
   }
   return context->second;
 }
 
+/// Returns whether libdlt has sent or kept the record, or no reader wants it.
 bool DltSink::Send(const Record& record) {
   DltContextData message;
   const auto level = static_cast<DltLogLevelType>(record.level);
   const DltReturnValue wanted = dlt_user_log_write_start(&ContextOf(record), &message, level);
-  if (wanted == DLT_RETURN_OK || wanted == DLT_RETURN_LOGGING_DISABLED) return true;  // no reader wants it
+  if (wanted == DLT_RETURN_OK || wanted == DLT_RETURN_LOGGING_DISABLED) return true;
   if (wanted != DLT_RETURN_TRUE) return false;
-  FillMessage(message, record);
-  const bool is_taken = IsTaken(message);
-  // Also when it has just emptied the buffer: then the next record is the first after the daemon's return.
-  if (is_taken && (m_waiting > 0 || BytesWaiting() > 0)) ++m_waiting;
-  return is_taken;
+  // libdlt counts in 16 bits, with a zero byte; it cuts what is longer than a message and marks the cut.
+  const auto size = std::min<std::size_t>(record.text.size(), UINT16_MAX - 1);
+  dlt_user_log_write_sized_utf8_string(&message, record.text.data(), static_cast<std::uint16_t>(size));
+  // Other codes than this one also come for messages that libdlt has kept.
+  if (dlt_user_log_write_finish(&message) == DLT_RETURN_BUFFER_FULL) return false;
+  // Also a record that has just emptied the buffer: the next one is then the first after the absence.
+  if (m_waiting > 0 || BytesWaiting() > 0) ++m_waiting;
+  return true;
 }
 
-/// The daemon has taken all that waited for it. One that was away has its own default level for every
-/// context, so it is told again; when there is no room to tell it, the next record tries.
-void DltSink::Recover() {
-  const bool is_told = m_contexts.empty() || dlt_set_application_ll_ts_limit(
+/// Called when the daemon has taken everything that waited for it. A daemon that was away has its own default
+/// level for each context, so the level is sent again; if there is no room for that, the next record tries.
+void DltSink::Resume() {
+  const bool is_sent = m_contexts.empty() || dlt_set_application_ll_ts_limit(
                                                  DLT_LOG_VERBOSE, DLT_TRACE_STATUS_OFF) == DLT_RETURN_OK;
-  if (!is_told) return;
+  if (!is_sent) return;
   m_waiting = 0;
   if (m_lost == 0) return;
-  const std::string text = std::to_string(m_lost) + " records before this one are lost, for want of room";
-  if (!Send({{}, {}, "ALOG", "ara-log itself", LogLevel::kWarn, text, {}})) return;
-  if (m_waiting > 0) m_waiting += m_lost;  // nobody has read it yet
+  const std::string text = std::to_string(m_lost) + " records before this one are lost: the buffer was full";
+  if (!Send({{}, {}, "ALOG", "the log library itself", LogLevel::kWarn, text})) return;
+  if (m_waiting > 0) m_waiting += m_lost;  // the record about them is waiting itself
   m_lost = 0;
 }
 
-void DltSink::Close(State next) noexcept try {
-  std::unique_lock<std::mutex> lock(m_mutex, std::defer_lock);
-  const bool is_forked = m_state == State::kForked;
-  if (!is_forked) lock.lock();  // in the child of a fork, a thread that is not there may hold it
-  const WriteSignalsHeldBack held_back;
-  if (m_state == State::kOpen) Finish();
-  if (!is_forked) m_state = next;
-  if (next == State::kOver && m_lost > 0) SayWhatIsLost();
-} catch (...) {
-  m_state = next;
+void DltSink::Close() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const WriteSignalsBlocked blocked;
+  if (m_state == State::kOpen) {
+    const int left = MessagesLeft();
+    m_waiting = std::min(m_waiting, static_cast<std::uint64_t>(left));
+    if (left == 0) Resume();
+    m_lost += m_waiting;
+    dlt_unregister_app();
+    dlt_free();
+  }
+  m_state = State::kEnded;
+  if (m_lost > 0) {
+    Complain("DLT: up to " + std::to_string(m_lost) +
+             " records did not reach the daemon; is it running, with the same DLT_PIPE_DIR?");
+  }
+  m_lost = 0;
 }
 
-void DltSink::Finish() {
-  const int left = MessagesLeft();
-  m_waiting = std::min(m_waiting, static_cast<std::uint64_t>(left));
-  if (left == 0) Recover();
-  m_lost += m_waiting;
-  m_waiting = 0;
-  dlt_unregister_app();
-  dlt_free();
-}
-
-void DltSink::SayWhatIsLost() {
-  Complain("DLT: up to " + std::to_string(m_lost) + " records did not reach the daemon; " +
-           (m_state == State::kForked ? "the child of a fork cannot log to it"
-                                      : "is it running, in the folder of DLT_PIPE_DIR (/tmp when not set)?"));
-}
-
-void DltSink::Forked() noexcept {
-  if (m_state == State::kOpen) m_state = State::kForked;
+void DltSink::Forked() {
+  if (m_state == State::kOpen) m_state = State::kEnded;
   m_waiting = 0;
   m_lost = 0;
 }
 
 }  // namespace
 
-std::shared_ptr<Sink> DltSinkOfProcess() { return {std::shared_ptr<Sink>(), &DltSink::Instance()}; }
+std::shared_ptr<Sink> DltSinkOfProcess() { return {std::shared_ptr<Sink>(), &Instance()}; }
 
 }  // namespace ara::log::host

@@ -5,10 +5,12 @@
 
 #include <ara/log/host/sink.h>
 
+#include <memory>
+
 namespace ara::log::host {
 
-/// The sink that hands records to the DLT daemon. A process has one, as libdlt keeps one connection; it is
-/// opened by the first record.
+/// The sink that hands records to the DLT daemon; a process has one, as libdlt has one connection. The first
+/// record opens it.
 std::shared_ptr<Sink> DltSinkOfProcess();
 
 }  // namespace ara::log::host

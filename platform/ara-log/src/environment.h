@@ -5,6 +5,7 @@
 
 #include <ara/log/host/sink.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -12,12 +13,18 @@ namespace ara::log::host {
 
 struct Settings {
   std::string application;
-  std::optional<LogLevel> threshold;  ///< overrules what loggers are made with
+  std::optional<LogLevel> threshold;  ///< overrides the thresholds in code
   Sinks sinks;
 };
 
-/// Reads ARA_LOG_APP_ID, ARA_LOG_LEVEL and ARA_LOG_SINK. Each value that cannot be used is said on stderr, in
-/// one line that tells what is accepted, and does as if it were absent. Throws nothing but std::bad_alloc.
+/// Reads ARA_LOG_APP_ID, ARA_LOG_LEVEL and ARA_LOG_SINK. A value that is not accepted is reported on stderr,
+/// with those that are, and ignored. Throws nothing but std::bad_alloc.
 Settings ReadEnvironment();
+
+constexpr std::size_t kLongestId = 4;  // bytes, as in DLT
+
+/// Returns an id as records carry it: at most four bytes, "-" for an empty one. An id that has to be cut is
+/// reported on stderr, as a `what`.
+std::string ShortId(const std::string& what, const std::string& id);
 
 }  // namespace ara::log::host

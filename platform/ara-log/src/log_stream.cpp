@@ -5,14 +5,11 @@
 #include <ara/log/logger.h>
 
 #include <charconv>
-#include <cstddef>
 #include <utility>
 
 #include "registry.h"
 
 namespace ara::log {
-
-using Kind = host::Argument::Kind;
 
 LogStream::LogStream(LogLevel level, const Logger& logger) noexcept
     : m_logger(&logger), m_level(level), m_state(logger.IsEnabled(level) ? State::kEmpty : State::kSilent) {}
@@ -23,8 +20,7 @@ LogStream::LogStream(LogStream&& other) noexcept
     : m_logger(other.m_logger),
       m_level(other.m_level),
       m_state(std::exchange(other.m_state, State::kSilent)),
-      m_text(std::move(other.m_text)),
-      m_arguments(std::move(other.m_arguments)) {}
+      m_text(std::move(other.m_text)) {}
 
 LogStream& LogStream::operator=(LogStream&& other) noexcept {
   if (this == &other) return *this;
@@ -33,39 +29,29 @@ LogStream& LogStream::operator=(LogStream&& other) noexcept {
   m_level = other.m_level;
   m_state = std::exchange(other.m_state, State::kSilent);
   m_text = std::move(other.m_text);
-  m_arguments = std::move(other.m_arguments);
   return *this;
 }
 
 void LogStream::Flush() noexcept {
   if (m_state == State::kSilent || m_state == State::kEmpty) return;
-  host::Dispatcher& dispatcher = host::Registry::Instance().GetDispatcher();
+  host::Registry& registry = host::Registry::Instance();
   if (m_state == State::kLost) {
-    dispatcher.CountDropped();
+    registry.CountDropped();
   } else {
-    dispatcher.Dispatch({{},
-                         {},
-                         m_logger->m_context,
-                         m_logger->m_description,
-                         m_level,
-                         std::move(m_text),
-                         std::move(m_arguments)});
+    registry.Write(*m_logger, m_level, std::move(m_text));
   }
   m_text.clear();
-  m_arguments.clear();
   m_state = State::kEmpty;
 }
 
-/// The one place where an argument enters the record: `append` writes it to the end of a string.
+/// Adds one argument to the record: `append` writes it to the end of a string.
 template <typename AppendTo>
-LogStream& LogStream::Put(Kind kind, AppendTo append) noexcept {
+LogStream& LogStream::Put(AppendTo append) noexcept {
   if (m_state == State::kSilent || m_state == State::kLost) return *this;
   try {
-    if (m_state == State::kGathered) m_text += ' ';
-    const std::size_t begin = m_text.size();
+    if (m_state == State::kCollecting) m_text += ' ';
     append(m_text);
-    m_arguments.push_back({kind, m_text.size() - begin});
-    m_state = State::kGathered;
+    m_state = State::kCollecting;
   } catch (...) {
     m_state = State::kLost;
   }
@@ -73,24 +59,24 @@ LogStream& LogStream::Put(Kind kind, AppendTo append) noexcept {
 }
 
 template <typename Number>
-LogStream& LogStream::PutNumber(Kind kind, Number value) noexcept {
-  return Put(kind, [value](std::string& text) {
+LogStream& LogStream::PutNumber(Number value) noexcept {
+  return Put([value](std::string& text) {
     char digits[32];  // the longest double has 24
     text.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
   });
 }
 
 LogStream& LogStream::operator<<(bool value) noexcept {
-  return Put(Kind::kBool, [value](std::string& text) { text += value ? "true" : "false"; });
+  return Put([value](std::string& text) { text += value ? "true" : "false"; });
 }
 
-LogStream& LogStream::operator<<(long long n) noexcept { return PutNumber(Kind::kSigned, n); }
-LogStream& LogStream::operator<<(unsigned long long n) noexcept { return PutNumber(Kind::kUnsigned, n); }
-LogStream& LogStream::operator<<(float value) noexcept { return PutNumber(Kind::kFloat, value); }
-LogStream& LogStream::operator<<(double value) noexcept { return PutNumber(Kind::kDouble, value); }
+LogStream& LogStream::operator<<(long long n) noexcept { return PutNumber(n); }
+LogStream& LogStream::operator<<(unsigned long long n) noexcept { return PutNumber(n); }
+LogStream& LogStream::operator<<(float value) noexcept { return PutNumber(value); }
+LogStream& LogStream::operator<<(double value) noexcept { return PutNumber(value); }
 
 LogStream& LogStream::operator<<(core::StringView text) noexcept {
-  return Put(Kind::kText, [text](std::string& all) { all.append(text.data(), text.size()); });
+  return Put([text](std::string& all) { all.append(text.data(), text.size()); });
 }
 
 LogStream& LogStream::operator<<(const char* text) noexcept {
@@ -98,7 +84,7 @@ LogStream& LogStream::operator<<(const char* text) noexcept {
 }
 
 LogStream& LogStream::operator<<(core::Span<const core::Byte> bytes) noexcept {
-  return Put(Kind::kBytes, [bytes](std::string& text) {
+  return Put([bytes](std::string& text) {
     constexpr char kDigits[] = "0123456789abcdef";
     for (const core::Byte byte : bytes) {
       text += kDigits[static_cast<unsigned>(byte) >> 4];

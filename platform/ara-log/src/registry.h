@@ -3,42 +3,47 @@
 
 #pragma once
 
+#include <ara/log/host/sink.h>
 #include <ara/log/logger.h>
 
-#include <functional>
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
-
-#include "dispatcher.h"
 
 namespace ara::log::host {
 
-/// The loggers of the process and what they share. The first use sets it up from the environment.
+/// The loggers and sinks of the process. The first use sets them up from the environment.
 class Registry {
  public:
   static Registry& Instance() noexcept;
 
-  Logger& LoggerOf(std::string_view context, std::string_view description,
+  Logger& LoggerOf(core::StringView context, core::StringView description,
                    LogLevel default_threshold) noexcept;
   void SetThreshold(LogLevel threshold) noexcept;
+  Sinks SetSinks(Sinks sinks) noexcept;
 
-  Dispatcher& GetDispatcher() noexcept { return m_dispatcher; }
+  /// Hands a record to all sinks. Leaves errno as it was, so that a program may log before it looks at errno.
+  void Write(const Logger& logger, LogLevel level, std::string text) noexcept;
+
+  void CountDropped() noexcept { ++m_dropped; }
+  std::uint64_t Dropped() const noexcept { return m_dropped; }
 
  private:
   Registry() noexcept;
-  std::shared_ptr<Logger> FindOrAdd(std::string_view context, std::string_view description,
-                                    LogLevel default_threshold);
 
-  Dispatcher m_dispatcher;
-  std::mutex m_mutex;
+  std::mutex m_sinks_mutex;
+  std::string m_application;
+  Sinks m_sinks;
+  std::atomic<std::uint64_t> m_dropped{0};
+
+  std::mutex m_loggers_mutex;
   std::optional<LogLevel> m_threshold;
-  /// By the ids asked for, those that had to be cut too: so each is said once.
-  std::map<std::string, std::shared_ptr<Logger>, std::less<>> m_loggers;
-  Logger m_silent;  ///< for callers for whom there was no memory
+  std::map<std::string, std::unique_ptr<Logger>> m_loggers;
+  Logger m_silent;  ///< for callers for whom there is no memory
 };
 
 }  // namespace ara::log::host

@@ -3,20 +3,80 @@
 
 #include "text_sink.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
 #include <string>
 
-#include "quiet_write.h"
-#include "text_line.h"
+#include "write_signals.h"
 
 namespace ara::log::host {
 
+namespace {
+
+std::string Escaped(char control) {
+  if (control == '\n') return "\\n";
+  if (control == '\r') return "\\r";
+  char text[8];
+  std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(control));
+  return text;
+}
+
+bool IsControl(char character) {
+  return (static_cast<unsigned char>(character) < 0x20 && character != '\t') || character == 0x7f;
+}
+
+/// Writes `text` and a line break, with control characters as \n, \r or \xNN: in one write(), as long as the
+/// kernel takes all at once, so that processes may share a file.
+bool WriteLine(int descriptor, std::string_view text) {
+  std::string line;
+  line.reserve(text.size() + 1);
+  for (const char character : text) {
+    if (IsControl(character)) {
+      line += Escaped(character);
+    } else {
+      line += character;
+    }
+  }
+  line += '\n';
+  std::size_t done = 0;
+  while (done < line.size()) {
+    const ssize_t count = ::write(descriptor, line.data() + done, line.size() - done);
+    if (count < 0 && errno != EINTR) return false;
+    if (count > 0) done += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+std::string TimeText(std::chrono::system_clock::time_point time) {
+  const auto second = std::chrono::floor<std::chrono::seconds>(time);
+  const auto fraction = std::chrono::floor<std::chrono::microseconds>(time - second);
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(second);
+  std::tm utc{};
+  gmtime_r(&seconds, &utc);
+  char text[64];
+  const auto length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
+  std::snprintf(text + length, sizeof text - length, ".%06dZ", static_cast<int>(fraction.count()));
+  return text;
+}
+
+}  // namespace
+
+void Complain(std::string_view message) {
+  const WriteSignalsBlocked blocked;
+  WriteLine(STDERR_FILENO, std::string("ara-log: ").append(message));
+}
+
 bool TextSink::Write(const Record& record) {
-  std::string line = TextLine(record);
-  // Where a disk became full in the middle of a line, the next record still begins one of its own.
-  if (m_line_is_torn) line.insert(0, 1, '\n');
-  const Written written = QuietWrite(m_descriptor, line);
-  if (written != Written::kNothing) m_line_is_torn = written == Written::kPart;
-  return written == Written::kAll;
+  std::string line = TimeText(record.time);
+  line.append(" ").append(record.application);
+  line.append(" ").append(record.context);
+  line.append(" ").append(kLevelNames.at(static_cast<std::size_t>(record.level)));
+  line.append(" ").append(record.text);
+  return WriteLine(m_descriptor, line);
 }
 
 }  // namespace ara::log::host

@@ -5,21 +5,28 @@
 
 #include <ara/log/host/sink.h>
 
+#include <array>
+#include <string_view>
+
 namespace ara::log::host {
 
-/// Writes each record as one line of text to a file descriptor, which stays the caller's. With stderr it is
-/// the console.
-class TextSink : public Sink {
+/// By the numbers of the levels.
+inline constexpr std::array<std::string_view, 7> kLevelNames = {"off",  "fatal", "error",  "warn",
+                                                                "info", "debug", "verbose"};
+
+/// Reports on stderr, in one line, what the library itself has to report.
+void Complain(std::string_view message);
+
+/// Writes each record as one line to a file descriptor, which stays open: time (UTC, ISO 8601, microseconds),
+/// application, context, level and text, separated by blanks.
+class TextSink final : public Sink {
  public:
   explicit TextSink(int descriptor) noexcept : m_descriptor(descriptor) {}
 
   bool Write(const Record& record) override;
 
- protected:
-  const int m_descriptor;
-
  private:
-  bool m_line_is_torn = false;
+  const int m_descriptor;
 };
 
 }  // namespace ara::log::host

@@ -14,7 +14,7 @@ namespace PKCS11 {
 
 namespace {
 
-/// The whole text as a decimal number up to `limit`.
+/// `text` as a decimal number; nothing if it is not one or is above `limit`.
 std::optional<uint32_t> parse_decimal(const std::string& text, uint32_t limit) {
   uint32_t number = 0;
   const char* const end = text.data() + text.size();
@@ -23,17 +23,6 @@ std::optional<uint32_t> parse_decimal(const std::string& text, uint32_t limit) {
     return std::nullopt;
   }
   return number;
-}
-
-std::vector<X509_Certificate> decode_chain(const std::vector<uint8_t>& encoded) {
-  std::vector<X509_Certificate> certificates;
-  BER_Decoder decoder(encoded);
-  while (decoder.more_items()) {
-    X509_Certificate certificate;
-    certificate.decode_from(decoder);
-    certificates.push_back(certificate);
-  }
-  return certificates;
 }
 
 }  // namespace
@@ -76,17 +65,20 @@ PKCS11_TSG_CertficateChain::PKCS11_TSG_CertficateChain(Session& session,
 
 std::vector<X509_Certificate> PKCS11_TSG_CertficateChain::getx509CertificateChain() const {
   const std::vector<uint8_t> encoded = unlock(get_attribute_value(AttributeType::Value));
-  if (encoded != m_encoded) {
-    m_certificates = decode_chain(encoded);
-    m_encoded = encoded;
+  std::vector<X509_Certificate> certificates;
+  BER_Decoder decoder(encoded);
+  while (decoder.more_items()) {
+    X509_Certificate certificate;
+    certificate.decode_from(decoder);
+    certificates.push_back(certificate);
   }
-  return m_certificates;
+  return certificates;
 }
 
-/// What a token offers beyond the standard's function list.
+/// Access to the vendor interface of a loaded module.
 class VendorInterface {
  public:
-  /// The token's own functions, or null when its library has none.
+  /// Null if the module has no vendor interface.
   static const TEE_FUNCTION_LIST* functions(const Module& module);
 };
 
@@ -95,7 +87,7 @@ const TEE_FUNCTION_LIST* VendorInterface::functions(const Module& module) {
   try {
     get_interface = module.m_library->resolve<TEE_C_GetInterface>("C_GetInterface");
   } catch (const Invalid_Argument&) {
-    return nullptr;  // a library of PKCS #11 2.40
+    return nullptr;  // PKCS#11 2.40 does not have the function
   }
   unsigned char name[] = TEE_INTERFACE_NAME;
   TEE_INTERFACE* interface = nullptr;

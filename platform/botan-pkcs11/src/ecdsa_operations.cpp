@@ -12,38 +12,36 @@ namespace PKCS11 {
 
 namespace {
 
-/// A signature operation on the token and its message. A message that comes in one piece is kept for a
-/// single-part call, which is all that some mechanisms can do; with a second piece the operation becomes a
-/// multi-part one.
+/// A signature operation on the token. A message of one piece is kept for a single-part call, because some
+/// mechanisms can do only that; a second piece makes it a multi-part operation.
 ///
-/// A session has room for one operation, so one that is begun and not completed is ended: a derived class has
-/// to call abandon(end()) in its destructor.
+/// A session can have only one active operation, so one that is not completed has to be ended: the destructor
+/// of a derived class calls abandon(end()).
 class TokenOperation {
  protected:
   using Init = bool (LowLevel::*)(SessionHandle, Mechanism*, ObjectHandle, ReturnValue*) const;
   using Update = bool (LowLevel::*)(SessionHandle, Byte*, Ulong, ReturnValue*) const;
 
-  /// Idle: nothing begun. OnePiece: begun, the message is kept here. Streaming: begun, the message is on the
-  /// token.
+  /// Idle: not active on the token. OnePiece: active, the message is kept here. Streaming: active, the
+  /// message was sent.
   enum class State { Idle, OnePiece, Streaming };
 
   TokenOperation(const Object& key, MechanismType mechanism, Init init, Update update);
   virtual ~TokenOperation() = default;
 
-  /// Takes the next piece of the message, and begins the operation with the first. On failure nothing is
-  /// begun.
+  /// Adds a piece of the message; the first one starts the operation. After a failure no operation is active.
   void add(const uint8_t message[], size_t length);
 
   /// Returns the state and goes back to Idle.
   State end();
 
-  /// Completes the token's operation, which was in this state, for nothing.
+  /// Ends the token's operation, which is in this state, and discards the result.
   virtual void abandon(State state) noexcept = 0;
 
   const LowLevel& token() const { return *m_key.module().operator->(); }
   SessionHandle session() const { return m_key.session().handle(); }
 
-  /// The one piece. Its data() is never null, which some tokens refuse even for an empty message.
+  /// The one piece. Its data() is never null, because some tokens refuse that even for an empty message.
   const secure_vector<uint8_t>& piece() const { return m_piece; }
 
  private:
@@ -93,7 +91,7 @@ void TokenOperation::send(const uint8_t part[], size_t length) const {
   (token().*m_update)(session(), const_cast<Byte*>(part), length, ThrowException);
 }
 
-/// Room for a signature that nobody wants; the longest has 2 * 72 bytes (sect571r1).
+/// A buffer for a signature that is discarded; the longest has 2 * 72 bytes (sect571r1).
 using Discarded = std::array<Byte, 256>;
 
 MechanismType ecdsa_mechanism(const std::string& emsa) {
@@ -132,7 +130,7 @@ class Signature final : public PK_Ops::Signature, private TokenOperation {
         token().C_SignFinal(session(), signature);
       }
     } catch (...) {
-      abandon(state);  // not every token has ended it
+      abandon(state);  // some tokens do not end it
       throw;
     }
     return signature;
@@ -169,7 +167,7 @@ class Verification final : public PK_Ops::Verification, private TokenOperation {
     const State state = end();
     const ReturnValue result = verify(state, signature, length);
     if (result != ReturnValue::OK && result != ReturnValue::SignatureInvalid) {
-      abandon(state);  // not every token has ended it
+      abandon(state);  // some tokens do not end it
       throw PKCS11_ReturnError(result);
     }
     return result == ReturnValue::OK;

@@ -32,7 +32,7 @@ ReturnValue* ThrowException = reinterpret_cast<ReturnValue*>(-1);
 
 namespace {
 
-/// Asks for the number of entries and then for the entries. Asks once only when there is none.
+/// Two calls: the first returns the number of entries, the second the entries. Only one if there are none.
 template <typename Entry, typename Function>
 bool read_list(std::vector<Entry>& entries, Function function) {
   entries.clear();
@@ -47,7 +47,7 @@ bool read_list(std::vector<Entry>& entries, Function function) {
   if (!function(entries.data(), &count)) {
     return false;
   }
-  entries.resize(std::min<size_t>(entries.size(), count));  // what went away meanwhile
+  entries.resize(std::min<size_t>(entries.size(), count));  // there may be fewer by now
   return true;
 }
 

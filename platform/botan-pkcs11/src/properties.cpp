@@ -53,7 +53,7 @@ void AttributeContainer::add_attribute(AttributeType attribute, const uint8_t* v
   *present = added;
 }
 
-/// Frees the value if it is one of ours.
+/// Frees the value if this container owns it.
 void AttributeContainer::release_value(const void* value) {
   m_numerics.remove_if([&](const uint64_t& owned) { return &owned == value; });
   m_strings.remove_if([&](const std::string& owned) { return owned.data() == value; });

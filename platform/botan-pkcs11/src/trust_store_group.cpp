@@ -32,7 +32,7 @@ CertificateProperties root_search(const std::string& group, const std::string& c
   return sought;
 }
 
-/// However many there are. When fewer come than were asked for, they were the last.
+/// All of them. The last call is the one that returns fewer handles than requested.
 std::vector<ObjectHandle> find_all(Session& session, const AttributeContainer& sought) {
   ObjectFinder finder(session, sought.attributes());
   std::vector<ObjectHandle> all, some;
@@ -65,8 +65,8 @@ std::vector<X509_Certificate> PKCS11_TrustStoreGroup_Store::GetRootCertBundle(Se
   for (const ObjectHandle root : find_all(session, root_search(m_group, m_client))) {
     roots.push_back(PKCS11_X509_Certificate(session, root));
   }
-  // tee-token removes a group before its roots, and handles are never used twice: while it is there, they
-  // were.
+  // The token deletes a group before its roots and never reuses a handle. So if the group still exists, no
+  // root was missing.
   if (find_all(session, group_search(m_group, m_client)) != m_handles) {
     throw unknown(m_group, m_client);
   }

@@ -3,31 +3,42 @@
 
 #pragma once
 
-#include <pthread.h>
-
 #include "abi/module.h"
-#include "base/failure_line.h"
 #include "crypto/openssl_handles.h"
+#include "session/caller_memory.h"
+
+/// On the functions that a program finds by name; all others are reached through function lists.
+#define TEE_EXPORT __attribute__((visibility("default")))
 
 namespace tee_token {
 
-/// A call is not cancelled half-way: glibc's unwinding would go through SQLite and end in the catch below.
-class Uncancellable {
- public:
-  Uncancellable() { ::pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_before); }
-  Uncancellable(const Uncancellable&) = delete;
-  Uncancellable& operator=(const Uncancellable&) = delete;
-  ~Uncancellable() { ::pthread_setcancelstate(m_before, nullptr); }
+/// The module's Cryptoki 2.40 functions; every entry is filled.
+CK_FUNCTION_LIST* cryptoki_functions();
 
- private:
-  int m_before = 0;
+/// The result of a call, and its failure line; empty where none is wanted.
+struct Answer {
+  CK_RV code = CKR_OK;
+  std::string line;
 };
 
-/// Runs `operation` and turns what it throws into the answer of `call`. libcrypto's error queue, which is the
-/// host program's too, is left as it was.
+/// Turns the exception in flight into the answer of `call`, with a line such as
+///
+///     tee-token: C_Login: CKR_PIN_INCORRECT: /var/lib/tee: this is not the PIN of the user; tries left: 9
+///
+/// To be called in a catch block. docs/token.md says which lines are written, and where.
+Answer answer_for_current_exception(const char* call, const char* folder) noexcept;
+
+/// Whether the line of `error` will be written.
+bool is_logged(const Error& error);
+
+/// Writes the line of `answer`. Can block as long as the reader of stderr does: not to be called under a
+/// lock.
+void write_failure_line(const Answer& answer) noexcept;
+
+/// Runs `operation` under the module's lock and turns what it throws into the answer of `call`. libcrypto's
+/// error queue, which the host program uses too, is left as it was.
 template <typename Operation>
 CK_RV answer_of(const char* call, Operation operation) noexcept {
-  const Uncancellable whole;
   Answer answer;
   {
     const std::lock_guard<std::mutex> lock(Module::mutex());
@@ -40,7 +51,7 @@ CK_RV answer_of(const char* call, Operation operation) noexcept {
                                             module == nullptr ? "" : module->token().folder().path().c_str());
     }
   }
-  tell(answer);
+  write_failure_line(answer);
   return answer.code;
 }
 
@@ -50,8 +61,8 @@ CK_RV entry_point(const char* call, Operation operation) noexcept {
   return answer_of(call, [&] { operation(Module::required()); });
 }
 
-/// `entry_point` for a call in a session. What is wrong with the session is told before what is wrong with
-/// the other arguments (PKCS #11 2.40 base, 5.1.7).
+/// `entry_point` for a call in a session. Errors of the session come before those of the other arguments
+/// (PKCS #11 2.40 base, 5.1.7).
 template <typename Operation>
 CK_RV session_call(const char* call, CK_SESSION_HANDLE session, Operation operation) noexcept {
   return entry_point(call, [&](Module& module) { operation(module.session(session)); });
@@ -59,12 +70,13 @@ CK_RV session_call(const char* call, CK_SESSION_HANDLE session, Operation operat
 
 /// `session_call` for a call that names an object, which the failure line then names too.
 template <typename Operation>
-CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, Operation operation) {
+CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
+                  Operation operation) noexcept {
   return session_call(call, session, [&](Session& opened) {
     try {
       operation(opened);
     } catch (Error& error) {
-      if (is_told(error)) {
+      if (is_logged(error)) {
         error.set_subject(opened.description_of(object, error.code()));
       }
       throw;
@@ -72,38 +84,11 @@ CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE 
   });
 }
 
-/// `session_call` for a call that goes on with the active operation `Kind`.
+/// `session_call` for a call that continues the active operation `Kind`.
 template <typename Kind, typename Step>
 CK_RV operation_call(const char* call, CK_SESSION_HANDLE session, Step step) noexcept {
-  return session_call(call, session, [&](Session& opened) { opened.go_on<Kind>([&] { step(opened); }); });
-}
-
-/// `pointer` itself. Throws CKR_ARGUMENTS_BAD when it is null.
-template <typename T>
-T* required(T* pointer) {
-  if (pointer == nullptr) {
-    throw Error(CKR_ARGUMENTS_BAD, "a required argument is a null pointer");
-  }
-  return pointer;
-}
-
-/// A caller's bytes. Throws CKR_ARGUMENTS_BAD on a null pointer with a length.
-inline ByteView input(const void* first, CK_ULONG length) {
-  return length == 0 ? ByteView(nullptr, 0) : ByteView(required(first), length);
-}
-
-/// Answers a list under the two-call convention (PKCS #11 2.40 base, 5.2).
-template <typename List, typename T>
-void give_list(const List& list, T* first, CK_ULONG* count) {
-  const CK_ULONG room = *required(count);
-  *count = static_cast<CK_ULONG>(list.size());
-  if (first == nullptr) {
-    return;
-  }
-  if (room < list.size()) {
-    throw Error(CKR_BUFFER_TOO_SMALL, "the list has " + std::to_string(list.size()) + " entries");
-  }
-  std::copy(list.begin(), list.end(), first);
+  return session_call(call, session,
+                      [&](Session& opened) { opened.continue_operation<Kind>([&] { step(opened); }); });
 }
 
 }  // namespace tee_token

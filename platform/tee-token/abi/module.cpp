@@ -20,9 +20,8 @@ struct Process {
 // Never destroyed: calls may come while the program exits.
 Process& process();
 
-/// What is locked is not locked in a child, and the parent's login is not its own.
+/// A child does not inherit the login of its parent.
 void leave_to_child() {
-  lock_secure_memory();
   if (process().module != nullptr) {
     process().module->token().forget_login();
   }
@@ -53,14 +52,14 @@ Module* Module::current() {
 Module& Module::required() {
   Module* const module = current();
   if (module == nullptr) {
-    throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "C_Initialize comes first, in each process");
+    throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "call C_Initialize first, in each process");
   }
   return *module;
 }
 
 void Module::initialise() {
   if (current() != nullptr) {
-    throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "C_Finalize comes first");
+    throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "call C_Finalize first");
   }
   // A parent's module is given up, not destroyed: its database connection must not be closed in the child.
   static_cast<void>(process().module.release());
@@ -89,8 +88,9 @@ CK_SESSION_HANDLE Module::open_session(CK_SLOT_ID slot, CK_FLAGS flags) {
   }
   token_in(slot).require_initialised();
   const bool read_write = (flags & CKF_RW_SESSION) != 0;
-  if (!read_write && m_token.login().is(User::kSecurityOfficer)) {
-    throw Error(CKR_SESSION_READ_WRITE_SO_EXISTS, "the security officer has read-write sessions only");
+  if (!read_write && m_token.is_logged_in(User::kSecurityOfficer)) {
+    throw Error(CKR_SESSION_READ_WRITE_SO_EXISTS,
+                "while the security officer is logged in, sessions must be read-write");
   }
   ++m_last_handle;
   m_sessions.try_emplace(m_last_handle, m_last_handle, read_write, m_token);
@@ -107,7 +107,7 @@ Session& Module::session(CK_SESSION_HANDLE handle) {
 
 void Module::close_session(CK_SESSION_HANDLE handle) {
   session(handle);
-  m_token.objects().forget_session(handle);
+  m_token.objects().end_session(handle);
   m_sessions.erase(handle);
   if (m_sessions.empty()) {
     m_token.log_out();
@@ -128,15 +128,15 @@ CK_ULONG Module::session_count(bool read_write_only) const {
 
 void Module::log_in(CK_USER_TYPE type, ByteView pin) {
   if (type == CKU_CONTEXT_SPECIFIC) {
-    throw Error(CKR_OPERATION_NOT_INITIALIZED, "no key here asks for its PIN at each use");
+    throw Error(CKR_OPERATION_NOT_INITIALIZED, "no key of the token needs its PIN at each use");
   }
   if (type != CKU_USER && type != CKU_SO) {
-    throw Error(CKR_USER_TYPE_INVALID, "users are CKU_USER and CKU_SO");
+    throw Error(CKR_USER_TYPE_INVALID, "the user type must be CKU_USER or CKU_SO");
   }
   const User user = type == CKU_SO ? User::kSecurityOfficer : User::kUser;
-  if (m_token.login().who) {
-    throw Error(m_token.login().is(user) ? CKR_USER_ALREADY_LOGGED_IN : CKR_USER_ANOTHER_ALREADY_LOGGED_IN,
-                "C_Logout comes first");
+  if (m_token.login()) {
+    throw Error(m_token.is_logged_in(user) ? CKR_USER_ALREADY_LOGGED_IN : CKR_USER_ANOTHER_ALREADY_LOGGED_IN,
+                "call C_Logout first");
   }
   if (user == User::kSecurityOfficer && session_count(true) != session_count(false)) {
     throw Error(CKR_SESSION_READ_ONLY_EXISTS,
@@ -146,7 +146,7 @@ void Module::log_in(CK_USER_TYPE type, ByteView pin) {
 }
 
 void Module::log_out() {
-  if (!m_token.login().who) {
+  if (!m_token.login()) {
     throw Error(CKR_USER_NOT_LOGGED_IN, "nobody is logged in");
   }
   for (auto& [number, open] : m_sessions) {

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "abi/entry_point.h"
-#include "abi/function_list.h"
 
 using namespace tee_token;
 

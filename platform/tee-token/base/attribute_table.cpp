@@ -28,62 +28,66 @@ constexpr struct ClassRow {
     {TEE_CKO_TRUST_STORE_GROUP, kTrustStoreGroup, "trust store group"},
 };
 
-#define RULE(type, layout, classes, fallback, setter) \
-  { type, #type, Layout::layout, classes, Default::fallback, Setter::setter }
+// What searches select by is in the index of the store; other attributes are compared with the records that
+// the index finds. Not CKA_VALUE: certificates would double the store, and sealed values match nothing.
+constexpr bool kIndexed = true, kCompared = false;
+
+#define RULE(type, layout, classes, fallback, setter, is_indexed) \
+  { type, #type, Layout::layout, classes, Default::fallback, Setter::setter, is_indexed }
 
 // clang-format off: a table; in ascending order of the type's number
 constexpr AttributeRule kRules[] = {
-    RULE(CKA_CLASS, kNumber, kAll, kRequired, kCreator),
-    RULE(CKA_TOKEN, kBool, kAll, kFalse, kCreator),
-    RULE(CKA_PRIVATE, kBool, kAll, kIfPrivateKey, kCreator),
-    RULE(CKA_LABEL, kBytes, kAll, kEmpty, kAnytime),
-    RULE(CKA_APPLICATION, kBytes, kData, kEmpty, kAnytime),
-    RULE(CKA_VALUE, kBytes, kData | kCertificate | kPrivateKey, kContent, kCreator),
-    RULE(CKA_OBJECT_ID, kBytes, kData, kEmpty, kAnytime),
-    RULE(CKA_CERTIFICATE_TYPE, kNumber, kCertificate, kRequired, kCreator),
-    RULE(CKA_ISSUER, kBytes, kCertificate, kEmpty, kAnytime),
-    RULE(CKA_SERIAL_NUMBER, kBytes, kCertificate, kEmpty, kAnytime),
-    RULE(CKA_TRUSTED, kBool, kCertificate | kPublicKey, kFalse, kOfficer),
-    RULE(CKA_CERTIFICATE_CATEGORY, kNumber, kCertificate, kZero, kCreator),
-    RULE(CKA_JAVA_MIDP_SECURITY_DOMAIN, kNumber, kCertificate, kZero, kCreator),
-    RULE(CKA_URL, kBytes, kCertificate, kEmpty, kCreator),
-    RULE(CKA_HASH_OF_SUBJECT_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator),
-    RULE(CKA_HASH_OF_ISSUER_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator),
-    RULE(CKA_NAME_HASH_ALGORITHM, kNumber, kCertificate, kNone, kCreator),
-    RULE(CKA_CHECK_VALUE, kBytes, kCertificate, kEmpty, kCreator),
-    RULE(CKA_KEY_TYPE, kNumber, kKeys, kRequired, kCreator),
-    RULE(CKA_SUBJECT, kBytes, kNamed, kEmpty, kAnytimeOfKeys),
-    RULE(CKA_ID, kBytes, kNamed, kEmpty, kAnytime),
-    RULE(CKA_SENSITIVE, kBool, kPrivateKey, kTrue, kUpwards),
-    RULE(CKA_ENCRYPT, kBool, kPublicKey, kFalse, kAnytime),
-    RULE(CKA_DECRYPT, kBool, kPrivateKey, kFalse, kAnytime),
-    RULE(CKA_WRAP, kBool, kPublicKey, kFalse, kAnytime),
-    RULE(CKA_UNWRAP, kBool, kPrivateKey, kFalse, kAnytime),
-    RULE(CKA_SIGN, kBool, kPrivateKey, kTrue, kAnytime),
-    RULE(CKA_SIGN_RECOVER, kBool, kPrivateKey, kFalse, kAnytime),
-    RULE(CKA_VERIFY, kBool, kPublicKey, kTrue, kAnytime),
-    RULE(CKA_VERIFY_RECOVER, kBool, kPublicKey, kFalse, kAnytime),
-    RULE(CKA_DERIVE, kBool, kKeys, kFalse, kAnytime),
-    RULE(CKA_START_DATE, kDate, kNamed, kEmpty, kAnytimeOfKeys),
-    RULE(CKA_END_DATE, kDate, kNamed, kEmpty, kAnytimeOfKeys),
-    RULE(CKA_PUBLIC_KEY_INFO, kBytes, kNamed, kDerived, kCreator),
-    RULE(CKA_EXTRACTABLE, kBool, kPrivateKey, kFalse, kDownwards),
-    RULE(CKA_LOCAL, kBool, kKeys, kFalse, kToken),
-    RULE(CKA_NEVER_EXTRACTABLE, kBool, kPrivateKey, kFalse, kToken),
-    RULE(CKA_ALWAYS_SENSITIVE, kBool, kPrivateKey, kFalse, kToken),
-    RULE(CKA_KEY_GEN_MECHANISM, kNumber, kKeys, kUnavailable, kToken),
-    RULE(CKA_MODIFIABLE, kBool, kAll, kTrue, kCreator),
-    RULE(CKA_COPYABLE, kBool, kAll, kTrue, kDownwards),
-    RULE(CKA_DESTROYABLE, kBool, kAll, kTrue, kCreator),
-    RULE(CKA_EC_PARAMS, kBytes, kKeys, kRequired, kCreator),
-    RULE(CKA_EC_POINT, kBytes, kPublicKey, kContent, kCreator),
-    RULE(CKA_ALWAYS_AUTHENTICATE, kBool, kPrivateKey, kFalse, kFalseOnly),
-    RULE(CKA_WRAP_WITH_TRUSTED, kBool, kPrivateKey, kFalse, kUpwards),
-    RULE(CKA_ALLOWED_MECHANISMS, kNumbers, kKeys, kNone, kCreator),
-    RULE(TEE_CKA_VENDOR_KEY_ID, kBytes, kOrdinary, kNone, kCreator),
-    RULE(TEE_CKA_VENDOR_CLIENT_ID, kBytes, kAll, kNone, kCreator),
-    RULE(TEE_CKA_VENDOR_PERMANENT, kBool, kOrdinary, kNone, kFalseOnly),
-    RULE(TEE_CKA_VENDOR_TRUST_STORE_GROUP, kBytes, kCertificate, kNone, kCreator),
+    RULE(CKA_CLASS, kNumber, kAll, kRequired, kCreator, kIndexed),
+    RULE(CKA_TOKEN, kBool, kAll, kFalse, kCreator, kCompared),
+    RULE(CKA_PRIVATE, kBool, kAll, kIfPrivateKey, kCreator, kIndexed),
+    RULE(CKA_LABEL, kBytes, kAll, kEmpty, kAnytime, kIndexed),
+    RULE(CKA_APPLICATION, kBytes, kData, kEmpty, kAnytime, kIndexed),
+    RULE(CKA_VALUE, kBytes, kData | kCertificate | kPrivateKey, kContent, kCreator, kCompared),
+    RULE(CKA_OBJECT_ID, kBytes, kData, kEmpty, kAnytime, kIndexed),
+    RULE(CKA_CERTIFICATE_TYPE, kNumber, kCertificate, kRequired, kCreator, kIndexed),
+    RULE(CKA_ISSUER, kBytes, kCertificate, kEmpty, kAnytime, kIndexed),
+    RULE(CKA_SERIAL_NUMBER, kBytes, kCertificate, kEmpty, kAnytime, kIndexed),
+    RULE(CKA_TRUSTED, kBool, kCertificate | kPublicKey, kFalse, kOfficer, kIndexed),
+    RULE(CKA_CERTIFICATE_CATEGORY, kNumber, kCertificate, kZero, kCreator, kCompared),
+    RULE(CKA_JAVA_MIDP_SECURITY_DOMAIN, kNumber, kCertificate, kZero, kCreator, kCompared),
+    RULE(CKA_URL, kBytes, kCertificate, kEmpty, kCreator, kCompared),
+    RULE(CKA_HASH_OF_SUBJECT_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator, kCompared),
+    RULE(CKA_HASH_OF_ISSUER_PUBLIC_KEY, kBytes, kCertificate, kEmpty, kCreator, kCompared),
+    RULE(CKA_NAME_HASH_ALGORITHM, kNumber, kCertificate, kNone, kCreator, kCompared),
+    RULE(CKA_CHECK_VALUE, kBytes, kCertificate, kEmpty, kCreator, kCompared),
+    RULE(CKA_KEY_TYPE, kNumber, kKeys, kRequired, kCreator, kIndexed),
+    RULE(CKA_SUBJECT, kBytes, kNamed, kEmpty, kAnytimeOfKeys, kIndexed),
+    RULE(CKA_ID, kBytes, kNamed, kEmpty, kAnytime, kIndexed),
+    RULE(CKA_SENSITIVE, kBool, kPrivateKey, kTrue, kUpwards, kCompared),
+    RULE(CKA_ENCRYPT, kBool, kPublicKey, kFalse, kAnytime, kCompared),
+    RULE(CKA_DECRYPT, kBool, kPrivateKey, kFalse, kAnytime, kCompared),
+    RULE(CKA_WRAP, kBool, kPublicKey, kFalse, kAnytime, kCompared),
+    RULE(CKA_UNWRAP, kBool, kPrivateKey, kFalse, kAnytime, kCompared),
+    RULE(CKA_SIGN, kBool, kPrivateKey, kTrue, kAnytime, kCompared),
+    RULE(CKA_SIGN_RECOVER, kBool, kPrivateKey, kFalse, kAnytime, kCompared),
+    RULE(CKA_VERIFY, kBool, kPublicKey, kTrue, kAnytime, kCompared),
+    RULE(CKA_VERIFY_RECOVER, kBool, kPublicKey, kFalse, kAnytime, kCompared),
+    RULE(CKA_DERIVE, kBool, kKeys, kFalse, kAnytime, kCompared),
+    RULE(CKA_START_DATE, kDate, kNamed, kEmpty, kAnytimeOfKeys, kCompared),
+    RULE(CKA_END_DATE, kDate, kNamed, kEmpty, kAnytimeOfKeys, kCompared),
+    RULE(CKA_PUBLIC_KEY_INFO, kBytes, kNamed, kDerived, kCreator, kIndexed),
+    RULE(CKA_EXTRACTABLE, kBool, kPrivateKey, kFalse, kDownwards, kCompared),
+    RULE(CKA_LOCAL, kBool, kKeys, kFalse, kToken, kCompared),
+    RULE(CKA_NEVER_EXTRACTABLE, kBool, kPrivateKey, kFalse, kToken, kCompared),
+    RULE(CKA_ALWAYS_SENSITIVE, kBool, kPrivateKey, kFalse, kToken, kCompared),
+    RULE(CKA_KEY_GEN_MECHANISM, kNumber, kKeys, kUnavailable, kToken, kCompared),
+    RULE(CKA_MODIFIABLE, kBool, kAll, kTrue, kCreator, kCompared),
+    RULE(CKA_COPYABLE, kBool, kAll, kTrue, kDownwards, kCompared),
+    RULE(CKA_DESTROYABLE, kBool, kAll, kTrue, kCreator, kCompared),
+    RULE(CKA_EC_PARAMS, kBytes, kKeys, kRequired, kCreator, kCompared),
+    RULE(CKA_EC_POINT, kBytes, kPublicKey, kContent, kCreator, kIndexed),
+    RULE(CKA_ALWAYS_AUTHENTICATE, kBool, kPrivateKey, kFalse, kFalseOnly, kCompared),
+    RULE(CKA_WRAP_WITH_TRUSTED, kBool, kPrivateKey, kFalse, kUpwards, kCompared),
+    RULE(CKA_ALLOWED_MECHANISMS, kNumbers, kKeys, kNone, kCreator, kCompared),
+    RULE(TEE_CKA_VENDOR_KEY_ID, kBytes, kOrdinary, kNone, kCreator, kIndexed),
+    RULE(TEE_CKA_VENDOR_CLIENT_ID, kBytes, kAll, kNone, kCreator, kIndexed),
+    RULE(TEE_CKA_VENDOR_PERMANENT, kBool, kOrdinary, kNone, kFalseOnly, kIndexed),
+    RULE(TEE_CKA_VENDOR_TRUST_STORE_GROUP, kBytes, kCertificate, kNone, kCreator, kIndexed),
 };
 // clang-format on
 
@@ -97,7 +101,7 @@ constexpr bool ascends() {
   }
   return true;
 }
-static_assert(ascends(), "the search for a rule halves the table");
+static_assert(ascends(), "find_rule uses a binary search");
 
 }  // namespace
 
@@ -114,7 +118,7 @@ const AttributeRule* find_rule(CK_ATTRIBUTE_TYPE type) {
 const AttributeRule& rule_of(CK_ATTRIBUTE_TYPE type) {
   const AttributeRule* const rule = find_rule(type);
   if (rule == nullptr) {
-    throw Error(CKR_ATTRIBUTE_TYPE_INVALID, "attribute " + std::to_string(type) + " is not known here");
+    throw Error(CKR_ATTRIBUTE_TYPE_INVALID, "the token has no attribute " + std::to_string(type));
   }
   return *rule;
 }
@@ -126,7 +130,7 @@ Classes bit_of(CK_OBJECT_CLASS object_class) {
     }
   }
   throw Error(CKR_ATTRIBUTE_VALUE_INVALID,
-              "objects of CKA_CLASS " + std::to_string(object_class) + " are not kept here");
+              "the token does not store objects of CKA_CLASS " + std::to_string(object_class));
 }
 
 const char* name_of_class(CK_OBJECT_CLASS object_class) {
@@ -137,6 +141,8 @@ const char* name_of_class(CK_OBJECT_CLASS object_class) {
   }
   return "object of an unknown class";
 }
+
+namespace {
 
 bool has_layout(const AttributeRule& rule, const Bytes& value) {
   switch (rule.layout) {
@@ -152,6 +158,8 @@ bool has_layout(const AttributeRule& rule, const Bytes& value) {
       return true;
   }
 }
+
+}  // namespace
 
 void require_layout(const AttributeRule& rule, const Bytes& value) {
   if (!has_layout(rule, value)) {

@@ -8,10 +8,10 @@
 
 namespace tee_token {
 
-/// How the value of an attribute is laid out.
+/// The format of an attribute's value.
 enum class Layout { kBool, kNumber, kNumbers, kDate, kBytes };
 
-/// What an object has when its template does not say.
+/// The value of an attribute that the template lacks.
 enum class Default {
   kNone,  // it does not have the attribute
   kFalse,
@@ -20,24 +20,24 @@ enum class Default {
   kZero,
   kUnavailable,
   kEmpty,
-  kRequired,  // there is none: the template must say
-  kContent,   // C_CreateObject must say (of data it may be empty), C_GenerateKeyPair finds it
-  kDerived,   // of a key: what follows from its content, and nothing else; else empty
+  kRequired,  // none: the template must have the attribute
+  kContent,   // required by C_CreateObject (except for data), computed by C_GenerateKeyPair
+  kDerived,   // of a key: computed from its content; else empty
 };
 
 /// Who may set an attribute, and when.
 enum class Setter {
   kCreator,        // at creation only
   kAnytime,        // also later, by C_SetAttributeValue
-  kAnytimeOfKeys,  // the same, but of a certificate at creation only
+  kAnytimeOfKeys,  // the same, but for certificates at creation only
   kUpwards,        // later only from false to true
   kDownwards,      // later only from true to false
-  kOfficer,        // to true by the security officer alone
-  kFalseOnly,      // to false at creation; true by the token alone, or never
-  kToken,          // by the token alone
+  kOfficer,        // to true only by the security officer
+  kFalseOnly,      // by callers only to false, at creation
+  kToken,          // only by the token
 };
 
-/// The object classes that have an attribute, as bits.
+/// A set of object classes, as bits.
 using Classes = unsigned;
 constexpr Classes kData = 1, kCertificate = 2, kPublicKey = 4, kPrivateKey = 8, kTrustStoreGroup = 16;
 
@@ -49,6 +49,7 @@ struct AttributeRule {
   Classes classes;
   Default fallback;
   Setter setter;
+  bool is_indexed;  // whether searches by it use the index of the store
 };
 
 /// The rule for `type`; null when there is none.
@@ -63,14 +64,11 @@ struct AttributeRules {
   const AttributeRule* end() const;
 };
 
-/// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not keep.
+/// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not store.
 Classes bit_of(CK_OBJECT_CLASS object_class);
 
-/// Its name in messages, as "private key".
+/// Its name in messages, for example "private key".
 const char* name_of_class(CK_OBJECT_CLASS object_class);
-
-/// Whether `value` has the layout that `rule` asks for.
-bool has_layout(const AttributeRule& rule, const Bytes& value);
 
 /// Throws CKR_ATTRIBUTE_VALUE_INVALID unless `value` has the layout that `rule` asks for.
 void require_layout(const AttributeRule& rule, const Bytes& value);

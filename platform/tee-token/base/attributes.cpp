@@ -47,4 +47,30 @@ const Bytes& Attributes::at(CK_ATTRIBUTE_TYPE type) const {
   return found->second;
 }
 
+Bytes Attributes::encode() const {
+  Bytes encoded;
+  for (const auto& [type, value] : m_values) {
+    append(encoded, bytes_of<std::uint64_t>(type));
+    append(encoded, bytes_of<std::uint64_t>(value.size()));
+    append(encoded, value);
+  }
+  return encoded;
+}
+
+std::optional<Attributes> Attributes::decode(ByteView bytes) {
+  constexpr std::size_t kWidth = sizeof(std::uint64_t);
+  Attributes attributes;
+  while (bytes.size >= 2 * kWidth) {
+    const auto type = number_of<std::uint64_t>(bytes);
+    const auto length = number_of<std::uint64_t>(ByteView(bytes.data + kWidth, kWidth));
+    const ByteView rest(bytes.data + 2 * kWidth, bytes.size - 2 * kWidth);
+    if (length > rest.size) {
+      return std::nullopt;
+    }
+    attributes.set(type, ByteView(rest.data, length).copy());
+    bytes = ByteView(rest.data + length, rest.size - length);
+  }
+  return bytes.size == 0 ? std::optional<Attributes>(attributes) : std::nullopt;
+}
+
 }  // namespace tee_token

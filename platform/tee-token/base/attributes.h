@@ -4,6 +4,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 
 #include "base/attribute_table.h"
 
@@ -23,6 +24,12 @@ class Attributes {
 
   bool has(CK_ATTRIBUTE_TYPE type) const { return m_values.count(type) != 0; }
 
+  /// All attributes in one string of bytes, by rising types: of each the type, the length of the value (8
+  /// bytes each, native byte order) and the value.
+  Bytes encode() const;
+  /// The reverse; nothing when `bytes` are not such a string.
+  static std::optional<Attributes> decode(ByteView bytes);
+
   /// Throws CKR_TEMPLATE_INCOMPLETE when the attribute is absent.
   const Bytes& at(CK_ATTRIBUTE_TYPE type) const;
   CK_ULONG number(CK_ATTRIBUTE_TYPE type) const { return number_of<CK_ULONG>(at(type)); }
@@ -38,7 +45,6 @@ class Attributes {
   void erase(CK_ATTRIBUTE_TYPE type) { m_values.erase(type); }
 
   bool empty() const { return m_values.empty(); }
-  std::size_t size() const { return m_values.size(); }
   Map::const_iterator begin() const { return m_values.begin(); }
   Map::const_iterator end() const { return m_values.end(); }
 

@@ -6,38 +6,33 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "base/secure_memory.h"
-
 namespace tee_token {
 
-/// Allocator of secure memory: any value may be a PIN or a key.
+/// Overwrites memory before it is freed: any value may be a PIN or a key.
 template <typename T>
-struct SecureAllocator {
-  using value_type = T;
-
-  SecureAllocator() = default;
+struct CleansingAllocator : std::allocator<T> {
   template <typename U>
-  SecureAllocator(const SecureAllocator<U>&) noexcept {}
+  struct rebind {
+    using other = CleansingAllocator<U>;
+  };
 
-  T* allocate(std::size_t count) { return static_cast<T*>(allocate_secure(count * sizeof(T))); }
-  void deallocate(T* memory, std::size_t count) noexcept { free_secure(memory, count * sizeof(T)); }
+  CleansingAllocator() = default;
+  template <typename U>
+  CleansingAllocator(const CleansingAllocator<U>&) noexcept {}
 
-  template <typename U>
-  bool operator==(const SecureAllocator<U>&) const noexcept {
-    return true;
-  }
-  template <typename U>
-  bool operator!=(const SecureAllocator<U>&) const noexcept {
-    return false;
+  void deallocate(T* memory, std::size_t count) noexcept {
+    ::explicit_bzero(memory, count * sizeof(T));
+    std::allocator<T>::deallocate(memory, count);
   }
 };
 
-using Bytes = std::vector<std::uint8_t, SecureAllocator<std::uint8_t>>;
+using Bytes = std::vector<std::uint8_t, CleansingAllocator<std::uint8_t>>;
 
-/// Bytes that somebody else owns for the time of the call.
+/// Bytes that the caller owns and that stay valid during the call.
 struct ByteView {
   ByteView(const void* first, std::size_t count)
       : data(static_cast<const std::uint8_t*>(first)), size(count) {}
@@ -50,19 +45,23 @@ struct ByteView {
   std::size_t size;
 };
 
-/// The bytes of a number or flag as Cryptoki's attributes hold it: in the machine's order and full width.
+inline void append(Bytes& bytes, ByteView more) {
+  if (more.size != 0) {
+    bytes.insert(bytes.end(), more.data, more.data + more.size);
+  }
+}
+
+/// The bytes of a number or flag as Cryptoki's attributes hold it: native byte order, full width.
 template <typename T>
 Bytes bytes_of(T number) {
-  Bytes bytes(sizeof number);
-  std::memcpy(bytes.data(), &number, sizeof number);
-  return bytes;
+  return ByteView(&number, sizeof number).copy();
 }
 
 /// The reverse of `bytes_of`; `bytes` must have the width of T.
 template <typename T>
-T number_of(const Bytes& bytes) {
+T number_of(ByteView bytes) {
   T number{};
-  std::memcpy(&number, bytes.data(), sizeof number);
+  std::memcpy(&number, bytes.data, sizeof number);
   return number;
 }
 

@@ -11,13 +11,13 @@
 
 namespace tee_token {
 
-/// A call that ends with a code other than CKR_OK, and why. The caller's own doing, part of normal use.
+/// The reason why a call ends with a code other than CKR_OK: a mistake of the caller, or normal use.
 class Error : public std::runtime_error {
  public:
   Error(CK_RV code, const std::string& reason) : std::runtime_error(reason), m_code(code) {}
   CK_RV code() const noexcept { return m_code; }
 
-  /// The object that the call is about, for the failure line; empty when there is none.
+  /// A description of the object that the call names, for the failure line; empty without one.
   const std::string& subject() const noexcept { return m_subject; }
   void set_subject(std::string subject) { m_subject = std::move(subject); }
 
@@ -26,7 +26,7 @@ class Error : public std::runtime_error {
   std::string m_subject;
 };
 
-/// An error that a person has to look at: the failure line tells it unless TEE_TOKEN_LOG is "off".
+/// An error that a person has to look at: it is logged unless TEE_TOKEN_LOG is "off".
 class Failure : public Error {
  public:
   using Error::Error;

@@ -4,7 +4,6 @@
 #include "base/file_descriptor.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,7 +18,7 @@ namespace {
 
 void require_private(const struct stat& status, const std::string& path) {
   if (!S_ISREG(status.st_mode)) {
-    throw Failure(CKR_DEVICE_ERROR, path + " is not a plain file; put the file itself there");
+    throw Failure(CKR_DEVICE_ERROR, path + " is not a regular file; put the file itself there");
   }
   if (status.st_uid != ::geteuid()) {
     throw Failure(CKR_DEVICE_ERROR, path + " belongs to another user (uid " + std::to_string(status.st_uid) +
@@ -57,6 +56,17 @@ FileDescriptor::~FileDescriptor() {
   }
 }
 
+std::optional<struct stat> find_status(const std::string& path, int flags) {
+  struct stat status {};
+  if (::fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0) {
+    return status;
+  }
+  if (errno != ENOENT && errno != ENOTDIR) {
+    fail_with_errno("stat", path);
+  }
+  return std::nullopt;
+}
+
 FileDescriptor open_private_file(const std::string& path, int flags) {
   FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (file.get() < 0) {
@@ -64,7 +74,7 @@ FileDescriptor open_private_file(const std::string& path, int flags) {
   }
   struct stat status {};
   if (::fstat(file.get(), &status) != 0) {
-    fail_with_errno("look at", path);
+    fail_with_errno("stat", path);
   }
   require_private(status, path);
   return file;
@@ -73,22 +83,22 @@ FileDescriptor open_private_file(const std::string& path, int flags) {
 void require_private_file(const std::string& path) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) != 0) {
-    fail_with_errno("look at", path);
+    fail_with_errno("stat", path);
   }
   require_private(status, path);
 }
 
 void write_private_file(const std::string& path, ByteView content) {
-  const std::string draft = path + ".new";
+  const std::string temporary = path + ".new";
   {
     const FileDescriptor file(
-        ::open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (file.get() < 0 || !write_all(file, content) || ::fsync(file.get()) != 0) {
-      fail_with_errno("write", draft);
+      fail_with_errno("write", temporary);
     }
   }
-  if (::rename(draft.c_str(), path.c_str()) != 0) {
-    fail_with_errno("rename " + draft + " to", path);
+  if (::rename(temporary.c_str(), path.c_str()) != 0) {
+    fail_with_errno("rename " + temporary + " to", path);
   }
   sync_folder_of(path);
 }
@@ -96,7 +106,7 @@ void write_private_file(const std::string& path, ByteView content) {
 void sync_folder_of(const std::string& path) {
   const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() < 0 && errno == EACCES) {
-    return;  // what this user may not read was there before
+    return;  // this user did not create a file in a folder that he cannot read
   }
   if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
     fail_with_errno("sync the folder of", path);

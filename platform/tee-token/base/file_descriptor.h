@@ -3,6 +3,9 @@
 
 #pragma once
 
+#include <sys/stat.h>
+
+#include <optional>
 #include <string>
 
 #include "base/bytes.h"
@@ -23,23 +26,27 @@ class FileDescriptor {
   int m_number;
 };
 
-/// Throws a Failure that says what errno says: CKR_DEVICE_MEMORY when there is no room, else
-/// CKR_DEVICE_ERROR.
+/// Throws a Failure with the text of errno: CKR_DEVICE_MEMORY when the disk is full, else CKR_DEVICE_ERROR.
 [[noreturn]] void fail_with_errno(const std::string& action, const std::string& path);
 
-/// Opens a file of the token folder with open(2)'s `flags`, never through a link; O_CREAT makes it with mode
-/// 0600. Throws a Failure (CKR_DEVICE_ERROR) when that fails or the file is not a plain one that its owner
-/// alone may use.
+/// The status of `path`, with fstatat(2)'s `flags`; nothing when there is no such file. Only ENOENT and
+/// ENOTDIR mean that: throws a Failure when the file cannot be looked at.
+std::optional<struct stat> find_status(const std::string& path, int flags);
+
+/// Opens a file of the token folder with open(2)'s `flags`, never through a link; O_CREAT creates it with
+/// mode 0600. Throws a Failure (CKR_DEVICE_ERROR) when that fails or the file is not a regular file that only
+/// its owner, this user, can access.
 FileDescriptor open_private_file(const std::string& path, int flags);
 
-/// As the check of `open_private_file`, without opening: closing a file would drop the locks that this
-/// process has on it, and SQLite locks the store that way.
+/// The same check without opening: closing a file would drop the locks that this process has on it, and
+/// SQLite locks the store that way.
 void require_private_file(const std::string& path);
 
-/// Makes `path` hold `content`, mode 0600: whole and durable, or not at all.
+/// Writes `content` to a temporary file (PATH.new, mode 0600) and renames it: the file is whole and durable,
+/// or not there.
 void write_private_file(const std::string& path, ByteView content);
 
-/// Makes durable that `path` is in its folder.
+/// Makes the entry of `path` in its folder durable.
 void sync_folder_of(const std::string& path);
 
 }  // namespace tee_token

@@ -8,7 +8,7 @@
 #include <algorithm>
 
 #include "base/error.h"
-#include "crypto/sealing.h"
+#include "crypto/symmetric.h"
 
 namespace tee_token {
 namespace {
@@ -28,8 +28,8 @@ BigNumber number_in(ByteView bytes) {
   return BigNumber(require_handle(BN_bin2bn(bytes.data, static_cast<int>(bytes.size), nullptr), "a number"));
 }
 
-// The algorithm goes by its object identifier: of the name "EC", libcrypto asks the program's own ENGINE
-// first, which may well lead here.
+// By its object identifier: for the name "EC", libcrypto would first use an ENGINE of the host program, which
+// may well be one that uses this token.
 PKeyContext new_context(const Curve& curve) {
   return PKeyContext(
       require_handle(EVP_PKEY_CTX_new_from_name(nullptr, "1.2.840.10045.2.1", nullptr), curve.name));
@@ -57,14 +57,11 @@ Bytes octet_string_around(const Bytes& content) {
   return encoded;
 }
 
-// The point in `ec_point`, whose one encoding is what keys are compared by.
+// The point in `ec_point`. Only its one DER encoding is accepted: keys are compared by CKA_EC_POINT.
 Bytes uncompressed_point(const Curve& curve, const Bytes& ec_point) {
-  const std::size_t length =
-      1 + 2 * curve.order_bytes;  // on these curves a coordinate is as long as the order
-  const bool is_long_enough = ec_point.size() >= length;
-  const Bytes point =
-      ByteView(ec_point.data() + (is_long_enough ? ec_point.size() - length : 0), is_long_enough ? length : 0)
-          .copy();
+  // On these curves a coordinate is as long as the order.
+  const std::size_t length = std::min(1 + 2 * curve.order_bytes, ec_point.size());
+  const Bytes point = ByteView(ec_point.data() + (ec_point.size() - length), length).copy();
   if (point.empty() || point[0] != POINT_CONVERSION_UNCOMPRESSED || octet_string_around(point) != ec_point) {
     throw Error(
         CKR_ATTRIBUTE_VALUE_INVALID,
@@ -111,7 +108,7 @@ EcPrivateKey::EcPrivateKey(const Bytes& ec_params, const Bytes& value) : m_curve
                    EVP_PKEY_KEYPAIR);
 }
 
-// By trial (FIPS 186-5, A.2.2): EVP_PKEY_generate asks the program's own RAND_METHOD, if there is one.
+// By rejection sampling (FIPS 186-5, A.2.2): EVP_PKEY_generate would use a RAND_METHOD of the host program.
 EcPrivateKey EcPrivateKey::generate(const Bytes& ec_params) {
   const Curve& curve = curve_of(ec_params);
   Bytes value;

@@ -11,8 +11,8 @@ namespace tee_token {
 
 /// A curve that the token has keys on.
 struct Curve {
-  const char* name;         // libcrypto's
-  int nid;                  // libcrypto's number of it
+  const char* name;         // in libcrypto
+  int nid;                  // in libcrypto
   std::size_t order_bytes;  // length of a scalar, and of each half of a signature
   CK_ULONG bits;
   const char* ec_params;  // CKA_EC_PARAMS: the DER object identifier

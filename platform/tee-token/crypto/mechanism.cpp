@@ -3,6 +3,7 @@
 
 #include "crypto/mechanism.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "base/error.h"
@@ -23,6 +24,8 @@ constexpr Mechanism kMechanisms[] = {
     {CKM_SHA512, CKF_DIGEST, EVP_sha512},
 };
 
+constexpr std::size_t kLongestOrder = 66;  // bytes, of secp521r1
+
 }  // namespace
 
 const Mechanism* Mechanisms::begin() const { return std::begin(kMechanisms); }
@@ -34,7 +37,8 @@ const Mechanism& mechanism_of(CK_MECHANISM_TYPE type, CK_FLAGS flags) {
       return mechanism;
     }
   }
-  throw Error(CKR_MECHANISM_INVALID, "the token cannot do this with mechanism " + std::to_string(type));
+  throw Error(CKR_MECHANISM_INVALID,
+              "the token does not support mechanism " + std::to_string(type) + " for this operation");
 }
 
 const Mechanism& mechanism_of(const CK_MECHANISM* given, CK_FLAGS flags) {
@@ -53,6 +57,41 @@ CK_MECHANISM_INFO info_of(const Mechanism& mechanism) {
     return {0, 0, mechanism.flags};
   }
   return {256, 521, mechanism.flags | CKF_EC_F_P | CKF_EC_NAMEDCURVE | CKF_EC_UNCOMPRESS};
+}
+
+Bytes Message::digest_of(ByteView data) const {
+  if (m_parts != nullptr) {
+    throw Error(CKR_OPERATION_ACTIVE, "the message was begun in parts; end it with the Final call");
+  }
+  if (m_hash == nullptr) {
+    if (data.size == 0) {
+      throw Error(CKR_DATA_LEN_RANGE, "CKM_ECDSA needs a digest, not an empty message");
+    }
+    return ByteView(data.data, std::min(data.size, kLongestOrder)).copy();  // ECDSA ignores the rest
+  }
+  Bytes digest(digest_length());
+  require_openssl(EVP_Digest(data.data, data.size, digest.data(), nullptr, m_hash, nullptr) == 1, "hashing");
+  return digest;
+}
+
+void Message::add(ByteView part) {
+  if (m_hash == nullptr) {
+    throw Error(CKR_FUNCTION_NOT_SUPPORTED, "CKM_ECDSA takes its digest in one part");
+  }
+  if (m_parts == nullptr) {
+    m_parts.reset(require_handle(EVP_MD_CTX_new(), "hashing"));
+    require_openssl(EVP_DigestInit_ex(m_parts.get(), m_hash, nullptr) == 1, "hashing");
+  }
+  require_openssl(EVP_DigestUpdate(m_parts.get(), part.data, part.size) == 1, "hashing");
+}
+
+Bytes Message::digest() {
+  if (m_parts == nullptr) {
+    add(ByteView(nullptr, 0));
+  }
+  Bytes digest(digest_length());
+  require_openssl(EVP_DigestFinal_ex(m_parts.get(), digest.data(), nullptr) == 1, "hashing");
+  return digest;
 }
 
 }  // namespace tee_token

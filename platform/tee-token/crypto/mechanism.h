@@ -3,10 +3,9 @@
 
 #pragma once
 
-#include <openssl/evp.h>
-
 #include "base/bytes.h"
 #include "base/cryptoki.h"
+#include "crypto/openssl_handles.h"
 
 namespace tee_token {
 
@@ -14,7 +13,7 @@ namespace tee_token {
 struct Mechanism {
   CK_MECHANISM_TYPE type;
   CK_FLAGS flags;           // CKF_SIGN, CKF_VERIFY, CKF_GENERATE_KEY_PAIR, CKF_DIGEST
-  const EVP_MD* (*hash)();  // what it does to the data first; null: nothing
+  const EVP_MD* (*hash)();  // applied to the data first; null: none
 };
 
 struct Mechanisms {
@@ -28,7 +27,30 @@ const Mechanism& mechanism_of(CK_MECHANISM_TYPE type, CK_FLAGS flags = 0);
 /// As above, for a caller's structure; its parameter must be empty (CKR_MECHANISM_PARAM_INVALID).
 const Mechanism& mechanism_of(const CK_MECHANISM* given, CK_FLAGS flags);
 
-/// What C_GetMechanismInfo tells of it: key sizes in bits, 0 without a key.
+/// The answer of C_GetMechanismInfo: key sizes in bits, 0 without a key.
 CK_MECHANISM_INFO info_of(const Mechanism& mechanism);
+
+/// The data of one signature, verification or digest: hashed or taken as it is, as the mechanism says.
+class Message {
+ public:
+  explicit Message(const Mechanism& mechanism)
+      : m_hash(mechanism.hash == nullptr ? nullptr : mechanism.hash()) {}
+
+  /// The digest (the input of ECDSA) of `data`, which is the whole message. Throws CKR_DATA_LEN_RANGE when a
+  /// mechanism without a hash gets no data, and CKR_OPERATION_ACTIVE when parts were added before.
+  Bytes digest_of(ByteView data) const;
+
+  /// Length of the digest in bytes; the mechanism must have a hash.
+  std::size_t digest_length() const { return static_cast<std::size_t>(EVP_MD_get_size(m_hash)); }
+
+  /// Adds a part. Throws CKR_FUNCTION_NOT_SUPPORTED when the mechanism takes the message in one part only.
+  void add(ByteView part);
+  /// The digest of all parts.
+  Bytes digest();
+
+ private:
+  const EVP_MD* m_hash;
+  DigestContext m_parts;
+};
 
 }  // namespace tee_token

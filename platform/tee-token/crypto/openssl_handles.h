@@ -40,8 +40,8 @@ using PKeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using Point = Owned<EC_POINT, EC_POINT_free>;
 using X509Certificate = Owned<X509, X509_free>;
 
-/// libcrypto's error queue is the host program's, too. While this lives, nothing that was in it before is
-/// taken for the reason of a failure here; afterwards it is as it was.
+/// Separates the token's errors from the host program's in libcrypto's error queue, which both use: errors
+/// from before are not taken for a failure here, and the destructor removes those that were added.
 class OpensslErrors {
  public:
   OpensslErrors();

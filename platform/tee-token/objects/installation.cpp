@@ -7,14 +7,13 @@
 #include <map>
 
 #include "base/error.h"
-#include "crypto/certificate_chain.h"
 #include "crypto/ec_key.h"
 #include "objects/new_object.h"
 
 namespace tee_token {
 namespace {
 
-/// The three objects of an identity that is not yet installed.
+/// The temporary objects of an identity, by class.
 using Parts = std::map<CK_OBJECT_CLASS, Attributes>;
 
 [[noreturn]] void refuse(CK_RV code, const std::string& reason) {
@@ -64,7 +63,7 @@ void require_one_owner(const Parts& parts, const Attributes& owner) {
   }
 }
 
-// A caller that does not know of all installed objects would leave two identities, or a mixed one.
+// A caller that misses an installed object would leave two identities or a mixed one.
 void require_whole_set(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& installed, Attributes owner) {
   owner.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
   std::vector<CK_OBJECT_HANDLE> present;
@@ -75,11 +74,28 @@ void require_whole_set(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& 
   std::sort(named.begin(), named.end());
   if (!std::includes(present.begin(), present.end(), named.begin(), named.end())) {
     refuse(CKR_OBJECT_HANDLE_INVALID,
-           "an object to be replaced is not an installed one of this client and key");
+           "an object to be replaced is not an installed object of this client and key identifier");
   }
   if (named != present) {
-    refuse(CKR_ARGUMENTS_BAD, "the objects to be replaced are not all that are installed");
+    refuse(CKR_ARGUMENTS_BAD, "the objects to be replaced are not all objects that are installed");
   }
+}
+
+// Whether one of the DER certificates, which are back to back in `chain`, is for `key`; false when a
+// certificate cannot be read.
+bool has_certificate_for(const EcPublicKey& key, const Bytes& chain) {
+  bool found = false;
+  const std::uint8_t* next = chain.data();
+  const std::uint8_t* const end = chain.data() + chain.size();
+  while (next != end) {
+    const X509Certificate certificate(d2i_X509(nullptr, &next, end - next));
+    if (certificate == nullptr) {
+      return false;
+    }
+    const EVP_PKEY* const certified = X509_get0_pubkey(certificate.get());
+    found = found || (certified != nullptr && key.equals(certified));
+  }
+  return found;
 }
 
 void require_match(const Parts& parts) {
@@ -88,19 +104,24 @@ void require_match(const Parts& parts) {
   const EcPrivateKey private_key(private_half.at(CKA_EC_PARAMS), private_half.at(CKA_VALUE));
   if (public_half.at(CKA_EC_PARAMS) != private_half.at(CKA_EC_PARAMS) ||
       public_half.at(CKA_EC_POINT) != private_key.ec_point()) {
-    refuse(CKR_KEY_HANDLE_INVALID, "the public key is not the private key's");
+    refuse(CKR_KEY_HANDLE_INVALID, "the public key does not match the private key");
   }
   const EcPublicKey public_key(public_half.at(CKA_EC_PARAMS), public_half.at(CKA_EC_POINT));
   const Bytes& chain = parts.at(CKO_CERTIFICATE).at(CKA_VALUE);
-  if (!chain.empty() && !chain_carries(chain, public_key)) {
-    refuse(CKR_DATA_INVALID, "no certificate of the chain carries the new public key");
+  if (!chain.empty() && !has_certificate_for(public_key, chain)) {
+    refuse(CKR_DATA_INVALID, "no certificate of the chain is for the new public key");
   }
 }
 
 }  // namespace
 
-void replace_installed(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& installed,
-                       const std::vector<CK_OBJECT_HANDLE>& added) {
+void install(Token& token, const std::vector<CK_OBJECT_HANDLE>& installed,
+             const std::vector<CK_OBJECT_HANDLE>& added) {
+  if (!token.is_logged_in(User::kUser)) {
+    throw Failure(CKR_USER_NOT_LOGGED_IN, "only the logged-in user can install");
+  }
+  ObjectChange change(token, Place::kToken);
+  ObjectStore& store = token.objects().in(Place::kToken);
   Parts parts = load_parts(store, added);
   const Attributes owner = owner_of(parts.at(CKO_PUBLIC_KEY));
   require_one_owner(parts, owner);
@@ -112,8 +133,9 @@ void replace_installed(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& 
   for (auto& [object_class, part] : parts) {
     withdraw_trust(part);
     part.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
-    store.insert(part, 0);
+    store.insert(part);
   }
+  change.commit();
 }
 
 }  // namespace tee_token

@@ -5,14 +5,14 @@
 
 #include <vector>
 
-#include "store/object_store.h"
+#include "store/token.h"
 
 namespace tee_token {
 
-/// Puts permanent copies of the `added` objects in the place of the `installed` ones, within the caller's
-/// change. Throws a Failure with the codes of vendor_interface.h when the two lists are not what they have to
-/// be.
-void replace_installed(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& installed,
-                       const std::vector<CK_OBJECT_HANDLE>& added);
+/// Replaces the `installed` objects by permanent copies of the `added` ones, in one transaction. Throws a
+/// Failure with the codes of vendor_interface.h when the two lists are not as they have to be; nothing is
+/// changed then.
+void install(Token& token, const std::vector<CK_OBJECT_HANDLE>& installed,
+             const std::vector<CK_OBJECT_HANDLE>& added);
 
 }  // namespace tee_token

@@ -13,17 +13,17 @@ namespace {
   throw Error(code, std::string(rule.name) + " " + reason);
 }
 
-// What holds for an attribute in every template, whatever is done with the object.
+// The rules that hold for an attribute in every template, whatever the call.
 void require_allowed(const AttributeRule& rule, const Bytes& value, Classes object_class, Creator creator) {
   if ((rule.classes & object_class) == 0) {
-    refuse(rule, CKR_TEMPLATE_INCONSISTENT, "does not belong to this class of object");
+    refuse(rule, CKR_TEMPLATE_INCONSISTENT, "does not belong to this object class");
   }
   const bool is_true = rule.layout == Layout::kBool && value[0] != CK_FALSE;
   if (rule.setter == Setter::kToken) {
-    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "is set by the token alone");
+    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "is set only by the token");
   }
   if (rule.setter == Setter::kOfficer && is_true && creator != Creator::kSecurityOfficer) {
-    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "can be set by the security officer alone");
+    refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "can be set only by the security officer");
   }
   if (rule.setter == Setter::kFalseOnly && is_true) {
     refuse(rule, CKR_ATTRIBUTE_READ_ONLY, "cannot be set to true by a caller");
@@ -47,7 +47,7 @@ Bytes value_of(Default fallback, Classes object_class) {
   }
 }
 
-// A key's value is only ever stored sealed, and what is sealed is there for the logged-in user alone.
+// A private key's value must be sealed, and only values of private objects are.
 void require_private_key_is_private(const Attributes& object) {
   if (object.number(CKA_CLASS) == CKO_PRIVATE_KEY && !object.is_true(CKA_PRIVATE)) {
     throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "a private key must be CKA_PRIVATE");
@@ -77,16 +77,16 @@ void require_ec_key(const Attributes& object) {
 
 void require_may_make(Classes object_class, Creator creator) {
   if (object_class == kTrustStoreGroup && creator != Creator::kSecurityOfficer) {
-    throw Error(CKR_ATTRIBUTE_READ_ONLY, "a trust store group can be made by the security officer alone");
+    throw Error(CKR_ATTRIBUTE_READ_ONLY, "only the security officer can create a trust store group");
   }
 }
 
-// A private key and the public key that is given with it must be a pair (base, 4.9).
+// CKA_PUBLIC_KEY_INFO of a private key must be that of its public key (base, 4.9).
 void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
   const Bytes info = EcPublicKey(key.at(CKA_EC_PARAMS), ec_point).info();
   const Bytes& given = key.at(CKA_PUBLIC_KEY_INFO);
   if (!given.empty() && given != info) {
-    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_PUBLIC_KEY_INFO is that of another key");
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_PUBLIC_KEY_INFO is for another key");
   }
   key.set(CKA_PUBLIC_KEY_INFO, info);
 }
@@ -94,7 +94,7 @@ void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
 void require_sound_certificate(const Attributes& certificate) {
   const CK_CERTIFICATE_TYPE type = certificate.number(CKA_CERTIFICATE_TYPE);
   if (type != CKC_X_509 && type != TEE_CKC_CERTIFICATE_CHAIN) {
-    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_CERTIFICATE_TYPE must be CKC_X_509 or a chain's");
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_CERTIFICATE_TYPE must be CKC_X_509 or that of a chain");
   }
   if (type == CKC_X_509 && certificate.at(CKA_SUBJECT).empty()) {
     throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_SUBJECT");
@@ -145,7 +145,8 @@ Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creato
     const AttributeRule& rule = rule_of(type);
     require_allowed(rule, value, bit_of(object_class), creator);
     if (rule.fallback == Default::kContent || rule.fallback == Default::kDerived) {
-      refuse(rule, CKR_TEMPLATE_INCONSISTENT, "is what the generation finds");
+      refuse(rule, CKR_TEMPLATE_INCONSISTENT,
+             "is computed during key generation; remove it from the template");
     }
   }
   complete(given, bit_of(object_class));
@@ -169,10 +170,10 @@ Attributes copied_object(Attributes source, const Attributes& changes) {
     throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_COPYABLE");
   }
   if (source.is_true(TEE_CKA_VENDOR_PERMANENT)) {
-    throw Error(CKR_ACTION_PROHIBITED, "an installed object is copied by an installation alone");
+    throw Error(CKR_ACTION_PROHIBITED, "only an installation copies an installed object");
   }
   if (source.number(CKA_CLASS) == TEE_CKO_TRUST_STORE_GROUP) {
-    throw Error(CKR_ACTION_PROHIBITED, "a trust store group is not copied");
+    throw Error(CKR_ACTION_PROHIBITED, "a trust store group cannot be copied");
   }
   withdraw_trust(source);
   for (const auto& [type, value] : changes) {

@@ -7,17 +7,17 @@
 
 namespace tee_token {
 
-/// Who creates an object, as far as it matters for what may be in it.
+/// Who creates or changes an object, as far as it matters for its attributes.
 enum class Creator { kAnyone, kSecurityOfficer };
 
 /// The attributes of an object that a caller creates from a template: checked, and completed by defaults.
-/// Throws the code that the standard gives for the first fault (PKCS #11 2.40 base, 4.1.1).
+/// Throws the standard's code for the first fault (PKCS #11 2.40 base, 4.1.1).
 Attributes created_object(Attributes given, Creator creator);
 
 /// The attributes of one half of a generated key pair, without its key value.
 Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creator creator);
 
-/// Trust is given to one object, not to its copies.
+/// Sets CKA_TRUSTED, if `copy` has it, to false: trust is given to one object, not to its copies.
 void withdraw_trust(Attributes& copy);
 
 /// A copy of `source` with the template's changes, as C_CopyObject allows them.

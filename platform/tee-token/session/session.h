@@ -7,16 +7,16 @@
 #include <variant>
 #include <vector>
 
-#include "base/output_buffer.h"
 #include "crypto/ec_key.h"
-#include "crypto/message.h"
+#include "crypto/mechanism.h"
 #include "objects/new_object.h"
+#include "session/caller_memory.h"
 #include "store/token.h"
 
 namespace tee_token {
 
 /// A session: what an application does with objects and keys. At most one operation is active in it.
-/// Errors arrive as the Error that the standard gives for the call.
+/// Throws the Error that the standard gives for the call.
 class Session {
  public:
   Session(CK_SESSION_HANDLE handle, bool read_write, Token& token)
@@ -24,30 +24,20 @@ class Session {
 
   bool is_read_write() const { return m_read_write; }
   CK_SESSION_INFO info() const;
-  /// Ends what is active, as a logout does.
-  void end_operation() { m_operation = std::monostate(); }
+  /// The object for a failure line: `private key "LYR" (object 7)`. Only its number when it is not visible,
+  /// or when `code` says that the store cannot be read.
+  std::string description_of(CK_OBJECT_HANDLE object, CK_RV code);
 
-  // session_objects.cpp
+  // objects.cpp
   CK_OBJECT_HANDLE create(Attributes given);
   CK_OBJECT_HANDLE copy(CK_OBJECT_HANDLE object, const Attributes& changes);
   void destroy(CK_OBJECT_HANDLE object);
   void read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_ULONG count);
   void set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes);
-  /// Bytes that the store keeps for the object.
+  /// The size of its attributes in bytes.
   CK_ULONG size_of(CK_OBJECT_HANDLE object);
 
-  // session_description.cpp
-  /// The object in the words of a failure line: `private key "LYR" (object 7)`. Its number alone when it
-  /// cannot be seen, or when `code` says that the store cannot be read: looking again would only take more
-  /// time.
-  std::string description_of(CK_OBJECT_HANDLE object, CK_RV code);
-
-  // session_search.cpp
-  void begin_search(Attributes wanted);
-  std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
-  void end_search();
-
-  // session_keys.cpp
+  // key_pairs.cpp
   struct KeyPair {
     CK_OBJECT_HANDLE public_key, private_key;
   };
@@ -55,17 +45,21 @@ class Session {
   /// The vendor interface's set_client_cert_and_move_key.
   void install(const std::vector<CK_OBJECT_HANDLE>& installed, const std::vector<CK_OBJECT_HANDLE>& added);
 
-  // session_signature.cpp
+  // operations.cpp
+  void begin_search(Attributes wanted);
+  std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
+  void end_search();
+
   void begin_signature(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
   void sign(ByteView data, OutputBuffer signature);
   void add_to_signature(ByteView part);
   void end_signature(OutputBuffer signature);
+
   void begin_verification(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
   void verify(ByteView data, ByteView signature);
   void add_to_verification(ByteView part);
   void end_verification(ByteView signature);
 
-  // session_digest.cpp
   void begin_digest(const CK_MECHANISM* mechanism);
   void digest(ByteView data, OutputBuffer digest);
   void add_to_digest(ByteView part);
@@ -89,6 +83,9 @@ class Session {
     Message message;
   };
 
+  /// Ends the active operation, if there is one.
+  void end_operation() { m_operation = std::monostate(); }
+
   /// Whether a cryptographic operation is active; a search is none.
   bool has_cryptographic_operation() const {
     return !std::holds_alternative<std::monostate>(m_operation) &&
@@ -96,9 +93,9 @@ class Session {
   }
 
   /// Runs one step of the active operation, which must be of this kind. Any error ends the operation, except
-  /// that the buffer is too small (base, 5.8 to 5.12).
+  /// CKR_BUFFER_TOO_SMALL (base, 5.8 to 5.12).
   template <typename Kind, typename Step>
-  void go_on(Step step) {
+  void continue_operation(Step step) {
     active<Kind>();
     try {
       step();
@@ -116,39 +113,20 @@ class Session {
  private:
   using Operation = std::variant<std::monostate, Search, Signature, Verification, Digest>;
 
-  template <typename T>
-  T& active() {
-    T* const operation = std::get_if<T>(&m_operation);
+  template <typename Kind>
+  Kind& active() {
+    Kind* const operation = std::get_if<Kind>(&m_operation);
     if (operation == nullptr) {
       throw Error(CKR_OPERATION_NOT_INITIALIZED, "no such operation is active");
     }
     return *operation;
   }
 
-  /// Runs `work` as one change of `store`; all of it is durable, or none.
-  template <typename Work>
-  auto change(ObjectStore& store, Work work) {
-    Change scope(store.database());
-    m_token.require_same_token();
-    const auto result = work();
-    scope.commit();
-    return result;
-  }
-
-  /// Runs `work` on one and the same state of the store.
-  template <typename Work>
-  auto view(Work work) {
-    const Snapshot snapshot(m_token.store());
-    m_token.require_same_token();
-    return work();
-  }
-
   void require_idle() const;
-  void require_may_write(bool token_object) const;
+  void require_may_write(Place place) const;
   void require_may_change(const Attributes& object) const;
   void require_may_destroy(CK_OBJECT_HANDLE object);
   Creator creator() const;
-  CK_OBJECT_HANDLE insert(const Attributes& object);
   Attributes usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use);
   void require_verifies(ByteView digest, ByteView signature);
 

@@ -13,7 +13,7 @@
 
 #include "base/error.h"
 #include "base/file_descriptor.h"
-#include "crypto/sealing.h"
+#include "crypto/symmetric.h"
 
 namespace tee_token {
 namespace {
@@ -29,15 +29,10 @@ std::string absolute(const std::string& path) {
   return path.empty() ? path : std::filesystem::absolute(path).string();
 }
 
-bool is_there(const std::string& path) {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0;
-}
-
 }  // namespace
 
 DeviceFolder DeviceFolder::of_environment() {
-  // Absolute from the start: the program may change its folder while the token is in use.
+  // Absolute from the start: the program may change its working directory while the token is in use.
   const std::string folder = absolute(variable("TEE_TOKEN_DIR"));
   std::string data = variable("XDG_DATA_HOME");
   data = data[0] == '/' ? data : "";  // "all paths must be absolute" (XDG Base Directory Specification)
@@ -48,14 +43,16 @@ DeviceFolder DeviceFolder::of_environment() {
                                       : std::string());
 }
 
-bool DeviceFolder::exists() const {
-  struct stat status {};
-  return !m_path.empty() && ::stat(m_path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+bool DeviceFolder::exists() const { return find_folder().has_value(); }
+
+std::optional<struct stat> DeviceFolder::find_folder() const {
+  const auto status = m_path.empty() ? std::nullopt : find_status(m_path, 0);
+  return status && S_ISDIR(status->st_mode) ? status : std::nullopt;
 }
 
 void DeviceFolder::make_if_absent() const {
   if (m_path.empty()) {
-    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no place for the token; set TEE_TOKEN_DIR");
+    throw Failure(CKR_TOKEN_NOT_PRESENT, "the token has no folder: set TEE_TOKEN_DIR");
   }
   for (std::size_t end = m_path.find('/', 1);; end = m_path.find('/', end + 1)) {
     const std::string part = m_path.substr(0, end);
@@ -68,21 +65,21 @@ void DeviceFolder::make_if_absent() const {
       break;
     }
   }
-  sync_folder_of(m_path);  // who made it may have died before he could
+  sync_folder_of(m_path);  // the process that made it may have died before its own sync
 }
 
 void DeviceFolder::require_private() const {
-  struct stat status {};
-  if (::stat(m_path.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+  const std::optional<struct stat> status = find_folder();
+  if (!status) {
     throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
   }
-  if (status.st_uid != ::geteuid()) {
+  if (status->st_uid != ::geteuid()) {
     throw Failure(CKR_DEVICE_ERROR, "the folder belongs to another user (uid " +
-                                        std::to_string(status.st_uid) +
+                                        std::to_string(status->st_uid) +
                                         "); be that user, or have root run: chown -R " +
                                         std::to_string(::geteuid()) + " " + m_path);
   }
-  if ((status.st_mode & 077) != 0) {
+  if ((status->st_mode & 077) != 0) {
     throw Failure(CKR_DEVICE_ERROR, "the folder is open to other users; run: chmod 700 " + m_path);
   }
 }
@@ -101,7 +98,7 @@ Bytes DeviceFolder::device_key() const {
 }
 
 void DeviceFolder::make_device_key_if_absent() const {
-  if (!is_there(file(kDeviceKey))) {
+  if (!find_status(file(kDeviceKey), AT_SYMLINK_NOFOLLOW)) {
     write_private_file(file(kDeviceKey), random_bytes(kKeyLength));
   }
 }

@@ -3,13 +3,16 @@
 
 #pragma once
 
+#include <sys/stat.h>
+
+#include <optional>
 #include <string>
 
 #include "base/bytes.h"
 
 namespace tee_token {
 
-/// The folder that stands for the device: its key, the store and the counters are files in it.
+/// The folder that stands for the device: device key, store and counters are files in it.
 class DeviceFolder {
  public:
   explicit DeviceFolder(std::string path) : m_path(std::move(path)) {}
@@ -20,22 +23,26 @@ class DeviceFolder {
   const std::string& path() const { return m_path; }
   std::string file(const char* name) const { return m_path + "/" + name; }
 
-  /// Whether there is such a folder, that is: a token in the slot.
+  /// Whether there is such a folder, which means a token in the slot. Throws a Failure when it cannot be
+  /// looked at.
   bool exists() const;
 
-  /// Makes the folder, and what is missing above it, for its owner alone.
+  /// Makes the folder and its missing parents, with mode 0700.
   void make_if_absent() const;
 
-  /// Throws a Failure (CKR_DEVICE_ERROR) unless the folder is its owner's alone.
+  /// Throws a Failure unless the folder exists (CKR_TOKEN_NOT_PRESENT) and only its owner, this user, can
+  /// access it (CKR_DEVICE_ERROR).
   void require_private() const;
 
   /// The device-unique key. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or damaged.
   Bytes device_key() const;
 
-  /// Makes the device key of a new token; one that is there stays.
+  /// Makes the device key of a new token; an existing one stays.
   void make_device_key_if_absent() const;
 
  private:
+  std::optional<struct stat> find_folder() const;
+
   std::string m_path;
 };
 

@@ -6,80 +6,96 @@
 #include <algorithm>
 
 #include "base/error.h"
+#include "crypto/symmetric.h"
 
 namespace tee_token {
 namespace {
 
-// Handles from here on are session objects: the number tells where to look.
+// The numbers of session objects begin here, so that a handle says where the object is.
 constexpr CK_OBJECT_HANDLE kFirstSessionObject = 1UL << 62;
-
-// Never destroyed: a program may end a session while it exits.
-const Bytes& kNoKey = *new Bytes;
 
 }  // namespace
 
-ObjectStore& ObjectSpace::store_of(CK_OBJECT_HANDLE object) {
-  return store_for(object < kFirstSessionObject);
+Place place_of(CK_OBJECT_HANDLE object) {
+  return object < kFirstSessionObject ? Place::kToken : Place::kSession;
 }
 
-ObjectStore& ObjectSpace::store_for(bool token_object) {
-  if (token_object) {
-    return m_token_objects;
+Place place_of(const Attributes& object) {
+  return object.is_true(CKA_TOKEN) ? Place::kToken : Place::kSession;
+}
+
+ObjectSpace::SessionObjects::SessionObjects(const std::optional<Login>& login)
+    : store(memory, random_bytes(kKeyLength), login) {
+  ObjectStore::create_tables(memory, kFirstSessionObject);
+}
+
+ObjectStore& ObjectSpace::in(Place place) {
+  if (place == Place::kToken) {
+    return m_token_objects.value();
   }
   if (!m_session_objects) {
-    m_memory.emplace(":memory:");
-    ObjectStore::create_schema(*m_memory, kFirstSessionObject);
-    m_session_objects.emplace(*m_memory, m_login.master_key, kNoKey);
+    m_session_objects.emplace(m_login);
   }
-  return *m_session_objects;
+  return m_session_objects->store;
 }
 
-std::optional<Attributes> ObjectSpace::seen(CK_OBJECT_HANDLE object) {
-  std::optional<Attributes> found = store_of(object).load(object);
-  if (found && found->is_true(CKA_PRIVATE) && !m_login.is(User::kUser)) {
+std::optional<Attributes> ObjectSpace::find(CK_OBJECT_HANDLE object) {
+  std::optional<Attributes> found = in(place_of(object)).load(object);
+  if (found && found->is_true(CKA_PRIVATE) && !is_login_of(m_login, User::kUser)) {
     return std::nullopt;
   }
   return found;
 }
 
-Attributes ObjectSpace::visible(CK_OBJECT_HANDLE object) {
-  std::optional<Attributes> found = seen(object);
+Attributes ObjectSpace::require(CK_OBJECT_HANDLE object) {
+  std::optional<Attributes> found = find(object);
   if (!found) {
-    throw Error(CKR_OBJECT_HANDLE_INVALID, "there is no object " + std::to_string(object) + " to be seen");
+    throw Error(CKR_OBJECT_HANDLE_INVALID, "it does not exist or is not visible");
   }
   return *std::move(found);
 }
 
 void ObjectSpace::require_may_store(const Attributes& object) const {
-  if (object.is_true(CKA_PRIVATE) && !m_login.is(User::kUser)) {
-    throw Error(CKR_USER_NOT_LOGGED_IN, "a private object can only be made by the logged-in user");
+  if (object.is_true(CKA_PRIVATE) && !is_login_of(m_login, User::kUser)) {
+    throw Error(CKR_USER_NOT_LOGGED_IN, "only the logged-in user can create a private object");
   }
 }
 
-std::vector<CK_OBJECT_HANDLE> ObjectSpace::find(const Attributes& wanted, CK_OBJECT_HANDLE after,
-                                                std::size_t limit) {
+CK_OBJECT_HANDLE ObjectSpace::insert(const Attributes& object, CK_SESSION_HANDLE session) {
+  const Place place = place_of(object);
+  const CK_OBJECT_HANDLE number = in(place).insert(object);
+  if (place == Place::kSession) {
+    m_session_objects->owners[number] = session;
+  }
+  return number;
+}
+
+std::vector<CK_OBJECT_HANDLE> ObjectSpace::search(const Attributes& wanted, CK_OBJECT_HANDLE after,
+                                                  std::size_t limit) {
   std::vector<CK_OBJECT_HANDLE> found;
-  if (after < kFirstSessionObject) {
-    find_in(m_token_objects, wanted, after, limit, found);
+  if (place_of(after) == Place::kToken) {
+    search_in(in(Place::kToken), wanted, after, limit, found);
   }
   if (m_session_objects) {
-    find_in(*m_session_objects, wanted, std::max(after, kFirstSessionObject - 1), limit, found);
+    search_in(m_session_objects->store, wanted, std::max(after, kFirstSessionObject - 1), limit, found);
   }
   return found;
 }
 
-void ObjectSpace::find_in(ObjectStore& store, const Attributes& wanted, CK_OBJECT_HANDLE after,
-                          std::size_t limit, std::vector<CK_OBJECT_HANDLE>& found) {
-  Attributes indexed = wanted;
-  indexed.erase(CKA_VALUE);
-  if (!m_login.is(User::kUser)) {
-    if (indexed.is_true(CKA_PRIVATE)) {
+void ObjectSpace::search_in(ObjectStore& store, Attributes wanted, CK_OBJECT_HANDLE after, std::size_t limit,
+                            std::vector<CK_OBJECT_HANDLE>& found) {
+  // The stored CKA_VALUE may be sealed, so it is not compared by the store.
+  const std::optional<Bytes> value =
+      wanted.has(CKA_VALUE) ? std::optional<Bytes>(wanted.at(CKA_VALUE)) : std::nullopt;
+  wanted.erase(CKA_VALUE);
+  if (!is_login_of(m_login, User::kUser)) {
+    if (wanted.is_true(CKA_PRIVATE)) {
       return;
     }
-    indexed.set_bool(CKA_PRIVATE, false);
+    wanted.set_bool(CKA_PRIVATE, false);
   }
-  while (found.size() < limit && (after = store.next_match(indexed, after)) != 0) {
-    if (!wanted.has(CKA_VALUE) || has_value(after, wanted.at(CKA_VALUE))) {
+  while (found.size() < limit && (after = store.next_match(wanted, after)) != 0) {
+    if (!value || has_value(after, *value)) {
       found.push_back(after);
     }
   }
@@ -87,29 +103,37 @@ void ObjectSpace::find_in(ObjectStore& store, const Attributes& wanted, CK_OBJEC
 
 bool ObjectSpace::has_value(CK_OBJECT_HANDLE object, const Bytes& value) {
   try {
-    std::optional<Attributes> found = seen(object);
+    std::optional<Attributes> found = find(object);
     if (!found || !found->has(CKA_VALUE) || is_guarded(*found)) {
       return false;
     }
-    store_of(object).unseal(object, *found);
+    in(place_of(object)).unseal(object, *found);
     return found->at(CKA_VALUE) == value;
   } catch (const DamagedObject&) {
-    return false;  // no reason not to find the others
+    return false;  // the search still finds the others
   }
 }
 
-void ObjectSpace::forget_session(CK_SESSION_HANDLE session) {
-  if (m_session_objects) {
-    m_session_objects->erase_of(session);
+void ObjectSpace::end_session(CK_SESSION_HANDLE session) {
+  if (!m_session_objects) {
+    return;
+  }
+  auto& owners = m_session_objects->owners;
+  for (auto next = owners.begin(); next != owners.end();) {
+    const auto [object, owner] = *next;
+    if (owner == session) {
+      m_session_objects->store.erase(object);
+    }
+    next = owner == session ? owners.erase(next) : std::next(next);
   }
 }
 
-void ObjectSpace::forget_private_session_objects() {
+void ObjectSpace::end_login() {
   Attributes is_private;
   is_private.set_bool(CKA_PRIVATE, true);
   CK_OBJECT_HANDLE object = kFirstSessionObject - 1;
-  while (m_session_objects && (object = m_session_objects->next_match(is_private, object)) != 0) {
-    m_session_objects->erase(object);
+  while (m_session_objects && (object = m_session_objects->store.next_match(is_private, object)) != 0) {
+    m_session_objects->store.erase(object);
   }
 }
 

@@ -3,60 +3,78 @@
 
 #pragma once
 
+#include <map>
 #include <optional>
 #include <vector>
 
-#include "base/login.h"
 #include "store/object_store.h"
 
 namespace tee_token {
+
+/// Where an object is stored: in the token's store, or in memory until its session ends.
+enum class Place { kToken, kSession };
+
+/// The place of the object with this handle.
+Place place_of(CK_OBJECT_HANDLE object);
+/// The place that CKA_TOKEN asks for.
+Place place_of(const Attributes& object);
 
 /// All objects that an application sees: those of the token and those of its sessions, under one range of
 /// handles, private ones only while the user is logged in.
 class ObjectSpace {
  public:
-  /// `mac_key` is that of the token's store.
-  ObjectSpace(Database& store, const Login& login, const Bytes& mac_key)
-      : m_login(login), m_token_objects(store, login.master_key, mac_key) {}
+  explicit ObjectSpace(const std::optional<Login>& login) : m_login(login) {}
 
-  /// The store that holds, or would hold, the object.
-  ObjectStore& store_of(CK_OBJECT_HANDLE object);
-  ObjectStore& store_for(bool token_object);
+  /// From now on the objects of the token are those of `store`.
+  void use_token_objects(ObjectStore store) { m_token_objects.emplace(std::move(store)); }
 
-  /// What is stored of an object (ObjectStore::load); nothing when the application may not see it. Throws
-  /// DamagedObject: whether it may see that one nobody knows.
-  std::optional<Attributes> seen(CK_OBJECT_HANDLE object);
-  /// The same. Throws CKR_OBJECT_HANDLE_INVALID when there is nothing to be seen.
-  Attributes visible(CK_OBJECT_HANDLE object);
+  /// The objects in `place`; those of the token are known once `use_token_objects` was called.
+  ObjectStore& in(Place place);
 
-  /// Throws CKR_USER_NOT_LOGGED_IN when the object would be private and no user is logged in.
+  /// The stored attributes of an object (ObjectStore::load); nothing when it does not exist or is not
+  /// visible. Throws DamagedObject.
+  std::optional<Attributes> find(CK_OBJECT_HANDLE object);
+  /// The same, but throws CKR_OBJECT_HANDLE_INVALID instead of returning nothing.
+  Attributes require(CK_OBJECT_HANDLE object);
+
+  /// Throws CKR_USER_NOT_LOGGED_IN when `object` is private and no user is logged in.
   void require_may_store(const Attributes& object) const;
 
-  /// Up to `limit` objects above `after` that match, in order of creation, the token's first. Values that
-  /// must not be read match nothing. A damaged object is found like others, so that it can be replaced.
-  std::vector<CK_OBJECT_HANDLE> find(const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit);
+  /// Stores an object of the token, or of `session`, as CKA_TOKEN says.
+  CK_OBJECT_HANDLE insert(const Attributes& object, CK_SESSION_HANDLE session);
 
-  /// The session objects of one session, and all private ones, cease to exist with it and with the login.
-  void forget_session(CK_SESSION_HANDLE session);
-  void forget_private_session_objects();
+  /// Up to `limit` objects above `after` that match, in order of creation, the token's first. Values that
+  /// must not be read match nothing. A damaged object matches unless CKA_VALUE is wanted, so that it can be
+  /// replaced.
+  std::vector<CK_OBJECT_HANDLE> search(const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit);
+
+  /// Removes the session objects that end with one session, and the private ones, which end with the login.
+  void end_session(CK_SESSION_HANDLE session);
+  void end_login();
 
  private:
-  void find_in(ObjectStore& store, const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit,
-               std::vector<CK_OBJECT_HANDLE>& found);
+  struct SessionObjects {
+    explicit SessionObjects(const std::optional<Login>& login);
+
+    Database memory{":memory:"};
+    ObjectStore store;
+    std::map<CK_OBJECT_HANDLE, CK_SESSION_HANDLE> owners;
+  };
+
+  void search_in(ObjectStore& store, Attributes wanted, CK_OBJECT_HANDLE after, std::size_t limit,
+                 std::vector<CK_OBJECT_HANDLE>& found);
   bool has_value(CK_OBJECT_HANDLE object, const Bytes& value);
 
-  const Login& m_login;
-  ObjectStore m_token_objects;
-  // Made with the first session object: most applications have none.
-  std::optional<Database> m_memory;
-  std::optional<ObjectStore> m_session_objects;
+  const std::optional<Login>& m_login;
+  std::optional<ObjectStore> m_token_objects;
+  std::optional<SessionObjects> m_session_objects;  // made for the first one: most applications have none
 };
 
-/// Whether CKA_VALUE of the object must not be read: a private key's, unless it was made to be extracted.
+/// Whether CKA_VALUE of the object must not be read: a private key's, unless it is extractable and not
+/// sensitive.
 bool is_guarded(const Attributes& object);
 
-/// Whether it is the security officer's alone to change and to destroy: what he trusts, and trust store
-/// groups.
+/// Whether only the security officer may change and destroy the object: trusted ones and trust store groups.
 bool belongs_to_officer(const Attributes& object);
 
 }  // namespace tee_token

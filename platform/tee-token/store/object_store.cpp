@@ -5,44 +5,28 @@
 
 #include <algorithm>
 
-#include "base/error.h"
-#include "crypto/sealing.h"
+#include "crypto/symmetric.h"
 
 namespace tee_token {
 namespace {
 
 sqlite3_int64 row(CK_ULONG number) { return static_cast<sqlite3_int64>(number); }
 
-Bytes seal_context(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+bool is_indexed(CK_ATTRIBUTE_TYPE type) {
+  const AttributeRule* const rule = find_rule(type);
+  return rule != nullptr && rule->is_indexed;
+}
+
+Mac mac_of(CK_OBJECT_HANDLE object, ByteView attributes, const Bytes& key) {
+  Mac mac(key);
+  mac.add(bytes_of(object)).add(attributes);
+  return mac;
+}
+
+Bytes seal_context(CK_OBJECT_HANDLE object) {
   Bytes context = bytes_of(object);
-  const Bytes second = bytes_of(type);
-  context.insert(context.end(), second.begin(), second.end());
+  append(context, bytes_of<CK_ATTRIBUTE_TYPE>(CKA_VALUE));
   return context;
-}
-
-bool has_layouts(const Attributes& attributes) {
-  return std::all_of(attributes.begin(), attributes.end(), [](const auto& attribute) {
-    const AttributeRule* const rule = find_rule(attribute.first);
-    return rule != nullptr && has_layout(*rule, attribute.second);
-  });
-}
-
-bool has_what_every_object_has(const Attributes& attributes) {
-  const Classes object_class = bit_of(attributes.number(CKA_CLASS));
-  const AttributeRules rules;
-  return std::all_of(rules.begin(), rules.end(), [&](const AttributeRule& rule) {
-    const bool must = rule.fallback == Default::kRequired || rule.fallback == Default::kContent;
-    return !must || (rule.classes & object_class) == 0 || attributes.has(rule.type);
-  });
-}
-
-// A MAC says that these are the attributes that the token once stored. Where there is none, this must do.
-bool has_form(const Attributes& attributes) {
-  try {
-    return has_layouts(attributes) && has_what_every_object_has(attributes);
-  } catch (const Error&) {  // there is no class, or one that is not kept here
-    return false;
-  }
 }
 
 }  // namespace
@@ -56,69 +40,108 @@ Bytes ObjectStore::mac_key(const Bytes& device_key, const Bytes& serial) {
   return derive_key(device_key, serial, std::string("tee-token objects"));
 }
 
-void ObjectStore::create_schema(Database& database, CK_OBJECT_HANDLE first) {
-  // AUTOINCREMENT: a number is never given again, also not after the last object is gone.
-  // The index leaves out CKA_VALUE (17): certificates would double the store, sealed values match nothing.
+void ObjectStore::create_tables(Database& database, CK_OBJECT_HANDLE first) {
+  // AUTOINCREMENT: sqlite_sequence keeps the last number also after that object is gone.
   database.execute(
-      "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, session INTEGER NOT NULL, mac BLOB);"
-      "CREATE TABLE attribute (object INTEGER NOT NULL, type INTEGER NOT NULL, value BLOB NOT NULL,"
-      " PRIMARY KEY (object, type)) WITHOUT ROWID;"
-      "CREATE INDEX attribute_by_value ON attribute (type, value, object) WHERE type <> 17;");
+      "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, record BLOB NOT NULL);"
+      "CREATE TABLE attribute_index (type INTEGER NOT NULL, value BLOB NOT NULL, object INTEGER NOT NULL,"
+      " PRIMARY KEY (type, value, object)) WITHOUT ROWID;");
   database.query("INSERT INTO sqlite_sequence (name, seq) VALUES ('object', ?)").bind(row(first - 1)).run();
 }
 
-CK_OBJECT_HANDLE ObjectStore::insert(const Attributes& object, CK_SESSION_HANDLE session) {
-  m_database.query("INSERT INTO object (session) VALUES (?)").bind(row(session)).run();
-  const auto number = static_cast<CK_OBJECT_HANDLE>(m_database.last_row());
-  const Attributes stored = sealed(number, object, object.is_true(CKA_PRIVATE));
+CK_OBJECT_HANDLE ObjectStore::insert(const Attributes& object) {
+  const CK_OBJECT_HANDLE number = next_number();
+  Attributes stored = object;
+  if (object.is_true(CKA_PRIVATE) && object.has(CKA_VALUE)) {
+    stored.set(CKA_VALUE, seal_value(number, object.at(CKA_VALUE)));
+  }
   write(number, stored);
-  authenticate(number, stored);
   return number;
+}
+
+CK_OBJECT_HANDLE ObjectStore::next_number() {
+  Query last = m_database.query("SELECT seq FROM sqlite_sequence WHERE name = 'object'");
+  if (!last.step()) {
+    throw Failure(CKR_DEVICE_ERROR, "the store is damaged: it does not say which object number is the next");
+  }
+  return static_cast<CK_OBJECT_HANDLE>(last.number(0)) + 1;
 }
 
 void ObjectStore::update(CK_OBJECT_HANDLE object, const Attributes& changes) {
   Attributes stored = load(object).value();
-  const Attributes changed = sealed(object, changes, stored.is_true(CKA_PRIVATE));
-  write(object, changed);
-  for (const auto& [type, value] : changed) {
+  remove_from_index(object, stored);
+  for (const auto& [type, value] : changes) {
     stored.set(type, value);
   }
-  authenticate(object, stored);
+  write(object, stored);
+}
+
+void ObjectStore::write(CK_OBJECT_HANDLE object, const Attributes& attributes) {
+  Bytes record = attributes.encode();
+  append(record, mac_of(object, record, m_mac_key).result());
+  m_database.query("INSERT OR REPLACE INTO object (number, record) VALUES (?, ?)")
+      .bind(row(object))
+      .bind(record)
+      .run();
+  for (const auto& [type, value] : attributes) {
+    if (is_indexed(type)) {
+      m_database.query("INSERT OR IGNORE INTO attribute_index (type, value, object) VALUES (?, ?, ?)")
+          .bind(row(type))
+          .bind(value)
+          .bind(row(object))
+          .run();
+    }
+  }
 }
 
 void ObjectStore::erase(CK_OBJECT_HANDLE object) {
-  m_database.query("DELETE FROM attribute WHERE object = ?").bind(row(object)).run();
+  try {
+    remove_from_index(object, load(object).value_or(Attributes()));
+  } catch (const DamagedObject&) {  // its record does not say what is in the index
+    m_database.query("DELETE FROM attribute_index WHERE object = ?").bind(row(object)).run();
+  }
   m_database.query("DELETE FROM object WHERE number = ?").bind(row(object)).run();
 }
 
-void ObjectStore::erase_all() { m_database.execute("DELETE FROM attribute; DELETE FROM object;"); }
-
-void ObjectStore::erase_of(CK_SESSION_HANDLE session) {
-  m_database.query("DELETE FROM attribute WHERE object IN (SELECT number FROM object WHERE session = ?)")
-      .bind(row(session))
-      .run();
-  m_database.query("DELETE FROM object WHERE session = ?").bind(row(session)).run();
+void ObjectStore::remove_from_index(CK_OBJECT_HANDLE object, const Attributes& attributes) {
+  for (const auto& [type, value] : attributes) {
+    if (is_indexed(type)) {
+      m_database.query("DELETE FROM attribute_index WHERE type = ? AND value = ? AND object = ?")
+          .bind(row(type))
+          .bind(value)
+          .bind(row(object))
+          .run();
+    }
+  }
 }
 
+void ObjectStore::erase_all() { m_database.execute("DELETE FROM attribute_index; DELETE FROM object;"); }
+
 std::optional<Attributes> ObjectStore::load(CK_OBJECT_HANDLE object) {
-  Attributes attributes = attributes_of(object);
-  if (!attributes.empty() && is_sound(object, attributes)) {
-    return attributes;
+  Query query = m_database.query("SELECT record FROM object WHERE number = ?");
+  if (!query.bind(row(object)).step()) {
+    return std::nullopt;
   }
-  const bool is_there = m_database.query("SELECT 1 FROM object WHERE number = ?").bind(row(object)).step();
-  if (is_there || !attributes.empty()) {
+  const Bytes record = query.bytes(0);
+  if (record.size() < Mac::kLength) {
     throw DamagedObject(object);
   }
-  return std::nullopt;
+  const ByteView encoded(record.data(), record.size() - Mac::kLength);
+  std::optional<Attributes> attributes = Attributes::decode(encoded);
+  const ByteView mac(encoded.data + encoded.size, Mac::kLength);
+  if (!attributes || !mac_of(object, encoded, m_mac_key).matches(mac)) {
+    throw DamagedObject(object);
+  }
+  return attributes;
 }
 
 void ObjectStore::unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const {
   if (!loaded.is_true(CKA_PRIVATE) || !loaded.has(CKA_VALUE)) {
     return;
   }
-  const auto value = m_master_key.empty() ? std::nullopt
-                                          : tee_token::unseal(m_master_key, loaded.at(CKA_VALUE),
-                                                              seal_context(object, CKA_VALUE));
+  const auto value = !m_login
+                         ? std::nullopt
+                         : tee_token::unseal(m_login->master_key, loaded.at(CKA_VALUE), seal_context(object));
   if (!value) {
     throw Failure(CKR_DEVICE_ERROR, "the sealed value of object " + std::to_string(object) +
                                         " cannot be opened: the store is damaged or from another device");
@@ -126,96 +149,64 @@ void ObjectStore::unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const {
   loaded.set(CKA_VALUE, *value);
 }
 
+Bytes ObjectStore::seal_value(CK_OBJECT_HANDLE object, const Bytes& value) const {
+  if (!m_login) {
+    throw Error(CKR_USER_NOT_LOGGED_IN, "a private value can only be stored for a logged-in user");
+  }
+  return seal(m_login->master_key, value, seal_context(object));
+}
+
 CK_OBJECT_HANDLE ObjectStore::next_match(const Attributes& wanted, CK_OBJECT_HANDLE after) {
-  CK_OBJECT_HANDLE candidate = after + 1;
+  Attributes indexed;
+  for (const auto& [type, value] : wanted) {
+    if (is_indexed(type)) {
+      indexed.set(type, value);
+    }
+  }
+  CK_OBJECT_HANDLE found = after;
+  do {
+    found = next_in_index(indexed, found + 1);
+  } while (found != 0 && !matches(found, wanted));
+  return found;
+}
+
+// A damaged object matches: it has to be visible to be replaced or removed.
+bool ObjectStore::matches(CK_OBJECT_HANDLE object, const Attributes& wanted) {
+  try {
+    const std::optional<Attributes> stored = load(object);
+    return stored && std::all_of(wanted.begin(), wanted.end(), [&](const auto& attribute) {
+             return stored->has(attribute.first) && stored->at(attribute.first) == attribute.second;
+           });
+  } catch (const DamagedObject&) {
+    return true;
+  }
+}
+
+// Each attribute in turn moves the candidate to the next object that has it. The search is over when all
+// agree on one, after at most as many rounds as the rarest of them has objects.
+CK_OBJECT_HANDLE ObjectStore::next_in_index(const Attributes& wanted, CK_OBJECT_HANDLE from) {
   if (wanted.empty()) {
     Query query = m_database.query("SELECT min(number) FROM object WHERE number >= ?");
-    return query.bind(row(candidate)).step() ? static_cast<CK_OBJECT_HANDLE>(query.number(0)) : 0;
+    return query.bind(row(from)).step() ? static_cast<CK_OBJECT_HANDLE>(query.number(0)) : 0;
   }
-  // Each attribute in turn says which object is the next that it could agree to. The search is over when all
-  // agree, after at most as many rounds as the rarest attribute has objects.
-  std::size_t agreeing = 0;
-  for (auto next = wanted.begin(); agreeing < wanted.size();) {
-    const CK_OBJECT_HANDLE found = seek(next->first, next->second, candidate);
+  CK_OBJECT_HANDLE candidate = from;
+  for (auto next = wanted.begin(), first_to_agree = wanted.end(); next != first_to_agree;) {
+    Query query = m_database.query(
+        "SELECT min(object) FROM attribute_index WHERE type = ? AND value = ? AND object >= ?");
+    query.bind(row(next->first)).bind(next->second).bind(row(candidate)).step();
+    const auto found = static_cast<CK_OBJECT_HANDLE>(query.number(0));
     if (found == 0) {
       return 0;
     }
-    agreeing = found == candidate ? agreeing + 1 : 1;
-    candidate = found;
+    if (found != candidate || first_to_agree == wanted.end()) {
+      first_to_agree = next;
+      candidate = found;
+    }
     if (++next == wanted.end()) {
       next = wanted.begin();
     }
   }
   return candidate;
-}
-
-CK_OBJECT_HANDLE ObjectStore::seek(CK_ATTRIBUTE_TYPE type, ByteView value, CK_OBJECT_HANDLE from) {
-  // "type <> 17" tells SQLite that the partial index serves.
-  Query query = m_database.query(
-      "SELECT object FROM attribute WHERE type = ? AND value = ? AND object >= ? AND type <> 17"
-      " ORDER BY object LIMIT 1");
-  return query.bind(row(type)).bind(value).bind(row(from)).step()
-             ? static_cast<CK_OBJECT_HANDLE>(query.number(0))
-             : 0;
-}
-
-Attributes ObjectStore::sealed(CK_OBJECT_HANDLE object, Attributes attributes, bool is_private) const {
-  if (is_private && attributes.has(CKA_VALUE)) {
-    if (m_master_key.empty()) {
-      throw Error(CKR_USER_NOT_LOGGED_IN, "a private value can only be stored for a logged-in user");
-    }
-    attributes.set(CKA_VALUE, seal(m_master_key, attributes.at(CKA_VALUE), seal_context(object, CKA_VALUE)));
-  }
-  return attributes;
-}
-
-void ObjectStore::write(CK_OBJECT_HANDLE object, const Attributes& sealed) {
-  for (const auto& [type, value] : sealed) {
-    m_database.query("INSERT OR REPLACE INTO attribute (object, type, value) VALUES (?, ?, ?)")
-        .bind(row(object))
-        .bind(row(type))
-        .bind(value)
-        .run();
-  }
-}
-
-Attributes ObjectStore::attributes_of(CK_OBJECT_HANDLE object) {
-  Attributes attributes;
-  Query query = m_database.query("SELECT type, value FROM attribute WHERE object = ?");
-  query.bind(row(object));
-  while (query.step()) {
-    attributes.set(static_cast<CK_ATTRIBUTE_TYPE>(query.number(0)), query.bytes(1));
-  }
-  return attributes;
-}
-
-bool ObjectStore::is_sound(CK_OBJECT_HANDLE object, const Attributes& attributes) {
-  if (m_mac_key.empty()) {
-    return m_database.query("SELECT 1 FROM object WHERE number = ?").bind(row(object)).step() &&
-           has_form(attributes);
-  }
-  Query query = m_database.query("SELECT session, mac FROM object WHERE number = ?");
-  return query.bind(row(object)).step() && mac_of(object, query.number(0), attributes).is(query.bytes(1));
-}
-
-Mac ObjectStore::mac_of(CK_OBJECT_HANDLE object, sqlite3_int64 session, const Attributes& attributes) const {
-  Mac mac(m_mac_key);
-  mac.add(object).add(static_cast<std::uint64_t>(session));
-  for (const auto& [type, value] : attributes) {
-    mac.add(type).add(value);
-  }
-  return mac;
-}
-
-void ObjectStore::authenticate(CK_OBJECT_HANDLE object, const Attributes& stored) {
-  if (m_mac_key.empty()) {
-    return;
-  }
-  // Objects that are authenticated are the token's, and so of no session.
-  m_database.query("UPDATE object SET mac = ? WHERE number = ?")
-      .bind(mac_of(object, 0, stored).result())
-      .bind(row(object))
-      .run();
 }
 
 }  // namespace tee_token

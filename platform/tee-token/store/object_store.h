@@ -7,7 +7,7 @@
 
 #include "base/attributes.h"
 #include "base/error.h"
-#include "crypto/mac.h"
+#include "store/pin.h"
 #include "store/sqlite.h"
 
 namespace tee_token {
@@ -20,59 +20,52 @@ class DamagedObject : public Failure {
 
 /// The objects of one database: those of the token in its store, or those of the sessions in memory.
 ///
-/// A search walks one index on (attribute, value), so that it costs the same with ten objects and with ten
-/// thousand. Object numbers are never used twice, so that an old handle never means a new object. The
-/// CKA_VALUE of a private object is only ever stored sealed under the master key, bound to its object and
-/// attribute. All that an object is made of is authenticated: its number, its session, its attributes.
+/// An object is one record: its attributes, the CKA_VALUE of a private object sealed under the master key and
+/// bound to object and attribute, and a MAC over number and record. An index of attributes finds objects, so
+/// that a search costs the same with 10 and with 10,000 of them; the record decides whether an object
+/// matches. Object numbers are never used twice, so that an old handle never means a new object.
 class ObjectStore {
  public:
-  /// `master_key` is empty while no user is logged in, and then no sealed value can be read or written.
-  /// `mac_key` is empty where objects are not authenticated: in memory, and in a store of version 1.
-  ObjectStore(Database& database, const Bytes& master_key, const Bytes& mac_key)
-      : m_database(database), m_master_key(master_key), m_mac_key(mac_key) {}
+  /// `login` is what sealed values are read and written with.
+  ObjectStore(Database& database, Bytes mac_key, const std::optional<Login>& login)
+      : m_database(database), m_mac_key(std::move(mac_key)), m_login(login) {}
 
   /// The key that authenticates the objects of the token with this serial number.
   static Bytes mac_key(const Bytes& device_key, const Bytes& serial);
 
   /// Makes the tables; the first object gets the number `first`.
-  static void create_schema(Database& database, CK_OBJECT_HANDLE first);
+  static void create_tables(Database& database, CK_OBJECT_HANDLE first);
 
-  /// Adds an object; `session` is its owner, 0 for none.
-  CK_OBJECT_HANDLE insert(const Attributes& object, CK_SESSION_HANDLE session);
+  CK_OBJECT_HANDLE insert(const Attributes& object);
   void update(CK_OBJECT_HANDLE object, const Attributes& changes);
+  /// Does nothing when there is no such object.
   void erase(CK_OBJECT_HANDLE object);
   void erase_all();
-  /// Removes the objects that `session` owns.
-  void erase_of(CK_SESSION_HANDLE session);
 
-  /// The attributes of an object as they are stored, a private CKA_VALUE sealed; nothing when there is no
-  /// such object. Throws DamagedObject when they are not what was once stored.
+  /// The attributes of an object, a private CKA_VALUE still sealed; nothing when there is no such object.
+  /// Throws DamagedObject.
   std::optional<Attributes> load(CK_OBJECT_HANDLE object);
   /// Opens the CKA_VALUE among attributes that were loaded. Throws a Failure (CKR_DEVICE_ERROR).
   void unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const;
 
-  /// The first object above `after`, in order of creation, that has all attributes of `wanted` as the index
-  /// says, which is not authenticated; 0 when there is none. `wanted` must not ask for CKA_VALUE, which is
-  /// not in the index.
+  /// The first object above `after`, in order of creation, that has all attributes of `wanted`, or that is
+  /// damaged and has them according to the index; 0 when there is none. Values are compared as they are
+  /// stored.
   CK_OBJECT_HANDLE next_match(const Attributes& wanted, CK_OBJECT_HANDLE after);
-
-  /// Gives `object`, whose attributes as they are stored these are, its MAC. Each change does; an upgrade
-  /// does nothing else.
-  void authenticate(CK_OBJECT_HANDLE object, const Attributes& stored);
 
   Database& database() { return m_database; }
 
  private:
-  Attributes sealed(CK_OBJECT_HANDLE object, Attributes attributes, bool is_private) const;
-  void write(CK_OBJECT_HANDLE object, const Attributes& sealed);
-  Attributes attributes_of(CK_OBJECT_HANDLE object);
-  bool is_sound(CK_OBJECT_HANDLE object, const Attributes& attributes);
-  Mac mac_of(CK_OBJECT_HANDLE object, sqlite3_int64 session, const Attributes& attributes) const;
-  CK_OBJECT_HANDLE seek(CK_ATTRIBUTE_TYPE type, ByteView value, CK_OBJECT_HANDLE from);
+  CK_OBJECT_HANDLE next_number();
+  void write(CK_OBJECT_HANDLE object, const Attributes& attributes);
+  void remove_from_index(CK_OBJECT_HANDLE object, const Attributes& attributes);
+  Bytes seal_value(CK_OBJECT_HANDLE object, const Bytes& value) const;
+  CK_OBJECT_HANDLE next_in_index(const Attributes& wanted, CK_OBJECT_HANDLE from);
+  bool matches(CK_OBJECT_HANDLE object, const Attributes& wanted);
 
   Database& m_database;
-  const Bytes& m_master_key;
-  const Bytes& m_mac_key;
+  Bytes m_mac_key;
+  const std::optional<Login>& m_login;
 };
 
 }  // namespace tee_token

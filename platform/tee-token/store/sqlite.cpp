@@ -10,8 +10,7 @@ namespace {
 
 [[noreturn]] void fail_as_moved() {
   throw Failure(CKR_DEVICE_REMOVED,
-                "the store was moved or removed while it was in use; C_Finalize and C_Initialize open what "
-                "is there now");
+                "the store was moved or removed while it was in use; call C_Finalize and C_Initialize");
 }
 
 [[noreturn]] void fail(sqlite3* connection, int code) {
@@ -23,9 +22,8 @@ namespace {
     case SQLITE_FULL:
       throw Failure(CKR_DEVICE_MEMORY, "the disk is full; free some space and try again");
     case SQLITE_READONLY:
-      throw Failure(CKR_TOKEN_WRITE_PROTECTED,
-                    "the store can only be read (" + reason +
-                        "); let its owner write to the medium, the folder and the file");
+      throw Failure(CKR_TOKEN_WRITE_PROTECTED, "the store is read-only (" + reason +
+                                                   "); make the medium, the folder and the file writable");
     case SQLITE_BUSY:
       throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
     case SQLITE_CORRUPT:

@@ -14,7 +14,7 @@
 
 namespace tee_token {
 
-/// A prepared statement at work: bind, then step. Ready for its next use when the object goes.
+/// One run of a prepared statement: bind, then step. The destructor resets the statement for its next run.
 class Query {
  public:
   explicit Query(sqlite3_stmt* statement) : m_statement(statement) {}
@@ -47,14 +47,14 @@ class Damage : public Failure {
 };
 
 /// A connection to one SQLite database. Its errors arrive as Failures: CKR_DEVICE_MEMORY when the disk is
-/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, CKR_DEVICE_ERROR for the rest. Waits 5 s for others
-/// at most.
+/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, CKR_DEVICE_ERROR for the rest. Waits at most 5 s
+/// for other processes.
 class Database {
  public:
   /// Opens the database at `path` (":memory:" for one of this object's own), which must exist.
   explicit Database(const std::string& path);
 
-  /// What SQLite's own check says of it, in one line: "ok", or the first damage.
+  /// The result of SQLite's integrity check, in one line: "ok", or the first damage.
   std::string integrity();
 
   /// Runs statements that need no parameters.
@@ -66,10 +66,7 @@ class Database {
   /// Throws CKR_DEVICE_REMOVED when the file is no longer at the path that it was opened at.
   void require_in_place();
 
-  /// Whether a Change is open.
-  bool is_changing() const { return sqlite3_txn_state(m_connection.get(), "main") == SQLITE_TXN_WRITE; }
   bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
-  sqlite3_int64 last_row() const { return sqlite3_last_insert_rowid(m_connection.get()); }
 
  private:
   Owned<sqlite3, sqlite3_close> m_connection;
@@ -92,7 +89,7 @@ class Change {
   bool m_open = true;
 };
 
-/// Several reads that see one and the same state of the store. Within a change they see that anyway.
+/// Several reads of one state of the store; within a Change, of the state in it.
 class Snapshot {
  public:
   explicit Snapshot(Database& database);

@@ -4,10 +4,13 @@
 #include "store/token_record.h"
 
 #include "base/error.h"
-#include "crypto/mac.h"
+#include "crypto/symmetric.h"
 
 namespace tee_token {
 namespace {
+
+constexpr sqlite3_int64 kApplication = 0x54454554;  // "TEET"
+constexpr sqlite3_int64 kVersion = 1;
 
 Mac mac_of(const TokenRecord& record, const Bytes& key) {
   Mac mac(key);
@@ -18,43 +21,62 @@ Mac mac_of(const TokenRecord& record, const Bytes& key) {
   return mac;
 }
 
-bool is_authentic(Database& store, const TokenRecord& record, const Bytes& key) {
-  Query query = store.query("SELECT mac FROM token");
-  return query.step() && mac_of(record, key).is(query.bytes(0));
+sqlite3_int64 number(Database& store, const char* sql) {
+  Query query = store.query(sql);
+  return query.step() ? query.number(0) : 0;
 }
 
 }  // namespace
 
-Bytes record_key(const Bytes& device_key) {
+Bytes token_record_key(const Bytes& device_key) {
   return derive_key(device_key, std::string("tee-token"), std::string("tee-token record"));
 }
 
-void create_token_schema(Database& store) {
+void create_token_table(Database& store) {
   store.execute(
       "CREATE TABLE token (id INTEGER PRIMARY KEY CHECK (id = 1), label BLOB NOT NULL, serial BLOB NOT NULL,"
-      " officer_salt BLOB NOT NULL, officer_key BLOB NOT NULL, user_salt BLOB, user_key BLOB, mac BLOB);"
+      " officer_salt BLOB NOT NULL, officer_key BLOB NOT NULL, user_salt BLOB, user_key BLOB,"
+      " mac BLOB NOT NULL);"
       "PRAGMA application_id = 0x54454554;"
-      "PRAGMA user_version = 2;");
+      "PRAGMA user_version = 1;");
 }
 
-Bytes token_serial(Database& store) {
+bool is_token_store(Database& store) {
+  const Snapshot snapshot(store);
+  const sqlite3_int64 application = number(store, "PRAGMA application_id");
+  const sqlite3_int64 version = number(store, "PRAGMA user_version");
+  if (version == 0 && application == 0 && number(store, "SELECT count(*) FROM sqlite_schema") == 0) {
+    return false;
+  }
+  if (application != kApplication) {
+    throw Failure(CKR_TOKEN_NOT_RECOGNIZED,
+                  "the store is another program's database; choose another folder with TEE_TOKEN_DIR");
+  }
+  if (version != kVersion) {
+    throw Failure(CKR_TOKEN_NOT_RECOGNIZED, "the store has version " + std::to_string(version) +
+                                                ", this libteetoken.so works with version " +
+                                                std::to_string(kVersion) + "; nothing was changed");
+  }
+  return true;
+}
+
+std::optional<Bytes> token_serial(Database& store) {
   Query query = store.query("SELECT serial FROM token");
-  return query.step() ? query.bytes(0) : Bytes();
+  return query.step() ? std::optional<Bytes>(query.bytes(0)) : std::nullopt;
 }
 
 TokenRecord load_token_record(Database& store, const Bytes& key) {
   Query query =
-      store.query("SELECT label, serial, officer_salt, officer_key, user_salt, user_key FROM token");
+      store.query("SELECT label, serial, officer_salt, officer_key, user_salt, user_key, mac FROM token");
   if (!query.step()) {
     throw Failure(CKR_DEVICE_ERROR,
-                  "the store is damaged: it has no token record; only a new token in an empty folder "
-                  "helps");
+                  "the store is damaged: it has no token record; only a new token in an empty folder helps");
   }
   TokenRecord record{query.bytes(0), query.bytes(1), {query.bytes(2), query.bytes(3)}, std::nullopt};
   if (!query.is_null(5)) {
     record.user = WrappedKey{query.bytes(4), query.bytes(5)};
   }
-  if (!key.empty() && !is_authentic(store, record, key)) {
+  if (!mac_of(record, key).matches(query.bytes(6))) {
     throw Failure(CKR_DEVICE_ERROR,
                   "the store is damaged or from another device: its token record does not match; put a copy "
                   "of the whole folder back, or make a new token in an empty folder");

@@ -3,12 +3,12 @@
 
 #pragma once
 
-#include "crypto/key_wrapping.h"
+#include "store/pin.h"
 #include "store/sqlite.h"
 
 namespace tee_token {
 
-/// What the store says of the token as a whole.
+/// What the store holds for the token as a whole: one row of the table `token`.
 struct TokenRecord {
   Bytes label;   // 32 characters, padded with blanks
   Bytes serial;  // 16 hexadecimal digits, new with each initialisation
@@ -17,19 +17,22 @@ struct TokenRecord {
 };
 
 /// The key that authenticates the record.
-Bytes record_key(const Bytes& device_key);
+Bytes token_record_key(const Bytes& device_key);
 
-/// Makes the table of the record and marks the database as a token's store.
-void create_token_schema(Database& store);
+/// Makes the table of the record and marks the database as a token's store, of the version of this module.
+void create_token_table(Database& store);
 
-/// The record of a token's store; `key` is empty for a store of version 1. Throws a Failure
-/// (CKR_DEVICE_ERROR) when it is missing or not as it was stored.
+/// Whether the database is a token's store; false when it is empty. Throws a Failure
+/// (CKR_TOKEN_NOT_RECOGNIZED) for another program's database or a store of another version.
+bool is_token_store(Database& store);
+
+/// The record. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or not as it was stored.
 TokenRecord load_token_record(Database& store, const Bytes& key);
 
-/// Its serial number alone, not authenticated.
-Bytes token_serial(Database& store);
+/// Its serial number, not authenticated; nothing when there is no record.
+std::optional<Bytes> token_serial(Database& store);
 
-/// Puts `record` in the place of the one that is there.
+/// Inserts the record or replaces the one that is there.
 void save_token_record(Database& store, const TokenRecord& record, const Bytes& key);
 
 }  // namespace tee_token

@@ -14,7 +14,7 @@ namespace Botan {
 class BOTAN_PKCS11_API Dynamically_Loaded_Library final {
  public:
   /// Loads `lib_name`, a path or a name for the loader to search.
-  /// Throws System_Error with the loader's own words if that fails.
+  /// Throws System_Error with the loader's message if that fails.
   Dynamically_Loaded_Library(const std::string& lib_name);
 
   ~Dynamically_Loaded_Library();
@@ -22,7 +22,7 @@ class BOTAN_PKCS11_API Dynamically_Loaded_Library final {
   Dynamically_Loaded_Library(const Dynamically_Loaded_Library&) = delete;
   Dynamically_Loaded_Library& operator=(const Dynamically_Loaded_Library&) = delete;
 
-  /// The address of a symbol, never null. Throws Invalid_Argument if the library has none of that name.
+  /// The address of a symbol, never null. Throws Invalid_Argument if the library does not have it.
   void* resolve_symbol(const std::string& symbol);
 
   /// The same as a pointer of type T.

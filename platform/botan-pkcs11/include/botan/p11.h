@@ -16,10 +16,10 @@ namespace PKCS11 {
 
 class Slot;
 
-// Each of these opens a session of its own, logs in where it must, and leaves nothing open.
-// They throw PKCS11_ReturnError when the token refuses.
+// Each of these functions opens a session of its own, logs in if it has to, and closes the session.
+// They throw PKCS11_ReturnError if the token returns an error.
 
-/// Initializes the token in `slot`, which destroys what is on it, and sets the user's PIN.
+/// Initializes the token in `slot`, which deletes all its objects, and sets the user's PIN.
 BOTAN_PKCS11_API void initialize_token(Slot& slot, const std::string& label, const secure_string& so_pin,
                                        const secure_string& pin);
 
@@ -30,7 +30,7 @@ BOTAN_PKCS11_API void change_pin(Slot& slot, const secure_string& old_pin, const
 BOTAN_PKCS11_API void change_so_pin(Slot& slot, const secure_string& old_so_pin,
                                     const secure_string& new_so_pin);
 
-/// Sets the user's PIN as security officer.
+/// Sets the user's PIN, logged in as the security officer.
 BOTAN_PKCS11_API void set_pin(Slot& slot, const secure_string& so_pin, const secure_string& pin);
 
 }  // namespace PKCS11

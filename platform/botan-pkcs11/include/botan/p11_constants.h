@@ -11,13 +11,13 @@
 namespace Botan {
 namespace PKCS11 {
 
-// The constants of PKCS #11 2.40. Names follow the standard's: the prefix goes, the words are joined
-// (CKA_EC_PARAMS is AttributeType::EcParams), but for ReturnValue::OK and UserType::SO. Some values have two
-// names. A token's own values are casts of VendorDefined plus a number. Tables of numbers, because no C
-// header at hand has all of them right.
+// The constants of PKCS#11 2.40. A name is the standard's without its prefix, its words joined (CKA_EC_PARAMS
+// is AttributeType::EcParams); the exceptions are ReturnValue::OK and UserType::SO. Some values have two
+// names. Vendor-defined values are casts of VendorDefined plus a number. The numbers are written out because
+// p11-kit's header has some of them wrong.
 // clang-format off
 
-/// What an attribute is (CKA_).
+/// CKA_.
 enum class AttributeType : CK_ATTRIBUTE_TYPE {
   Class = 0, Token = 1, Private = 2, Label = 3, Application = 0x10, Value = 0x11, ObjectId = 0x12,
   CertificateType = 0x80, Issuer = 0x81, SerialNumber = 0x82, AcIssuer = 0x83, Owner = 0x84,
@@ -46,7 +46,7 @@ enum class AttributeType : CK_ATTRIBUTE_TYPE {
   VendorDefined = 0x80000000
 };
 
-/// CKC_. A token may have values of its own above VendorDefined; cast to them.
+/// CKC_.
 enum class CertificateType : CK_CERTIFICATE_TYPE {
   X509 = 0, X509AttrCert = 1, Wtls = 2, VendorDefined = 0x80000000
 };
@@ -62,7 +62,7 @@ enum class KeyDerivation : CK_ULONG {
   Sha384Kdf = 7, Sha512Kdf = 8, CpdiversifyKdf = 9
 };
 
-/// Flags (CKF_). The same bit means different things in different places; the comments say where.
+/// CKF_. The meaning of a bit depends on the structure or call that it is used in.
 enum class Flag : CK_FLAGS {
   None = 0,
   // slots
@@ -253,7 +253,7 @@ enum class UserType : CK_USER_TYPE {
 
 // clang-format on
 
-/// How the public point that goes into a key derivation is encoded.
+/// How a key derivation encodes the public point.
 enum class PublicPointEncoding : uint32_t { Raw, Der };
 
 inline Flag operator|(Flag a, Flag b) {

@@ -3,12 +3,12 @@
 
 #pragma once
 
-// The C types of PKCS #11 2.40, in the names of the standard, and nothing but them: what p11-kit's header
-// lacks is added, what it has wrong is put right, and the helper macros that it leaves defined are removed
-// (one of them, public_data, would rename a member in botan/rsa.h).
+// The C types and constants of PKCS#11 2.40. Adds what p11-kit's header lacks, corrects its wrong values, and
+// undefines the helper macros that it leaves (one of them, public_data, would rename a member in
+// botan/rsa.h).
 
 #ifdef CRYPTOKI_GNU
-#error "botan/p11.h needs the PKCS #11 names of the standard: do not define CRYPTOKI_GNU"
+#error "botan/p11.h needs the names of the PKCS#11 standard: do not define CRYPTOKI_GNU"
 #endif
 
 #ifndef CK_DISABLE_TRUE_FALSE

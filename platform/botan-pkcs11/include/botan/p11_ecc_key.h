@@ -16,7 +16,7 @@ namespace Botan {
 namespace PKCS11 {
 
 // `ec_params` is the DER encoding of the curve (ECParameters: the object identifier of a named curve, or
-// explicit parameters), `ec_point` a DER OCTET STRING around the encoded point (PKCS #11 2.40
+// explicit parameters), `ec_point` a DER OCTET STRING around the encoded point (PKCS#11 2.40
 // mechanisms, 2.3.3).
 
 /// Class, KeyType, EcParams.
@@ -62,10 +62,10 @@ class BOTAN_PKCS11_API EC_PrivateKeyImportProperties final : public PrivateKeyPr
   const BigInt m_value;
 };
 
-/// An EC public key on the token. Curve and point are read when it is made; a point that is not as said
-/// above, or not on the curve, is refused with Decoding_Error. It encodes the curve explicitly and the point
-/// uncompressed until told otherwise (EC_PublicKey::set_parameter_encoding, set_point_encoding), however the
-/// token has them.
+/// An EC public key on the token. The constructors read curve and point, and throw Decoding_Error if the
+/// point is not encoded as above or not on the curve. By default the key is encoded with explicit curve
+/// parameters and an uncompressed point, whatever the token stores (see set_parameter_encoding and
+/// set_point_encoding).
 class BOTAN_PKCS11_API PKCS11_EC_PublicKey : public virtual EC_PublicKey, public Object {
  public:
   static const ObjectClass Class = ObjectClass::PublicKey;
@@ -74,8 +74,8 @@ class BOTAN_PKCS11_API PKCS11_EC_PublicKey : public virtual EC_PublicKey, public
   PKCS11_EC_PublicKey(Session& session, const EC_PublicKeyImportProperties& props);
 };
 
-/// An EC private key on the token. The token tells its curve (EcParams of the private key), not its public
-/// point: who needs that sets it.
+/// An EC private key on the token. The constructors read the curve from the private key's EcParams. The
+/// public point is unknown until set_public_point is called.
 class BOTAN_PKCS11_API PKCS11_EC_PrivateKey : public virtual Private_Key, public Object {
  public:
   static const ObjectClass Class = ObjectClass::PrivateKey;

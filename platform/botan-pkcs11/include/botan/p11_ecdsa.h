@@ -21,7 +21,7 @@ namespace PKCS11 {
 // parentheses means SHA-512. Others throw Lookup_Error. Provider names are ignored. An operation refers to
 // its key.
 
-/// An ECDSA public key on the token, which verifies.
+/// An ECDSA public key on the token. The token verifies.
 class BOTAN_PKCS11_API PKCS11_ECDSA_PublicKey final : public PKCS11_EC_PublicKey,
                                                       public virtual ECDSA_PublicKey {
  public:
@@ -32,14 +32,14 @@ class BOTAN_PKCS11_API PKCS11_ECDSA_PublicKey final : public PKCS11_EC_PublicKey
 
   std::string algo_name() const override { return "ECDSA"; }
 
-  /// A key without the token; its curve goes by its object identifier if that has one.
+  /// A copy in software, encoded with the curve's object identifier if it has one.
   ECDSA_PublicKey export_key() const;
 
   std::unique_ptr<PK_Ops::Verification> create_verification_op(const std::string& params,
                                                                const std::string& provider) const override;
 };
 
-/// An ECDSA private key on the token, which signs.
+/// An ECDSA private key on the token. The token signs.
 class BOTAN_PKCS11_API PKCS11_ECDSA_PrivateKey final : public PKCS11_EC_PrivateKey {
  public:
   PKCS11_ECDSA_PrivateKey(Session& session, ObjectHandle handle) : PKCS11_EC_PrivateKey(session, handle) {}
@@ -53,11 +53,11 @@ class BOTAN_PKCS11_API PKCS11_ECDSA_PrivateKey final : public PKCS11_EC_PrivateK
   size_t message_parts() const override { return 2; }
   size_t message_part_size() const override { return domain().get_order_bytes(); }
 
-  /// A key without the token. Throws PKCS11_ReturnError if the key may not be read.
+  /// A copy in software. Throws PKCS11_ReturnError if the key may not be read.
   ECDSA_PrivateKey export_key() const;
   secure_vector<uint8_t> private_key_bits() const override;
 
-  /// Whether the public point is on the curve and, if `strong`, verifies what the token signs.
+  /// Whether the public point is on the curve and, if `strong`, verifies a signature made by the token.
   bool check_key(RandomNumberGenerator& rng, bool strong) const override;
 
   std::unique_ptr<PK_Ops::Signature> create_signature_op(RandomNumberGenerator& rng,

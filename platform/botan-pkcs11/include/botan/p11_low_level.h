@@ -15,7 +15,7 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// What a `return_value` argument says of a token function that fails:
+/// What the last argument of a token function means:
 ///
 /// | argument                   | success           | failure                                             |
 /// |----------------------------|-------------------|-----------------------------------------------------|
@@ -23,11 +23,10 @@ namespace PKCS11 {
 /// | nullptr                    | true              | false; the code is lost                             |
 /// | any other pointer          | true, *p is OK    | false, *p is the code                               |
 ///
-/// Only CKR_OK is success. What does not come from the token (no such symbol, no memory) is thrown in any
-/// case.
+/// Only CKR_OK is success. Other errors (a missing symbol, no memory) are always thrown.
 extern BOTAN_PKCS11_API ReturnValue* ThrowException;
 
-/// A failure of this layer. what() is "PKCS11 error " and the text.
+/// An error of this layer. what() is "PKCS11 error " and the text.
 class BOTAN_PKCS11_API PKCS11_Error : public Exception {
  public:
   explicit PKCS11_Error(const std::string& what) : Exception("PKCS11 error", what) {}
@@ -51,11 +50,11 @@ class BOTAN_PKCS11_API PKCS11_ReturnError final : public PKCS11_Error {
   const ReturnValue m_return_value;
 };
 
-/// The functions of a PKCS #11 library, one method each, with the parameters of the standard; the last one is
-/// as ThrowException says. A function that the list lacks fails with FunctionNotSupported.
+/// The functions of a PKCS#11 library, one method each, with the standard's parameters and `rv`, which is
+/// described at ThrowException. A function that the list lacks fails with FunctionNotSupported.
 ///
-/// The overloads with containers do the size query of functions with output themselves. Where they fail, the
-/// container's content is unspecified. An empty PIN is handed over as a null pointer and length 0.
+/// Overloads with containers make the size query themselves; if they fail, the container's content is
+/// unspecified. An empty PIN is passed as a null pointer and length 0.
 class BOTAN_PKCS11_API LowLevel {
  public:
   /// `ptr` is not owned. Throws Invalid_Argument if it is null.
@@ -281,14 +280,14 @@ class BOTAN_PKCS11_API LowLevel {
                         ReturnValue* rv = ThrowException) const
     { return call(&F::C_GenerateRandom, rv, session, random, random_len); }
 
-  // Parallel functions, of old
+  // Parallel functions (obsolete)
   bool C_GetFunctionStatus(SessionHandle session, ReturnValue* rv = ThrowException) const
     { return call(&F::C_GetFunctionStatus, rv, session); }
   bool C_CancelFunction(SessionHandle session, ReturnValue* rv = ThrowException) const
     { return call(&F::C_CancelFunction, rv, session); }
   // clang-format on
 
-  /// `label` is filled up with blanks to the 32 bytes that the token reads.
+  /// `label` is padded with blanks to 32 bytes.
   template <typename TAlloc>
   bool C_InitToken(SlotId slot, const std::vector<uint8_t, TAlloc>& so_pin, const std::string& label,
                    ReturnValue* rv = ThrowException) const {
@@ -410,13 +409,13 @@ class BOTAN_PKCS11_API LowLevel {
  private:
   using F = CK_FUNCTION_LIST;
 
-  /// Cryptoki has no const, but does not change what it reads.
+  /// Cryptoki does not change its input, but takes it by pointers that are not const.
   template <typename TAlloc>
   static Byte* bytes(const std::vector<uint8_t, TAlloc>& data) {
     return const_cast<Byte*>(data.data());
   }
 
-  /// A null pointer has a token ask for the PIN in its own way.
+  /// With a null pointer the token asks for the PIN itself, on a keypad for instance.
   template <typename TAlloc>
   static Byte* pin_bytes(const std::vector<uint8_t, TAlloc>& pin) {
     return pin.empty() ? nullptr : bytes(pin);
@@ -430,8 +429,8 @@ class BOTAN_PKCS11_API LowLevel {
 
   static bool check(CK_RV result, ReturnValue* rv);
 
-  /// Section 5.2 of the standard, functions with output: asks for the size, then for the content, which may
-  /// be shorter.
+  /// Two calls (PKCS#11 2.40, section 5.2): the first returns the size, the second the content, which may be
+  /// shorter.
   template <typename TAlloc, typename Function>
   static bool read_output(std::vector<uint8_t, TAlloc>& out, Function function) {
     Ulong size = 0;

@@ -19,11 +19,11 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// A search for objects. It is active until finish() or destruction, of the last copy if it was copied, and a
-/// session has room for one active operation.
+/// A search for objects. It stays active until finish() or until its last copy is destroyed; a session can
+/// have only one active operation.
 class BOTAN_PKCS11_API ObjectFinder final {
  public:
-  /// Begins the search for the objects that have all attributes of `search_template`; of an empty one, all
+  /// Starts a search for the objects that have all attributes of `search_template`; an empty one finds all
   /// objects.
   ObjectFinder(Session& session, const std::vector<Attribute>& search_template);
 
@@ -31,7 +31,7 @@ class BOTAN_PKCS11_API ObjectFinder final {
   ObjectFinder& operator=(const ObjectFinder&) = delete;
   ~ObjectFinder() noexcept;
 
-  /// The next handles, no more than `max_count`; none when there are no more.
+  /// The next handles, at most `max_count`; none at the end.
   std::vector<ObjectHandle> find(std::uint32_t max_count = 100) const;
 
   void finish();
@@ -40,24 +40,24 @@ class BOTAN_PKCS11_API ObjectFinder final {
 
  private:
   Session& m_session;
-  std::shared_ptr<bool> m_active;  // the copies of a finder are one search
+  std::shared_ptr<bool> m_active;  // shared by copies, which are one search
 };
 
-/// An object on the token, known by its handle. This object's end leaves the one on the token alone.
+/// An object on the token, by its handle. The destructor does not delete it from the token.
 class BOTAN_PKCS11_API Object {
  public:
-  /// Wraps an object that is there. The handle is not checked before it is used.
+  /// Wraps an existing object. The handle is not checked before it is used.
   Object(Session& session, ObjectHandle handle) : m_session(session), m_handle(handle) {}
 
-  /// Creates an object from the properties.
+  /// Creates an object on the token.
   Object(Session& session, const ObjectProperties& obj_props);
 
   Object(const Object&) = default;
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
-  /// The first 100 objects that have all attributes of the template. The search is active while each T is
-  /// made.
+  /// The first 100 objects that have all attributes of the template. The search is still active while the Ts
+  /// are constructed.
   template <typename T>
   static std::vector<T> search(Session& session, const std::vector<Attribute>& search_template) {
     ObjectFinder finder(session, search_template);
@@ -99,7 +99,7 @@ class BOTAN_PKCS11_API Object {
   secure_vector<uint8_t> get_attribute_value(AttributeType attribute) const;
   void set_attribute_value(AttributeType attribute, const secure_vector<uint8_t>& value) const;
 
-  /// Destroys the object on the token. The handle of this object is stale then.
+  /// Deletes the object from the token. The handle is invalid afterwards.
   void destroy() const;
 
   /// Copies the object on the token, with these attributes changed, and returns the copy's handle.
@@ -110,10 +110,10 @@ class BOTAN_PKCS11_API Object {
   Module& module() const { return m_session.module(); }
 
  protected:
-  /// For a derived class that gets its handle later.
+  /// For derived classes, which set the handle later.
   Object(Session& session) : m_session(session), m_handle(0) {}
 
-  /// Throws Invalid_Argument when there is a handle already.
+  /// Throws Invalid_Argument if the handle is set already.
   void reset_handle(ObjectHandle handle);
 
  private:

@@ -14,15 +14,13 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// Attributes with their values, in the order in which they were added: a template for a token.
-///
-/// Values are copied, so that what they came from may go. To add an attribute that is there already gives it
-/// the new value in its old place.
+/// A template: attributes with their values, in the order in which they were added. Values are copied. Adding
+/// an attribute again replaces its value and keeps its position.
 class BOTAN_PKCS11_API AttributeContainer {
  public:
   AttributeContainer() = default;
 
-  /// Begins with Class.
+  /// A template that begins with Class.
   AttributeContainer(ObjectClass object_class);
 
   virtual ~AttributeContainer() = default;
@@ -34,7 +32,7 @@ class BOTAN_PKCS11_API AttributeContainer {
 
   const std::vector<Attribute>& attributes() const { return m_attributes; }
 
-  /// The attributes as the token functions take them; invalid once another attribute is added.
+  /// The attributes as token functions take them. Invalid after another attribute is added.
   Attribute* data() const { return const_cast<Attribute*>(m_attributes.data()); }
 
   size_t count() const { return m_attributes.size(); }
@@ -54,7 +52,7 @@ class BOTAN_PKCS11_API AttributeContainer {
   /// One byte (CK_BBOOL).
   void add_bool(AttributeType attribute, bool value) { add_numeric(attribute, value ? True : False); }
 
-  /// The number in as many bytes as T has. Most attributes that are numbers are of type Ulong: cast to that.
+  /// `value` in sizeof(T) bytes. Most numeric attributes have the type Ulong: cast to it.
   template <typename T>
   void add_numeric(AttributeType attribute, T value) {
     static_assert(std::is_integral<T>::value, "a numeric attribute is an integer");
@@ -62,7 +60,7 @@ class BOTAN_PKCS11_API AttributeContainer {
   }
 
  protected:
-  /// Keeps the pointer; the value stays the caller's.
+  /// Keeps the pointer; the caller owns the value.
   void add_attribute(AttributeType attribute, const uint8_t* value, uint32_t size);
 
   /// The eight characters of a CK_DATE.
@@ -73,15 +71,14 @@ class BOTAN_PKCS11_API AttributeContainer {
   void release_value(const void* value);
 
   std::vector<Attribute> m_attributes;
-  std::list<uint64_t> m_numerics;  // lists, because their elements stay where they are
+  std::list<uint64_t> m_numerics;  // lists, because their elements do not move
   std::list<std::string> m_strings;
   std::list<secure_vector<uint8_t>> m_vectors;
 };
 
-// Templates for objects, one class a kind of object (PKCS #11 2.40, section 4). A constructor adds what such
-// an object must have, in the order shown; each setter adds the attribute of its name, encoded as the
-// standard has it. There are no defaults. Setters of attributes that hold templates or lists throw
-// Not_Implemented.
+// Templates, one class for each kind of object (PKCS#11 2.40, section 4). A constructor adds the attributes
+// that stand above its class, in that order; a setter adds the attribute of its name. There are no defaults.
+// Setters of attributes that hold templates or lists throw Not_Implemented.
 
 /// Class.
 class BOTAN_PKCS11_API ObjectProperties : public AttributeContainer {

@@ -13,15 +13,15 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// The token's random number generator, for all in Botan that takes one. It refers to its session, and throws
-/// PKCS11_ReturnError where the token refuses.
+/// The token's random number generator as one of Botan's. It refers to its session, and throws
+/// PKCS11_ReturnError if the token returns an error.
 class BOTAN_PKCS11_API PKCS11_RNG final : public Hardware_RNG {
  public:
   explicit PKCS11_RNG(Session& session) : m_session(session) {}
 
   std::string name() const override { return "PKCS11_RNG"; }
 
-  /// Always: seeding is the token's own matter.
+  /// Always true: the token seeds itself.
   bool is_seeded() const override { return true; }
   bool accepts_input() const override { return true; }
 
@@ -30,12 +30,12 @@ class BOTAN_PKCS11_API PKCS11_RNG final : public Hardware_RNG {
     m_session.module()->C_GenerateRandom(m_session.handle(), output, length);
   }
 
-  /// Mixes `input` into the token's generator by C_SeedRandom, which not all tokens offer.
+  /// Mixes `input` into the token's generator by C_SeedRandom, which some tokens do not support.
   void add_entropy(const uint8_t input[], size_t length) override {
     m_session.module()->C_SeedRandom(m_session.handle(), const_cast<Byte*>(input), length);
   }
 
-  /// Asks none of the sources, and returns the bits that it took from them: 0.
+  /// Does nothing and returns 0, the bits of entropy that it took from the sources.
   size_t reseed(Entropy_Sources&, size_t = BOTAN_RNG_RESEED_POLL_BITS,
                 std::chrono::milliseconds = BOTAN_RNG_RESEED_DEFAULT_TIMEOUT) override {
     return 0;

@@ -12,14 +12,14 @@
 namespace Botan {
 namespace PKCS11 {
 
-// What the platform's token offers beyond PKCS #11 2.40. No other Botan has this header.
+// What the platform's token has beyond PKCS#11 2.40. Botan's own layer does not have this header.
 
 /// The five bytes of an object's label from its text form GROUP_INDEX, two decimal numbers up to 255 and
 /// 4294967295: "10_102" gives 0A 66 00 00 00, the group and then the index, lowest byte first. Throws
 /// Invalid_Argument for any other text.
 BOTAN_PKCS11_API std::vector<uint8_t> encode_label(const std::string& label);
 
-/// Class, CertificateType (a value of the token's own), Value: the template of a certificate chain.
+/// Class, CertificateType (vendor-defined), Value: the template of a certificate chain.
 class BOTAN_PKCS11_API TrustStoreGroupCertificateChainProperties : public CertificateProperties {
  public:
   /// `value` is the DER certificates one after another, leaf first; it may be empty.
@@ -34,40 +34,35 @@ class BOTAN_PKCS11_API TrustStoreGroupCertificateChainProperties : public Certif
   std::vector<uint8_t> m_value;
 };
 
-/// A certificate chain on the token. (The name is misspelt by long custom.)
+/// A certificate chain on the token. (The spelling is part of the interface.)
 class BOTAN_PKCS11_API PKCS11_TSG_CertficateChain : public Object,
                                                     public TrustStoreGroupCertificateChainProperties {
  public:
   static const ObjectClass Class = ObjectClass::Certificate;
 
-  /// Wraps a chain that is there. Nothing is read yet; the properties are those of an empty chain.
+  /// Wraps an existing chain. Nothing is read yet; the properties are those of an empty chain.
   PKCS11_TSG_CertficateChain(Session& session, ObjectHandle handle);
 
-  /// Creates the chain with exactly these attributes, and takes them for its own properties.
+  /// Creates a chain with exactly these attributes and keeps a copy of them.
   PKCS11_TSG_CertficateChain(Session& session, const TrustStoreGroupCertificateChainProperties& props);
 
-  /// The certificates that the object on the token has now, in their order.
-  /// Throws Decoding_Error when its value is anything but certificates, PKCS11_ReturnError when it cannot be
+  /// The certificates that are on the token now, in stored order.
+  /// Throws Decoding_Error if the value is not a sequence of certificates, PKCS11_ReturnError if it cannot be
   /// read.
   std::vector<X509_Certificate> getx509CertificateChain() const;
-
- private:
-  mutable std::vector<uint8_t> m_encoded;  // what m_certificates were parsed from
-  mutable std::vector<X509_Certificate> m_certificates;
 };
 
 /// A trust store group on the token: root certificates that one client trusts for one purpose. The security
-/// officer puts them there.
+/// officer creates it.
 class BOTAN_PKCS11_API PKCS11_TrustStoreGroup_Store {
  public:
-  /// Opens the group with the identifier `group`, which is compared byte for byte, as `client`.
-  /// Throws Lookup_Error when the token has no such group, or has it for another client only.
+  /// Opens the group `group` (compared byte for byte) of `client`.
+  /// Throws Lookup_Error if this client has no such group.
   PKCS11_TrustStoreGroup_Store(Session& session, const std::string& group, const std::string& client);
   ~PKCS11_TrustStoreGroup_Store();
 
-  /// The roots that the token has now in this group, all of them, in the token's order; none when the group
-  /// is empty. Throws Decoding_Error when one is no certificate, and Lookup_Error when the group is gone by
-  /// the time that they are read: nothing is left out of a trust store.
+  /// All root certificates that are in the group now, in the token's order. Throws Decoding_Error if one
+  /// cannot be decoded, and Lookup_Error if the group was deleted meanwhile: the result is never incomplete.
   std::vector<X509_Certificate> GetRootCertBundle(Session& session);
 
  private:
@@ -76,12 +71,12 @@ class BOTAN_PKCS11_API PKCS11_TrustStoreGroup_Store {
   std::vector<ObjectHandle> m_handles;  // of the group's object
 };
 
-/// Has the token put one key pair and its certificate chain in the place of the installed ones, at once or
-/// not at all.
+/// Replaces the installed key pair and its certificate chain by new ones, in one transaction of the token.
 ///
 /// `installed` holds the handles of all permanent objects of the client and key identifier (none before the
-/// first installation), `added` those of the new public key, private key and chain, which stay as they are.
-/// Returns the token's code, 0 on success; 0x54 (FunctionNotSupported) when the module has no such function.
+/// first installation), `added` those of the temporary public key, private key and chain, which are left as
+/// they are. Returns the token's code, 0 on success; 0x54 (FunctionNotSupported) if the module lacks the
+/// function.
 BOTAN_PKCS11_API unsigned long setClientCertAndMoveKey(Session& session, std::vector<unsigned long> installed,
                                                        std::vector<unsigned long> added);
 

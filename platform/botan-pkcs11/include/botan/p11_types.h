@@ -17,16 +17,15 @@ namespace PKCS11 {
 class Module;
 class ModuleHold;
 
-// Objects refer to what they came from: a Slot to its Module, a Session to its Slot, an Object to its
-// Session. What is referred to must live longer and stay where it is.
+// A Slot refers to its Module, a Session to its Slot, an Object to its Session. The one referred to must live
+// longer and must not be moved.
 
-/// A PKCS #11 library, loaded and initialized.
+/// A PKCS#11 library, loaded and initialized.
 class BOTAN_PKCS11_API Module final {
  public:
-  /// Loads the library at `file_path` and initializes it. A library that is initialized already is an error:
-  /// one Module a library and process. Throws Invalid_Argument when the path is empty or the library is no
-  /// PKCS #11 library, System_Error when it cannot be loaded, PKCS11_ReturnError when it cannot be
-  /// initialized.
+  /// Loads the library at `file_path` and initializes it. Throws Invalid_Argument if the path is empty or the
+  /// library is not a PKCS#11 library, System_Error if it cannot be loaded, PKCS11_ReturnError if it cannot
+  /// be initialized, or was initialized in this process already.
   Module(const std::string& file_path,
          C_InitializeArgs init_args = {nullptr, nullptr, nullptr, nullptr,
                                        static_cast<CK_FLAGS>(Flag::OsLockingOk), nullptr});
@@ -39,22 +38,21 @@ class BOTAN_PKCS11_API Module final {
   ///
   /// `low_level`, unless it is null, is copied and used in place of the loaded library's function list.
   ///
-  /// Modules made by this constructor exclude each other in a process: one waits here until the other is
-  /// gone. The right to be the only one moves with the Module, may end on any thread, and is not inherited by
-  /// a forked child. Throws Invalid_State, rather than wait for itself, on the thread that made the Module
-  /// that is still alive.
+  /// A process has at most one Module made by this constructor: it waits here until the other one is
+  /// destroyed, on whatever thread. A moved Module counts as the same one; a forked child does not inherit
+  /// it. Throws Invalid_State, instead of waiting for ever, on the thread that constructed the other one.
   Module(const std::string& file_path, C_InitializeArgs init_args, LowLevel* low_level);
 
-  /// Leaves `other` fit for destruction only.
+  /// `other` can only be destroyed afterwards.
   Module(Module&& other) noexcept;
   Module(const Module&) = delete;
   Module& operator=(const Module&) = delete;
   Module& operator=(Module&&) = delete;
 
-  /// Finalizes the library, whatever it answers, and unloads it.
+  /// Finalizes the library, ignoring errors, and unloads it.
   ~Module() noexcept;
 
-  /// Finalizes the library, loads it anew and initializes it. Sessions opened before are gone.
+  /// Finalizes the library, loads it again and initializes it. Sessions opened before are closed.
   void reload(C_InitializeArgs init_args = {nullptr, nullptr, nullptr, nullptr,
                                             static_cast<CK_FLAGS>(Flag::OsLockingOk), nullptr});
 
@@ -65,14 +63,14 @@ class BOTAN_PKCS11_API Module final {
  private:
   friend class VendorInterface;
 
-  std::unique_ptr<ModuleHold> m_hold;  // first, so that it ends last
+  std::unique_ptr<ModuleHold> m_hold;  // first, so that it is destroyed last
   std::string m_file_path;
   std::unique_ptr<LowLevel> m_given_low_level;
   std::unique_ptr<Dynamically_Loaded_Library> m_library;
   std::unique_ptr<LowLevel> m_low_level;
 };
 
-/// A slot, with or without a token. Making one calls nothing.
+/// A slot, with or without a token. The constructor does not call the token.
 class BOTAN_PKCS11_API Slot final {
  public:
   Slot(Module& module, SlotId slot_id) : m_module(module), m_slot_id(slot_id) {}
@@ -87,8 +85,7 @@ class BOTAN_PKCS11_API Slot final {
   MechanismInfo get_mechanism_info(MechanismType mechanism_type) const;
   TokenInfo get_token_info() const;
 
-  /// Initializes the token, which destroys what is on it. The user's PIN is not set by this: see
-  /// initialize_token.
+  /// Initializes the token, which deletes all its objects. Does not set the user's PIN: see initialize_token.
   void initialize(const std::string& label, const secure_string& so_pin) const;
 
  private:
@@ -96,16 +93,16 @@ class BOTAN_PKCS11_API Slot final {
   const SlotId m_slot_id;
 };
 
-/// A session with a token. Login is of the token and the process: every session is logged in when one is, and
-/// logged out when one is, or when the session that logged in is destroyed.
+/// A session with a token. All sessions of a process with one token share the login: they are logged in when
+/// one is, and logged out when one is, or when the session that logged in is destroyed.
 class BOTAN_PKCS11_API Session final {
  public:
   Session(Slot& slot, bool read_only);
 
-  /// Flag::SerialSession is not added: the standard asks for it.
+  /// `flags` has to contain Flag::SerialSession, as the standard requires.
   Session(Slot& slot, Flags flags, VoidPtr callback_data, Notify notify_callback);
 
-  /// Takes over an open session, with its login when the token is logged in.
+  /// Takes over an open session, and the login if there is one.
   Session(Slot& slot, SessionHandle handle);
 
   Session(Session&& other) noexcept;
@@ -113,10 +110,10 @@ class BOTAN_PKCS11_API Session final {
   Session& operator=(const Session&) = delete;
   Session& operator=(Session&&) = delete;
 
-  /// Logs out, if it was this session that logged in, and closes the session, whatever the token answers.
+  /// Logs out if this session logged in, and closes the session. Errors are ignored.
   ~Session() noexcept;
 
-  /// Gives up the session, open as it is, and returns its handle.
+  /// Returns the handle and leaves the session open.
   SessionHandle release();
 
   void login(UserType user_type, const secure_string& pin);
@@ -126,7 +123,7 @@ class BOTAN_PKCS11_API Session final {
   /// Changes the PIN of the user that is logged in.
   void set_pin(const secure_string& old_pin, const secure_string& new_pin) const;
 
-  /// Sets the user's PIN, as security officer.
+  /// Sets the user's PIN. The security officer must be logged in.
   void init_pin(const secure_string& new_pin);
 
   const Slot& slot() const { return m_slot; }

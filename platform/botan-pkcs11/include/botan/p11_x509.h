@@ -11,8 +11,7 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// Class, CertificateType (X.509), Subject, Value. The other attributes of a certificate are not derived from
-/// it.
+/// Class, CertificateType (X.509), Subject, Value. Other attributes are not taken from the certificate.
 class BOTAN_PKCS11_API X509_CertificateProperties final : public CertificateProperties {
  public:
   /// `subject` is the DER name, `value` the DER certificate.
@@ -40,14 +39,14 @@ class BOTAN_PKCS11_API X509_CertificateProperties final : public CertificateProp
   const std::vector<uint8_t> m_value;
 };
 
-/// A certificate on the token, parsed. Throws Decoding_Error when it cannot be.
+/// A certificate on the token. The constructors parse it and throw Decoding_Error if that fails.
 class BOTAN_PKCS11_API PKCS11_X509_Certificate final : public Object, public X509_Certificate {
  public:
   static const ObjectClass Class = ObjectClass::Certificate;
 
   PKCS11_X509_Certificate(Session& session, ObjectHandle handle);
 
-  /// Creates the object first, then parses the certificate.
+  /// Creates the object before parsing: it stays on the token if parsing fails.
   PKCS11_X509_Certificate(Session& session, const X509_CertificateProperties& props);
 };
 

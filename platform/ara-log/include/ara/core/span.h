@@ -10,10 +10,10 @@
 namespace ara {
 namespace core {
 
-/// A byte of memory, which is neither a number nor a character.
+/// A byte of memory, neither a number nor a character.
 enum class Byte : unsigned char {};
 
-/// Elements in a row that someone else keeps: a pointer and a count.
+/// Consecutive elements that someone else owns: a pointer and a count.
 template <typename T>
 class Span final {
  public:

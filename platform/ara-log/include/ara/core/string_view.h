@@ -10,8 +10,8 @@
 namespace ara {
 namespace core {
 
-/// A text that someone else keeps: a pointer and a length in bytes, not ended by a zero byte.
-/// The same class in every C++ standard, so that code of either links with the same library.
+/// A text that someone else owns: a pointer and a length in bytes; not zero-terminated.
+/// It is the same class in every C++ standard, so that code of each links with the same library.
 class StringView final {
  public:
   constexpr StringView() noexcept = default;

@@ -5,7 +5,6 @@
 
 #include <ara/core/string_view.h>
 #include <ara/log/common.h>
-#include <ara/log/host/export.h>
 #include <ara/log/log_stream.h>
 
 #include <atomic>
@@ -18,21 +17,21 @@ namespace host {
 class Registry;
 }
 
-/// A source of records, known to readers by its context id. Every member may be called from any thread.
+/// A source of records, which readers know by its context id. All members are thread-safe.
 class ARA_LOG_EXPORT Logger final {
  public:
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
-  LogStream LogFatal() const noexcept;
-  LogStream LogError() const noexcept;
-  LogStream LogWarn() const noexcept;
-  LogStream LogInfo() const noexcept;
-  LogStream LogDebug() const noexcept;
-  LogStream LogVerbose() const noexcept;
-  LogStream WithLevel(LogLevel level) const noexcept;
+  LogStream LogFatal() const noexcept { return WithLevel(LogLevel::kFatal); }
+  LogStream LogError() const noexcept { return WithLevel(LogLevel::kError); }
+  LogStream LogWarn() const noexcept { return WithLevel(LogLevel::kWarn); }
+  LogStream LogInfo() const noexcept { return WithLevel(LogLevel::kInfo); }
+  LogStream LogDebug() const noexcept { return WithLevel(LogLevel::kDebug); }
+  LogStream LogVerbose() const noexcept { return WithLevel(LogLevel::kVerbose); }
+  LogStream WithLevel(LogLevel level) const noexcept { return LogStream(level, *this); }
 
-  /// Whether a record of this level would be written; never for kOff.
+  /// Whether a record of this level would be written; false for kOff.
   bool IsEnabled(LogLevel level) const noexcept {
     return level != LogLevel::kOff && level <= m_threshold.load(std::memory_order_relaxed);
   }
@@ -50,11 +49,11 @@ class ARA_LOG_EXPORT Logger final {
   std::atomic<LogLevel> m_threshold;
 };
 
-/// Returns the logger of a context id, which lives as long as the process; the same id gives the same logger.
-/// An id of more than four characters (bytes of UTF-8: what DLT carries) is cut, which is said once on
-/// stderr. The description is for readers of DLT; the first one counts. `ctxDefLogLevel` is the threshold of
-/// a new logger unless the platform is configured otherwise. When memory is short the logger is one that
-/// writes nothing.
+/// Returns the logger of a context id; it lives as long as the process, and the same id gives the same
+/// logger. An id of more than four bytes (what DLT carries) is cut, which is reported once on stderr. The
+/// description is for readers of DLT; that of the first call counts. `ctxDefLogLevel` is the threshold of a
+/// new logger unless the platform is configured otherwise. Without memory for a logger, one that writes
+/// nothing is returned.
 ARA_LOG_EXPORT Logger& CreateLogger(ara::core::StringView ctxId, ara::core::StringView ctxDescription,
                                     LogLevel ctxDefLogLevel = LogLevel::kWarn) noexcept;
 

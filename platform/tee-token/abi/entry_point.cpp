@@ -1,0 +1,137 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include "abi/entry_point.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+#include <sstream>
+
+#include "base/file_descriptor.h"
+#include "base/return_value_name.h"
+
+namespace tee_token {
+namespace {
+
+/// TEE_TOKEN_LOG: words, separated by commas, of which a later one prevails.
+struct LogSettings {
+  bool failures = true, all = false;
+  std::string file;  // empty: stderr
+  std::string unknown;
+};
+
+LogSettings log_settings() {
+  LogSettings found;
+  const char* const text = ::secure_getenv("TEE_TOKEN_LOG");
+  std::istringstream words(text == nullptr ? "" : text);
+  for (std::string word; std::getline(words, word, ',');) {
+    if (word == "failures" || word == "all" || word == "off") {
+      found.failures = word != "off";
+      found.all = word == "all";
+    } else if (word == "stderr") {
+      found.file.clear();
+    } else if (word.rfind("file:/", 0) == 0) {  // absolute: the program may change its working directory
+      found.file = word.substr(5);
+    } else if (!word.empty()) {
+      found.unknown = word;
+    }
+  }
+  return found;
+}
+
+bool is_wanted(const LogSettings& settings, bool is_failure) {
+  return is_failure ? settings.failures : settings.all;
+}
+
+// In one write, so that lines of several processes do not mix. Where the reader has gone away, no SIGPIPE
+// ends the host program.
+bool write_line(int file, const std::string& line) {
+  sigset_t pipe_signal, before;
+  sigemptyset(&pipe_signal);
+  sigaddset(&pipe_signal, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
+  const bool written = ::write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
+  const int error = errno;
+  if (!written && error == EPIPE && sigismember(&before, SIGPIPE) == 0) {
+    const timespec at_once = {0, 0};
+    sigtimedwait(&pipe_signal, nullptr, &at_once);
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  errno = error;
+  return written;
+}
+
+bool append_to(const std::string& path, const std::string& line) {
+  const FileDescriptor file(
+      ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600));
+  return file.get() >= 0 && write_line(file.get(), line);
+}
+
+struct Reason {
+  CK_RV code;
+  bool is_failure;
+  std::string text;
+};
+
+Reason reason_of_current_exception() {
+  try {
+    throw;
+  } catch (const Error& error) {
+    const bool is_failure = dynamic_cast<const Failure*>(&error) != nullptr;
+    return {error.code(), is_failure,
+            error.subject().empty() ? error.what() : error.subject() + ": " + error.what()};
+  } catch (const std::bad_alloc&) {
+    return {CKR_HOST_MEMORY, true, "out of memory"};
+  } catch (const std::exception& exception) {
+    return {CKR_GENERAL_ERROR, true, exception.what()};
+  } catch (...) {
+    return {CKR_GENERAL_ERROR, true, "unknown exception"};
+  }
+}
+
+}  // namespace
+
+bool is_logged(const Error& error) {
+  return is_wanted(log_settings(), dynamic_cast<const Failure*>(&error) != nullptr);
+}
+
+Answer answer_for_current_exception(const char* call, const char* folder) noexcept {
+  try {
+    const Reason reason = reason_of_current_exception();
+    if (!is_wanted(log_settings(), reason.is_failure)) {
+      return {reason.code, {}};
+    }
+    return {reason.code, std::string("tee-token: ") + call + ": " + return_value_name(reason.code) + ": " +
+                             folder + ": " + reason.text + "\n"};
+  } catch (const std::bad_alloc&) {  // no memory for the line
+    return {CKR_HOST_MEMORY, {}};
+  }
+}
+
+void write_failure_line(const Answer& answer) noexcept {
+  if (answer.line.empty()) {
+    return;
+  }
+  try {
+    const LogSettings settings = log_settings();
+    if (!settings.unknown.empty()) {
+      write_line(STDERR_FILENO, "tee-token: TEE_TOKEN_LOG: \"" + settings.unknown +
+                                    "\" is none of failures, all, off, stderr and file:/PATH\n");
+    }
+    if (settings.file.empty()) {
+      write_line(STDERR_FILENO, answer.line);
+    } else if (!append_to(settings.file, answer.line)) {
+      write_line(STDERR_FILENO, answer.line + "tee-token: TEE_TOKEN_LOG: cannot write to " + settings.file +
+                                    ": " + std::strerror(errno) + "\n");
+    }
+  } catch (const std::bad_alloc&) {
+    // there is no memory to report it
+  }
+}
+
+}  // namespace tee_token

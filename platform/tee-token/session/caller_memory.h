@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "base/bytes.h"
+#include "base/error.h"
+
+// What callers pass by pointer. Throws CKR_ARGUMENTS_BAD on a null pointer where there has to be memory.
+namespace tee_token {
+
+/// `pointer` itself, which must not be null.
+template <typename T>
+T* required(T* pointer) {
+  if (pointer == nullptr) {
+    throw Error(CKR_ARGUMENTS_BAD, "a required argument is a null pointer");
+  }
+  return pointer;
+}
+
+/// Bytes that a caller passes; a null pointer is allowed with the length 0.
+inline ByteView input(const void* first, CK_ULONG length) {
+  return length == 0 ? ByteView(nullptr, 0) : ByteView(required(first), length);
+}
+
+/// A buffer for a result (PKCS #11 2.40 base, 5.2): with a null pointer the caller asks for the length.
+class OutputBuffer {
+ public:
+  OutputBuffer(CK_BYTE* first, CK_ULONG* length) : m_first(first), m_length(required(length)) {}
+
+  /// Stores the result's `size`; whether the result is to be produced now. False when the caller asks for the
+  /// length; throws CKR_BUFFER_TOO_SMALL when the buffer is too small. An operation stays active after both.
+  bool takes(std::size_t size) {
+    const CK_ULONG room = *m_length;
+    *m_length = size;
+    if (m_first != nullptr && room < size) {
+      throw Error(CKR_BUFFER_TOO_SMALL, "the result needs " + std::to_string(size) + " bytes");
+    }
+    return m_first != nullptr;
+  }
+
+  void put(const Bytes& bytes) { std::memcpy(m_first, bytes.data(), bytes.size()); }
+
+ private:
+  CK_BYTE* m_first;
+  CK_ULONG* m_length;
+};
+
+/// Gives a list under the same convention.
+template <typename T>
+void give_list(const std::vector<T>& list, T* first, CK_ULONG* count) {
+  const CK_ULONG room = *required(count);
+  *count = list.size();
+  if (first == nullptr) {
+    return;
+  }
+  if (room < list.size()) {
+    throw Error(CKR_BUFFER_TOO_SMALL, "the list has " + std::to_string(list.size()) + " entries");
+  }
+  std::copy(list.begin(), list.end(), first);
+}
+
+/// Writes `text` to a field of Cryptoki's structures: cut to its width, padded with blanks, no final zero.
+template <std::size_t width>
+void put_text(unsigned char (&field)[width], const char* text) {
+  std::memset(field, ' ', width);
+  std::memcpy(field, text, std::min(width, std::strlen(text)));
+}
+
+}  // namespace tee_token

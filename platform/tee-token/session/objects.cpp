@@ -1,0 +1,121 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include <algorithm>
+#include <numeric>
+
+#include "session/session.h"
+
+namespace tee_token {
+namespace {
+
+CK_RV give_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
+  const CK_ULONG room = attribute.ulValueLen;
+  attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
+  if (attribute.type == CKA_VALUE && is_guarded(object)) {
+    return CKR_ATTRIBUTE_SENSITIVE;
+  }
+  if (!object.has(attribute.type)) {
+    return CKR_ATTRIBUTE_TYPE_INVALID;
+  }
+  const Bytes& value = object.at(attribute.type);
+  if (attribute.pValue != nullptr) {
+    if (room < value.size()) {
+      return CKR_BUFFER_TOO_SMALL;
+    }
+    std::copy(value.begin(), value.end(), static_cast<std::uint8_t*>(attribute.pValue));
+  }
+  attribute.ulValueLen = value.size();
+  return CKR_OK;
+}
+
+}  // namespace
+
+CK_OBJECT_HANDLE Session::create(Attributes given) {
+  const Attributes object = created_object(std::move(given), creator());
+  require_may_write(place_of(object));
+  m_token.objects().require_may_store(object);
+  ObjectChange change(m_token, place_of(object));
+  const CK_OBJECT_HANDLE created = m_token.objects().insert(object, m_handle);
+  change.commit();
+  return created;
+}
+
+CK_OBJECT_HANDLE Session::copy(CK_OBJECT_HANDLE object, const Attributes& changes) {
+  ObjectSpace& objects = m_token.objects();
+  const Place from = place_of(object), to = changes.has(CKA_TOKEN) ? place_of(changes) : from;
+  ObjectChange change(m_token, to);
+  const ObjectView view(m_token);
+  Attributes source = objects.require(object);
+  objects.in(from).unseal(object, source);
+  const Attributes copied = copied_object(std::move(source), changes);
+  require_may_write(to);
+  objects.require_may_store(copied);
+  const CK_OBJECT_HANDLE made = objects.insert(copied, m_handle);
+  change.commit();
+  return made;
+}
+
+void Session::destroy(CK_OBJECT_HANDLE object) {
+  ObjectChange change(m_token, place_of(object));
+  require_may_destroy(object);
+  m_token.objects().in(place_of(object)).erase(object);
+  change.commit();
+}
+
+void Session::require_may_destroy(CK_OBJECT_HANDLE object) {
+  try {
+    const Attributes stored = m_token.objects().require(object);
+    require_may_write(place_of(stored));
+    require_may_change(stored);
+    if (!stored.is_true(CKA_DESTROYABLE)) {
+      throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_DESTROYABLE");
+    }
+  } catch (const DamagedObject&) {
+    // It is of no use, and its attributes are not trusted: any logged-in user may remove it.
+    require_may_write(Place::kToken);
+    if (!m_token.login()) {
+      throw;
+    }
+  }
+}
+
+void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_ULONG count) {
+  if (first == nullptr && count != 0) {
+    throw Error(CKR_ARGUMENTS_BAD, "the template is a null pointer");
+  }
+  const ObjectView view(m_token);
+  Attributes stored = m_token.objects().require(object);
+  if (!is_guarded(stored)) {
+    m_token.objects().in(place_of(object)).unseal(object, stored);
+  }
+  // When an attribute cannot be returned, the other attributes still are (base, 4.1.2).
+  CK_RV worst = CKR_OK;
+  for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
+    const CK_RV code = give_attribute(stored, *attribute);
+    worst = code == CKR_OK ? worst : code;
+  }
+  if (worst != CKR_OK) {
+    throw Error(worst, "not all attributes can be returned");
+  }
+}
+
+CK_ULONG Session::size_of(CK_OBJECT_HANDLE object) {
+  const ObjectView view(m_token);
+  const Attributes stored = m_token.objects().require(object);
+  return std::accumulate(stored.begin(), stored.end(), CK_ULONG{0}, [](CK_ULONG sum, const auto& attribute) {
+    return sum + sizeof attribute.first + attribute.second.size();
+  });
+}
+
+void Session::set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes) {
+  ObjectChange change(m_token, place_of(object));
+  const Attributes current = m_token.objects().require(object);
+  require_may_write(place_of(current));
+  require_may_change(current);
+  require_changeable(current, changes, creator());
+  m_token.objects().in(place_of(object)).update(object, changes);
+  change.commit();
+}
+
+}  // namespace tee_token

@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+#include <botan/exceptn.h>
+#include <botan/p11_trust_store_group.h>
+#include <botan/p11_x509.h>
+#include <tee_token/vendor_interface.h>
+
+#include "layer_test.h"
+
+namespace {
+
+class LayerFailuresTest : public SpiedTest {
+ protected:
+  std::vector<std::string> functions() {
+    std::vector<std::string> names;
+    for (const auto& call : spy.take_calls()) {
+      names.push_back(call.function);
+    }
+    return names;
+  }
+};
+
+TEST_F(LayerFailuresTest, ATokensCodeIsThrownReturnedOrDroppedAsTheLastArgumentSays) {
+  const PKCS11_ReturnError error(static_cast<ReturnValue>(0x180000001));
+  EXPECT_STREQ(error.what(), "PKCS11 error 2147483649");
+  EXPECT_EQ(error.error_code(), -2147483647);
+  EXPECT_EQ(error.get_return_value(), static_cast<ReturnValue>(0x180000001));
+  ReturnValue code = ReturnValue::CantLock;
+  EXPECT_TRUE(module->C_Logout(session.handle(), &code));
+  EXPECT_EQ(code, ReturnValue::OK);
+  EXPECT_CODE(CKR_SESSION_HANDLE_INVALID, module->C_Logout(0));
+  EXPECT_FALSE(module->C_Logout(0, nullptr));
+  EXPECT_FALSE(module->C_Logout(0, &code));
+  EXPECT_EQ(code, ReturnValue::SessionHandleInvalid);
+}
+
+TEST_F(LayerFailuresTest, WhatGoesAwayBetweenTheTwoCallsIsLeftOut) {
+  CK_FUNCTION_LIST functions = {};
+  functions.C_GetSlotList = [](CK_BBOOL, CK_SLOT_ID* slots, CK_ULONG* count) -> CK_RV {
+    return *count = slots == nullptr ? 2 : 1, CKR_OK;
+  };
+  functions.C_GetAttributeValue = [](CK_ULONG, CK_ULONG, CK_ATTRIBUTE* attribute, CK_ULONG) -> CK_RV {
+    return attribute->ulValueLen = attribute->pValue == nullptr ? 2 : 1, CKR_OK;
+  };
+  const LowLevel shrinking(&functions);
+  std::vector<SlotId> slots;
+  std::map<AttributeType, Bytes> values = {{AttributeType::Label, {}}};
+  EXPECT_TRUE(shrinking.C_GetSlotList(true, slots));
+  EXPECT_EQ(slots.size(), 1U);
+  EXPECT_TRUE(shrinking.C_GetAttributeValue(0, 0, values));
+  EXPECT_EQ(values[AttributeType::Label].size(), 1U);
+  EXPECT_CODE(CKR_FUNCTION_NOT_SUPPORTED, shrinking.C_Logout(0)) << "it is not in the list";
+}
+
+TEST_F(LayerFailuresTest, ASessionIsClosedAndItsLoginEndedWhateverFails) {
+  const auto log_in = [&] {
+    Session opened(slot, false), moved(std::move(opened));
+    moved.login(UserType::User, pin);
+  };
+  session.logoff();
+  functions();
+  spy.answer("C_Logout", CKR_DEVICE_ERROR);
+  EXPECT_CODE(CKR_OK, log_in());
+  EXPECT_THAT(functions(), ElementsAre("C_OpenSession", "C_Login", "C_Logout", "C_CloseSession"));
+  spy.answer("C_Login", CKR_PIN_INCORRECT);
+  EXPECT_CODE(CKR_PIN_INCORRECT, log_in());
+  EXPECT_THAT(functions(), ElementsAre("C_OpenSession", "C_Login", "C_CloseSession"));
+}
+
+TEST_F(LayerFailuresTest, ASearchIsEndedWhenReadingFails) {
+  const std::vector<uint8_t> name = {0x30, 0};
+  EXPECT_THROW(PKCS11_X509_Certificate(session, X509_CertificateProperties(name, name)),
+               Botan::Decoding_Error);
+  functions();
+  EXPECT_THROW(Object::search<PKCS11_X509_Certificate>(session), Botan::Decoding_Error);
+  EXPECT_THAT(functions(), ElementsAre("C_FindObjectsInit", "C_FindObjects", "C_GetAttributeValue",
+                                       "C_GetAttributeValue", "C_FindObjectsFinal"));
+}
+
+TEST_F(LayerFailuresTest, ATrustStoreIsCompleteOrAnError) {
+  session.logoff();
+  session.login(UserType::SO, so_pin);
+  ObjectProperties group(static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP));
+  group.add_string(AttributeType::Label, "group");
+  group.add_string(static_cast<AttributeType>(TEE_CKA_VENDOR_CLIENT_ID), "CCI");
+  const Object created(session, group);
+  const auto open = [&] { return PKCS11_TrustStoreGroup_Store(session, "group", "CCI"); };
+  auto store = open();
+  created.destroy();
+  EXPECT_THROW(store.GetRootCertBundle(session), Botan::Lookup_Error) << "the group was deleted meanwhile";
+  EXPECT_EQ(message_of<Botan::Lookup_Error>(open), "there is no trust store group 'group' for client 'CCI'");
+  spy.answer("C_FindObjects", CKR_DEVICE_ERROR);
+  EXPECT_CODE(CKR_DEVICE_ERROR, open());
+}
+
+}  // namespace

@@ -1,0 +1,75 @@
+#!/usr/bin/env bash
+# SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+# SPDX-License-Identifier: Apache-2.0
+# dlt-receive gets the records from a DLT daemon, with context and level. Without a daemon nothing is harmed; one that
+# starts late, or again, gets the records that were kept, and the number of those that were lost.
+source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
+programs=$(dirname "$tee_token")
+PATH=$3/bin:$PATH
+type dlt-daemon dlt-receive &>/dev/null || skip 'dlt-daemon and dlt-receive are not installed'
+export DLT_PIPE_DIR=$folder ARA_LOG_SINK=dlt ARA_LOG_APP_ID=APPL ARA_LOG_LEVEL=debug
+printf '%s\n' 'BindAddress = ::ffff:127.0.0.1' "ControlSocketPath = $folder/control" >conf
+servers=() sent=0
+trap 'exec 3>&-; stop_daemon; wait; rm -rf "$folder"' EXIT
+
+# wait_for COMMAND...: until it succeeds, for 20 seconds at most.
+wait_for() {
+  for _ in {1..400}; do
+    ! "$@" || return 0
+    sleep 0.05
+  done
+  die "not in time: $*; the last records: $(tail -n 5 read)"
+}
+# Without a connection, which would be a reader.
+is_open() { grep -q ":$(printf %04X "$port") [0-9A-F]*:0000 0A" /proc/net/tcp /proc/net/tcp6; }
+has_read() { grep -qsE "$1" read; }
+log() { echo "$1" >&3 && ((++sent)); }
+# libdlt looks for the daemon when something is logged.
+has_read_since() { log now && has_read "$1"; }
+
+start_daemon() {
+  while port=$((20000 + RANDOM % 10000)) && is_open; do :; done
+  dlt-daemon -t "$folder" -p $port -c conf &>daemon.log 3>&- &
+  servers=($!)
+  wait_for is_open
+  stdbuf -oL dlt-receive -a -p $port 127.0.0.1 >read 3>&- &
+  servers+=($!)
+}
+stop_daemon() {
+  kill "${servers[@]}" 2>/dev/null || true
+  wait "${servers[@]}" || true
+}
+
+expect 'up to 2 records did not reach the daemon' "$programs/log-writer" CTXT one two
+DLT_PIPE_DIR=/nonesuch expect 'DLT cannot be used yet' "$programs/log-writer" CTXT one
+
+exec 3> >("$programs/log-writer" CTXT 2>writer.log)
+writer=$!
+log early
+start_daemon
+wait_for has_read_since 'APPL CTXT log debug V 1 \[early\]'
+expect 'made token' "$tee_token" init
+refused '' "$programs/cci" sign --key BASE message
+wait_for has_read 'APPL CCIA log debug V 1 \[Created an instance of CCI API Lib\]'
+wait_for has_read 'APPL CCIA log error V 1 \[ClientCertInitializer::generate_signature signature generation failed\]'
+log before
+wait_for has_read '\[before\]'
+
+stop_daemon
+printf "$(printf %0100d 0)\n%.0s" {1..8000} >&3 # more than libdlt keeps
+sent=8000
+start_daemon
+wait_for has_read_since 'APPL ALOG log warn V 1 \[[0-9]+ records before this one are lost'
+# The new daemon's own level for the context leaves out debug records, comes late and must not last.
+for number in {1..30}; do
+  sleep 0.05
+  log "then $number"
+  wait_for has_read "\[then $number\]"
+done
+lost=$(sed -nE 's/.*ALOG.*\[([0-9]+) records.*/\1/p' read)
+arrived=$(grep -c 'APPL CTXT log debug' read)
+((lost > 0 && lost + arrived == sent)) || die "$sent records, $lost lost, $arrived arrived"
+
+exec 3>&-
+wait $writer || die 'the program fails'
+[[ $(<writer.log) == *' CTXT info child'*' EXIT info ends' ]] || die "stderr: $(<writer.log)"
