@@ -19,12 +19,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-Template labelled(const Bytes& label) {
-  Template sought;
-  sought.add_binary(AttributeType::Label, label);
-  return sought;
-}
-
 /// The label is compared again: a module whose search ignores labels finds objects of others.
 Handles find_labelled(TokenSession& token, const Bytes& label) {
   Handles found = token.find(labelled(label));

@@ -65,7 +65,8 @@ Judgement log_in_and_answer(Trial& trial, int parent) {
   UserSession user(trial);
   send_message(parent, "logged in");
   while (receive_message(parent)) {
-    send_message(parent, "finds " + std::to_string(user.find(labelled(trial.mark())).size()) + " objects");
+    send_message(parent,
+                 "finds " + std::to_string(user.find(labelled(trial.mark().label())).size()) + " objects");
   }
   return {};
 }
