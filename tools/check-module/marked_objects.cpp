@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 
 #include "shared/object_attributes.h"
 
@@ -151,9 +152,10 @@ void require_attributes(const Trial& trial, TokenSession& token, ObjectHandle ha
   for (const Attribute& attribute : given.attributes()) {
     const auto* const bytes = static_cast<const std::uint8_t*>(attribute.pValue);
     const Bytes found = value_of(Object(token.session(), handle), attribute.type);
-    trial.require(found == Bytes(bytes, bytes + attribute.ulValueLen),
-                  "attribute " + std::to_string(attribute.type) + " reads as " + Botan::hex_encode(found) +
-                      " instead of " + Botan::hex_encode(bytes, attribute.ulValueLen));
+    std::ostringstream text;
+    text << "attribute 0x" << std::hex << attribute.type << " reads as " << Botan::hex_encode(found)
+         << " instead of " << Botan::hex_encode(bytes, attribute.ulValueLen);
+    trial.require(found == Bytes(bytes, bytes + attribute.ulValueLen), text.str());
   }
 }
 

@@ -19,22 +19,24 @@ constexpr std::uint32_t kAtOnce = 100;  // the library asks for so many
 
 /// A vendor attribute with the value that is stored, and another one.
 struct VendorAttribute {
+  const char* name;
   AttributeType type;
   std::string value, other;
 };
 
 const VendorAttribute kVendorAttributes[] = {
-    {kKeyId, "key", "other"},
-    {kClientId, "client", "other"},
-    {kPermanent, std::string(1, '\0'), std::string(1, '\1')},
-    {kTrustStoreGroup, "group", "other"},
+    {"0x80001002", kKeyId, "key", "other"},
+    {"0x80001003", kClientId, "client", "other"},
+    {"0x80001004", kPermanent, std::string(1, '\0'), std::string(1, '\1')},
+    {"0x80001005", kTrustStoreGroup, "group", "other"},
 };
 
 void require_search(Trial& trial, TokenSession& token, const VendorAttribute& attribute) {
   for (const std::string& value : {attribute.value, attribute.other}) {
     Template sought = labelled(trial.mark().label());
     sought.add_string(attribute.type, value);
-    trial.step("a search for vendor attribute " + std::to_string(static_cast<CK_ULONG>(attribute.type)));
+    trial.step(std::string("a search for ") + (value == attribute.value ? "" : "another value of ") +
+               attribute.name);
     const std::size_t found = token.find(sought).size();
     trial.require(found == (value == attribute.value ? 1 : 0), "finds " + std::to_string(found) + " objects");
   }
