@@ -80,19 +80,17 @@ TEST_F(ConcurrencyTest, AReaderSeesTheOldSetOrTheNewOneInEachCall) {
   EXPECT_EQ(status, 0);
 }
 
-// Several processes make the token at once, with the same PIN.
+// All with the same PIN.
 TEST_F(ConcurrencyTest, OneTokenComesOutOfSeveralInitialisationsAtOnce) {
-  m_token->C_Finalize(nullptr);
   for (int round = 0; round < 10; ++round) {
+    m_token->C_Finalize(nullptr);
     std::filesystem::remove_all(folder());
     std::vector<pid_t> children(3);
     for (pid_t& child : children) child = start([&] { return init_token(); });
     for (const pid_t child : children) EXPECT_EQ(result_of(child), OK);
     ASSERT_EQ(restart(), OK);
     EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
-    m_token->C_Finalize(nullptr);
   }
-  m_token->C_Initialize(nullptr);
 }
 
 TEST_F(ConcurrencyTest, AWaitForAnotherProcessEndsAfterFiveSecondsWithTheReason) {

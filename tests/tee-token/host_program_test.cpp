@@ -60,7 +60,7 @@ TEST(PrivilegedProgram, TakesNoSettingFromItsUser) {
     EXPECT_EQ(answer(cryptoki()->C_GetSlotList(CK_TRUE, nullptr, &count)), OK);
     EXPECT_EQ(count, 0u);
     EXPECT_EQ(answer(cryptoki()->C_GetSlotInfo(9, nullptr)), CKR_SLOT_ID_INVALID);
-    return;
+    ::_exit(HasFailure() ? 1 : 0);  // a leak checker cannot look into such a process
   }
   gid_t groups[64] = {65534};
   const int count = ::geteuid() == 0 ? 1 : ::getgroups(64, groups);

@@ -16,19 +16,13 @@ namespace fs = std::filesystem;
 
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-/// A token with two key pairs, a certificate, and data.
+/// A token with two key pairs and data.
 class StoreTest : public TokenStateTest {
  protected:
   StoreTest() {
     EXPECT_EQ(login(), OK);
     keys = generate(Template().text(CKA_LABEL, "first").text(TEE_CKA_VENDOR_CLIENT_ID, "C"));
     generate(Template().text(CKA_LABEL, "second").text(TEE_CKA_VENDOR_KEY_ID, "LYR"));
-    EXPECT_EQ(create(Class(CKO_CERTIFICATE)
-                         .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
-                         .flag(CKA_TOKEN, true)
-                         .text(CKA_SUBJECT, "DN")
-                         .text(CKA_VALUE, "DER")),
-              OK);
     for (const char* const value : {"one", "two"}) {
       const Template object = Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_LABEL, "data");
       EXPECT_EQ(create(Template(object).text(CKA_VALUE, value), &data), OK);
@@ -185,8 +179,6 @@ TEST_F(StoreTest, AnotherVersionOrApplicationIsRefusedAndLeftAsItIs) {
     m_token->C_Finalize(nullptr);
     EXPECT_EQ(content_of(file("token.db")), changed);
   }
-  put("token.db", store);
-  EXPECT_EQ(state(), sound);
 }
 
 TEST_F(StoreTest, FilesThatAreDamagedOrNotTheTokensOwnAreRefused) {
