@@ -12,22 +12,16 @@ class ProvisionTest : public CciTest {
 };
 
 TEST_F(ProvisionTest, ABackendIsAnyCommand) {
-  const std::string backends[] = {
-      issue(),
-      "cat > r; " + issue() + " -in r; cat ca.pem",
-      "openssl x509 -req -CA ca.pem -CAkey ca.key 2>/dev/null >answer; exec cat answer",
-      "exec 3>&1 >&-; " + issue() + " >&3",
-      issue() + " -outform DER",
-      "(sleep 30 &) ; " + issue(),
-  };
   std::string before;
-  for (const std::string& backend : backends) {
+  for (const std::string& backend :
+       {issue(), "cat > r; " + issue() + " -in r; cat ca.pem", "exec 3>&1 >&-; " + issue() + " >&3",
+        issue() + " -outform DER", "(sleep 30 &) ; " + issue()}) {
     expect({provision(backend), 0, "verified: "});
     EXPECT_NE(installed(), before) << backend;
     before = installed();
   }
   expect({provision("openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key 2>/dev/null", ""), 0});
-  expect({"perl -e '$SIG{CHLD} = \"IGNORE\"; exec @ARGV' " + provision(issue()), 0, "verified: "});
+  expect({"perl -e '$SIG{CHLD} = \"IGNORE\"; exec @ARGV' " + provision(), 0, "verified: "});
 }
 
 TEST_F(ProvisionTest, AWrongAnswerLeavesTheInstalledIdentity) {
@@ -35,8 +29,7 @@ TEST_F(ProvisionTest, AWrongAnswerLeavesTheInstalledIdentity) {
   run(provision());
   const std::string before = installed();
   const std::pair<std::string, const char*> cases[] = {
-      {"exit 3", "exit code 3"},
-      {issue() + "; exit 1", "exit code 1"},
+      {issue() + "; exit 3", "exit code 3"},
       {"kill -KILL $$", "signal 9 (Killed)"},
       {"true", "is empty"},
       {"cat", "holds no certificate"},
@@ -62,31 +55,23 @@ TEST_F(ProvisionTest, AnotherProgramThatTookTheKeyPairIsNamedAsTheReason) {
   expect({"cci status", 0, "match       the private key matches the certificate"});
 }
 
-// The reader of the pipe meets its end when no process of the group is left to write to it.
+// The reader of the pipe meets its end when no process of the group is left that could write to it.
 TEST_F(ProvisionTest, AfterItsTimeOrAnInterruptionNoProcessOfTheBackendIsLeft) {
   run("mkfifo alive");
-  const std::string backend =
+  const std::string hang =
       "(trap : TERM; while :; do sleep 0.1; done) 3>alive & echo >begun; sleep 60 3>alive";
-  expect(
-      {provision(backend, "--timeout 1 -q") + " & pid=$!; cat alive; wait $pid", 8, "no answer within 1 s"});
+  expect({provision(hang, "--timeout 1 -q") + " & pid=$!; cat alive; wait $pid", 8, "no answer within 1 s"});
   for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}}) {
-    expect({"set -m; rm begun; " + provision(backend, "--timeout 60 -q") +
-                " & pid=$!; (until test -e begun; do "
-                "sleep 0.1; done; kill -" +
-                signal + " $pid) & cat alive; wait $pid",
+    expect({"set -m; rm begun; " + provision(hang) +
+                " & pid=$!; (until test -e begun; do sleep 0.1; done; kill -" + signal +
+                " $pid) & cat alive; wait $pid",
             status});
   }
 }
 
 TEST_F(ProvisionTest, DatesAreWarnedOf) {
-  expect({provision(issue("-1")), 0, "warning: certificate 1 of the chain: expired"});
-  expect({"cci status", 0, "expired"});
-  std::ofstream(path("ca.cnf")) << "[ca]\ndefault_ca = c\n[c]\ndatabase = index\nnew_certs_dir = .\n"
-                                   "rand_serial = yes\npolicy = p\n[p]\ncommonName = supplied\n";
-  run("touch index; " +
-      provision("openssl ca -batch -notext -config ca.cnf -cert ca.pem -keyfile ca.key -md sha256 "
-                "-startdate 650102030405Z -enddate 23000102030405Z -in /dev/stdin 2>/dev/null"));
-  expect({"cci status", 0, "valid from  1965-01-02T03:04:05Z\n  valid to    2300-01-02T03:04:05Z, "});
+  expect({provision(issue("-1")) + "; cci status", 0, "warning: certificate 1 of the chain: expired"});
+  expect({provision(issue("100000")) + "; cci status", 0, "valid to    23"});  // behind the end of clocks
 }
 
 }  // namespace
