@@ -9,7 +9,7 @@
 namespace tee_token {
 namespace {
 
-CK_RV give_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
+CK_RV copy_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
   const CK_ULONG room = attribute.ulValueLen;
   attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
   if (attribute.type == CKA_VALUE && is_guarded(object)) {
@@ -27,6 +27,15 @@ CK_RV give_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
   }
   attribute.ulValueLen = value.size();
   return CKR_OK;
+}
+
+void set_new_key(Attributes& public_key, Attributes& private_key) {
+  const EcPrivateKey key = EcPrivateKey::generate(public_key.at(CKA_EC_PARAMS));
+  private_key.set(CKA_VALUE, key.value());
+  public_key.set(CKA_EC_POINT, key.ec_point());
+  const Bytes info = EcPublicKey(public_key.at(CKA_EC_PARAMS), public_key.at(CKA_EC_POINT)).info();
+  public_key.set(CKA_PUBLIC_KEY_INFO, info);
+  private_key.set(CKA_PUBLIC_KEY_INFO, info);
 }
 
 }  // namespace
@@ -52,13 +61,7 @@ Session::KeyPair Session::generate(Attributes public_half, Attributes private_ha
     require_may_write(place_of(*half));
     m_token.objects().require_may_store(*half);
   }
-
-  const EcPrivateKey key = EcPrivateKey::generate(public_key.at(CKA_EC_PARAMS));
-  private_key.set(CKA_VALUE, key.value());
-  public_key.set(CKA_EC_POINT, key.ec_point());
-  const Bytes info = EcPublicKey(public_key.at(CKA_EC_PARAMS), public_key.at(CKA_EC_POINT)).info();
-  public_key.set(CKA_PUBLIC_KEY_INFO, info);
-  private_key.set(CKA_PUBLIC_KEY_INFO, info);
+  set_new_key(public_key, private_key);
 
   // With halves in two places the change in memory is committed last, since that cannot fail.
   std::optional<ObjectChange> in_memory;
@@ -126,7 +129,7 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
   // When an attribute cannot be returned, the other attributes still are (base, 4.1.2).
   CK_RV worst = CKR_OK;
   for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
-    const CK_RV code = give_attribute(stored, *attribute);
+    const CK_RV code = copy_attribute(stored, *attribute);
     worst = code == CKR_OK ? worst : code;
   }
   if (worst != CKR_OK) {
