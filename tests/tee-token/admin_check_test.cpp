@@ -60,8 +60,8 @@ class CheckTest : public TokenTest {
     EXPECT_EQ(create(object.number(CKA_CLASS, CKO_CERTIFICATE).flag(CKA_TOKEN, true), &handle), OK);
     return handle;
   }
-  /// Installs a key pair and its chain, and removes the temporary objects. Returns the installed ones.
-  Handles install(CK_OBJECT_HANDLE chain, const Handles& pair) {
+  /// Installs a key pair and its chain, and removes the temporary objects.
+  void install(CK_OBJECT_HANDLE chain, const Handles& pair) {
     unsigned char name[] = TEE_INTERFACE_NAME;
     TEE_INTERFACE* vendor = nullptr;
     reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"))(name, nullptr, &vendor, 0);
@@ -72,11 +72,10 @@ class CheckTest : public TokenTest {
     for (const CK_OBJECT_HANDLE object : added) {
       EXPECT_EQ(destroy(object), OK);
     }
-    return find();
   }
-  Handles install() {
+  void install() {
     const Handles pair = generate_temporary();
-    return install(store_chain(chain_for(pair[0])), pair);
+    install(store_chain(chain_for(pair[0])), pair);
   }
   /// Adds a trust group, then destroys its object without its root.
   void leave_root() {
@@ -112,7 +111,7 @@ TEST_F(CheckTest, FindsEachClassOfFaultAndExitsWithItsCode) {
       {[&] { damage(generate()[0]); }, 14, "CKR_DEVICE_ERROR; if it persists"},
       {[&] { damage(generate()[0]); }, 0, "unreadable", "list"},
       {[&] {
-         generate_temporary(), store_chain({1, 2});
+         generate(marks()), store_chain(Value{1, 2});
        },
        14, "unreadable"},
       {[&] { install(); }, 16, "chain (object", "check --days 31"},
