@@ -166,6 +166,9 @@ void FailuresTest::failEachCall(const Operation& operation, const State& state) 
       // C_Finalize is always made, or the module would stay up; C_Initialize never, or it would be up unknown
       // to its caller.
       if (function == (made ? "C_Initialize" : "C_Finalize")) continue;
+#ifdef CCI_SANITIZED  // ten times slower
+      if (made && function != "set_client_cert_and_move_key") continue;
+#endif
       SCOPED_TRACE(operation.name + " with " + state.name + ", call " + std::to_string(nth) + ' ' + function +
                    (made ? ", made" : ""));
       restore(state);
