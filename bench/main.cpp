@@ -13,7 +13,6 @@
 #include <stdexcept>
 
 #include "raw_signature.h"
-#include "stopwatch.h"
 
 namespace {
 

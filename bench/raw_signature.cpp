@@ -6,7 +6,9 @@
 #include <botan/p11_ecdsa.h>
 #include <botan/p11_object.h>
 
-#include "stopwatch.h"
+#include <algorithm>
+#include <chrono>
+#include <utility>
 
 namespace bench {
 
@@ -49,6 +51,24 @@ ObjectHandle find_key(Session& session) {
 }
 
 }  // namespace
+
+double median(std::vector<double> values) {
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+double median_microseconds(int rounds, const std::function<void()>& work) {
+  std::vector<double> times;
+  work();  // not counted: what is loaded and cached once
+  for (int round = 0; round < rounds; ++round) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    times.push_back(
+        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+  }
+  return median(std::move(times));
+}
 
 RawToken::RawToken(std::string module, std::size_t other_objects) : m_module(std::move(module)) {
   {

@@ -6,9 +6,16 @@
 #include <botan/p11_types.h>
 
 #include <array>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace bench {
+
+double median(std::vector<double> values);
+
+/// The median time of one call of `work` in microseconds, over `rounds` calls.
+double median_microseconds(int rounds, const std::function<void()>& work);
 
 /// A token with one EC key to sign with, and other objects around it.
 class RawToken {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// Asks a server that wants a client certificate for a page, with the certificate and the key in the token.
+// Gets a page from a server that demands a client certificate; certificate and key are in the token.
 
 #include <botan/auto_rng.h>
 #include <botan/tls_client.h>
@@ -20,6 +20,10 @@ namespace {
 
 using namespace mutual_tls;
 
+[[noreturn]] void fail(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
 class Socket {
  public:
   Socket(const std::string& host, const std::string& port) {
@@ -29,12 +33,12 @@ class Socket {
     if (failure != 0) {
       throw std::runtime_error(host + " port " + port + ": " + ::gai_strerror(failure));
     }
-    for (const addrinfo* address = found; address != nullptr && !connected(*address);) {
+    for (const addrinfo* address = found; address != nullptr && !connect(*address);) {
       address = address->ai_next;
     }
     ::freeaddrinfo(found);
     if (m_file < 0) {
-      throw std::system_error(errno, std::generic_category(), host + " port " + port);
+      fail(host + " port " + port);
     }
   }
   Socket(const Socket&) = delete;
@@ -45,26 +49,26 @@ class Socket {
     while (size > 0) {
       const ssize_t sent = ::send(m_file, data, size, MSG_NOSIGNAL);
       if (sent < 0) {
-        throw std::system_error(errno, std::generic_category(), "sending");
+        fail("sending");
       }
       data += sent;
       size -= static_cast<std::size_t>(sent);
     }
   }
-  /// 0 at the end of the connection.
+  /// Returns 0 at the end of the connection.
   std::size_t receive(std::uint8_t* data, std::size_t room) const {
     const ssize_t received = ::recv(m_file, data, room, 0);
     if (received < 0) {
-      throw std::system_error(errno, std::generic_category(), "receiving");
+      fail("receiving");
     }
     return static_cast<std::size_t>(received);
   }
 
  private:
-  bool connected(const addrinfo& address) {
+  bool connect(const addrinfo& address) {
     m_file = ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
-    if (m_file < 0 || ::connect(m_file, address.ai_addr, address.ai_addrlen) == 0) {
-      return m_file >= 0;
+    if (m_file >= 0 && ::connect(m_file, address.ai_addr, address.ai_addrlen) == 0) {
+      return true;
     }
     const int reason = errno;
     ::close(m_file);
@@ -76,7 +80,7 @@ class Socket {
   int m_file = -1;
 };
 
-/// What is received goes to stdout.
+/// Writes what it receives to stdout.
 class Connection final : public TokenCallbacks {
  public:
   Connection(Api& api, const Socket& socket) : TokenCallbacks(api), m_socket(socket) {}
@@ -103,11 +107,11 @@ void ask(const std::string& host, const std::string& port, const std::string& gr
   const Socket socket(host, port);
   Connection connection(*api, socket);
   Botan::AutoSeeded_RNG rng;
-  Botan::TLS::Session_Manager_Noop no_sessions;  // each connection shows the key in use
+  Botan::TLS::Session_Manager_Noop no_sessions;  // each connection signs with the key installed now
   const TokenPolicy policy;
+  // The server information makes Botan check the certificate for the host name.
   Botan::TLS::Client client(connection, no_sessions, credentials, policy, rng, {host, 443});
-  std::string request = "GET ";
-  request.append(path).append(" HTTP/1.0\r\nHost: ").append(host).append("\r\n\r\n");
+  const std::string request = "GET " + path + " HTTP/1.0\r\nHost: " + host + "\r\n\r\n";
   bool asked = false;
   std::uint8_t data[4096];
   for (std::size_t size = 0; !client.is_closed() && (size = socket.receive(data, sizeof data)) > 0;) {

@@ -71,9 +71,8 @@ class Provisioning {
     tee_token("init --label 'Demo device'");
     make_certificate("base", "Base device");
     tee_token("import-key 1_10 base.key");
-    for (const std::string label : {"1_11", "1_14", "1_15", "1_12", "1_13"}) {
-      make_certificate("device_" + label, "Device certificate " + label);
-      tee_token("import-cert " + label + " device_" + label + ".pem");
+    for (const char* label : {"1_11", "1_14", "1_15", "1_12", "1_13"}) {
+      import_device_certificate(label);
     }
     tee_token(std::string("import-data 2_1 ") + kVin);
     require(objects_with("pre-installed") == kPreInstalled, "the token holds what was imported");
@@ -82,13 +81,16 @@ class Provisioning {
         "an SQLite file and a device key in a folder; what a factory would have put in came by tee-token");
   }
 
+  void import_device_certificate(const std::string& label) const {
+    make_certificate("device_" + label, "Device certificate " + label);
+    tee_token("import-cert " + label + " device_" + label + ".pem");
+  }
+
   void read_what_is_pre_installed() {
-    const std::string base = m_api->get_client_cert("BASE");
-    const std::string expected =
-        read_file("device_1_11.pem") + read_file("device_1_15.pem") + read_file("device_1_14.pem");
-    const std::string zemp = m_api->get_client_cert("ZEMP");
-    require(base == expected, "BASE gives certificates 1_11, 1_15, 1_14");
-    require(zemp == read_file("device_1_13.pem") + read_file("device_1_12.pem"), "ZEMP gives 1_13, 1_12");
+    const auto pem = [](const std::string& label) { return read_file("device_" + label + ".pem"); };
+    require(m_api->get_client_cert("BASE") == pem("1_11") + pem("1_15") + pem("1_14"),
+            "BASE gives certificates 1_11, 1_15, 1_14");
+    require(m_api->get_client_cert("ZEMP") == pem("1_13") + pem("1_12"), "ZEMP gives 1_13, 1_12");
     require(m_api->get_zemp_vin() == kVin, "the VIN is the one imported");
     m_report.step("pre-installed read", "BASE 3 and ZEMP 2 certificates, VIN " + m_api->get_zemp_vin(),
                   "get_client_cert(\"BASE\"), get_client_cert(\"ZEMP\") and get_zemp_vin() give back what "
@@ -208,8 +210,7 @@ class Provisioning {
   }
 
   void rotate() {
-    const std::string old_chain = m_installed;
-    const std::string chain = new_chain();
+    const std::string old_chain = m_installed, chain = new_chain();
     require_identity_works(old_chain);
     const auto begin = std::chrono::steady_clock::now();
     require(m_api->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR") == ResultCode::OK, "the rotation");
@@ -224,9 +225,8 @@ class Provisioning {
 
   void refuse_a_chain_for_another_key() {
     require(m_api->generate_private_key("LYR_CSR") == ResultCode::OK, "a third key pair is generated");
-    run("openssl req -new -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout other.key -subj "
-        "/CN=other"
-        " -outform DER -out other.der");
+    run("openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout other.key -outform DER -out "
+        "other.der -subj /CN=other");
     const std::string wrong = certify("other.der");
     require(m_api->set_client_cert_and_move_key(wrong, "LYR_CSR", "LYR") == ResultCode::CRYPTO_OP_ERROR,
             "a chain for another key is refused");

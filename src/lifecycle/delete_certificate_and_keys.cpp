@@ -17,7 +17,7 @@ using Botan::PKCS11::PKCS11_ECDSA_PublicKey;
 using Botan::PKCS11::PKCS11_TSG_CertficateChain;
 using Botan::PKCS11::Session;
 
-/// A missing object (handle 0) is as good as a destroyed one.
+/// A missing object (handle 0) is no error.
 template <typename Wrapper>
 ResultCode destroyIfFound(const ara::log::Logger& logger, Session& session, ObjectHandle handle,
                           const std::string& failure) {

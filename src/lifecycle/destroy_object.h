@@ -14,7 +14,7 @@
 namespace ozk {
 namespace tee {
 
-/// Runs a deletion; one that throws a Botan::Exception is logged, `failure` and what(), and CRYPTO_OP_ERROR.
+/// Runs a deletion. A Botan::Exception is logged, as `failure` and what(), and gives CRYPTO_OP_ERROR.
 template <typename Deletion>
 ResultCode guardedDeletion(const ara::log::Logger& logger, const std::string& failure, Deletion deletion) {
   try {
@@ -26,7 +26,7 @@ ResultCode guardedDeletion(const ara::log::Logger& logger, const std::string& fa
   }
 }
 
-/// Opens the object as `Wrapper`, which fails when it is something else, and destroys it on the token.
+/// Opens the object as `Wrapper`, which fails for an object of another kind, and destroys it on the token.
 template <typename Wrapper>
 ResultCode destroyObject(const ara::log::Logger& logger, Botan::PKCS11::Session& session,
                          Botan::PKCS11::ObjectHandle handle, const std::string& failure) {

@@ -36,7 +36,7 @@ ResultCode ClientCertInitializer::generate_private_key(std::string key_id) {
   }
   if (!tee.m_valid) return ResultCode::CRYPTO_OP_ERROR;
 
-  // A clean-up that fails has said so, and is no reason not to generate.
+  // A failed clean-up has its own error record and does not stop the generation.
   if (deleteOldTemporaryKeys(*tee.m_session) == ResultCode::OK) {
     logDebug(m_logger, "ClientCertInitializer::generate_private_key succesfully deleted old temp keys");
   }

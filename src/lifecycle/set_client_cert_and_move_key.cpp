@@ -93,7 +93,7 @@ ResultCode ClientCertInitializer::installChain(TEESession::TEESession& tee, cons
 std::vector<Botan::X509_Certificate> ClientCertInitializer::getCertificates(Session&, std::string pem) const {
   Botan::DataSource_Memory source(pem);
   std::vector<Botan::X509_Certificate> certificates;
-  // It ends, as each attempt, successful or not, consumes at least one byte.
+  // The loop ends: each attempt, successful or not, consumes at least one byte.
   while (!source.end_of_data()) {
     try {
       certificates.emplace_back(source);

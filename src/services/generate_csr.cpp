@@ -17,7 +17,8 @@ namespace {
 using Botan::PKCS11::ObjectHandle;
 using Botan::PKCS11::Session;
 
-constexpr std::uint32_t kExpirySeconds = 31536000;  // a request has no validity period; the options want one
+constexpr std::uint32_t kExpirySeconds =
+    31536000;  // the options require it; a request has no validity period
 
 Botan::X509_Cert_Options subjectOptions(const std::string& common_name) {
   Botan::X509_Cert_Options options("", kExpirySeconds);

@@ -10,7 +10,7 @@
 namespace TEESession {
 
 /// Everything an operation needs to talk to the TEE's token: module, slot, read/write session.
-/// It takes the first slot with a token; what it opened it closes, last first.
+/// It uses the first slot with a token, and closes in reverse order what it opened.
 class TEESession {
  public:
   /// With `login` the user is logged in. Throws what Botan throws when the module, the session or the login

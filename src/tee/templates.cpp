@@ -73,7 +73,7 @@ AttributeContainer lyrPublicKeySearch(bool permanent) {
   return sought;
 }
 
-// No label, unlike the public key's: any private key of this client and key identifier will do.
+// No label, unlike the public key's: any private key of this client and key identifier matches.
 AttributeContainer lyrPrivateKeySearch(bool permanent) {
   return keySearch(ObjectClass::PrivateKey, permanent);
 }

@@ -49,6 +49,8 @@ using ::testing::ElementsAre;
 using Bytes = std::vector<std::uint8_t>;
 using Chain = std::vector<Botan::X509_Certificate>;
 
+inline std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
+
 /// Verifies a raw signature (r||s over SHA-256) in software, under a public key in PEM.
 bool verifies(const std::string& public_key, const Bytes& data, const Bytes& signature);
 

@@ -20,11 +20,11 @@ Records publicKeyLookup(const std::string& which, const std::string& count) {
   return {name + "==>", name + "Search " + which, name + "count of public key found = " + count,
           name + "<=="};
 }
-const Records kTemporaryKey = publicKeyLookup("LYR", "1"),
-              kInstalledKey = publicKeyLookup("Permanent Pub key", "1"),
-              kPrivateKey = {"::getLYRPrivateKeyHandle : count of private key found = 1"},
-              kChain = {"::getLYRCertificateChainHandle",
-                        "::getLYRCertificateChainHandle : No of chain objects found = 1"};
+const Records kTemporaryKeyFound = publicKeyLookup("LYR", "1"),
+              kInstalledKeyFound = publicKeyLookup("Permanent Pub key", "1"),
+              kPrivateKeyFound = {"::getLYRPrivateKeyHandle : count of private key found = 1"},
+              kChainFound = {"::getLYRCertificateChainHandle",
+                             "::getLYRCertificateChainHandle : No of chain objects found = 1"};
 const std::string kSet = "::set_client_cert_and_move_key", kRequest = "::generate_csr ";
 const Bytes kGarbage = {0x30, 0x03, 1, 2, 3};
 
@@ -61,17 +61,18 @@ TEST_F(RecordsTest, OfSuccess) {
       recordsOf([] { const ClientCertInitializerTestAccess fresh; }),
       ElementsAre("Created an instance of CCI API Lib", "Botan version: " + Botan::short_version_string()));
   test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
-  EXPECT_EQ(recordsOf(generate), Records({"::generate_private_key", "::deleteOldTemporaryKeys =>"}) + kChain +
+  EXPECT_EQ(recordsOf(generate), Records({"::generate_private_key", "::deleteOldTemporaryKeys =>"}) +
+                                     kChainFound +
                                      Records({"::deleteOldTemporaryKeys return OK",
                                               "::generate_private_key succesfully deleted old temp keys",
                                               "::generate_private_key returning OK"}));
-  EXPECT_EQ(recordsOf(request), kPrivateKey + Records{kRequest + "PRIVATE key Handle = 3"} + kTemporaryKey +
-                                    Records{kRequest + "PUBLIC key Handle = 2"});
+  EXPECT_EQ(recordsOf(request), kPrivateKeyFound + Records{kRequest + "PRIVATE key Handle = 3"} +
+                                    kTemporaryKeyFound + Records{kRequest + "PUBLIC key Handle = 2"});
   provision("installed");
-  EXPECT_EQ(recordsOf(sign), kPrivateKey);
-  EXPECT_EQ(recordsOf(read_chain), kChain);
+  EXPECT_EQ(recordsOf(sign), kPrivateKeyFound);
+  EXPECT_EQ(recordsOf(read_chain), kChainFound);
   EXPECT_EQ(recordsOf(remove), Records({kSet + " ==>", kSet + " Delete LYR certificate and keys"}) +
-                                   kInstalledKey + kPrivateKey + kChain);
+                                   kInstalledKeyFound + kPrivateKeyFound + kChainFound);
   importBaseKey();
   EXPECT_EQ(recordsOf(sign_with_base),
             Records({"::Getting Base Key Id", "After Private Key finding, Private count = 1"}));
@@ -86,18 +87,18 @@ TEST_F(RecordsTest, OfAnInstallationThatTheTokenRefuses) {
   const auto chain = provision("installed");  // as objects 5, 6 and 4
   generate();                                 // 7 and 8
   EXPECT_EQ(recordsOf([&] { install(chain); }),
-            Records{kSet + " ==>"} + kTemporaryKey + Records{kSet + " TEMPorary PUBLIC key Handle = 7"} +
-                kPrivateKey +
+            Records{kSet + " ==>"} + kTemporaryKeyFound + Records{kSet + " TEMPorary PUBLIC key Handle = 7"} +
+                kPrivateKeyFound +
                 Records({kSet + " TEMPorary PRIVATE key Handle = 8", kSet + " addHandleSize = 2",
                          "Handles in addHandle = 7", "Handles in addHandle = 8",
                          kSet + " after push addHandleSize = 3", "Handles in addHandle after push = 7",
                          "Handles in addHandle after push = 8", "Handles in addHandle after push = 9",
                          kSet + " chain handle = 9"}) +
-                kInstalledKey +
+                kInstalledKeyFound +
                 Records({kSet + " PUBLIC key Handle = 5", kSet + " Before getLYRPrivateKeyHandle"}) +
-                kPrivateKey +
+                kPrivateKeyFound +
                 Records({kSet + " PRIVATE key Handle = 6", kSet + " After  getLYRPrivateKeyHandle"}) +
-                kChain + Records({"! " + kSet + " returned error", kSet + ": <=="}));
+                kChainFound + Records({"! " + kSet + " returned error", kSet + ": <=="}));
 }
 
 TEST_F(RecordsTest, OfNothingFoundAndOfRefusals) {
@@ -109,7 +110,11 @@ TEST_F(RecordsTest, OfNothingFoundAndOfRefusals) {
       {read_zemp, "! Exception thrown : CERTIFICATE decoding failed with BER: Value truncated"},
       {[&] { product->generate_private_key("LYR"); }, "! ::generate_private_key :: Invalid Key Id"},
       {[&] { product->set_client_cert_and_move_key("", "", ""); }, kSet + " ==>"}};
-  for (const auto& [operation, last] : cases) EXPECT_EQ(recordsOf(operation).back(), last);
+  for (const auto& [operation, last] : cases) {
+    const Records records = recordsOf(operation);
+    ASSERT_FALSE(records.empty()) << last;
+    EXPECT_EQ(records.back(), last);
+  }
   for (const char* key_id : {"LYR_CSR", "ZEMP", ""}) {
     EXPECT_EQ(recordsOf([&] { product->generate_signature(key_id, {}, ""); }), Records()) << key_id;
   }

@@ -40,7 +40,8 @@ class LoggerTest : public testing::Test {
   Logger& m_log = CreateLogger("TEST", "tests");
 };
 
-TEST_F(LoggerTest, WritesWhatIsAtLeastAsSevereAsTheThreshold) {
+TEST_F(LoggerTest, IsOneForEachIdAndWritesWhatIsAtLeastAsSevereAsTheThreshold) {
+  EXPECT_EQ(&CreateLogger("LONG", ""), &CreateLogger("LONGER", ""));
   for (int threshold = 0; threshold <= 6; ++threshold) {
     host::SetThreshold(static_cast<LogLevel>(threshold));
     Logger& log = CreateLogger("NEW" + std::to_string(threshold), "", LogLevel::kFatal);
@@ -50,20 +51,12 @@ TEST_F(LoggerTest, WritesWhatIsAtLeastAsSevereAsTheThreshold) {
   }
 }
 
-TEST_F(LoggerTest, IsOneForEachIdOfFourBytes) {
-  EXPECT_EQ(&CreateLogger("LONG", ""), &CreateLogger("LONGER", ""));
-  CreateLogger("LONGER", "").LogFatal() << "a";
-  m_log.LogError() << "b";
-  EXPECT_THAT(m_lines, ElementsAre("LONG1 a", "TEST2 b"));
-}
-
 TEST_F(LoggerTest, JoinsArgumentsOfEveryTypeByBlanks) {
   const std::vector<ara::core::Byte> bytes{ara::core::Byte{0x0f}, ara::core::Byte{0xa0}};
-  const char* const null = nullptr;
   m_log.LogInfo() << true << std::int8_t{-65} << std::uint8_t{200} << std::int16_t{-300}
                   << std::uint16_t{60000} << -70000 << 4000000000U << std::numeric_limits<std::int64_t>::min()
                   << std::numeric_limits<std::uint64_t>::max() << -1LL << 2ULL << 0.1F << -2.5e-300;
-  m_log.LogInfo() << "literal" << std::string("text") << bytes << null << ""
+  m_log.LogInfo() << "literal" << std::string("text") << bytes << static_cast<const char*>(nullptr) << ""
                   << "end";
   EXPECT_THAT(m_lines, ElementsAre("TEST4 true -65 200 -300 60000 -70000 4000000000 -9223372036854775808 "
                                    "18446744073709551615 -1 2 0.1 -2.5e-300",

@@ -3,9 +3,7 @@
 
 #include <botan/auto_rng.h>
 #include <botan/p11_randomgenerator.h>
-#include <botan/p11_x509.h>
 #include <botan/pubkey.h>
-#include <botan/x509self.h>
 
 #include <set>
 
@@ -43,7 +41,7 @@ class ContractTest : public TokenTest, public testing::WithParamInterface<Token>
   }
   Object create(const Fields& fields) { return create(session, ObjectClass::Data, fields); }
 
-  /// Of the objects that the session sees, how many have this attribute; up to 100.
+  /// How many objects with this attribute the session sees; up to 100.
   static size_t count(Session& by, Type type = Type::Class, const Bytes& value = Bytes(8)) {
     AttributeContainer wanted;
     wanted.add_binary(type, value);
@@ -101,7 +99,6 @@ TEST_P(ContractTest, HandlesOfNothingAreRefused) {
   EXPECT_CODE(CKR_SESSION_HANDLE_INVALID, session.login(UserType::User, pin));
   EXPECT_CODE(CKR_SESSION_HANDLE_INVALID, count(session));
   EXPECT_CODE(CKR_SESSION_HANDLE_INVALID, create({}));
-  EXPECT_CODE(CKR_SESSION_HANDLE_INVALID, module->C_CloseSession(session.handle()));
 }
 
 TEST_P(ContractTest, SessionsShareTheLoginOfOneUser) {
@@ -171,11 +168,7 @@ TEST_P(ContractTest, EachUserChangesTheirOwnPinAndTheOfficerAlsoTheUsers) {
 }
 
 TEST_P(ContractTest, AnObjectIsReadAndFoundByItsAttributes) {
-  const Fields fields = {{Type::Token, {1}},
-                         {Type::Private, {1}},
-                         {Type::Label, {'x'}},
-                         {Type::Application, {}},
-                         {Type::Value, Bytes(5000)}};
+  const Fields fields = {{Type::Token, {1}}, {Type::Label, {}}, {Type::Value, Bytes(5000)}};
   const Object object = create(fields);
   for (auto field : fields) {
     EXPECT_EQ(unlock(object.get_attribute_value(field.first)), field.second);
@@ -193,8 +186,7 @@ TEST_P(ContractTest, FaultyTemplatesAreRefused) {
   EXPECT_CODE(CKR_ATTRIBUTE_VALUE_INVALID, create({{Type::Private, Bytes(8)}})) << "a boolean";
   EXPECT_CODE(CKR_TEMPLATE_INCOMPLETE, certificate({name, value})) << "no certificate type";
   EXPECT_CODE(CKR_TEMPLATE_INCOMPLETE, certificate({x509, value})) << "no subject";
-  EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, certificate({x509, name, value, {Type::Trusted, {1}}}))
-      << "not by the user";
+  EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, certificate({x509, name, value, {Type::Trusted, {1}}}));
   EXPECT_CODE(CKR_OK, certificate({x509, name, value}));
 }
 
@@ -260,24 +252,20 @@ TEST_P(ContractTest, ASearchIsTheOneActiveOperationOfItsSessionAndGivesEachObjec
   finder.finish();
   EXPECT_CODE(CKR_OPERATION_NOT_INITIALIZED, finder.finish());
   EXPECT_CODE(CKR_OPERATION_NOT_INITIALIZED, finder.find());
-  { const ObjectFinder unfinished(session, {}); }
   EXPECT_CODE(CKR_OK, sign(pair.second));
 }
 
 TEST_P(ContractTest, ATypedSearchFindsItsClassByLabelAndId) {
-  for (const Fields& names : {Fields{{Type::Label, {'a'}}, {Type::Id, {1}}},
-                              {{Type::Label, {'a'}}, {Type::Id, {2}}},
-                              {{Type::Label, {'b'}}, {Type::Id, {1}}}}) {
-    const auto pair = generate(session);
-    for (const auto& name : names) {
-      pair.first.set_attribute_value(name.first, {name.second[0]});
-    }
-  }
-  const Bytes one = {1};
-  EXPECT_EQ(Object::search<PKCS11_ECDSA_PublicKey>(session, "a", one).size(), 1U);
-  EXPECT_EQ(Object::search<PKCS11_ECDSA_PublicKey>(session, "a").size(), 2U);
-  EXPECT_EQ(Object::search<PKCS11_ECDSA_PublicKey>(session, one).size(), 2U);
-  EXPECT_EQ(Object::search<PKCS11_ECDSA_PrivateKey>(session).size(), 3U);
+  using Key = PKCS11_ECDSA_PublicKey;
+  const auto key = generate(session).first;
+  key.set_attribute_value(Type::Label, {'a'});
+  key.set_attribute_value(Type::Id, {1});
+  const Bytes id = {1}, other_id = {2};
+  EXPECT_EQ(Object::search<Key>(session, "a", id).size(), 1U);
+  EXPECT_EQ(Object::search<Key>(session, "b", id).size() + Object::search<Key>(session, "a", other_id).size(),
+            0U);
+  EXPECT_EQ(Object::search<Key>(session, "a").size() + Object::search<Key>(session, id).size(), 2U);
+  EXPECT_EQ(Object::search<PKCS11_ECDSA_PrivateKey>(session).size(), 1U);
 }
 
 TEST_P(ContractTest, KeysSignOnEachCurveAndTheirProtectionOnlyGrows) {
@@ -286,11 +274,9 @@ TEST_P(ContractTest, KeysSignOnEachCurveAndTheirProtectionOnlyGrows) {
     const Bytes signature = sign(pair.second);
     EXPECT_TRUE(verifies(pair.first, signature) && verifies(pair.first.export_key(), signature));
     EXPECT_CODE(CKR_ATTRIBUTE_SENSITIVE, pair.second.export_key());
-    for (const auto& weaker :
-         {std::make_pair(Type::Sensitive, 0), {Type::Extractable, 1}, {Type::Local, 0}}) {
-      const secure_string value(1, static_cast<uint8_t>(weaker.second));
-      EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, pair.second.set_attribute_value(weaker.first, value));
-    }
+    EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, pair.second.set_attribute_value(Type::Sensitive, {0}));
+    EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, pair.second.set_attribute_value(Type::Extractable, {1}));
+    EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, pair.second.set_attribute_value(Type::Local, {0}));
     for (const Type type : {Type::Local, Type::Private, Type::AlwaysSensitive, Type::NeverExtractable}) {
       EXPECT_THAT(pair.second.get_attribute_value(type), ElementsAre(1));
     }
@@ -298,10 +284,9 @@ TEST_P(ContractTest, KeysSignOnEachCurveAndTheirProtectionOnlyGrows) {
     EXPECT_CODE(CKR_KEY_FUNCTION_NOT_PERMITTED, sign(pair.second));
     EXPECT_CODE(CKR_OK, pair.first.set_attribute_value(Type::Verify, {0}));
     EXPECT_CODE(CKR_KEY_FUNCTION_NOT_PERMITTED, verifies(pair.first, signature));
-    const PKCS11_ECDSA_PrivateKey known(session,
-                                        EC_PrivateKeyImportProperties(params(Botan::EC_Group(curve)), 1));
-    EXPECT_TRUE(
-        verifies(Botan::ECDSA_PublicKey(known.domain(), known.domain().get_base_point()), sign(known)));
+    const Botan::EC_Group group(curve);
+    const PKCS11_ECDSA_PrivateKey known(session, EC_PrivateKeyImportProperties(params(group), 1));
+    EXPECT_TRUE(verifies(Botan::ECDSA_PublicKey(group, group.get_base_point()), sign(known)));
   }
 }
 
@@ -354,17 +339,11 @@ TEST_P(ContractTest, FailedAndDroppedSignaturesDoNotBlockTheSession) {
 }
 
 TEST_P(ContractTest, MessagesAreSignedInAnyPiecesIfTheTokenHashes) {
-  auto pair = generate(session, "secp384r1");
-  pair.second.set_parameter_encoding(Botan::EC_DOMPAR_ENC_OID);
-  pair.second.set_point_encoding(Botan::PointGFp::UNCOMPRESSED);
-  const auto request = [&] {
-    return Botan::X509::create_cert_req(Botan::X509_Cert_Options("x"), pair.second, "SHA-256", rng);
-  };
+  const auto pair = generate(session, "secp384r1");
   if (!GetParam().hashes_messages) {
-    EXPECT_CODE(CKR_MECHANISM_INVALID, request());
+    EXPECT_CODE(CKR_MECHANISM_INVALID, Botan::PK_Signer(pair.second, rng, "EMSA1(SHA-256)").update("x"));
     return;
   }
-  EXPECT_EQ(request().raw_public_key(), pair.first.export_key().subject_public_key());
   Session second(slot, true);
   const PKCS11_ECDSA_PublicKey public_key(second, pair.first.handle());
   for (const std::string name : {"EMSA1(SHA-256)", "EMSA1(SHA-384)", "EMSA1(SHA-512)"}) {

@@ -1,25 +1,17 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <botan/exceptn.h>
+#include <botan/auto_rng.h>
 #include <botan/p11_trust_store_group.h>
 #include <botan/p11_x509.h>
+#include <botan/pubkey.h>
 #include <tee_token/vendor_interface.h>
 
 #include "layer_test.h"
 
 namespace {
 
-class LayerFailuresTest : public SpiedTest {
- protected:
-  std::vector<std::string> functions() {
-    std::vector<std::string> names;
-    for (const auto& call : spy.take_calls()) {
-      names.push_back(call.function);
-    }
-    return names;
-  }
-};
+using LayerFailuresTest = SpiedTest;
 
 TEST_F(LayerFailuresTest, ATokensCodeIsThrownReturnedOrDroppedAsTheLastArgumentSays) {
   const PKCS11_ReturnError error(static_cast<ReturnValue>(0x180000001));
@@ -76,6 +68,19 @@ TEST_F(LayerFailuresTest, ASearchIsEndedWhenReadingFails) {
   EXPECT_THROW(Object::search<PKCS11_X509_Certificate>(session), Botan::Decoding_Error);
   EXPECT_THAT(functions(), ElementsAre("C_FindObjectsInit", "C_FindObjects", "C_GetAttributeValue",
                                        "C_GetAttributeValue", "C_FindObjectsFinal"));
+}
+
+TEST_F(LayerFailuresTest, ASignatureThatFailsIsEndedOnTheToken) {
+  Botan::AutoSeeded_RNG rng;
+  const PKCS11_ECDSA_PrivateKey key(session, params(Botan::EC_Group("secp256r1")), {});
+  Botan::PK_Signer signer(key, rng, "EMSA1(SHA-256)");
+  functions();
+  spy.answer("C_SignUpdate", CKR_DEVICE_ERROR);
+  EXPECT_CODE(CKR_DEVICE_ERROR, signer.update("one piece"); signer.update("another"));
+  EXPECT_THAT(functions(), ElementsAre("C_SignInit", "C_SignUpdate", "C_Sign"));
+  spy.answer("C_Sign", CKR_DEVICE_ERROR);
+  EXPECT_CODE(CKR_DEVICE_ERROR, signer.sign_message(pin, rng));
+  EXPECT_THAT(functions(), ElementsAre("C_SignInit", "C_Sign", "C_Sign"));
 }
 
 TEST_F(LayerFailuresTest, ATrustStoreIsCompleteOrAnError) {

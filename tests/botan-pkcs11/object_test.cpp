@@ -45,8 +45,11 @@ class ObjectTest : public SpiedTest {
 
 TEST_F(ObjectTest, TemplatesKeepEachValueInItsOwnWidthWhenTheyMoveAndGrow) {
   AttributeContainer first(ObjectClass::Data);
-  first.add_string(AttributeType::Label, "ab");
-  first.add_binary(AttributeType::Id, Bytes{1, 2});
+  std::string label = "ab";
+  Bytes id = {1, 2};
+  first.add_string(AttributeType::Label, label);
+  first.add_binary(AttributeType::Id, id);
+  label[0] = 'x', id[0] = 9;
   first.add_binary(AttributeType::Subject, Bytes{});
   first.add_bool(AttributeType::Token, true);
   first.add_numeric(AttributeType::ModulusBits, Ulong{2048});
@@ -85,6 +88,8 @@ TEST_F(ObjectTest, KeyPairsAreGeneratedFromTheTemplatesInTheirOrder) {
   const PKCS11_ECDSA_PrivateKey alone(session, params(group), EC_PrivateKeyGenerationProperties());
   EXPECT_THAT(spy.take_texts().at(0), testing::EndsWith(begin + "10a=01 2=00 1=00" + private_key));
   EXPECT_EQ(Object::search<PKCS11_ECDSA_PublicKey>(session).back().public_point(), alone.public_point());
+  EXPECT_EQ(alone.public_key_bits().size(), 33U) << "compressed unless set otherwise";
+  EXPECT_EQ(pair.first.subject_public_key().size(), 311U) << "with explicit parameters unless set otherwise";
 }
 
 TEST_F(ObjectTest, PointsAreAcceptedInEachFormAndNothingElse) {
@@ -113,7 +118,7 @@ TEST_F(ObjectTest, ChainsHaveALabelOfAGroupAndAnIndex) {
   properties.set_label("10_102");
   const std::string expected = "[0=0100000000000000 80=0110008000000000 11=3000 3=0a66000000]";
   EXPECT_EQ(text(PKCS11_TSG_CertficateChain(session, properties)), expected);
-  EXPECT_THAT(encode_label("255_4294967295"), ElementsAre(255, 255, 255, 255, 255));
+  EXPECT_THAT(encode_label("255_4278387201"), ElementsAre(255, 1, 2, 3, 255));
   for (const std::string bad :
        {"", "_", "10", "10_", "_102", "10_x", "1_2_3", "1_2 ", "-1_2", "256_1", "1_4294967296"}) {
     EXPECT_EQ(message_of<Botan::Invalid_Argument>([&] { encode_label(bad); }),

@@ -132,8 +132,8 @@ TEST_F(CommandsTest, NothingThatSteersATerminalGoesToOne) {
   run("cci provision --common-name $'\\x1b[2K\\nforged: line' --pem --issue '" + issue() + "'");
   EXPECT_THAT(text("cci status"), HasSubstr(R"(\x1b[2K\x0aforged: line)"));
   const std::string sign = CCI_FOLDER "/cci sign /dev/null";
-  EXPECT_THAT(token_test::on_terminal(sign, {}).text, HasSubstr("binary data"));
-  EXPECT_EQ(token_test::on_terminal(sign + " --hex", {}).code, 0);
+  EXPECT_THAT(token_test::on_terminal(sign).text, HasSubstr("binary data"));
+  EXPECT_EQ(token_test::on_terminal(sign + " --hex").code, 0);
 }
 
 }  // namespace

@@ -66,28 +66,21 @@ TEST_F(CheckModuleTest, FindsAllOnThePlatformsTokenAndOnSoftHsmWhatThePageSays) 
 }
 
 TEST_F(CheckModuleTest, CountsInOneLineWhatCannotBeTried) {
-  const struct {
-    std::string arguments, line;
-    int code;
-  } cases[] = {
-      {" /nonexistent.so", "\nnot tried  the other 22 clauses: need load\n", 5},
-      {" " TEE_TOKEN_MODULE " --pin-hex 31323334", "\nnot tried  the other 20 clauses: need login\n", 3},
-      {" " TEE_TOKEN_MODULE " --pin-hex 3", "hexadecimal", 1},
-  };
-  for (const auto& each : cases) {
-    const Outcome outcome = admin("check-module" + each.arguments);
-    EXPECT_EQ(outcome.code, each.code);
-    EXPECT_THAT(outcome.text, HasSubstr(each.line));
-  }
+  const Outcome load = admin("check-module /nonexistent.so");
+  EXPECT_EQ(load.code, 5);
+  EXPECT_THAT(load.text, HasSubstr("\nnot tried  the other 22 clauses: need load\n"));
+  const Outcome login = admin("check-module " TEE_TOKEN_MODULE " --pin-hex 31323334");
+  EXPECT_EQ(login.code, 3);
+  EXPECT_THAT(login.text, HasSubstr("\nnot tried  the other 20 clauses: need login\n"));
 }
 
 TEST_F(CheckModuleTest, LeavesNothingWhenASignalEndsIt) {
   ::setenv("FAULTY_MODULE", "hangs", 1);
-  const Outcome outcome =
-      shell(TEE_TOKEN_ADMIN " check-module " FAULTY_MODULE
-                            " --only signature >/dev/null & "
-                            "until " TEE_TOKEN_ADMIN
-                            " list | grep -q '3 objects'; do sleep 0.1; done; kill $!; wait $!");
+  const Outcome outcome = shell(TEE_TOKEN_ADMIN " check-module " FAULTY_MODULE
+                                                " --only signature >/dev/null & "
+                                                "for i in $(seq 200); do " TEE_TOKEN_ADMIN
+                                                " list | grep -q '3 objects' && break; sleep 0.1; done; "
+                                                "kill $!; wait $!");
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.text, HasSubstr("interrupted; what it made is destroyed"));
   EXPECT_EQ(objects(), m_before);

@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 # SPDX-License-Identifier: Apache-2.0
-# nginx and openssl s_server want a client certificate: the TLS client shows the token's, and its new one after a
+# nginx demands a client certificate: the TLS client shows the token's, and its new one after a
 # rotation; wrong servers and wrong answers of the backend change nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 programs=$(dirname "$tee_token")
 nginx=$(PATH=$3/sbin:$PATH:/usr/sbin command -v nginx) || skip 'there is no nginx: ./run test unpacks one'
 export ARA_LOG_SINK=none
-servers=()
-trap 'kill "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
+trap 'kill "${server:-}" 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
 
 new_key=(-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes)
 for ca in ca other; do
@@ -56,7 +55,7 @@ start_nginx() {
     for _ in {1..100}; do
       kill -0 $! 2>/dev/null || break
       if is_open "$port"; then
-        servers+=($!)
+        server=$!
         return
       fi
       sleep 0.05
@@ -85,21 +84,3 @@ seen
 refused 'Cannot establish trust' connect elsewhere
 refused 'no' connect nonesuch
 refused 'does not match' connect backend 127.0.0.1  # the certificate is for localhost
-
-# A server that does not know the client's CA, and one that does.
-start_openssl() {
-  : >openssl.log
-  openssl s_server -accept 127.0.0.1:0 -www -Verify 2 -verify_return_error -CAfile "$1" -cert server.pem \
-    -key server.key </dev/null >>openssl.log 2>&1 &
-  servers+=($!)
-  for _ in {1..100}; do
-    port=$(sed -n 's/^ACCEPT 127.0.0.1://p' openssl.log)
-    [[ -z $port ]] || return 0
-    sleep 0.05
-  done
-  die "openssl s_server does not start: $(<openssl.log)"
-}
-start_openssl ca.pem
-[[ $(connect | openssl x509 -noout -serial) == "serial=$second" ]] || die 'openssl s_server sees the certificate'
-start_openssl other.pem
-refused 'the server ends the connection' connect

@@ -35,8 +35,6 @@ struct Outcome {
   TokenContent content;
 };
 
-std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
-
 /// One object of each kind, and none of them was there before.
 bool isWholeAndNew(const TokenContent& content, const TokenContent& before) {
   return std::equal(content.installed.begin(), content.installed.end(), before.installed.begin(),
@@ -50,10 +48,7 @@ bool isWholeAndNew(const TokenContent& content, const TokenContent& before) {
 class FailuresTest : public ProductTest {
  protected:
   FailuresTest();
-  std::string leaveTemporarySet();
-  void saveState(const std::string& name, const std::string& issued) {
-    states.push_back({name, test_support::TokenSnapshot(token.folder()), TokenContent::now(), issued});
-  }
+  void saveState(const std::string& name, bool with_temporary_set);
   void restore(const State& state) {
     state.snapshot.restore();
     chain = state.chain;
@@ -70,62 +65,49 @@ class FailuresTest : public ProductTest {
 };
 
 FailuresTest::FailuresTest() {
-  const std::string other_chain = authority.root().PEM_encode();
   test_support::addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
   importBaseKey();
   for (const unsigned index : {11u, 12u, 13u, 14u, 15u}) {
     test_support::importCertificate(*test_support::UserSession(), {label(1, index)}, authority.root());
   }
   test_support::importData(*test_support::UserSession(), {label(2, 1)}, "VIN");
-  saveState("nothing", other_chain);
-  saveState("a temporary set", leaveTemporarySet());
+  saveState("nothing", false);
+  saveState("a temporary set", true);
   states.front().snapshot.restore();
   provision("installed");
-  saveState("an installed set", other_chain);
-  saveState("both", leaveTemporarySet());
+  saveState("an installed set", false);
+  saveState("both", true);
 }
 
-/// As an attempt that stopped half-way does. Returns the answer of a backend.
-std::string FailuresTest::leaveTemporarySet() {
-  const std::string issued = pem(requestChain("temporary"));
-  test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
-  return issued;
+/// A temporary set with its chain is what an attempt leaves that stopped half-way.
+void FailuresTest::saveState(const std::string& name, bool with_temporary_set) {
+  std::string issued = authority.root().PEM_encode();
+  if (with_temporary_set) {
+    issued = pem(requestChain("temporary"));
+    test_support::importChain(*test_support::UserSession(), {label(10, 102), "CCI_CLIENT", "LYR"}, {});
+  }
+  states.push_back({name, test_support::TokenSnapshot(token.folder()), TokenContent::now(), issued});
 }
 
 std::vector<Operation> FailuresTest::operations() {
-  const auto changes = [](const std::string& name, Kind kind, auto operation) {
-    return Operation{name, kind, [operation] { return nameOf(operation()); }};
-  };
-  const auto reads = [](const std::string& name, auto operation) {
-    return Operation{name, Kind::kReads, [operation] {
-                       const auto result = operation();
-                       return std::string(result.begin(), result.end());
-                     }};
-  };
-  const auto certificates = [&](const std::string& key_id) {
-    return reads("get_client_cert " + key_id, [=] { return product->get_client_cert(key_id); });
-  };
-  const auto public_key = [&](const std::string& key_id) {
-    return reads("get_public_key " + key_id, [=] { return product->get_public_key(key_id); });
-  };
-  const auto presence = [&](const std::string& name, auto operation) {  // what differs from call to call
-    return reads(name, [=] { return std::string(operation().empty() ? "" : "something"); });
-  };
+  const auto presence = [](const auto& result) { return std::string(result.empty() ? "" : "something"); };
   return {
-      changes("generate", Kind::kGenerates, [=] { return product->generate_private_key("LYR_CSR"); }),
-      changes("install", Kind::kInstalls,
-              [=] { return product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"); }),
-      changes("delete", Kind::kDeletes, [=] { return product->set_client_cert_and_move_key("", "", "LYR"); }),
-      presence("generate_csr", [=] { return product->generate_csr("", "LYR_CSR"); }),
-      presence("sign with LYR", [=] { return product->generate_signature("LYR", {1}, ""); }),
-      presence("sign with BASE", [=] { return product->generate_signature("BASE", {1}, ""); }),
-      public_key("LYR"),
-      public_key("LYR_CSR"),
-      certificates("LYR"),
-      certificates("ZEMP"),
-      certificates("BASE"),
-      reads("get_root_cert_bundle", [=] { return product->get_root_cert_bundle("group"); }),
-      reads("get_zemp_vin", [=] { return product->get_zemp_vin(); })};
+      {"generate", Kind::kGenerates, [=] { return nameOf(product->generate_private_key("LYR_CSR")); }},
+      {"install", Kind::kInstalls,
+       [=] { return nameOf(product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR")); }},
+      {"delete", Kind::kDeletes,
+       [=] { return nameOf(product->set_client_cert_and_move_key("", "", "LYR")); }},
+      {"generate_csr", Kind::kReads, [=] { return presence(product->generate_csr("", "LYR_CSR")); }},
+      {"sign with LYR", Kind::kReads, [=] { return presence(product->generate_signature("LYR", {1}, "")); }},
+      {"sign with BASE", Kind::kReads,
+       [=] { return presence(product->generate_signature("BASE", {1}, "")); }},
+      {"get_public_key LYR", Kind::kReads, [=] { return product->get_public_key("LYR"); }},
+      {"get_public_key LYR_CSR", Kind::kReads, [=] { return product->get_public_key("LYR_CSR"); }},
+      {"get_client_cert LYR", Kind::kReads, [=] { return product->get_client_cert("LYR"); }},
+      {"get_client_cert ZEMP", Kind::kReads, [=] { return product->get_client_cert("ZEMP"); }},
+      {"get_client_cert BASE", Kind::kReads, [=] { return product->get_client_cert("BASE"); }},
+      {"get_root_cert_bundle", Kind::kReads, [=] { return product->get_root_cert_bundle("group"); }},
+      {"get_zemp_vin", Kind::kReads, [=] { return product->get_zemp_vin(); }}};
 }
 
 Outcome FailuresTest::outcomeOf(const Operation& operation) {
@@ -184,6 +166,9 @@ void FailuresTest::failEachCall(const Operation& operation, const State& state) 
       // C_Finalize is always made, or the module would stay up; C_Initialize never, or it would be up unknown
       // to its caller.
       if (function == (made ? "C_Initialize" : "C_Finalize")) continue;
+#ifdef CCI_SANITIZED  // ten times slower
+      if (made && function != "set_client_cert_and_move_key") continue;
+#endif
       SCOPED_TRACE(operation.name + " with " + state.name + ", call " + std::to_string(nth) + ' ' + function +
                    (made ? ", made" : ""));
       restore(state);

@@ -21,8 +21,6 @@ struct Call {
   std::string argument, result;
 };
 
-std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
-
 /// The client's objects on a token. Keys are public keys in PEM. What each function returns, the token must.
 struct Model {
   std::optional<std::string> temporary, installed;  // empty as long as nobody has seen the key

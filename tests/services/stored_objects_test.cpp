@@ -8,12 +8,16 @@
 namespace ozk::tee {
 
 using Botan::PKCS11::ReturnValue;
+using test_support::addTrustStoreGroup;
 
 class StoredObjectsTest : public ProductTest {
  protected:
+  static Botan::X509_Certificate root(const std::string& name) {
+    return test_support::CertificateAuthority(name).root();
+  }
   /// Stores a certificate under group 1 and this index.
   Botan::X509_Certificate import(std::uint32_t index) {
-    const auto certificate = test_support::CertificateAuthority("1_" + std::to_string(index)).root();
+    const auto certificate = root("1_" + std::to_string(index));
     test_support::importCertificate(*test_support::UserSession(), {label(1, index)}, certificate);
     return certificate;
   }
@@ -74,6 +78,33 @@ TEST_F(StoredObjectsTest, TheVinIsReturnedByteForByte) {
   test_support::importData(*test_support::UserSession(), {label(2, 1)}, vin);
   test_support::importData(*test_support::UserSession(), {label(2, 1)}, "a second one");
   EXPECT_EQ(product->get_zemp_vin(), vin);
+}
+
+TEST_F(StoredObjectsTest, RootsComeInTheOrderInWhichTheyWereStored) {
+  const Chain roots = {root("b"), root("c"), root("a")};
+  addTrustStoreGroup("ab", "CCI_CLIENT", roots);
+  addTrustStoreGroup("other", "CCI_CLIENT", {root("other")});
+  addTrustStoreGroup("e", "CCI_CLIENT", {});
+  provision("an identity is no root");
+  const std::string bundle = product->get_root_cert_bundle("ab");
+  EXPECT_EQ(bundle, pem(roots));
+  EXPECT_EQ(bundle.find('\n', 28) - bundle.find('\n'), 65u) << "64 characters a line";
+  EXPECT_EQ(product->get_root_cert_bundle("e"), "");
+}
+
+TEST_F(StoredObjectsTest, ATrustStoreGroupThatIsUnknownOrAnothersIsThrown) {
+  addTrustStoreGroup("a", "OTHER_CLIENT", {root("other")});
+  for (const char* group : {"a", "A", ""}) {
+    EXPECT_THROW(product->get_root_cert_bundle(group), Botan::Exception) << group;
+  }
+}
+
+TEST_F(StoredObjectsTest, NoRootIsLeftOutOfALargeTrustStoreGroup) {
+  Chain roots(101, authority.root());
+  roots[99] = root("the last of the first hundred");
+  roots.back() = root("the last");
+  addTrustStoreGroup("large", "CCI_CLIENT", roots);
+  EXPECT_EQ(product->get_root_cert_bundle("large"), pem(roots));
 }
 
 }  // namespace ozk::tee

@@ -53,9 +53,6 @@ class SpyToken {
   std::vector<SpiedCall> take_calls() { return std::exchange(m_calls, {}); }
   std::vector<std::string> take_texts();
 
-  /// Called after each call, from its thread.
-  std::function<void(const SpiedCall&)> observer;
-
   /// What each function of the module does.
   CK_RV call(const std::string& function, const std::string& arguments,
              const std::function<CK_RV()>& forward);

@@ -10,16 +10,14 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace test_support {
 
 /// The files of a token's folder as they were, while no module has them open.
 class TokenSnapshot {
  public:
-  /// Contents by path, each folder before what is in it; a folder has none.
-  using Entries = std::map<std::string, std::optional<std::string>>;
-
-  explicit TokenSnapshot(const std::filesystem::path& folder) : TokenSnapshot(folder, {}) {
+  explicit TokenSnapshot(std::filesystem::path folder) : m_folder(std::move(folder)) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder)) {
       auto& content = m_entries[entry.path()];
       if (entry.is_directory()) continue;
@@ -27,11 +25,6 @@ class TokenSnapshot {
       content.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
   }
-  TokenSnapshot(std::filesystem::path folder, Entries entries)
-      : m_folder(std::move(folder)), m_entries(std::move(entries)) {}
-
-  const std::filesystem::path& folder() const { return m_folder; }
-  const Entries& entries() const { return m_entries; }
 
   /// Puts them back, and nothing else.
   void restore() const {
@@ -54,7 +47,7 @@ class TokenSnapshot {
 
  private:
   std::filesystem::path m_folder;
-  Entries m_entries;
+  std::map<std::string, std::optional<std::string>> m_entries;  // contents by path; a folder has none
 };
 
 }  // namespace test_support

@@ -36,7 +36,6 @@ class CheckTest : public TokenTest {
   }
   ~CheckTest() override { EXPECT_EQ(::chdir("/"), 0); }
 
-  Handles generate_temporary() { return generate(marks()); }
   static Template marks() {
     return Template()
         .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")
@@ -44,28 +43,25 @@ class CheckTest : public TokenTest {
         .flag(TEE_CKA_VENDOR_PERMANENT, false)
         .add(CKA_LABEL, {10, 100, 0, 0, 0});
   }
-  /// A certificate for a key on the token, by ca, in token.der.
-  Value certificate_for(const Handles& pair) {
-    const Outcome outcome = admin("export " + std::to_string(pair[0]) +
+  Handles generate_temporary() { return generate(marks()); }
+  /// A certificate by ca for a key on the token, in token.der, and ca's behind it.
+  Value chain_for(CK_OBJECT_HANDLE key) {
+    const Outcome outcome = admin("export " + std::to_string(key) +
                                   " > key.pub && openssl x509 -new -force_pubkey key.pub -subj /CN=device -CA"
-                                  " ca.pem -CAkey ca.key -extfile client.ext -outform DER -out token.der");
+                                  " ca.pem -CAkey ca.key -extfile client.ext -outform DER -out token.der &&"
+                                  " cat token.der ca.der > chain.der");
     EXPECT_EQ(outcome.code, 0) << outcome.text;
-    return content_of("token.der");
+    std::ifstream chain("chain.der", std::ios::binary);
+    return Value(std::istreambuf_iterator<char>(chain), {});
   }
-  static Value content_of(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    return Value(std::istreambuf_iterator<char>(file), {});
-  }
-  CK_OBJECT_HANDLE store_chain(Value chain, const Value& rest = {}) {
-    chain.insert(chain.end(), rest.begin(), rest.end());
+  CK_OBJECT_HANDLE store_chain(const Value& chain) {
     Template object = marks().number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN).add(CKA_VALUE, chain);
     CK_OBJECT_HANDLE handle = 0;
     EXPECT_EQ(create(object.number(CKA_CLASS, CKO_CERTIFICATE).flag(CKA_TOKEN, true), &handle), OK);
     return handle;
   }
-  /// Installs a key pair and its chain, and removes the temporary objects. Returns the public key, the
-  /// private key and the chain.
-  Handles install(const Handles& pair, CK_OBJECT_HANDLE chain) {
+  /// Installs a key pair and its chain, and removes the temporary objects.
+  void install(CK_OBJECT_HANDLE chain, const Handles& pair) {
     unsigned char name[] = TEE_INTERFACE_NAME;
     TEE_INTERFACE* vendor = nullptr;
     reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"))(name, nullptr, &vendor, 0);
@@ -76,14 +72,14 @@ class CheckTest : public TokenTest {
     for (const CK_OBJECT_HANDLE object : added) {
       EXPECT_EQ(destroy(object), OK);
     }
-    return {find(Class(CKO_PUBLIC_KEY))[0], find(Class(CKO_PRIVATE_KEY))[0], find(Class(CKO_CERTIFICATE))[0]};
   }
-  Handles install() {
+  void install() {
     const Handles pair = generate_temporary();
-    return install(pair, store_chain(certificate_for(pair), content_of("ca.der")));
+    install(store_chain(chain_for(pair[0])), pair);
   }
-  /// Destroys the group's object without its roots.
-  void destroy_group() {
+  /// Adds a trust group, then destroys its object without its root.
+  void leave_root() {
+    EXPECT_EQ(admin("add-trust-group backend ca.pem --so-pin-hex 6f666669636572").code, 0);
     m_token->C_Logout(m_session);
     EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
     EXPECT_EQ(destroy(find(Class(TEE_CKO_TRUST_STORE_GROUP))[0]), OK);
@@ -94,11 +90,6 @@ class CheckTest : public TokenTest {
   void damage(CK_OBJECT_HANDLE object) {
     alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(object));
   }
-  static void enter_wrong_pin(int times) {
-    for (int i = 0; i < times; ++i) {
-      EXPECT_EQ(admin("list --pin-hex 31313131").code, 3);
-    }
-  }
 
  private:
   test_support::TemporaryFolder m_files;
@@ -106,38 +97,41 @@ class CheckTest : public TokenTest {
 
 TEST_F(CheckTest, FindsEachClassOfFaultAndExitsWithItsCode) {
   const std::string officer = " --so-pin-hex 6f666669636572";
+  const std::string wrong_pin = "'" TEE_TOKEN_ADMIN "' list --pin-hex 31313131;";
   const struct {
     std::function<void()> make;
     int code;
-    std::string text, arguments = "";
+    std::string text, command = "check";
   } cases[] = {
       {[&] { install(), generate_temporary(); }, 0, "0 findings, 5 objects"},
       {[&] { destroy(generate_temporary()[0]), destroy(generate_temporary()[1]); }, 12, "does not match"},
       {[&] { destroy(generate_temporary()[0]); }, 13, "temporary: 0 public keys, 1 private key (object"},
-      {[&] { destroy(install()[2]); }, 13, "0 chains; install"},
-      {[&] { install(generate_temporary(), store_chain({})); }, 13, "is empty"},
+      {[&] { install(), destroy(find(Class(CKO_CERTIFICATE))[0]); }, 13, "0 chains; install"},
+      {[&] { install(store_chain({}), generate_temporary()); }, 13, "is empty"},
       {[&] { damage(generate()[0]); }, 14, "CKR_DEVICE_ERROR; if it persists"},
+      {[&] { damage(generate()[0]); }, 0, "unreadable", "list"},
       {[&] {
-         generate_temporary(), store_chain({1, 2});
+         generate(marks()), store_chain(Value{1, 2});
        },
        14, "unreadable"},
-      {[&] { install(); }, 16, "chain (object", "--days 31"},
-      {[&] { admin("import-cert 1_11 ca.pem"); }, 16, "will expire", "--days 31"},
-      {[&] { admin("add-trust-group backend ca.pem" + officer), destroy_group(); }, 18, "does not exist"},
-      {[&] { admin("add-trust-group backend ca.pem" + officer); }, 0, "2 objects"},
-      {[&] { store_chain(certificate_for(generate_temporary())); }, 19, "client CCI_CLIENT, key LYR"},
+      {[&] { install(); }, 16, "chain (object", "check --days 31"},
+      {[&] { admin("import-cert 1_11 ca.pem"); }, 16, "will expire", "check --days 31"},
+      {[&] { leave_root(); }, 18, "does not exist"},
+      {[&] { leave_root(), admin("add-trust-group backend ca.pem" + officer); }, 0, "2 objects"},
+      {[&] { store_chain(chain_for(generate_temporary()[0])); }, 19, "client CCI_CLIENT, key LYR"},
       {[&] { generate_temporary(), generate_temporary(); }, 19, "2 public keys (object"},
-      {[&] { enter_wrong_pin(9); }, 11, "one try left"},
-      {[&] { enter_wrong_pin(1); }, 11, "tee-token reset-pin"},
+      {[&] { shell("for i in 1 2 3 4 5 6 7 8 9; do " + wrong_pin + "done"); }, 11, "one try left"},
+      {[&] { shell(wrong_pin); }, 11, "tee-token reset-pin"},
   };
   for (const auto& each : cases) {
     each.make();
-    const Outcome outcome = admin("check " + each.arguments);
+    const Outcome outcome = admin(each.command);
     EXPECT_EQ(outcome.code, each.code) << each.text << "\n" << outcome.text;
     EXPECT_THAT(outcome.text, HasSubstr(each.text));
     for (const CK_OBJECT_HANDLE object : find()) {
       admin("destroy --force " + std::to_string(object) + officer);
     }
+    EXPECT_EQ(find(), Handles()) << each.text;
   }
   EXPECT_THAT(admin("check --json").text, HasSubstr(R"("class": "pin")"));
 }
@@ -190,21 +184,15 @@ TEST_F(CheckTest, TellsApartWhatIsWrongWithAChain) {
 }
 
 TEST_F(CheckTest, ComparesAChainWithThePendingKeyOfALabelAndKeepsTheInstalledOne) {
-  const Handles old = install();
-  certificate_for(generate_temporary());
+  install();
+  const CK_OBJECT_HANDLE installed = find(Class(CKO_PUBLIC_KEY))[0];
+  chain_for(generate_temporary()[0]);
   EXPECT_EQ(admin("check-chain --key 10_100 token.der").code, 0);
-  certificate_for(old);
+  chain_for(installed);
   EXPECT_EQ(admin("check-chain --key 10_100 token.der").code, 12);
-  EXPECT_THAT(admin("destroy " + std::to_string(old[0])).text, HasSubstr("a part of an installed identity"));
+  EXPECT_THAT(admin("destroy " + std::to_string(installed)).text,
+              HasSubstr("a part of an installed identity"));
   EXPECT_EQ(find().size(), 5u);
-}
-
-TEST_F(CheckTest, ListsADamagedObjectAndDestroysIt) {
-  const Handles pair = generate();
-  damage(pair[0]);
-  EXPECT_THAT(admin("list").text, testing::AllOf(HasSubstr("unreadable"), HasSubstr("private key")));
-  EXPECT_EQ(admin("destroy --force " + std::to_string(pair[0])).code, 0);
-  EXPECT_EQ(find(), Handles{pair[1]});
 }
 
 }  // namespace

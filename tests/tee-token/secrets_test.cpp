@@ -10,8 +10,8 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
+#include "store/token.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -29,12 +29,10 @@ class Secret {
 
   /// Gives the bytes to `use` and overwrites them.
   template <typename Use>
-  auto with(Use use) const {
+  Answer with(Use use) const {
     std::array<CK_BYTE, 32> clear = m_masked;
-    for (CK_BYTE& byte : clear) {
-      byte ^= kMask;
-    }
-    const auto result = use(clear.data(), clear.size());
+    for (CK_BYTE& byte : clear) byte ^= kMask;
+    const Answer result = use(clear.data(), clear.size());
     OPENSSL_cleanse(clear.data(), clear.size());
     return result;
   }
@@ -46,8 +44,8 @@ class Secret {
     return turned;
   }
 
-  bool is_in(const Value& memory) const {
-    const auto same = [](CK_BYTE found, CK_BYTE masked) { return found == (masked ^ kMask); };
+  bool is_in(const std::string& memory) const {
+    const auto same = [](char found, CK_BYTE masked) { return CK_BYTE(found) == (masked ^ kMask); };
     return std::search(memory.begin(), memory.end(), m_masked.begin(), m_masked.end(), same) != memory.end();
   }
 
@@ -65,72 +63,68 @@ std::vector<std::string> places_of(const Secret& secret) {
     char rights[5] = {};
     std::sscanf(line.c_str(), "%lx-%lx %4s", &first, &end, rights);
     constexpr unsigned long kSanitizersOwn = 1UL << 24;  // its shadow has terabytes
-    if (rights[1] != 'w' || end - first > kSanitizersOwn) {
-      continue;
-    }
-    Value content(end - first);
+    if (rights[1] != 'w' || end - first > kSanitizersOwn) continue;
+    std::string content(end - first, ' ');
     const ssize_t length = ::pread(memory, content.data(), content.size(), static_cast<off_t>(first));
     content.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-    if (secret.is_in(content)) {
-      places.push_back(line);
-    }
+    if (secret.is_in(content)) places.push_back(line);
     OPENSSL_cleanse(content.data(), content.size());
   }
   ::close(memory);
   return places;
 }
 
-class SecretsTest : public TokenTest {
- protected:
-  Answer import(const Secret& scalar, CK_OBJECT_HANDLE* key) {
-    return scalar.with([&](CK_BYTE* value, CK_ULONG length) {
-      CK_OBJECT_CLASS object_class = CKO_PRIVATE_KEY;
-      CK_KEY_TYPE type = CKK_EC;
-      CK_BBOOL yes = CK_TRUE;
-      CK_ATTRIBUTE object[] = {{CKA_CLASS, &object_class, sizeof object_class},
-                               {CKA_KEY_TYPE, &type, sizeof type},
-                               {CKA_TOKEN, &yes, 1},
-                               {CKA_EC_PARAMS, const_cast<CK_BYTE*>(kP256.data()), kP256.size()},
-                               {CKA_VALUE, value, length}};
-      return answer(m_token->C_CreateObject(m_session, object, 5, key));
-    });
-  }
-};
+using SecretsTest = TokenTest;
 
 TEST_F(SecretsTest, NeitherPinNorKeyStaysInMemoryOrComesIntoAFile) {
   const Secret pin, scalar;
+  Template object = Class(CKO_PRIVATE_KEY).number(CKA_KEY_TYPE, CKK_EC).flag(CKA_TOKEN, true);
+  CK_ATTRIBUTE* const attributes = object.add(CKA_EC_PARAMS, kP256).add(CKA_VALUE, {}).data();
+  CK_OBJECT_HANDLE key = 0, copied = 0, session_copy = 0;
   ASSERT_EQ(pin.with([&](CK_BYTE* value, CK_ULONG length) {
-    return answer(
-        m_token->C_SetPIN(m_session, const_cast<CK_BYTE*>(kPin.data()), kPin.size(), value, length));
+    return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), value, length);
   }),
             OK);
   ASSERT_EQ(pin.with([&](CK_BYTE* value, CK_ULONG length) {
-    return answer(m_token->C_Login(m_session, CKU_USER, value, length));
+    return m_token->C_Login(m_session, CKU_USER, value, length);
   }),
             OK);
-  CK_OBJECT_HANDLE key = 0, copy = 0, session_copy = 0;
-  ASSERT_EQ(import(scalar, &key), OK);
-  Template for_session = Template().flag(CKA_TOKEN, false);
-  ASSERT_EQ(answer(m_token->C_CopyObject(m_session, key, nullptr, 0, &copy)), OK);
-  ASSERT_EQ(answer(m_token->C_CopyObject(m_session, key, for_session.data(), 1, &session_copy)), OK);
-  Value result(64);
-  for (const CK_OBJECT_HANDLE each : {key, copy, session_copy}) {
-    EXPECT_EQ(read(each, CKA_VALUE, result), answer(CKR_ATTRIBUTE_SENSITIVE));
+  ASSERT_EQ(scalar.with([&](CK_BYTE* value, CK_ULONG length) {
+    attributes[4] = {CKA_VALUE, value, length};
+    return m_token->C_CreateObject(m_session, attributes, object.size(), &key);
+  }),
+            OK);
+  ASSERT_EQ(copy(key, Template(), &copied), OK);
+  ASSERT_EQ(copy(key, Template().flag(CKA_TOKEN, false), &session_copy), OK);
+  Value result;
+  for (const CK_OBJECT_HANDLE each : {key, copied, session_copy}) {
+    EXPECT_EQ(read(each, CKA_VALUE, result), CKR_ATTRIBUTE_SENSITIVE);
     EXPECT_EQ(sign(each, CKM_ECDSA_SHA256, {1}, result), OK);
   }
   CK_MECHANISM mechanism = {CKM_ECDSA_SHA256, nullptr, 0};
-  ASSERT_EQ(answer(m_token->C_SignInit(m_session, &mechanism, copy)), OK);
+  ASSERT_EQ(answer(m_token->C_SignInit(m_session, &mechanism, copied)), OK);
   EXPECT_THAT(places_of(scalar.reversed()), testing::Not(testing::IsEmpty())) << "a key at work can be found";
 
-  ASSERT_EQ(answer(m_token->C_Logout(m_session)), OK);
-  EXPECT_THAT(places_of(scalar), testing::IsEmpty());
-  EXPECT_THAT(places_of(scalar.reversed()), testing::IsEmpty());
-  EXPECT_THAT(places_of(pin), testing::IsEmpty());
-  for (const auto& entry : std::filesystem::directory_iterator(folder())) {
-    std::ifstream file(entry.path(), std::ios::binary);
-    const Value content(std::istreambuf_iterator<char>(file), {});
-    EXPECT_FALSE(content.empty() || scalar.is_in(content) || pin.is_in(content)) << entry.path();
+  ASSERT_EQ(logout(), OK);
+  for (const Secret& secret : {scalar, scalar.reversed(), pin}) {
+    EXPECT_THAT(places_of(secret), testing::IsEmpty());
+    for (const auto& entry : std::filesystem::directory_iterator(folder())) {
+      EXPECT_FALSE(secret.is_in(content_of(entry.path()))) << entry.path();
+    }
   }
+}
+
+TEST_F(SecretsTest, EachTokenHasAMasterKeyOfItsOwn) {
+  std::vector<tee_token::Bytes> keys;
+  m_token->C_CloseAllSessions(0);
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(init_token(), OK);
+    tee_token::Token token{tee_token::DeviceFolder(folder())};
+    token.log_in(tee_token::User::kSecurityOfficer, {kOfficerPin.data(), kOfficerPin.size()});
+    keys.push_back(token.login().value().master_key);
+  }
+  EXPECT_EQ(keys[0].size(), 32u);
+  EXPECT_NE(keys[0], keys[1]);
 }
 
 }  // namespace

@@ -3,29 +3,26 @@
 
 #pragma once
 
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "token_test.h"
 
 namespace token_test {
 
-/// PINs that a user may have, in the order in which they are tried.
-using Pins = std::vector<Value>;
+/// A token whose state can be compared.
+class TokenStateTest : public TokenTest {
+ protected:
+  /// What a program that starts now finds: whether there is a token, which PINs open it (0 is kPin or
+  /// kOfficerPin, 1 is kNewPin), and all objects, one a line: number, attributes, and of a private key also
+  /// the number of the public key that verifies its signatures. Leaves the module finalised.
+  std::string state();
 
-/// All objects that the session sees, one a line: number, attributes, and of a private key also the number of
-/// the public key that verifies what it signs. Points of keys above `last_known`, which are random, are left
-/// out.
-std::string objects_text(const CK_FUNCTION_LIST& token, CK_SESSION_HANDLE session,
-                         CK_OBJECT_HANDLE last_known);
+ private:
+  std::string pin_text(CK_USER_TYPE user, const Value& pin);
+  std::string attributes_text(CK_OBJECT_HANDLE object);
+  std::string verifier_text(CK_OBJECT_HANDLE key);
+};
 
-/// All that a program that starts now learns of the token: whether there is one, which PINs open it, and its
-/// objects. The module must not be initialised.
-std::string token_text(const CK_FUNCTION_LIST& token, const Pins& user, const Pins& officer,
-                       CK_OBJECT_HANDLE last_known);
-
-/// How far the counters are: the flags of C_GetTokenInfo.
-std::string tries_text(const CK_FUNCTION_LIST& token);
+std::vector<std::string> lines_of(const std::string& text);
 
 }  // namespace token_test

@@ -4,14 +4,12 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "base/attributes.h"
 #include "base/return_value_name.h"
 #include "support/temporary_folder.h"
 #include "tee_token/vendor_interface.h"
@@ -21,12 +19,17 @@ namespace token_test {
 using Value = std::vector<std::uint8_t>;
 using Handles = std::vector<CK_OBJECT_HANDLE>;
 
-/// A Cryptoki answer; a failed comparison prints names.
-enum class Answer : CK_RV {};
-constexpr Answer OK{CKR_OK};
-inline void PrintTo(Answer answer, std::ostream* out) {
-  *out << tee_token::return_value_name(static_cast<CK_RV>(answer));
-}
+/// What a Cryptoki function returns; a failed comparison prints its name.
+struct Answer {
+  constexpr Answer(CK_RV value) : code(value) {}
+  friend bool operator==(Answer a, Answer b) { return a.code == b.code; }
+  friend bool operator!=(Answer a, Answer b) { return a.code != b.code; }
+  friend void PrintTo(Answer a, std::ostream* out) { *out << tee_token::return_value_name(a.code); }
+
+  CK_RV code;
+};
+constexpr Answer OK = CKR_OK;
+inline Answer answer(CK_RV code) { return code; }
 
 /// A Cryptoki template that owns its values.
 class Template {
@@ -36,21 +39,18 @@ class Template {
     return *this;
   }
   Template& number(CK_ATTRIBUTE_TYPE type, CK_ULONG value) {
-    Value bytes(sizeof value);
-    std::memcpy(bytes.data(), &value, sizeof value);
-    return add(type, bytes);
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(&value);
+    return add(type, Value(first, first + sizeof value));
   }
   Template& flag(CK_ATTRIBUTE_TYPE type, bool value) { return add(type, Value(1, value ? 1 : 0)); }
   Template& text(CK_ATTRIBUTE_TYPE type, const std::string& value) {
     return add(type, Value(value.begin(), value.end()));
   }
 
-  /// Good until the next change.
+  /// Valid until the next change.
   CK_ATTRIBUTE* data() {
     m_attributes.clear();
-    for (auto& item : m_items) {
-      m_attributes.push_back({item.first, item.second.data(), item.second.size()});
-    }
+    for (auto& [type, value] : m_items) m_attributes.push_back({type, value.data(), value.size()});
     return m_attributes.data();
   }
   CK_ULONG size() const { return m_items.size(); }
@@ -61,57 +61,68 @@ class Template {
 };
 
 inline Template Class(CK_OBJECT_CLASS object_class) { return Template().number(CKA_CLASS, object_class); }
+/// A data object of the token.
+inline Template data_object(const std::string& value) {
+  return Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_VALUE, value);
+}
 
-/// The platform's user PIN, and one for the security officer.
-const Value kPin = {'4', '0', '7', '1', '8', '2', '9', '3', 0};
-const Value kOfficerPin = {'o', 'f', 'f', 'i', 'c', 'e', 'r'};
+/// The platform's user PIN, and others.
+const Value kPin = {'4', '0', '7', '1', '8', '2', '9', '3', 0}, kNewPin = {'n', 'e', 'w', '-', 'p', 'i', 'n'};
+const Value kOfficerPin = {'o', 'f', 'f', 'i', 'c', 'e', 'r'}, kWrongPin = {'w', 'r', 'o', 'n', 'g'};
 const Value kP256 = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07};
+
+/// Bytes that a Cryptoki function only reads.
+inline CK_BYTE* bytes(const Value& value) { return const_cast<CK_BYTE*>(value.data()); }
 
 /// Runs SQL on a store, behind the token's back.
 void alter_store(const std::string& file, const std::string& sql);
+std::string content_of(const std::string& file);
 
-/// Marks the objects that match as installed, as otherwise only an installation does.
-void make_permanent(const std::string& folder, const tee_token::Attributes& wanted);
+/// Symbol of the module under test.
+void* module_symbol(const char* name);
+CK_FUNCTION_LIST* cryptoki();
+const TEE_FUNCTION_LIST* vendor_functions();
 
 /// A token in a folder of its own, initialised, with a read-write session that nobody is logged in to.
-/// The module is used through its two exported functions alone.
 class TokenTest : public testing::Test {
  protected:
   TokenTest();
-  ~TokenTest() override;
+  ~TokenTest() override { m_token->C_Finalize(nullptr); }
 
-  /// C_Finalize and C_Initialize: what a new process would see.
-  void restart();
-  void open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION);
+  /// C_Finalize and C_Initialize, then a session: what a new process would see.
+  Answer restart();
+  Answer open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION);
   Answer login(const Value& pin = kPin, CK_USER_TYPE user = CKU_USER);
-  Answer init_token(const Value& officer_pin);
-  Answer init_pin(const Value& pin);
+  Answer logout() { return m_token->C_Logout(m_session); }
+  Answer init_token();
+  Answer init_pin(const Value& pin) { return m_token->C_InitPIN(m_session, bytes(pin), pin.size()); }
 
-  Answer create(Template object, CK_OBJECT_HANDLE* handle = nullptr);
-  Answer destroy(CK_OBJECT_HANDLE object);
+  Answer create(Template object, CK_OBJECT_HANDLE* made = nullptr);
+  Answer copy(CK_OBJECT_HANDLE object, Template changes = Template(), CK_OBJECT_HANDLE* made = nullptr);
+  Answer set(CK_OBJECT_HANDLE object, Template changes);
+  Answer destroy(CK_OBJECT_HANDLE object) { return m_token->C_DestroyObject(m_session, object); }
   /// A key pair on the token; both halves get the marks.
+  Answer generate(Template marks, Handles& keys);
   Handles generate(Template marks = Template());
+  Answer find(Template wanted, Handles& found);
   Handles find(Template wanted = Template());
   Answer read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Value& value);
   Value value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
   Answer sign(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, Value& signature);
   Answer verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, const Value& signature);
+  Answer install(const Handles& installed, const Handles& added);
+  Handles installed() { return find(Template().flag(TEE_CKA_VENDOR_PERMANENT, true)); }
 
-  std::string file(const char* name) const { return (m_folder.path() / "token" / name).string(); }
   std::string folder() const { return (m_folder.path() / "token").string(); }
+  std::string file(const std::string& name) const { return folder() + "/" + name; }
   /// Runs SQL on the store, behind the token's back.
   void alter_store(const std::string& sql) { token_test::alter_store(file("token.db"), sql); }
 
-  CK_FUNCTION_LIST* m_token = nullptr;
+  CK_FUNCTION_LIST* const m_token = cryptoki();
   CK_SESSION_HANDLE m_session = 0;
 
  private:
   test_support::TemporaryFolder m_folder;
 };
-
-inline Answer answer(CK_RV code) { return Answer{code}; }
-
-/// Symbol of the module under test.
-void* module_symbol(const char* name);
 
 }  // namespace token_test

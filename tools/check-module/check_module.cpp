@@ -127,21 +127,20 @@ class ModuleCheck {
   /// Waits for the judgement and returns whether the child process goes on.
   bool add_judgement(ChildProcess& child, const Clause& clause) {
     pollfd socket = {child.socket(), POLLIN, 0};
-    const int ready = ::poll(&socket, 1, static_cast<int>(m_limit) * 1000);
-    if (ready <= 0) {
+    int ready = -1;
+    while (ready < 0 && interrupted == 0) {  // less than 0 after a signal
+      ready = ::poll(&socket, 1, static_cast<int>(m_limit) * 1000);
+    }
+    if (ready <= 0 || interrupted != 0) {
       child.kill();
     }
     if (interrupted != 0) {
-      child.kill();
       throw Interrupted();
     }
     const auto message = ready > 0 ? receive_message(child.socket()) : std::nullopt;
-    if (message) {
-      m_report.add(clause, judgement_of(*message));
-    } else {
-      const std::string limit = "no end within " + std::to_string(m_limit) + " s";
-      m_report.add(clause, {Verdict::kWrong, ready > 0 ? child.wait() : limit});
-    }
+    const std::string end = ready > 0 ? "" : "no end within " + std::to_string(m_limit) + " s";
+    m_report.add(clause, message ? judgement_of(*message)
+                                 : Judgement{Verdict::kWrong, end.empty() ? child.wait() : end});
     m_report.print_last();
     return message.has_value();
   }

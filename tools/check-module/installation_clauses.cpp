@@ -140,12 +140,12 @@ Judgement refuses_incomplete_identities(Trial& trial) {
       {"an installation that does not name what is installed", {}, added},
       {"an installation that names a part of what is installed", {installed.handles[0]}, added},
   };
-  const Handles before = user.find(labelled(trial.mark()));
+  const Handles before = user.find(labelled(trial.mark().label()));
   for (const auto& each : cases) {
     trial.step(each.name);
     const unsigned long code = setClientCertAndMoveKey(user.session(), each.installed, each.added);
     trial.require(code != CKR_OK, "was not refused");
-    trial.require(user.find(labelled(trial.mark())) == before,
+    trial.require(user.find(labelled(trial.mark().label())) == before,
                   "was refused (" + name_of(code) + "), and something was changed");
     require_active(trial, user, installed.certificate);
   }

@@ -7,7 +7,7 @@
 #include <botan/p11_x509.h>
 
 #include <algorithm>
-#include <iterator>
+#include <sstream>
 
 #include "shared/object_attributes.h"
 
@@ -18,12 +18,6 @@ using namespace Botan::PKCS11;
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-Template labelled(const Bytes& label) {
-  Template sought;
-  sought.add_binary(AttributeType::Label, label);
-  return sought;
-}
 
 /// The label is compared again: a module whose search ignores labels finds objects of others.
 Handles find_labelled(TokenSession& token, const Bytes& label) {
@@ -40,39 +34,13 @@ void try_to_destroy(TokenSession& token, ObjectHandle handle) {
   return_value_of([&] { Object(token.session(), handle).destroy(); });
 }
 
-bool is_empty(const Object& object) {
-  constexpr CK_ATTRIBUTE_TYPE kContent[] = {CKA_LABEL,     CKA_ID,        CKA_VALUE,
-                                            CKA_VALUE_LEN, CKA_EC_PARAMS, CKA_MODULUS};
-  return std::all_of(std::begin(kContent), std::end(kContent),
-                     [&](CK_ATTRIBUTE_TYPE type) { return value_of(object, type).empty(); });
-}
-
-/// Runs a call that makes objects. Some modules keep an empty object of a call that they refuse: it is
-/// destroyed.
-template <typename Call>
-void make(TokenSession& token, const Call& call) {
-  const Handles before = token.find(Template());
-  try {
-    call(token.session().module());
-  } catch (const PKCS11_ReturnError&) {
-    for (const ObjectHandle handle : token.find(Template())) {
-      if (std::count(before.begin(), before.end(), handle) == 0 &&
-          is_empty(Object(token.session(), handle))) {
-        try_to_destroy(token, handle);
-      }
-    }
-    throw;
-  }
-}
-
 Handles generate(Trial& trial, TokenSession& token, const Template& public_key, const Template& private_key) {
   Mechanism mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
   Handles handles(2);
   trial.step("C_GenerateKeyPair");
-  make(token, [&](Module& module) {
-    module->C_GenerateKeyPair(token.session().handle(), &mechanism, public_key.data(), public_key.count(),
-                              private_key.data(), private_key.count(), &handles[0], &handles[1]);
-  });
+  token.session().module()->C_GenerateKeyPair(token.session().handle(), &mechanism, public_key.data(),
+                                              public_key.count(), private_key.data(), private_key.count(),
+                                              &handles[0], &handles[1]);
   return handles;
 }
 
@@ -95,10 +63,8 @@ UserSession::~UserSession() {
 ObjectHandle create(Trial& trial, TokenSession& token, const std::string& what, const Template& object) {
   trial.step("C_CreateObject of " + what);
   ObjectHandle handle = 0;
-  make(token, [&](Module& module) {
-    module->C_CreateObject(token.session().handle(), object.data(), static_cast<Ulong>(object.count()),
-                           &handle);
-  });
+  token.session().module()->C_CreateObject(token.session().handle(), object.data(),
+                                           static_cast<Ulong>(object.count()), &handle);
   return handle;
 }
 
@@ -157,9 +123,10 @@ void require_attributes(const Trial& trial, TokenSession& token, ObjectHandle ha
   for (const Attribute& attribute : given.attributes()) {
     const auto* const bytes = static_cast<const std::uint8_t*>(attribute.pValue);
     const Bytes found = value_of(Object(token.session(), handle), attribute.type);
-    trial.require(found == Bytes(bytes, bytes + attribute.ulValueLen),
-                  "attribute " + std::to_string(attribute.type) + " reads as " + Botan::hex_encode(found) +
-                      " instead of " + Botan::hex_encode(bytes, attribute.ulValueLen));
+    std::ostringstream text;
+    text << "attribute 0x" << std::hex << attribute.type << " reads as " << Botan::hex_encode(found)
+         << " instead of " << Botan::hex_encode(bytes, attribute.ulValueLen);
+    trial.require(found == Bytes(bytes, bytes + attribute.ulValueLen), text.str());
   }
 }
 

@@ -42,8 +42,8 @@ Template chain_template(const Mark& mark, const std::vector<Botan::X509_Certific
 /// The template without the vendor's attributes.
 Template without_vendor_attributes(const Template& all);
 
-/// A template that finds all objects with the mark's label.
-Template labelled(const Mark& mark);
+/// A template that finds all objects with the label.
+Template labelled(const std::vector<std::uint8_t>& label);
 
 // Each makes objects, which its template has to mark, and returns their handles.
 

@@ -47,9 +47,9 @@ Template chain_template(const Mark& mark, const std::vector<Botan::X509_Certific
   return marked(object, mark);
 }
 
-Template labelled(const Mark& mark) {
+Template labelled(const std::vector<std::uint8_t>& label) {
   Template sought;
-  sought.add_binary(AttributeType::Label, mark.label());
+  sought.add_binary(AttributeType::Label, label);
   return sought;
 }
 

@@ -19,22 +19,24 @@ constexpr std::uint32_t kAtOnce = 100;  // the library asks for so many
 
 /// A vendor attribute with the value that is stored, and another one.
 struct VendorAttribute {
+  const char* name;
   AttributeType type;
   std::string value, other;
 };
 
 const VendorAttribute kVendorAttributes[] = {
-    {kKeyId, "key", "other"},
-    {kClientId, "client", "other"},
-    {kPermanent, std::string(1, '\0'), std::string(1, '\1')},
-    {kTrustStoreGroup, "group", "other"},
+    {"0x80001002", kKeyId, "key", "other"},
+    {"0x80001003", kClientId, "client", "other"},
+    {"0x80001004", kPermanent, std::string(1, '\0'), std::string(1, '\1')},
+    {"0x80001005", kTrustStoreGroup, "group", "other"},
 };
 
 void require_search(Trial& trial, TokenSession& token, const VendorAttribute& attribute) {
   for (const std::string& value : {attribute.value, attribute.other}) {
-    Template sought = labelled(trial.mark());
+    Template sought = labelled(trial.mark().label());
     sought.add_string(attribute.type, value);
-    trial.step("a search for vendor attribute " + std::to_string(static_cast<CK_ULONG>(attribute.type)));
+    trial.step(std::string("a search for ") + (value == attribute.value ? "" : "another value of ") +
+               attribute.name);
     const std::size_t found = token.find(sought).size();
     trial.require(found == (value == attribute.value ? 1 : 0), "finds " + std::to_string(found) + " objects");
   }
@@ -108,7 +110,7 @@ Judgement continues_a_search(Trial& trial) {
   for (std::uint32_t i = 0; i <= kAtOnce; ++i) {
     create_data(trial, user, std::to_string(i));
   }
-  ObjectFinder finder(user.session(), labelled(trial.mark()).attributes());
+  ObjectFinder finder(user.session(), labelled(trial.mark().label()).attributes());
   for (const std::size_t wanted : {std::size_t{kAtOnce}, std::size_t{1}, std::size_t{0}}) {
     const std::size_t found = finder.find(kAtOnce).size();
     trial.step("C_FindObjects");
@@ -126,7 +128,7 @@ Judgement destroys(Trial& trial) {
     trial.step("C_DestroyObject");
     Object(user.session(), object).destroy();
     trial.step("after C_DestroyObject");
-    const Handles found = user.find(labelled(trial.mark()));
+    const Handles found = user.find(labelled(trial.mark().label()));
     trial.require(std::count(found.begin(), found.end(), object) == 0, "it is still found");
     const CK_RV code =
         return_value_of([&] { Object(user.session(), object).get_attribute_value(AttributeType::Class); });

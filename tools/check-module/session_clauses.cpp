@@ -35,7 +35,7 @@ void require_tries(const Target& target) {
 
 /// Whether the trial's private object is found.
 void require_found(const Trial& trial, TokenSession& token, bool wanted) {
-  const bool found = !token.find(labelled(trial.mark())).empty();
+  const bool found = !token.find(labelled(trial.mark().label())).empty();
   trial.require(found == wanted, std::string("a private object is ") + (found ? "" : "not ") + "found");
 }
 

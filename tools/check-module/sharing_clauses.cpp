@@ -65,13 +65,14 @@ Judgement log_in_and_answer(Trial& trial, int parent) {
   UserSession user(trial);
   send_message(parent, "logged in");
   while (receive_message(parent)) {
-    send_message(parent, "finds " + std::to_string(user.find(labelled(trial.mark())).size()) + " objects");
+    send_message(parent,
+                 "finds " + std::to_string(user.find(labelled(trial.mark().label())).size()) + " objects");
   }
   return {};
 }
 
 /// A session in another process, which reports at each message how many objects with the mark it finds.
-void be_the_second_process(Trial trial, int parent) {
+void run_second_process(Trial trial, int parent) {
   const Judgement judgement = trial.judge([&](Trial& own) { return log_in_and_answer(own, parent); });
   if (!judgement.holds()) {
     send_message(parent, "fails: " + judgement.text);
@@ -101,7 +102,7 @@ Judgement keeps_trust_groups(Trial& trial) {
 
 // The second process starts before this one loads the module, and logs in before this one does.
 Judgement shows_changes_to_a_second_process(Trial& trial) {
-  const ChildProcess second([&](int parent) { be_the_second_process(trial, parent); });
+  const ChildProcess second([&](int parent) { run_second_process(trial, parent); });
   trial.step("before C_CreateObject");
   require_answer(trial, second, "logged in");
   UserSession user(trial);

@@ -49,7 +49,7 @@ Judgement measures_a_session(Trial& trial) {
   return median_of([&] {
     TokenSession user(trial.target());
     user.login(UserType::User);
-    user.find(labelled(trial.mark()));
+    user.find(labelled(trial.mark().label()));
   });
 }
 

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "base/cryptoki.h"
+#include "tee_token/vendor_interface.h"
 
 namespace tee_token_admin {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "base/cryptoki.h"
+#include "tee_token/vendor_interface.h"
 
 namespace tee_token_admin {
 

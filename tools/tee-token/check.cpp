@@ -21,20 +21,19 @@ namespace {
 
 struct File {
   const char* name;
-  off_t shortest, longest;  // 0: any
+  off_t length;  // 0: any
   const char* remedy;
 };
 
-constexpr File kFiles[] = {{"device.key", 32, 32, "; only a new token in an empty folder helps"},
-                           {"token.db", 0, 0, ""},
-                           {"pin-tries", 2, 2, "; write two zero bytes to it"}};
+constexpr File kFiles[] = {{"device.key", 32, "; only a new token in an empty folder helps"},
+                           {"token.db", 0, ""},
+                           {"pin-tries", 2, "; write two zero bytes to it"}};
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
-  if (file.longest != 0 && ::stat(path.c_str(), &status) == 0 &&
-      (status.st_size < file.shortest || status.st_size > file.longest)) {
+  if (file.length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != file.length) {
     findings.add(Fault::kFiles,
-                 path + " is damaged: it must hold " + std::to_string(file.longest) + " bytes" + file.remedy);
+                 path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
   }
 }
 

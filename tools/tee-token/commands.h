@@ -12,7 +12,7 @@
 
 namespace tee_token_admin {
 
-/// Keeps other commands that use it off the platform's token until the result is destroyed, so that a command
+/// Locks the platform's token, until the result is destroyed, against other commands that lock it: a command
 /// can check and then change. Waits for them. Locks nothing when there is no token folder or the module is
 /// another one. Throws UsageError.
 tee_token::FileDescriptor lock_token(const Target& target);

@@ -30,8 +30,8 @@ using Pkcs8 = tee_token::Owned<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 // Without it, an encrypted key would ask for its password.
 int no_password(char*, int, int, void*) { return -1; }
 
-/// Null when the text is no private key. Reads each form that tools write, with parameters before the key,
-/// too.
+/// Null when the text is no private key. Reads PKCS#8 and SEC 1, DER and PEM, which may begin with
+/// parameters.
 tee_token::PKey parse_key(const std::string& text) {
   const int size = static_cast<int>(text.size());
   if (text.find("-----BEGIN ") != std::string::npos) {

@@ -10,6 +10,8 @@
 #include <iomanip>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <tuple>
+#include <utility>
 
 #include "commands.h"
 #include "shared/error_line.h"
@@ -42,13 +44,8 @@ std::string describe_key(const Object& object) {
   return Botan::EC_Group(value_of(object, CKA_EC_PARAMS)).get_curve_oid().to_formatted_string();
 }
 
-struct Described {
-  const char* object_class;
-  std::string details;
-};
-
-Described describe(TokenSession& token, const Object& object) {
-  Session& session = token.session();
+/// The object's class and details.
+std::pair<const char*, std::string> describe(TokenSession& token, const Object& object) {
   switch (number_of(object, CKA_CLASS)) {
     case CKO_DATA:
       return {"data", counted(value_of(object, CKA_VALUE).size(), "byte")};
@@ -58,9 +55,9 @@ Described describe(TokenSession& token, const Object& object) {
       return {"private key", describe_key(object)};
     case CKO_CERTIFICATE:
       if (number_of(object, CKA_CERTIFICATE_TYPE) == TEE_CKC_CERTIFICATE_CHAIN) {
-        return {"chain", describe_chain(session, object.handle())};
+        return {"chain", describe_chain(token.session(), object.handle())};
       }
-      return {"certificate", describe(PKCS11_X509_Certificate(session, object.handle()))};
+      return {"certificate", describe(PKCS11_X509_Certificate(token.session(), object.handle()))};
     case TEE_CKO_TRUST_STORE_GROUP:
       return {"trust group", counted(roots_of(token, trust_group_of(object)).size(), "root")};
     default:
@@ -88,12 +85,10 @@ void describe_object(Json& line, TokenSession& token, const Object& object) {
   line["client"] = client;
   line["key_id"] = text_of(object, TEE_CKA_VENDOR_KEY_ID);
   line["group"] = text_of(object, TEE_CKA_VENDOR_TRUST_STORE_GROUP);
-  const Described described = describe(token, object);
-  line["class"] = described.object_class;
-  line["details"] = described.details;
+  std::tie(line["class"], line["details"]) = describe(token, object);
 }
 
-/// One that another program destroys meanwhile is left out; one that cannot be read has the reason as
+/// An object that another program destroys meanwhile is left out; one that cannot be read has the reason as
 /// details.
 Json describe_objects(TokenSession& token) {
   Json objects = Json::array();

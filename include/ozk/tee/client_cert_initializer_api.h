@@ -13,7 +13,7 @@ namespace tee {
 
 /// Outcome of the operations that change the token.
 enum class ResultCode : std::uint32_t {
-  OK = 0,                 ///< what was asked is done
+  OK = 0,                 ///< success
   TOKEN_STORE_ERROR = 2,  ///< the certificate chain could not be stored on the token
   INVALID_KEY_ID = 4,     ///< the operation does not accept this key identifier
   CRYPTO_OP_ERROR = 5,    ///< the token failed or refused, or there is no token
@@ -30,17 +30,16 @@ enum class ResultCode : std::uint32_t {
 ///   "ZEMP"     the ZEMP certificates, there from the start
 ///
 /// Provisioning is generate_private_key("LYR_CSR"), generate_csr(name, "LYR_CSR"), certification elsewhere,
-/// and set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"). The installed key goes on signing until the
-/// last of these has succeeded.
+/// and set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"). The installed key stays in use until the last
+/// of these has succeeded.
 ///
 /// Each operation may be called at any time and from any thread. Each opens a session of its own, logs the
-/// user in, and has closed everything again when it returns or throws; nothing is kept between calls. Calls
-/// that overlap are served as the platform's PKCS#11 layer decides.
+/// user in, and has closed everything again when it returns or throws; nothing is kept between calls. The
+/// platform's PKCS#11 layer decides how overlapping calls are handled.
 ///
-/// What an operation does not report in its result it throws: Botan::Exception for a token that fails or
+/// Failures that an operation's result cannot express are thrown: Botan::Exception for a token that fails or
 /// cannot be opened, and exceptions of the standard library such as std::bad_alloc. Without a token in any
-/// slot nothing is thrown; operations then answer as if nothing were stored, those with a ResultCode with
-/// CRYPTO_OP_ERROR.
+/// slot nothing is thrown: operations with a ResultCode return CRYPTO_OP_ERROR, the others an empty result.
 class [[gnu::visibility("default")]] ClientCertInitializerAPI {
  public:
   /// The process's only instance, made on the first call. Each call adds one owner of it.
@@ -52,7 +51,7 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// and chain of earlier attempts first. The installed key pair is not touched.
   ///
   /// INVALID_KEY_ID when `key_id` is not "LYR_CSR", with nothing changed.
-  /// CRYPTO_OP_ERROR when the token could not generate; the temporary keys of before are gone by then.
+  /// CRYPTO_OP_ERROR when the token could not generate; the earlier temporary keys are deleted by then.
   virtual ResultCode generate_private_key(std::string key_id) = 0;
 
   /// Returns a certificate request (PKCS#10, RFC 2986) in DER for the temporary key pair, signed inside the
@@ -84,10 +83,10 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// Empty when there is none, and for any other `key_id`.
   virtual std::string get_client_cert(std::string key_id) = 0;
 
-  /// Puts the temporary key pair and the chain issued for it in the place of the installed ones, as one
-  /// change in the token, and then destroys the temporary objects.
+  /// Replaces the installed key pair and chain by the temporary key pair and the chain issued for it, in one
+  /// change of the token, and then destroys the temporary objects.
   /// `cert_chain` is PEM, the client's certificate first; blocks that cannot be decoded are logged and left
-  /// out, and when none is left the keys are installed with an empty chain: look at an answer before you pass
+  /// out, and when none is left the keys are installed with an empty chain: check an answer before you pass
   /// it on. Neither dates nor signatures are checked.
   ///
   /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR", with nothing changed.
@@ -97,7 +96,7 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// objects could not be destroyed; get_client_cert("LYR") tells which chain is installed.
   ///
   /// With `cert_chain` and `temp_key_id` both empty and `key_id` "LYR" it destroys the installed key pair and
-  /// chain instead. What is missing is no error, so a deletion that failed can be repeated.
+  /// chain instead. A missing object is no error, so a deletion that failed can be repeated.
   virtual ResultCode set_client_cert_and_move_key(std::string cert_chain, std::string temp_key_id,
                                                   std::string key_id) = 0;
 

@@ -29,8 +29,7 @@ constexpr std::uint32_t kWaitAtExit = 200;  // ms
 constexpr int kMostWaits = 10;              // while the daemon still takes records
 constexpr std::chrono::seconds kBetweenTries{1};
 
-/// Initialises libdlt without two side effects: it ignores SIGPIPE, and its threads take the program's
-/// signals.
+/// Initialises libdlt. Undoes that it ignores SIGPIPE, and keeps the program's signals from its threads.
 bool InitializeLibrary() {
   sigset_t all;
   sigset_t mask;

@@ -17,16 +17,19 @@ namespace ara::log::host {
 
 namespace {
 
-std::string Escaped(char control) {
-  if (control == '\n') return "\\n";
-  if (control == '\r') return "\\r";
-  char text[8];
-  std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(control));
-  return text;
-}
-
-bool IsControl(char character) {
-  return (static_cast<unsigned char>(character) < 0x20 && character != '\t') || character == 0x7f;
+void AppendEscaped(std::string& line, char character) {
+  const auto code = static_cast<unsigned char>(character);
+  char escaped[8];
+  if (code == '\n') {
+    line += "\\n";
+  } else if (code == '\r') {
+    line += "\\r";
+  } else if ((code < 0x20 && code != '\t') || code == 0x7f) {
+    std::snprintf(escaped, sizeof escaped, "\\x%02x", code);
+    line += escaped;
+  } else {
+    line += character;
+  }
 }
 
 /// Writes `text` and a line break, with control characters as \n, \r or \xNN: in one write(), as long as the
@@ -34,13 +37,7 @@ bool IsControl(char character) {
 bool WriteLine(int descriptor, std::string_view text) {
   std::string line;
   line.reserve(text.size() + 1);
-  for (const char character : text) {
-    if (IsControl(character)) {
-      line += Escaped(character);
-    } else {
-      line += character;
-    }
-  }
+  for (const char character : text) AppendEscaped(line, character);
   line += '\n';
   std::size_t done = 0;
   while (done < line.size()) {

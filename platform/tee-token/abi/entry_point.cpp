@@ -4,7 +4,6 @@
 #include "abi/entry_point.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -48,22 +47,9 @@ bool is_wanted(const LogSettings& settings, bool is_failure) {
   return is_failure ? settings.failures : settings.all;
 }
 
-// In one write, so that lines of several processes do not mix. Where the reader has gone away, no SIGPIPE
-// ends the host program.
+// In one write, so that lines of several processes do not mix.
 bool write_line(int file, const std::string& line) {
-  sigset_t pipe_signal, before;
-  sigemptyset(&pipe_signal);
-  sigaddset(&pipe_signal, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &pipe_signal, &before);
-  const bool written = ::write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
-  const int error = errno;
-  if (!written && error == EPIPE && sigismember(&before, SIGPIPE) == 0) {
-    const timespec at_once = {0, 0};
-    sigtimedwait(&pipe_signal, nullptr, &at_once);
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  errno = error;
-  return written;
+  return ::write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
 }
 
 bool append_to(const std::string& path, const std::string& line) {

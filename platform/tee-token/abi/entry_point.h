@@ -84,11 +84,10 @@ CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE 
   });
 }
 
-/// `session_call` for a call that continues the active operation `Kind`.
+/// `session_call` for a call that continues the active operation `Kind`; `step` returns whether it ends.
 template <typename Kind, typename Step>
 CK_RV operation_call(const char* call, CK_SESSION_HANDLE session, Step step) noexcept {
-  return session_call(call, session,
-                      [&](Session& opened) { opened.continue_operation<Kind>([&] { step(opened); }); });
+  return session_call(call, session, [&](Session& opened) { opened.continue_operation<Kind>(step); });
 }
 
 }  // namespace tee_token

@@ -58,7 +58,8 @@ CK_RV C_FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULO
 }
 
 CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE session) {
-  return session_call("C_FindObjectsFinal", session, [&](Session& opened) { opened.end_search(); });
+  return operation_call<Session::Search>("C_FindObjectsFinal", session,
+                                         [](Session::Search&) { return true; });
 }
 
 CK_RV C_GenerateKeyPair(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* public_half,

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "abi/entry_point.h"
+#include "objects/installation.h"
 
 using namespace tee_token;
 
@@ -23,7 +24,10 @@ CK_RV set_client_cert_and_move_key(CK_SESSION_HANDLE session, const CK_OBJECT_HA
                                    CK_ULONG installed_count, const CK_OBJECT_HANDLE* added,
                                    CK_ULONG added_count) {
   return session_call("set_client_cert_and_move_key", session, [&](Session& opened) {
-    opened.install(handles(installed, installed_count), handles(added, added_count));
+    const std::vector<CK_OBJECT_HANDLE> old_set = handles(installed, installed_count);
+    const std::vector<CK_OBJECT_HANDLE> new_set = handles(added, added_count);
+    opened.require_may_write(Place::kToken);
+    install(opened.token(), old_set, new_set);
   });
 }
 

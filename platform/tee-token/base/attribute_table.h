@@ -4,7 +4,7 @@
 #pragma once
 
 #include "base/bytes.h"
-#include "base/cryptoki.h"
+#include "tee_token/vendor_interface.h"
 
 namespace tee_token {
 

@@ -47,13 +47,14 @@ PKey key_from(const Curve& curve, const OSSL_PARAM& part, int selection) {
   return PKey(key);
 }
 
+// In DER; `content`, a point, has at most 133 bytes.
 Bytes octet_string_around(const Bytes& content) {
-  const OctetString octets(require_handle(ASN1_OCTET_STRING_new(), "an OCTET STRING"));
-  require_openssl(ASN1_OCTET_STRING_set(octets.get(), content.data(), static_cast<int>(content.size())) == 1,
-                  "an OCTET STRING");
-  Bytes encoded(static_cast<std::size_t>(i2d_ASN1_OCTET_STRING(octets.get(), nullptr)));
-  std::uint8_t* end = encoded.data();
-  i2d_ASN1_OCTET_STRING(octets.get(), &end);
+  Bytes encoded = {V_ASN1_OCTET_STRING};
+  if (content.size() >= 0x80) {
+    encoded.push_back(0x81);
+  }
+  encoded.push_back(static_cast<std::uint8_t>(content.size()));
+  append(encoded, content);
   return encoded;
 }
 
@@ -136,11 +137,9 @@ Bytes EcPrivateKey::ec_point() const {
   const Point point(require_handle(EC_POINT_new(group.get()), "the public point"));
   require_openssl(EC_POINT_mul(group.get(), point.get(), scalar.get(), nullptr, nullptr, nullptr) == 1,
                   "the public point");
-  const auto encode = [&](std::uint8_t* to, std::size_t room) {
-    return EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, to, room, nullptr);
-  };
-  Bytes encoded(encode(nullptr, 0));
-  require_openssl(!encoded.empty() && encode(encoded.data(), encoded.size()) == encoded.size(),
+  Bytes encoded(1 + 2 * m_curve->order_bytes);
+  require_openssl(EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, encoded.data(),
+                                     encoded.size(), nullptr) == encoded.size(),
                   "the public point");
   return octet_string_around(encoded);
 }

@@ -4,8 +4,8 @@
 #pragma once
 
 #include "base/bytes.h"
-#include "base/cryptoki.h"
 #include "crypto/openssl_handles.h"
+#include "tee_token/vendor_interface.h"
 
 namespace tee_token {
 

@@ -6,6 +6,7 @@
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 #include <openssl/params.h>
@@ -13,6 +14,8 @@
 
 #include <memory>
 #include <string>
+
+#include "base/error.h"
 
 namespace tee_token {
 
@@ -34,7 +37,6 @@ using EcdsaSignature = Owned<ECDSA_SIG, ECDSA_SIG_free>;
 using Group = Owned<EC_GROUP, EC_GROUP_free>;
 using KdfContext = Owned<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 using MacContext = Owned<EVP_MAC_CTX, EVP_MAC_CTX_free>;
-using OctetString = Owned<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 using PKey = Owned<EVP_PKEY, EVP_PKEY_free>;
 using PKeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using Point = Owned<EC_POINT, EC_POINT_free>;
@@ -44,14 +46,28 @@ using X509Certificate = Owned<X509, X509_free>;
 /// from before are not taken for a failure here, and the destructor removes those that were added.
 class OpensslErrors {
  public:
-  OpensslErrors();
+  OpensslErrors() {
+    ERR_set_mark();
+    ERR_new();
+    ERR_set_error(ERR_LIB_USER, ERR_R_OPERATION_FAIL, nullptr);
+  }
   OpensslErrors(const OpensslErrors&) = delete;
   OpensslErrors& operator=(const OpensslErrors&) = delete;
-  ~OpensslErrors();
+  ~OpensslErrors() { ERR_pop_to_mark(); }
 };
 
 /// Throws a Failure (CKR_FUNCTION_FAILED) with the text of OpenSSL's own error unless `succeeded`.
-void require_openssl(bool succeeded, const char* step);
+inline void require_openssl(bool succeeded, const char* step) {
+  if (succeeded) {
+    return;
+  }
+  char text[256] = "no reason given";
+  const unsigned long code = ERR_peek_last_error();
+  if (code != 0 && ERR_GET_LIB(code) != ERR_LIB_USER) {
+    ERR_error_string_n(code, text, sizeof text);
+  }
+  throw Failure(CKR_FUNCTION_FAILED, std::string(step) + " failed in libcrypto: " + text);
+}
 
 /// `handle` itself, which must not be null; otherwise as `require_openssl`.
 template <typename Handle>

@@ -75,12 +75,6 @@ void require_ec_key(const Attributes& object) {
   }
 }
 
-void require_may_make(Classes object_class, Creator creator) {
-  if (object_class == kTrustStoreGroup && creator != Creator::kSecurityOfficer) {
-    throw Error(CKR_ATTRIBUTE_READ_ONLY, "only the security officer can create a trust store group");
-  }
-}
-
 // CKA_PUBLIC_KEY_INFO of a private key must be that of its public key (base, 4.9).
 void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
   const Bytes info = EcPublicKey(key.at(CKA_EC_PARAMS), ec_point).info();
@@ -93,13 +87,16 @@ void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
 
 void require_sound_certificate(const Attributes& certificate) {
   const CK_CERTIFICATE_TYPE type = certificate.number(CKA_CERTIFICATE_TYPE);
-  if (type != CKC_X_509 && type != TEE_CKC_CERTIFICATE_CHAIN) {
+  if (type == TEE_CKC_CERTIFICATE_CHAIN) {
+    return;
+  }
+  if (type != CKC_X_509) {
     throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_CERTIFICATE_TYPE must be CKC_X_509 or that of a chain");
   }
-  if (type == CKC_X_509 && certificate.at(CKA_SUBJECT).empty()) {
+  if (certificate.at(CKA_SUBJECT).empty()) {
     throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_SUBJECT");
   }
-  if (type == CKC_X_509 && certificate.at(CKA_VALUE).empty() && certificate.at(CKA_URL).empty()) {
+  if (certificate.at(CKA_VALUE).empty() && certificate.at(CKA_URL).empty()) {
     throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_VALUE or a CKA_URL");
   }
 }
@@ -123,7 +120,9 @@ void require_sound(Attributes& object, Classes object_class) {
 
 Attributes created_object(Attributes given, Creator creator) {
   const Classes object_class = bit_of(given.number(CKA_CLASS));
-  require_may_make(object_class, creator);
+  if (object_class == kTrustStoreGroup && creator != Creator::kSecurityOfficer) {
+    throw Error(CKR_ATTRIBUTE_READ_ONLY, "only the security officer can create a trust store group");
+  }
   for (const auto& [type, value] : given) {
     require_allowed(rule_of(type), value, object_class, creator);
   }

@@ -32,18 +32,22 @@ class OutputBuffer {
  public:
   OutputBuffer(CK_BYTE* first, CK_ULONG* length) : m_first(first), m_length(required(length)) {}
 
-  /// Stores the result's `size`; whether the result is to be produced now. False when the caller asks for the
-  /// length; throws CKR_BUFFER_TOO_SMALL when the buffer is too small. An operation stays active after both.
-  bool takes(std::size_t size) {
+  /// Stores the result's `size` and, unless the caller asks for that only, the result that `produce` returns;
+  /// whether it has done the latter. Throws CKR_BUFFER_TOO_SMALL when the buffer is too small.
+  template <typename Produce>
+  bool give(std::size_t size, Produce produce) {
     const CK_ULONG room = *m_length;
     *m_length = size;
-    if (m_first != nullptr && room < size) {
+    if (m_first == nullptr) {
+      return false;
+    }
+    if (room < size) {
       throw Error(CKR_BUFFER_TOO_SMALL, "the result needs " + std::to_string(size) + " bytes");
     }
-    return m_first != nullptr;
+    const Bytes result = produce();
+    std::memcpy(m_first, result.data(), result.size());
+    return true;
   }
-
-  void put(const Bytes& bytes) { std::memcpy(m_first, bytes.data(), bytes.size()); }
 
  private:
   CK_BYTE* m_first;

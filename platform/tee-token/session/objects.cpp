@@ -9,7 +9,7 @@
 namespace tee_token {
 namespace {
 
-CK_RV give_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
+CK_RV copy_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
   const CK_ULONG room = attribute.ulValueLen;
   attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
   if (attribute.type == CKA_VALUE && is_guarded(object)) {
@@ -29,6 +29,15 @@ CK_RV give_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
   return CKR_OK;
 }
 
+void set_new_key(Attributes& public_key, Attributes& private_key) {
+  const EcPrivateKey key = EcPrivateKey::generate(public_key.at(CKA_EC_PARAMS));
+  private_key.set(CKA_VALUE, key.value());
+  public_key.set(CKA_EC_POINT, key.ec_point());
+  const Bytes info = EcPublicKey(public_key.at(CKA_EC_PARAMS), public_key.at(CKA_EC_POINT)).info();
+  public_key.set(CKA_PUBLIC_KEY_INFO, info);
+  private_key.set(CKA_PUBLIC_KEY_INFO, info);
+}
+
 }  // namespace
 
 CK_OBJECT_HANDLE Session::create(Attributes given) {
@@ -39,6 +48,34 @@ CK_OBJECT_HANDLE Session::create(Attributes given) {
   const CK_OBJECT_HANDLE created = m_token.objects().insert(object, m_handle);
   change.commit();
   return created;
+}
+
+Session::KeyPair Session::generate(Attributes public_half, Attributes private_half) {
+  private_half.set_if_absent(CKA_EC_PARAMS, public_half.at(CKA_EC_PARAMS));
+  Attributes public_key = generated_half(std::move(public_half), CKO_PUBLIC_KEY, creator());
+  Attributes private_key = generated_half(std::move(private_half), CKO_PRIVATE_KEY, creator());
+  if (private_key.at(CKA_EC_PARAMS) != public_key.at(CKA_EC_PARAMS)) {
+    throw Error(CKR_TEMPLATE_INCONSISTENT, "the two halves name different curves");
+  }
+  for (const Attributes* const half : {&private_key, &public_key}) {
+    require_may_write(place_of(*half));
+    m_token.objects().require_may_store(*half);
+  }
+  set_new_key(public_key, private_key);
+
+  // With halves in two places the change in memory is committed last, since that cannot fail.
+  std::optional<ObjectChange> in_memory;
+  if (place_of(public_key) != place_of(private_key)) {
+    in_memory.emplace(m_token, Place::kSession);
+  }
+  ObjectChange change(m_token, in_memory ? Place::kToken : place_of(public_key));
+  ObjectSpace& objects = m_token.objects();
+  const KeyPair made{objects.insert(public_key, m_handle), objects.insert(private_key, m_handle)};
+  change.commit();
+  if (in_memory) {
+    in_memory->commit();
+  }
+  return made;
 }
 
 CK_OBJECT_HANDLE Session::copy(CK_OBJECT_HANDLE object, const Attributes& changes) {
@@ -92,7 +129,7 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
   // When an attribute cannot be returned, the other attributes still are (base, 4.1.2).
   CK_RV worst = CKR_OK;
   for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
-    const CK_RV code = give_attribute(stored, *attribute);
+    const CK_RV code = copy_attribute(stored, *attribute);
     worst = code == CKR_OK ? worst : code;
   }
   if (worst != CKR_OK) {

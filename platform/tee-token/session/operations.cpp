@@ -51,11 +51,6 @@ std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
   return found;
 }
 
-void Session::end_search() {
-  active<Search>();
-  end_operation();
-}
-
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
   const ObjectView view(m_token);
   std::optional<Attributes> found = m_token.objects().find(key);
@@ -84,24 +79,6 @@ void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   m_operation = Signature{stored_key<EcPrivateKey>(key, attributes, CKA_VALUE), Message(mechanism)};
 }
 
-void Session::sign(ByteView data, OutputBuffer signature) {
-  const Signature& operation = active<Signature>();
-  if (signature.takes(2 * operation.key.curve().order_bytes)) {
-    signature.put(operation.key.sign(operation.message.digest_of(data)));
-    end_operation();
-  }
-}
-
-void Session::add_to_signature(ByteView part) { active<Signature>().message.add(part); }
-
-void Session::end_signature(OutputBuffer signature) {
-  Signature& operation = active<Signature>();
-  if (signature.takes(2 * operation.key.curve().order_bytes)) {
-    signature.put(operation.key.sign(operation.message.digest()));
-    end_operation();
-  }
-}
-
 void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   require_idle();
   const Mechanism& mechanism = mechanism_of(given, CKF_VERIFY);
@@ -110,18 +87,7 @@ void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key
   m_operation = Verification{stored_key<EcPublicKey>(key, attributes, CKA_EC_POINT), Message(mechanism)};
 }
 
-void Session::verify(ByteView data, ByteView signature) {
-  require_verifies(active<Verification>().message.digest_of(data), signature);
-}
-
-void Session::add_to_verification(ByteView part) { active<Verification>().message.add(part); }
-
-void Session::end_verification(ByteView signature) {
-  require_verifies(active<Verification>().message.digest(), signature);
-}
-
-void Session::require_verifies(ByteView digest, ByteView signature) {
-  const EcPublicKey& key = active<Verification>().key;
+void Session::Verification::require_match(ByteView digest, ByteView signature) const {
   const std::size_t length = 2 * key.curve().order_bytes;
   if (signature.size != length) {
     throw Error(CKR_SIGNATURE_LEN_RANGE,
@@ -130,7 +96,6 @@ void Session::require_verifies(ByteView digest, ByteView signature) {
   if (!key.verifies(digest, signature)) {
     throw Error(CKR_SIGNATURE_INVALID, "the signature does not match");
   }
-  end_operation();
 }
 
 void Session::begin_digest(const CK_MECHANISM* mechanism) {
@@ -138,30 +103,12 @@ void Session::begin_digest(const CK_MECHANISM* mechanism) {
   m_operation = Digest{Message(mechanism_of(mechanism, CKF_DIGEST))};
 }
 
-void Session::digest(ByteView data, OutputBuffer digest) {
-  const Message& message = active<Digest>().message;
-  if (digest.takes(message.digest_length())) {
-    digest.put(message.digest_of(data));
-    end_operation();
-  }
-}
-
-void Session::add_to_digest(ByteView part) { active<Digest>().message.add(part); }
-
-void Session::add_key_to_digest(CK_OBJECT_HANDLE key) {
+void Session::refuse_to_digest(CK_OBJECT_HANDLE key) {
   const ObjectView view(m_token);
   const std::optional<Attributes> found = m_token.objects().find(key);
   throw found && is_key(*found)
       ? Error(CKR_KEY_INDIGESTIBLE, "only secret keys can be digested, and the token has none")
       : Error(CKR_KEY_HANDLE_INVALID, "key " + std::to_string(key) + " does not exist or is not visible");
-}
-
-void Session::end_digest(OutputBuffer digest) {
-  Message& message = active<Digest>().message;
-  if (digest.takes(message.digest_length())) {
-    digest.put(message.digest());
-    end_operation();
-  }
 }
 
 }  // namespace tee_token

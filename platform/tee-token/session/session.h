@@ -23,6 +23,7 @@ class Session {
       : m_handle(handle), m_read_write(read_write), m_token(token) {}
 
   bool is_read_write() const { return m_read_write; }
+  Token& token() const { return m_token; }
   CK_SESSION_INFO info() const;
   /// The object for a failure line: `private key "LYR" (object 7)`. Only its number when it is not visible,
   /// or when `code` says that the store cannot be read.
@@ -37,51 +38,45 @@ class Session {
   /// The size of its attributes in bytes.
   CK_ULONG size_of(CK_OBJECT_HANDLE object);
 
-  // key_pairs.cpp
   struct KeyPair {
     CK_OBJECT_HANDLE public_key, private_key;
   };
   KeyPair generate(Attributes public_half, Attributes private_half);
-  /// The vendor interface's set_client_cert_and_move_key.
-  void install(const std::vector<CK_OBJECT_HANDLE>& installed, const std::vector<CK_OBJECT_HANDLE>& added);
+
+  /// Throws CKR_SESSION_READ_ONLY for an object of the token in a read-only session.
+  void require_may_write(Place place) const;
 
   // operations.cpp
-  void begin_search(Attributes wanted);
-  std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
-  void end_search();
-
-  void begin_signature(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
-  void sign(ByteView data, OutputBuffer signature);
-  void add_to_signature(ByteView part);
-  void end_signature(OutputBuffer signature);
-
-  void begin_verification(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
-  void verify(ByteView data, ByteView signature);
-  void add_to_verification(ByteView part);
-  void end_verification(ByteView signature);
-
-  void begin_digest(const CK_MECHANISM* mechanism);
-  void digest(ByteView data, OutputBuffer digest);
-  void add_to_digest(ByteView part);
-  /// Throws: no key of this token can be digested.
-  [[noreturn]] void add_key_to_digest(CK_OBJECT_HANDLE key);
-  void end_digest(OutputBuffer digest);
-
   struct Search {
     Attributes wanted;
-    CK_OBJECT_HANDLE last;
+    CK_OBJECT_HANDLE last = 0;
   };
   struct Signature {
     EcPrivateKey key;
     Message message;
+
+    std::size_t length() const { return 2 * key.curve().order_bytes; }
   };
   struct Verification {
     EcPublicKey key;
     Message message;
+
+    /// Throws CKR_SIGNATURE_LEN_RANGE or CKR_SIGNATURE_INVALID.
+    void require_match(ByteView digest, ByteView signature) const;
   };
   struct Digest {
     Message message;
   };
+
+  void begin_search(Attributes wanted);
+  void begin_signature(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
+  void begin_verification(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
+  void begin_digest(const CK_MECHANISM* mechanism);
+
+  /// The next objects that the active search finds.
+  std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
+  /// Throws the error of C_DigestKey: the token has no keys that can be digested.
+  [[noreturn]] void refuse_to_digest(CK_OBJECT_HANDLE key);
 
   /// Ends the active operation, if there is one.
   void end_operation() { m_operation = std::monostate(); }
@@ -92,13 +87,15 @@ class Session {
            !std::holds_alternative<Search>(m_operation);
   }
 
-  /// Runs one step of the active operation, which must be of this kind. Any error ends the operation, except
-  /// CKR_BUFFER_TOO_SMALL (base, 5.8 to 5.12).
+  /// Runs `step` on the active operation, which must be of this kind, and ends the operation when `step`
+  /// returns true. Any error ends it too, except CKR_BUFFER_TOO_SMALL (base, 5.8 to 5.12).
   template <typename Kind, typename Step>
   void continue_operation(Step step) {
-    active<Kind>();
+    Kind& operation = active<Kind>();
     try {
-      step();
+      if (step(operation)) {
+        end_operation();
+      }
     } catch (const Error& error) {
       if (error.code() != CKR_BUFFER_TOO_SMALL) {
         end_operation();
@@ -123,12 +120,10 @@ class Session {
   }
 
   void require_idle() const;
-  void require_may_write(Place place) const;
   void require_may_change(const Attributes& object) const;
   void require_may_destroy(CK_OBJECT_HANDLE object);
   Creator creator() const;
   Attributes usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use);
-  void require_verifies(ByteView digest, ByteView signature);
 
   CK_SESSION_HANDLE m_handle;
   bool m_read_write;

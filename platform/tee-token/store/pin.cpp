@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 #include "base/error.h"
 #include "base/file_descriptor.h"
@@ -70,16 +72,16 @@ class Counters {
   }
 
   void lock(short type) const {
-    constexpr int kPause = 5'000;  // microseconds
-    for (int waited = 0; !set_lock(type); waited += kPause) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!set_lock(type)) {
       if (errno != EAGAIN && errno != EACCES && errno != EINTR) {
         fail_with_errno("lock", kCounterFile);
       }
-      if (waited >= 5'000'000) {
+      if (std::chrono::steady_clock::now() > deadline) {
         throw Failure(CKR_DEVICE_ERROR,
                       "another process has held the PIN counters for more than 5 s; try again");
       }
-      ::usleep(kPause);
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
   }
 

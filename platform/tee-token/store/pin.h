@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "base/bytes.h"
-#include "base/cryptoki.h"
 #include "store/device_folder.h"
+#include "tee_token/vendor_interface.h"
 
 namespace tee_token {
 

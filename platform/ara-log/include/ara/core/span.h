@@ -31,7 +31,6 @@ class Span final {
 
   constexpr T* data() const noexcept { return m_data; }
   constexpr std::size_t size() const noexcept { return m_size; }
-  constexpr bool empty() const noexcept { return m_size == 0; }
   constexpr T* begin() const noexcept { return m_data; }
   constexpr T* end() const noexcept { return m_data + m_size; }
 

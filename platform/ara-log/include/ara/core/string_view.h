@@ -24,7 +24,6 @@ class StringView final {
   /// Never null.
   constexpr const char* data() const noexcept { return m_data; }
   constexpr std::size_t size() const noexcept { return m_size; }
-  constexpr bool empty() const noexcept { return m_size == 0; }
   constexpr const char* begin() const noexcept { return m_data; }
   constexpr const char* end() const noexcept { return m_data + m_size; }
 
