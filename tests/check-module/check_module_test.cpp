@@ -76,11 +76,9 @@ TEST_F(CheckModuleTest, CountsInOneLineWhatCannotBeTried) {
 
 TEST_F(CheckModuleTest, LeavesNothingWhenASignalEndsIt) {
   ::setenv("FAULTY_MODULE", "hangs", 1);
-  const Outcome outcome = shell(TEE_TOKEN_ADMIN " check-module " FAULTY_MODULE
-                                                " --only signature >/dev/null & "
-                                                "for i in $(seq 200); do " TEE_TOKEN_ADMIN
-                                                " list | grep -q '3 objects' && break; sleep 0.1; done; "
-                                                "kill $!; wait $!");
+  const Outcome outcome =
+      admin("check-module " FAULTY_MODULE " --only signature >/dev/null & until " TEE_TOKEN_ADMIN
+            " list | grep -q '3 objects'; do sleep 0.1; done; kill $!; wait $!");
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.text, HasSubstr("interrupted; what it made is destroyed"));
   EXPECT_EQ(objects(), m_before);

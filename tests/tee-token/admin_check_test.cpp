@@ -1,9 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <fstream>
 #include <functional>
-#include <iterator>
 
 #include "admin_shell.h"
 #include "token_test.h"
@@ -37,66 +35,54 @@ class CheckTest : public TokenTest {
   ~CheckTest() override { EXPECT_EQ(::chdir("/"), 0); }
 
   static Template marks() {
-    return Template()
-        .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")
-        .text(TEE_CKA_VENDOR_KEY_ID, "LYR")
-        .flag(TEE_CKA_VENDOR_PERMANENT, false)
-        .add(CKA_LABEL, {10, 100, 0, 0, 0});
+    Template marks =
+        Template().text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT").text(TEE_CKA_VENDOR_KEY_ID, "LYR");
+    return marks.flag(TEE_CKA_VENDOR_PERMANENT, false).add(CKA_LABEL, {10, 100, 0, 0, 0});
   }
   Handles generate_temporary() { return generate(marks()); }
   /// A certificate by ca for a key on the token, in token.der, and ca's behind it.
-  Value chain_for(CK_OBJECT_HANDLE key) {
+  std::string chain_for(CK_OBJECT_HANDLE key) {
     const Outcome outcome = admin("export " + std::to_string(key) +
                                   " > key.pub && openssl x509 -new -force_pubkey key.pub -subj /CN=device -CA"
                                   " ca.pem -CAkey ca.key -extfile client.ext -outform DER -out token.der &&"
                                   " cat token.der ca.der > chain.der");
     EXPECT_EQ(outcome.code, 0) << outcome.text;
-    std::ifstream chain("chain.der", std::ios::binary);
-    return Value(std::istreambuf_iterator<char>(chain), {});
+    return content_of("chain.der");
   }
-  CK_OBJECT_HANDLE store_chain(const Value& chain) {
-    Template object = marks().number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN).add(CKA_VALUE, chain);
+  CK_OBJECT_HANDLE store_chain(const std::string& chain) {
+    Template object = marks().number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN).text(CKA_VALUE, chain);
     CK_OBJECT_HANDLE handle = 0;
     EXPECT_EQ(create(object.number(CKA_CLASS, CKO_CERTIFICATE).flag(CKA_TOKEN, true), &handle), OK);
     return handle;
   }
   /// Installs a key pair and its chain, and removes the temporary objects.
-  void install(CK_OBJECT_HANDLE chain, const Handles& pair) {
-    unsigned char name[] = TEE_INTERFACE_NAME;
-    TEE_INTERFACE* vendor = nullptr;
-    reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"))(name, nullptr, &vendor, 0);
-    const Handles added = {pair[0], pair[1], chain};
-    EXPECT_EQ(answer(static_cast<TEE_FUNCTION_LIST*>(vendor->functions)
-                         ->set_client_cert_and_move_key(m_session, nullptr, 0, added.data(), added.size())),
-              OK);
-    for (const CK_OBJECT_HANDLE object : added) {
-      EXPECT_EQ(destroy(object), OK);
-    }
+  void install(Handles added, const std::string& chain) {
+    added.push_back(store_chain(chain));
+    EXPECT_EQ(TokenTest::install({}, added), OK);
+    for (const CK_OBJECT_HANDLE object : added) EXPECT_EQ(destroy(object), OK);
   }
   void install() {
     const Handles pair = generate_temporary();
-    install(store_chain(chain_for(pair[0])), pair);
+    install(pair, chain_for(pair[0]));
   }
   /// Adds a trust group, then destroys its object without its root.
   void leave_root() {
-    EXPECT_EQ(admin("add-trust-group backend ca.pem --so-pin-hex 6f666669636572").code, 0);
-    m_token->C_Logout(m_session);
-    EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
+    EXPECT_EQ(admin("add-trust-group backend ca.pem" + m_officer).code, 0);
+    EXPECT_TRUE(logout() == OK && login(kOfficerPin, CKU_SO) == OK);
     EXPECT_EQ(destroy(find(Class(TEE_CKO_TRUST_STORE_GROUP))[0]), OK);
-    m_token->C_Logout(m_session);
-    EXPECT_EQ(login(), OK);
+    EXPECT_TRUE(logout() == OK && login() == OK);
   }
-  /// Changes the object's label in the store, behind the token's back.
-  void damage(CK_OBJECT_HANDLE object) {
-    alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(object));
+  void leave_damaged_object() {
+    alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(generate()[0]));
   }
+
+  const std::string m_officer = " --so-pin-hex 6f666669636572";
 
  private:
   test_support::TemporaryFolder m_files;
 };
 
 TEST_F(CheckTest, FindsEachClassOfFaultAndExitsWithItsCode) {
-  const std::string officer = " --so-pin-hex 6f666669636572";
   const std::string wrong_pin = "'" TEE_TOKEN_ADMIN "' list --pin-hex 31313131;";
   const struct {
     std::function<void()> make;
@@ -107,17 +93,14 @@ TEST_F(CheckTest, FindsEachClassOfFaultAndExitsWithItsCode) {
       {[&] { destroy(generate_temporary()[0]), destroy(generate_temporary()[1]); }, 12, "does not match"},
       {[&] { destroy(generate_temporary()[0]); }, 13, "temporary: 0 public keys, 1 private key (object"},
       {[&] { install(), destroy(find(Class(CKO_CERTIFICATE))[0]); }, 13, "0 chains; install"},
-      {[&] { install(store_chain({}), generate_temporary()); }, 13, "is empty"},
-      {[&] { damage(generate()[0]); }, 14, "CKR_DEVICE_ERROR; if it persists"},
-      {[&] { damage(generate()[0]); }, 0, "unreadable", "list"},
-      {[&] {
-         generate(marks()), store_chain(Value{1, 2});
-       },
-       14, "unreadable"},
+      {[&] { install(generate_temporary(), ""); }, 13, "is empty"},
+      {[&] { leave_damaged_object(); }, 14, "CKR_DEVICE_ERROR; if it persists"},
+      {[&] { leave_damaged_object(); }, 0, "unreadable", "list"},
+      {[&] { generate_temporary(), store_chain("12"); }, 14, "unreadable"},
       {[&] { install(); }, 16, "chain (object", "check --days 31"},
       {[&] { admin("import-cert 1_11 ca.pem"); }, 16, "will expire", "check --days 31"},
       {[&] { leave_root(); }, 18, "does not exist"},
-      {[&] { leave_root(), admin("add-trust-group backend ca.pem" + officer); }, 0, "2 objects"},
+      {[&] { leave_root(), admin("add-trust-group backend ca.pem" + m_officer); }, 0, "2 objects"},
       {[&] { store_chain(chain_for(generate_temporary()[0])); }, 19, "client CCI_CLIENT, key LYR"},
       {[&] { generate_temporary(), generate_temporary(); }, 19, "2 public keys (object"},
       {[&] { shell("for i in 1 2 3 4 5 6 7 8 9; do " + wrong_pin + "done"); }, 11, "one try left"},
@@ -128,9 +111,7 @@ TEST_F(CheckTest, FindsEachClassOfFaultAndExitsWithItsCode) {
     const Outcome outcome = admin(each.command);
     EXPECT_EQ(outcome.code, each.code) << each.text << "\n" << outcome.text;
     EXPECT_THAT(outcome.text, HasSubstr(each.text));
-    for (const CK_OBJECT_HANDLE object : find()) {
-      admin("destroy --force " + std::to_string(object) + officer);
-    }
+    for (const auto object : find()) admin("destroy --force " + std::to_string(object) + m_officer);
     EXPECT_EQ(find(), Handles()) << each.text;
   }
   EXPECT_THAT(admin("check --json").text, HasSubstr(R"("class": "pin")"));
