@@ -98,7 +98,7 @@ void ObjectStore::change_index(const char* sql, CK_OBJECT_HANDLE object, const A
 void ObjectStore::erase(CK_OBJECT_HANDLE object) {
   try {
     remove_from_index(object, load(object).value_or(Attributes()));
-  } catch (const DamagedObject&) {  // its record does not say what is in the index
+  } catch (const DamagedObject&) {  // its index entries cannot be derived from the record
     m_database.query("DELETE FROM attribute_index WHERE object = ?").bind(row(object)).run();
   }
   m_database.query("DELETE FROM object WHERE number = ?").bind(row(object)).run();
