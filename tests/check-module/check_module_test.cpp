@@ -62,7 +62,6 @@ TEST_F(CheckModuleTest, FindsAllOnThePlatformsTokenAndOnSoftHsmWhatThePageSays) 
   admin("--module " SOFTHSM " init");
   EXPECT_THAT(admin("check-module " SOFTHSM).text,
               HasSubstr("\n13 ok, 6 missing, 3 not tried, 1 measured\n"));
-  EXPECT_EQ(admin("--module " SOFTHSM " list").text, "0 objects\n");
 }
 
 TEST_F(CheckModuleTest, CountsInOneLineWhatCannotBeTried) {
