@@ -58,13 +58,14 @@ long made(SystemCall call, Real real, Tear tear) {
   return result;
 }
 
-/// A call on an open file or, by the numbers of the call and of where its files are looked for, on a path.
+/// A call on an open file; `number` is that of the system call.
 template <typename... Arguments>
 long made_on_file(const char* function, int file, long number, Arguments... arguments) {
   const auto real = [=] { return ::syscall(number, file, arguments...); };
   return g_watch ? made({function, path_of(file)}, real, [] {}) : real();
 }
 
+/// A call on a path.
 template <typename... Arguments>
 int made_on_path(SystemCall call, long number, Arguments... arguments) {
   return static_cast<int>(made(

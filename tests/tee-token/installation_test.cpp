@@ -29,20 +29,6 @@ class InstallationTest : public TokenTest {
  protected:
   InstallationTest() { EXPECT_EQ(login(), OK); }
 
-  static Template marks(const std::string& client = "CCI_CLIENT", const std::string& key = "LYR") {
-    return Template()
-        .text(TEE_CKA_VENDOR_CLIENT_ID, client)
-        .text(TEE_CKA_VENDOR_KEY_ID, key)
-        .flag(TEE_CKA_VENDOR_PERMANENT, false);
-  }
-
-  CK_OBJECT_HANDLE store_chain(const Value& chain, Template object = marks()) {
-    CK_OBJECT_HANDLE handle = 0;
-    object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN);
-    EXPECT_EQ(create(object.flag(CKA_TOKEN, true).add(CKA_VALUE, chain), &handle), OK);
-    return handle;
-  }
-
   /// A temporary key pair and a chain in which its certificate is the second.
   Handles new_parts(Template object = marks()) {
     Handles parts = generate(object);

@@ -6,8 +6,6 @@
 namespace token_test {
 namespace {
 
-using testing::ElementsAre;
-
 /// The generator of secp256r1.
 const std::string kX =
     "\x6B\x17\xD1\xF2\xE1\x2C\x42\x47\xF8\xBC\xE6\xE5\x63\xA4\x40\xF2"
@@ -46,9 +44,6 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
       {"secret key", Class(CKO_SECRET_KEY).number(CKA_KEY_TYPE, CKK_AES), CKR_ATTRIBUTE_VALUE_INVALID},
       {"attribute of another class", data_object("x").add(CKA_EC_PARAMS, kP256), CKR_TEMPLATE_INCONSISTENT},
       {"attribute twice", data_object("x").text(CKA_VALUE, "y"), CKR_TEMPLATE_INCONSISTENT},
-      {"boolean of 2", Class(CKO_DATA).add(CKA_TOKEN, {2}), CKR_ATTRIBUTE_VALUE_INVALID},
-      {"certificate without type", Class(CKO_CERTIFICATE).text(CKA_VALUE, "x"), CKR_TEMPLATE_INCOMPLETE},
-      {"certificate without subject", certificate(CKC_X_509), CKR_TEMPLATE_INCOMPLETE},
       {"certificate of another type", certificate(CKC_WTLS), CKR_ATTRIBUTE_VALUE_INVALID},
       {"permanent", data_object("x").flag(TEE_CKA_VENDOR_PERMANENT, true), CKR_ATTRIBUTE_READ_ONLY},
       {"local", private_key().flag(CKA_LOCAL, true), CKR_ATTRIBUTE_READ_ONLY},
@@ -107,40 +102,8 @@ TEST_F(ObjectTest, AKeysHistoryAndItsValueStayWithTheToken) {
     Value value;
     EXPECT_EQ(read(key, CKA_VALUE, value), key == open ? CKR_OK : CKR_ATTRIBUTE_SENSITIVE) << key;
   }
-  EXPECT_THAT(find(Template().add(CKA_VALUE, Value(32, 5))), ElementsAre(open))
+  EXPECT_THAT(find(Template().add(CKA_VALUE, Value(32, 5))), testing::ElementsAre(open))
       << "a guarded value matches nothing";
-}
-
-TEST_F(ObjectTest, AReadOnlySessionChangesNothingOnTheToken) {
-  ASSERT_EQ(login(), OK);
-  CK_OBJECT_HANDLE stored = 0, temporary = 0;
-  ASSERT_EQ(create(data_object("stored"), &stored), OK);
-  ASSERT_EQ(open(CKF_SERIAL_SESSION), OK);
-  Handles keys;
-  EXPECT_EQ(create(data_object("new")), CKR_SESSION_READ_ONLY);
-  EXPECT_EQ(copy(stored), CKR_SESSION_READ_ONLY);
-  EXPECT_EQ(set(stored, Template().text(CKA_LABEL, "new")), CKR_SESSION_READ_ONLY);
-  EXPECT_EQ(destroy(stored), CKR_SESSION_READ_ONLY);
-  EXPECT_EQ(generate(Template(), keys), CKR_SESSION_READ_ONLY);
-  EXPECT_EQ(copy(stored, Template().flag(CKA_TOKEN, false), &temporary), OK);
-  EXPECT_EQ(copy(temporary, Template().flag(CKA_TOKEN, true)), CKR_SESSION_READ_ONLY);
-  EXPECT_EQ(destroy(temporary), OK);
-  EXPECT_THAT(find(), ElementsAre(stored));
-}
-
-TEST_F(ObjectTest, SearchesMatchAllAttributesInOrderOfCreation) {
-  Handles made(60);
-  for (std::size_t i = 0; i < made.size(); ++i) {
-    Template object =
-        data_object(i % 2 == 0 ? "even" : "odd").text(CKA_LABEL, i % 3 == 0 ? "third" : "other");
-    ASSERT_EQ(create(object.text(TEE_CKA_VENDOR_CLIENT_ID, i == 30 ? "rare" : "usual"), &made[i]), OK);
-  }
-  EXPECT_EQ(find(), made);
-  EXPECT_EQ(find(Template().text(CKA_LABEL, "third").text(CKA_VALUE, "even")).size(), 10u);
-  const Template rare = Class(CKO_DATA).text(TEE_CKA_VENDOR_CLIENT_ID, "rare");
-  EXPECT_THAT(find(Template(rare).text(CKA_LABEL, "third")), ElementsAre(made[30]));
-  EXPECT_THAT(find(Template(rare).text(CKA_LABEL, "other")), testing::IsEmpty());
-  EXPECT_THAT(find(Template().text(CKA_LABEL, "thir")), testing::IsEmpty());
 }
 
 }  // namespace

@@ -50,24 +50,5 @@ TEST_F(PinTest, OnlyAPinThatIsCheckedCountsAndTheOfficerUnlocksIt) {
   EXPECT_EQ(login(), OK);
 }
 
-TEST_F(PinTest, ANewPinOpensTheOldKeys) {
-  ASSERT_EQ(login(), OK);
-  const Handles keys = generate();
-  Value fresh(64, 0);
-  fresh[1] = 7;
-  for (const auto& [from, to, code] : {std::tuple<Value, Value, CK_RV>  //
-                                       {kPin, Value(65, 7), CKR_PIN_LEN_RANGE},
-                                       {kPin, Value(3, 7), CKR_PIN_LEN_RANGE},
-                                       {kWrongPin, fresh, CKR_PIN_INCORRECT},
-                                       {kPin, fresh, CKR_OK}}) {
-    EXPECT_EQ(answer(m_token->C_SetPIN(m_session, bytes(from), from.size(), bytes(to), to.size())), code);
-  }
-  ASSERT_EQ(restart(), OK);
-  EXPECT_EQ(login(), CKR_PIN_INCORRECT);
-  EXPECT_EQ(login(fresh), OK);
-  Value signature;
-  EXPECT_EQ(sign(keys[1], CKM_ECDSA_SHA256, {1}, signature), OK);
-}
-
 }  // namespace
 }  // namespace token_test

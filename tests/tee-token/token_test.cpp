@@ -138,6 +138,18 @@ Answer TokenTest::verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE type, const Val
   return m_token->C_Verify(m_session, bytes(data), data.size(), bytes(signature), signature.size());
 }
 
+Template TokenTest::marks(const std::string& client, const std::string& key) {
+  Template marks = Template().text(TEE_CKA_VENDOR_CLIENT_ID, client).text(TEE_CKA_VENDOR_KEY_ID, key);
+  return marks.flag(TEE_CKA_VENDOR_PERMANENT, false);
+}
+
+CK_OBJECT_HANDLE TokenTest::store_chain(const Value& chain, Template object) {
+  CK_OBJECT_HANDLE handle = 0;
+  object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN);
+  EXPECT_EQ(create(object.flag(CKA_TOKEN, true).add(CKA_VALUE, chain), &handle), OK);
+  return handle;
+}
+
 Answer TokenTest::install(const Handles& installed, const Handles& added) {
   return vendor_functions()->set_client_cert_and_move_key(m_session, installed.data(), installed.size(),
                                                           added.data(), added.size());

@@ -110,6 +110,9 @@ class TokenTest : public testing::Test {
   Value value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
   Answer sign(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, Value& signature);
   Answer verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, const Value& signature);
+  /// Of the objects of an identity that is not installed yet.
+  static Template marks(const std::string& client = "CCI_CLIENT", const std::string& key = "LYR");
+  CK_OBJECT_HANDLE store_chain(const Value& chain, Template object = marks());
   Answer install(const Handles& installed, const Handles& added);
   Handles installed() { return find(Template().flag(TEE_CKA_VENDOR_PERMANENT, true)); }
 
