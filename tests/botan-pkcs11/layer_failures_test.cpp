@@ -1,7 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <botan/auto_rng.h>
 #include <botan/p11_trust_store_group.h>
+#include <botan/pubkey.h>
 #include <tee_token/vendor_interface.h>
 
 #include "layer_test.h"
@@ -39,6 +41,17 @@ TEST_F(LayerFailuresTest, WhatGoesAwayBetweenTheTwoCallsIsLeftOut) {
   EXPECT_TRUE(shrinking.C_GetAttributeValue(0, 0, values));
   EXPECT_EQ(values[AttributeType::Label].size(), 1U);
   EXPECT_CODE(CKR_FUNCTION_NOT_SUPPORTED, shrinking.C_Logout(0)) << "it is not in the list";
+}
+
+TEST_F(LayerFailuresTest, ASignatureThatFailsIsEndedOnTheToken) {
+  Botan::AutoSeeded_RNG rng;
+  const PKCS11_ECDSA_PrivateKey key(session, params(Botan::EC_Group("secp256r1")), {});
+  Botan::PK_Signer signer(key, rng, "EMSA1(SHA-256)");
+  for (const std::string function : {"C_SignUpdate", "C_SignFinal"}) {
+    spy.answer(function, CKR_DEVICE_ERROR, 1);
+    EXPECT_CODE(CKR_DEVICE_ERROR, signer.update("one"); signer.update("two"); signer.signature(rng));
+    EXPECT_CODE(CKR_OK, ObjectFinder(session, {})) << function;
+  }
 }
 
 TEST_F(LayerFailuresTest, ATrustStoreIsCompleteOrAnError) {
