@@ -80,14 +80,5 @@ class SpiedTest : public TokenTest {
   SpiedTest() : TokenTest(SPYTOKEN) { spy.take_calls(); }
   ~SpiedTest() override { spy.reset(); }
 
-  /// The functions that were called since the last time.
-  std::vector<std::string> functions() {
-    std::vector<std::string> names;
-    for (const auto& call : spy.take_calls()) {
-      names.push_back(call.function);
-    }
-    return names;
-  }
-
   test_support::SpyToken& spy = test_support::spytoken();
 };

@@ -36,8 +36,6 @@ void put_in(const std::string& fault) {
   if (fault == "hangs") faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); };
   if (fault == "logs in twice") faulty.C_Login = [](auto... to) { return token.C_Login(to...), CK_RV{}; };
   if (fault == "signs zeros") faulty.C_Sign = sign_zeros;
-  if (fault == "finds all")
-    faulty.C_FindObjectsInit = [](auto by, auto...) { return token.C_FindObjectsInit(by, nullptr, 0); };
   if (fault == "destroys nothing") faulty.C_DestroyObject = [](auto...) { return CK_RV{}; };
   if (fault == "has no installation") install = nullptr;
   if (fault == "installs half") install = install_half;
