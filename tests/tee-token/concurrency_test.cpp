@@ -30,14 +30,16 @@ class ConcurrencyTest : public TokenTest {
     return status == 0;
   }
 
+  Handles new_parts() {
+    const Handles pair = generate(marks());
+    return {pair[0], pair[1], store_chain({})};
+  }
   /// Replaces the installed set again and again; false when it is not one set, the old or the new.
   bool rotate() {
     for (int round = 0; round < 20; ++round) {
       const Handles found = installed();
       const bool is_one_set = found.size() == 3 && found[2] == found[0] + 2;  // made in one change
-      Handles parts = generate(marks());
-      parts.push_back(store_chain({}));
-      const Answer done = install(found, parts);
+      const Answer done = install(found, new_parts());
       if (!is_one_set || (done != OK && done != CKR_OBJECT_HANDLE_INVALID)) return false;
     }
     return true;
@@ -46,9 +48,7 @@ class ConcurrencyTest : public TokenTest {
 
 TEST_F(ConcurrencyTest, TwoProcessesThatRotateEachSeeAndLeaveOneSet) {
   ASSERT_EQ(login(), OK);
-  Handles parts = generate(marks());
-  parts.push_back(store_chain({}));
-  ASSERT_EQ(install({}, parts), OK);
+  ASSERT_EQ(install({}, new_parts()), OK);
   const pid_t other = start([this] { return open() == OK && login() == OK && rotate(); });
   EXPECT_TRUE(rotate());
   EXPECT_TRUE(result_of(other));

@@ -6,14 +6,6 @@
 namespace token_test {
 namespace {
 
-/// The generator of secp256r1.
-const std::string kX =
-    "\x6B\x17\xD1\xF2\xE1\x2C\x42\x47\xF8\xBC\xE6\xE5\x63\xA4\x40\xF2"
-    "\x77\x03\x7D\x81\x2D\xEB\x33\xA0\xF4\xA1\x39\x45\xD8\x98\xC2\x96";
-const std::string kY =
-    "\x4F\xE3\x42\xE2\xFE\x1A\x7F\x9B\x8E\xE7\xEB\x4A\x7C\x0F\x9E\x16"
-    "\x2B\xCE\x33\x57\x6B\x31\x5E\xCE\xCB\xB6\x40\x68\x37\xBF\x51\xF5";
-
 Template private_key(std::uint8_t byte = 5) {
   return Class(CKO_PRIVATE_KEY)
       .number(CKA_KEY_TYPE, CKK_EC)
@@ -21,16 +13,20 @@ Template private_key(std::uint8_t byte = 5) {
       .add(CKA_VALUE, Value(32, byte));
 }
 
-Template public_key(const std::string& point) {
-  return Class(CKO_PUBLIC_KEY)
-      .number(CKA_KEY_TYPE, CKK_EC)
-      .add(CKA_EC_PARAMS, kP256)
-      .text(CKA_EC_POINT, point);
+Template public_key(const Value& point) {
+  const Template key = Class(CKO_PUBLIC_KEY).number(CKA_KEY_TYPE, CKK_EC);
+  return Template(key).add(CKA_EC_PARAMS, kP256).add(CKA_EC_POINT, point);
 }
 
 using ObjectTest = TokenTest;
 
 TEST_F(ObjectTest, TemplatesAreChecked) {
+  ASSERT_EQ(login(), OK);
+  const Handles pair = generate();
+  const Value point = value_of(pair[0], CKA_EC_POINT), bare(point.begin() + 2, point.end());
+  Value off = point, compressed(point.begin(), point.begin() + 35);
+  off.back() ^= 1;
+  compressed[1] = 33, compressed[2] = 3;
   const struct {
     const char* fault;
     Template object;
@@ -44,16 +40,15 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
       {"public private key", private_key().flag(CKA_PRIVATE, false), CKR_ATTRIBUTE_VALUE_INVALID},
       {"scalar 0", private_key(0), CKR_ATTRIBUTE_VALUE_INVALID},
       {"scalar above the order", private_key(0xFF), CKR_ATTRIBUTE_VALUE_INVALID},
-      {"point off the curve", public_key("\x04\x41\x04" + kX + kX), CKR_ATTRIBUTE_VALUE_INVALID},
-      {"point at infinity", public_key(std::string("\x04\x01\x00", 3)), CKR_ATTRIBUTE_VALUE_INVALID},
-      {"compressed point", public_key("\x04\x21\x03" + kX), CKR_ATTRIBUTE_VALUE_INVALID},
-      {"point in BER", public_key("\x04\x81\x41\x04" + kX + kY), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"point off the curve", public_key(off), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"point at infinity", public_key({4, 1, 0}), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"compressed point", public_key(compressed), CKR_ATTRIBUTE_VALUE_INVALID},
+      {"point without its OCTET STRING", public_key(bare), CKR_ATTRIBUTE_VALUE_INVALID},
       {"half a mechanism", private_key().add(CKA_ALLOWED_MECHANISMS, {1}), CKR_ATTRIBUTE_VALUE_INVALID},
   };
-  ASSERT_EQ(login(), OK);
   for (const auto& each : cases) EXPECT_EQ(create(each.object), each.code) << each.fault;
-  EXPECT_THAT(find(), testing::IsEmpty());
-  EXPECT_EQ(create(public_key("\x04\x41\x04" + kX + kY)), OK);
+  EXPECT_EQ(find(), pair);
+  EXPECT_EQ(create(public_key(point)), OK);
 }
 
 TEST_F(ObjectTest, ProtectionOnlyGrowsByChangeAndByCopy) {

@@ -43,32 +43,9 @@ Answer TokenTest::restart() {
   return open();
 }
 
-Answer TokenTest::open(CK_FLAGS flags) {
-  return m_token->C_OpenSession(0, flags, nullptr, nullptr, &m_session);
-}
-
-Answer TokenTest::login(const Value& pin, CK_USER_TYPE user) {
-  return m_token->C_Login(m_session, user, bytes(pin), pin.size());
-}
-
 Answer TokenTest::init_token() {
   unsigned char label[33] = "token under test                ";
   return m_token->C_InitToken(0, bytes(kOfficerPin), kOfficerPin.size(), label);
-}
-
-Answer TokenTest::create(Template object, CK_OBJECT_HANDLE* made) {
-  CK_OBJECT_HANDLE ignored = 0;
-  return m_token->C_CreateObject(m_session, object.data(), object.size(), made != nullptr ? made : &ignored);
-}
-
-Answer TokenTest::copy(CK_OBJECT_HANDLE object, Template changes, CK_OBJECT_HANDLE* made) {
-  CK_OBJECT_HANDLE ignored = 0;
-  made = made != nullptr ? made : &ignored;
-  return m_token->C_CopyObject(m_session, object, changes.data(), changes.size(), made);
-}
-
-Answer TokenTest::set(CK_OBJECT_HANDLE object, Template changes) {
-  return m_token->C_SetAttributeValue(m_session, object, changes.data(), changes.size());
 }
 
 Handles TokenTest::generate(Template marks) {

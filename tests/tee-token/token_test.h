@@ -89,16 +89,26 @@ class TokenTest : public testing::Test {
 
   /// C_Finalize and C_Initialize, then a session: what a new process would see.
   Answer restart();
-  Answer open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION);
-  Answer login(const Value& pin = kPin, CK_USER_TYPE user = CKU_USER);
+  Answer open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION) {
+    return m_token->C_OpenSession(0, flags, nullptr, nullptr, &m_session);
+  }
+  Answer login(const Value& pin = kPin, CK_USER_TYPE user = CKU_USER) {
+    return m_token->C_Login(m_session, user, bytes(pin), pin.size());
+  }
   Answer login_officer() { return login(kOfficerPin, CKU_SO); }
   Answer logout() { return m_token->C_Logout(m_session); }
   Answer init_token();
   Answer init_pin(const Value& pin) { return m_token->C_InitPIN(m_session, bytes(pin), pin.size()); }
 
-  Answer create(Template object, CK_OBJECT_HANDLE* made = nullptr);
-  Answer copy(CK_OBJECT_HANDLE object, Template changes = Template(), CK_OBJECT_HANDLE* made = nullptr);
-  Answer set(CK_OBJECT_HANDLE object, Template changes);
+  Answer create(Template object, CK_OBJECT_HANDLE* made = &s_ignored) {
+    return m_token->C_CreateObject(m_session, object.data(), object.size(), made);
+  }
+  Answer copy(CK_OBJECT_HANDLE object, Template changes = Template(), CK_OBJECT_HANDLE* made = &s_ignored) {
+    return m_token->C_CopyObject(m_session, object, changes.data(), changes.size(), made);
+  }
+  Answer set(CK_OBJECT_HANDLE object, Template changes) {
+    return m_token->C_SetAttributeValue(m_session, object, changes.data(), changes.size());
+  }
   Answer destroy(CK_OBJECT_HANDLE object) { return m_token->C_DestroyObject(m_session, object); }
   /// A key pair on the token, the public half first, or two zeros; both halves get the marks.
   Handles generate(Template marks = Template());
@@ -124,6 +134,7 @@ class TokenTest : public testing::Test {
 
   CK_FUNCTION_LIST* const m_token = cryptoki();
   CK_SESSION_HANDLE m_session = 0;
+  static inline CK_OBJECT_HANDLE s_ignored = 0;
 
  private:
   std::string pin_of(CK_USER_TYPE user, const Value& first);
