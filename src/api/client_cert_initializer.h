@@ -20,7 +20,7 @@
 namespace ozk {
 namespace tee {
 
-/// The implementation of the interface. It holds nothing but its logger, so calls cannot interfere in it.
+/// The implementation of the interface. Its only state is the logger, so overlapping calls share no data.
 class ClientCertInitializer : public ClientCertInitializerAPI {
  public:
   static const std::shared_ptr<ClientCertInitializer>& getInstance() {
@@ -47,16 +47,16 @@ class ClientCertInitializer : public ClientCertInitializerAPI {
 
   ClientCertInitializer();
 
-  /// Each returns the first object that the token reports, installed ones for `permanent` and temporary ones
-  /// otherwise, or 0 when there is none or the search fails (which is logged).
+  /// Each returns the handle of the first object found, an installed one if `permanent` and a temporary one
+  /// otherwise; 0 when there is none or the search fails (which is logged).
   Botan::PKCS11::ObjectHandle getLYRPublicKeyHandle(Botan::PKCS11::Session& session, bool permanent) const;
   Botan::PKCS11::ObjectHandle getLYRPrivateKeyHandle(Botan::PKCS11::Session& session, bool permanent) const;
   Botan::PKCS11::ObjectHandle getBASEPrivateKeyHandle(Botan::PKCS11::Session& session) const;
   Botan::PKCS11::ObjectHandle getLYRCertificateChainHandle(Botan::PKCS11::Session& session,
                                                            bool permanent) const;
 
-  /// Each of these destroys objects one by one and stops with CRYPTO_OP_ERROR at the first that cannot be
-  /// opened or destroyed. Nothing is restored.
+  /// Each of these destroys objects one by one. At the first that cannot be opened or destroyed it stops and
+  /// returns CRYPTO_OP_ERROR; the objects destroyed before are lost.
   ResultCode deleteOldTemporaryKeys(Botan::PKCS11::Session& session) const;
   ResultCode deleteLYRCertificateAndKeys(TEESession::TEESession& tee) const;
 
@@ -64,7 +64,7 @@ class ClientCertInitializer : public ClientCertInitializerAPI {
   ResultCode deleteSessionCertificateAndKeys(TEESession::TEESession& tee, std::vector<unsigned long>& handles,
                                              const Botan::PKCS11::PKCS11_TSG_CertficateChain* chain) const;
 
-  /// The installation proper, with its arguments checked and a token in the slot.
+  /// Installs the chain. The caller has checked the arguments and that there is a token.
   ResultCode installChain(TEESession::TEESession& tee, const std::string& cert_chain,
                           const std::string& key_id) const;
   std::vector<unsigned long> temporaryKeyHandles(Botan::PKCS11::Session& session) const;
@@ -74,13 +74,14 @@ class ClientCertInitializer : public ClientCertInitializerAPI {
   std::vector<Botan::X509_Certificate> getCertificates(Botan::PKCS11::Session& session,
                                                        std::string pem) const;
 
-  /// Returns the certificates with these labels (text form), in their order, and appends to `statuses` one
-  /// entry a label: OK, FunctionFailed when there is none, DataInvalid when it is no certificate.
+  /// Returns the certificates with these labels (text form), in their order, and appends one entry per
+  /// label to `statuses`: OK, FunctionFailed when there is no object, DataInvalid when it is not a
+  /// certificate.
   std::vector<Botan::X509_Certificate> getZEMPCerts(Botan::PKCS11::Session& session,
                                                     const std::vector<std::string>& labels,
                                                     std::vector<Botan::PKCS11::ReturnValue>& statuses) const;
 
-  static constexpr std::size_t kReseedInterval = 1024;  ///< of random generators, in outputs
+  static constexpr std::size_t kReseedInterval = 1024;  ///< outputs of a random generator between reseeds
 
   ara::log::Logger& m_logger;
 };

@@ -9,12 +9,12 @@
 namespace ozk {
 namespace tee {
 
-/// The client under whose name this library's callers store objects on the token.
+/// The client identifier of this library's objects on the token.
 constexpr auto kClientId = "CCI_CLIENT";
 
-extern const std::string kChainLabel;   ///< label of the client's certificate chain, in text form
-extern const std::string kLYRKeyId;     ///< the installed key pair and chain; on the token, the temporary too
-extern const std::string kLYRCSRKeyId;  ///< the temporary key pair that waits for its certificate
+extern const std::string kChainLabel;  ///< label of the client's certificate chain, in text form
+extern const std::string kLYRKeyId;    ///< the installed key pair and chain; on the token also temporary ones
+extern const std::string kLYRCSRKeyId;  ///< the temporary key pair, until its certificate is installed
 extern const std::string kBASEKeyId;    ///< the device's base key and certificates
 extern const std::string kZEMPKeyId;    ///< the ZEMP certificates
 

@@ -19,7 +19,7 @@ using Botan::PKCS11::PKCS11_ECDSA_PublicKey;
 using Botan::PKCS11::PKCS11_TSG_CertficateChain;
 using Botan::PKCS11::Session;
 
-/// Destroys what one search finds.
+/// Destroys all objects that one search finds.
 template <typename Wrapper>
 ResultCode destroyEach(const ara::log::Logger& logger, Session& session, const AttributeContainer& sought,
                        const std::string& failure) {
@@ -39,7 +39,7 @@ ResultCode destroyEach(const ara::log::Logger& logger, Session& session, const A
 ResultCode ClientCertInitializer::deleteOldTemporaryKeys(Session& session) const {
   logDebug(m_logger, "ClientCertInitializer::deleteOldTemporaryKeys =>");
   ResultCode result =
-      destroyEach<PKCS11_ECDSA_PrivateKey>(m_logger, session, temporaryPrivateKeysSearch(),
+      destroyEach<PKCS11_ECDSA_PrivateKey>(m_logger, session, lyrPrivateKeySearch(false),
                                            "LYR temporary private key delete fail, Exception thrown : ");
   if (result != ResultCode::OK) return result;
 

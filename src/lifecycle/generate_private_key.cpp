@@ -18,7 +18,7 @@ using Botan::PKCS11::EC_PrivateKeyGenerationProperties;
 using Botan::PKCS11::EC_PublicKeyGenerationProperties;
 using Botan::PKCS11::Session;
 
-/// Returns whether both halves are on the token now.
+/// Returns whether the token has reported both keys.
 bool generateKeyPair(Session& session, const EC_PublicKeyGenerationProperties& public_key,
                      const EC_PrivateKeyGenerationProperties& private_key) {
   const auto pair = Botan::PKCS11::generate_ecdsa_keypair(session, public_key, private_key);
@@ -36,7 +36,7 @@ ResultCode ClientCertInitializer::generate_private_key(std::string key_id) {
   }
   if (!tee.m_valid) return ResultCode::CRYPTO_OP_ERROR;
 
-  // A failed clean-up has its own error record and does not stop the generation.
+  // When this fails, it has logged an error; the generation goes on.
   if (deleteOldTemporaryKeys(*tee.m_session) == ResultCode::OK) {
     logDebug(m_logger, "ClientCertInitializer::generate_private_key succesfully deleted old temp keys");
   }

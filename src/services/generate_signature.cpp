@@ -38,7 +38,7 @@ std::vector<std::uint8_t> ClientCertInitializer::generate_signature(std::string 
   } else if (key_id == kBASEKeyId) {
     logDebug(m_logger, "ClientCertInitializer::Getting Base Key Id");
     key = tee.m_valid ? getBASEPrivateKeyHandle(*tee.m_session) : 0;
-    // Every device has its base key, whereas a client certificate may not be installed yet.
+    // A missing base key is an error; a missing client key is not, since none may be installed yet.
     if (key == 0) logError(m_logger, "ClientCertInitializer::generate_signature signature generation failed");
   }
   if (key == 0) return {};

@@ -28,7 +28,7 @@ std::vector<X509_Certificate> chainOf(Session& session, ObjectHandle handle) {
   return PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain();
 }
 
-/// Appends the certificate of the first of `found`.
+/// Reads the certificate in the first of `found` and appends it.
 ReturnValue readFirst(const ara::log::Logger& logger, Session& session,
                       const std::vector<ObjectHandle>& found, std::vector<X509_Certificate>& certificates) {
   if (found.empty()) return ReturnValue::FunctionFailed;
@@ -48,7 +48,7 @@ std::string ClientCertInitializer::get_client_cert(std::string key_id) {
   if (!tee.m_valid) return {};
 
   Session& session = *tee.m_session;
-  std::vector<ReturnValue> statuses;  // not used: the caller gets the certificates that could be read
+  std::vector<ReturnValue> statuses;  // not used: certificates that cannot be read are left out
   if (key_id == kLYRKeyId) return pemOf(chainOf(session, getLYRCertificateChainHandle(session, true)));
   if (key_id == kZEMPKeyId) return pemOf(getZEMPCerts(session, kZEMPCertIds, statuses));
   if (key_id == kBASEKeyId) return pemOf(getZEMPCerts(session, kBASECertIds, statuses));

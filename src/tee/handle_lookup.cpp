@@ -21,8 +21,7 @@ using Handles = std::vector<ObjectHandle>;
 
 ObjectHandle firstOf(const Handles& found) { return found.empty() ? 0 : found.front(); }
 
-/// Returns the first match. The number of matches is logged after `count_text`, before the search is
-/// finished.
+/// Returns the first match, or 0. Logs `count_text` and the number of matches before it finishes the search.
 ObjectHandle findFirst(const ara::log::Logger& logger, Session& session, const AttributeContainer& sought,
                        const std::string& count_text) {
   ObjectFinder finder(session, sought.attributes());

@@ -9,12 +9,11 @@
 
 namespace TEESession {
 
-/// Everything an operation needs to talk to the TEE's token: module, slot, read/write session.
-/// It uses the first slot with a token, and closes in reverse order what it opened.
+/// A read/write session with the token in the first slot that has one, and the module and slot that it needs.
+/// The destructor closes them in reverse order.
 class TEESession {
  public:
-  /// With `login` the user is logged in. Throws what Botan throws when the module, the session or the login
-  /// fails.
+  /// Logs the user in if `login`. Throws Botan's exceptions when the module, the session or the login fails.
   [[gnu::visibility("default")]] explicit TEESession(bool login);
   TEESession(const TEESession&) = delete;
   TEESession& operator=(const TEESession&) = delete;

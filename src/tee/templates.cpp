@@ -91,8 +91,6 @@ AttributeContainer lyrCertificateChainSearch(bool permanent) {
   return sought;
 }
 
-AttributeContainer temporaryPrivateKeysSearch() { return keySearch(ObjectClass::PrivateKey, false); }
-
 AttributeContainer temporaryPublicKeysSearch() { return keySearch(ObjectClass::PublicKey, false); }
 
 EC_PublicKeyGenerationProperties lyrPublicKeyGeneration() {

@@ -19,8 +19,8 @@
 namespace ozk {
 namespace tee {
 
-/// Attributes with which the token marks the objects of its clients: text, text, and whether the object is
-/// installed.
+/// The token's attributes for objects of clients: key identifier (text), client identifier (text), and
+/// whether the object is installed.
 constexpr auto CKA_VENDOR_KEY_ID = static_cast<Botan::PKCS11::AttributeType>(0x80001002UL);
 constexpr auto CKA_VENDOR_CLIENT_ID = static_cast<Botan::PKCS11::AttributeType>(0x80001003UL);
 constexpr auto CKA_VENDOR_PERMANENT = static_cast<Botan::PKCS11::AttributeType>(0x80001004UL);
@@ -28,23 +28,22 @@ constexpr auto CKA_VENDOR_PERMANENT = static_cast<Botan::PKCS11::AttributeType>(
 /// The most objects that one search returns.
 constexpr std::uint32_t kMaxFound = 100;
 
-/// Returns the five bytes of a CKA_LABEL, one of group and four of index, little-endian, for its text form,
-/// group and index in decimal joined by "_" ("1_11"). Of the group only the low byte counts.
+/// Returns the five bytes of a CKA_LABEL: the low byte of the group, then the index in four bytes,
+/// little-endian. `text` is group and index in decimal, joined by "_" ("1_11").
 /// Empty when the text has no "_"; throws what std::stoi throws.
 Botan::secure_vector<std::uint8_t> labelFromText(const std::string& text);
 
-/// Every template that is handed to the token, each with its attributes in the order of its body.
-/// `permanent` selects installed objects, otherwise temporary ones.
+/// All templates that are handed to the token. Each function adds the attributes in the order in which the
+/// token gets them. `permanent` selects installed objects, otherwise temporary ones.
 Botan::PKCS11::AttributeContainer lyrPublicKeySearch(bool permanent);
 Botan::PKCS11::AttributeContainer lyrPrivateKeySearch(bool permanent);
 Botan::PKCS11::AttributeContainer basePrivateKeySearch();
 Botan::PKCS11::AttributeContainer lyrCertificateChainSearch(bool permanent);
-Botan::PKCS11::AttributeContainer temporaryPrivateKeysSearch();
 Botan::PKCS11::AttributeContainer temporaryPublicKeysSearch();
 Botan::PKCS11::EC_PublicKeyGenerationProperties lyrPublicKeyGeneration();
 Botan::PKCS11::EC_PrivateKeyGenerationProperties lyrPrivateKeyGeneration();
 
-/// Adds to `chain`, which has its value. In place: a platform's class need be neither copyable nor movable.
+/// Adds all attributes but the value. In place, because a platform's class need not be copyable or movable.
 void addLYRCertificateChainAttributes(Botan::PKCS11::TrustStoreGroupCertificateChainProperties& chain,
                                       const std::string& key_id);
 

@@ -24,34 +24,35 @@ enum class ResultCode : std::uint32_t {
 ///
 /// Key identifiers are compared byte for byte; nothing is trimmed or case-folded:
 ///
-///   "LYR_CSR"  the temporary key pair that waits for its certificate
+///   "LYR_CSR"  the temporary key pair, until its certificate is installed
 ///   "LYR"      the installed key pair and certificate chain
-///   "BASE"     the device's own key and certificates, there from the start
-///   "ZEMP"     the ZEMP certificates, there from the start
+///   "BASE"     the device's own key and certificates, which are on the token from the start
+///   "ZEMP"     the ZEMP certificates, which are on the token from the start
 ///
 /// Provisioning is generate_private_key("LYR_CSR"), generate_csr(name, "LYR_CSR"), certification elsewhere,
 /// and set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"). The installed key stays in use until the last
 /// of these has succeeded.
 ///
-/// Each operation may be called at any time and from any thread. Each opens a session of its own, logs the
-/// user in, and has closed everything again when it returns or throws; nothing is kept between calls. The
-/// platform's PKCS#11 layer decides how overlapping calls are handled.
+/// Each operation may be called at any time and from any thread. It opens a session of its own, logs the user
+/// in, and closes everything before it returns or throws; nothing is kept between calls. The platform's
+/// PKCS#11 layer decides how overlapping calls are handled.
 ///
-/// Failures that an operation's result cannot express are thrown: Botan::Exception for a token that fails or
-/// cannot be opened, and exceptions of the standard library such as std::bad_alloc. Without a token in any
-/// slot nothing is thrown: operations with a ResultCode return CRYPTO_OP_ERROR, the others an empty result.
+/// Failures for which an operation has no result are thrown: Botan::Exception when the token fails or cannot
+/// be opened, and exceptions of the standard library such as std::bad_alloc. Without a token in any slot
+/// nothing is thrown: operations with a ResultCode return CRYPTO_OP_ERROR, the others an empty result.
 class [[gnu::visibility("default")]] ClientCertInitializerAPI {
  public:
-  /// The process's only instance, made on the first call. Each call adds one owner of it.
+  /// Returns the process's only instance, which the first call creates. The caller shares its ownership.
   static std::shared_ptr<ClientCertInitializerAPI> get_instance();
 
   virtual ~ClientCertInitializerAPI();
 
-  /// Generates the temporary key pair, ECDSA on secp256r1, inside the token, and destroys the temporary keys
-  /// and chain of earlier attempts first. The installed key pair is not touched.
+  /// Destroys the temporary keys and chain of earlier attempts, then generates a temporary key pair, ECDSA on
+  /// secp256r1, inside the token. The installed key pair is not changed.
   ///
-  /// INVALID_KEY_ID when `key_id` is not "LYR_CSR", with nothing changed.
-  /// CRYPTO_OP_ERROR when the token could not generate; the earlier temporary keys are deleted by then.
+  /// INVALID_KEY_ID when `key_id` is not "LYR_CSR": nothing is changed.
+  /// CRYPTO_OP_ERROR when the token could not generate the key pair; the earlier temporary keys are deleted
+  /// by then.
   virtual ResultCode generate_private_key(std::string key_id) = 0;
 
   /// Returns a certificate request (PKCS#10, RFC 2986) in DER for the temporary key pair, signed inside the
@@ -62,7 +63,7 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   virtual std::vector<std::uint8_t> generate_csr(std::string common_name, std::string key_id) = 0;
 
   /// Returns the ECDSA signature of `data`, made inside the token.
-  /// `data` is the message itself (it is hashed with SHA-256), of any length, zero included; `unused` has no
+  /// `data` is the message itself (it is hashed with SHA-256), of any length, also empty; `unused` has no
   /// effect. The result is r||s (IEEE 1363, not DER), each big-endian and as long as the curve's order, 64
   /// bytes in all on secp256r1.
   ///
@@ -89,11 +90,11 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// out, and when none is left the keys are installed with an empty chain: check an answer before you pass
   /// it on. Neither dates nor signatures are checked.
   ///
-  /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR", with nothing changed.
+  /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR": nothing is changed.
   /// TOKEN_STORE_ERROR when the chain cannot be stored: nothing is installed, the temporary keys stay.
   /// CRYPTO_OP_ERROR when the token refuses, for instance a chain for another key: the installed objects stay
-  /// and the temporary ones are destroyed. The same code follows a successful installation whose temporary
-  /// objects could not be destroyed; get_client_cert("LYR") tells which chain is installed.
+  /// and the temporary ones are destroyed. Also when the installation succeeded but the temporary objects
+  /// could not be destroyed; get_client_cert("LYR") returns the chain that is installed.
   ///
   /// With `cert_chain` and `temp_key_id` both empty and `key_id` "LYR" it destroys the installed key pair and
   /// chain instead. A missing object is no error, so a deletion that failed can be repeated.
@@ -101,7 +102,7 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
                                                   std::string key_id) = 0;
 
   /// Returns the root certificates of a trust store group as PEM blocks (RFC 7468, 64 characters a line),
-  /// back to back in the token's order: what a TLS client takes for a file of trust anchors.
+  /// back to back in the token's order, the usual format of a file with trust anchors.
   /// `trust_store_group` is the identifier that the token's security officer gave the group; it is compared
   /// byte for byte.
   ///
@@ -109,7 +110,7 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// clients of this library, and when a root cannot be decoded: none is left out.
   virtual std::string get_root_cert_bundle(std::string trust_store_group) = 0;
 
-  /// Returns the vehicle identification number as the bytes that the token stores, zero bytes included.
+  /// Returns the vehicle identification number as the bytes that the token stores, NUL bytes included.
   /// Empty when none is stored.
   virtual std::string get_zemp_vin() = 0;
 };
