@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "base/file_descriptor.h"
+#include "base/files.h"
 #include "shared/token_access.h"
 #include "trust_group.h"
 

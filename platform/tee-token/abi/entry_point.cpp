@@ -13,12 +13,12 @@
 #include <sstream>
 
 #include "base/error.h"
-#include "base/file_descriptor.h"
+#include "base/files.h"
 
 namespace tee_token {
 namespace {
 
-/// TEE_TOKEN_LOG: words, separated by commas, of which a later one prevails.
+/// TEE_TOKEN_LOG: words, separated by commas; a later one overrides an earlier one.
 struct LogSettings {
   bool failures = true, all = false;
   std::string file;  // empty: stderr
@@ -48,7 +48,7 @@ bool is_wanted(const LogSettings& settings, bool is_failure) {
   return is_failure ? settings.failures : settings.all;
 }
 
-/// Holds SIGPIPE back: a failure line that nobody reads must not end the program.
+/// Blocks SIGPIPE while it exists: a failure line that nobody reads must not end the program.
 class WithoutSigpipe {
  public:
   WithoutSigpipe() {
@@ -76,7 +76,7 @@ class WithoutSigpipe {
 
 // In one write, so that lines of several processes do not mix.
 bool write_line(int file, const std::string& line) {
-  const WithoutSigpipe held_back;
+  const WithoutSigpipe blocked;
   return ::write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
 }
 
@@ -144,7 +144,7 @@ void write_failure_line(const Answer& answer) noexcept {
                                     ": " + std::strerror(errno) + "\n");
     }
   } catch (const std::bad_alloc&) {
-    // there is no memory to report it
+    // no memory for a message
   }
 }
 

@@ -3,11 +3,11 @@
 
 #pragma once
 
+#include "abi/caller_memory.h"
 #include "abi/module.h"
 #include "crypto/openssl_handles.h"
-#include "session/caller_memory.h"
 
-/// On the functions that a program finds by name; all others are reached through function lists.
+/// Marks the exported functions; programs reach all others through a function list.
 #define TEE_EXPORT __attribute__((visibility("default")))
 
 namespace tee_token {
@@ -15,13 +15,13 @@ namespace tee_token {
 /// The module's Cryptoki 2.40 functions; every entry is filled.
 CK_FUNCTION_LIST* cryptoki_functions();
 
-/// The result of a call, and its failure line; empty where none is wanted.
+/// The result of a call, and its failure line, which is empty when none is to be written.
 struct Answer {
   CK_RV code = CKR_OK;
   std::string line;
 };
 
-/// Turns the exception in flight into the answer of `call`, with a line such as
+/// Turns the exception that is being handled into the answer of `call`, with a line such as
 ///
 ///     tee-token: C_Login: CKR_PIN_INCORRECT: /var/lib/tee: this is not the PIN of the user; tries left: 9
 ///
@@ -31,12 +31,11 @@ Answer answer_for_current_exception(const char* call, const char* folder) noexce
 /// Whether the line of `error` will be written.
 bool is_logged(const Error& error);
 
-/// Writes the line of `answer`. Can block as long as the reader of stderr does: not to be called under a
-/// lock.
+/// Writes the line of `answer`. Not to be called under a lock: it blocks while nobody reads stderr.
 void write_failure_line(const Answer& answer) noexcept;
 
-/// Runs `operation` under the module's lock and turns what it throws into the answer of `call`. libcrypto's
-/// error queue, which the host program uses too, is left as it was.
+/// Runs `operation` under the module's lock and turns an exception into the answer of `call`. Leaves
+/// libcrypto's error queue, which the host program uses too, as it was.
 template <typename Operation>
 CK_RV answer_of(const char* call, Operation operation) noexcept {
   Answer answer;
@@ -68,7 +67,7 @@ CK_RV session_call(const char* call, CK_SESSION_HANDLE session, Operation operat
   return entry_point(call, [&](Module& module) { operation(module.session(session)); });
 }
 
-/// `session_call` for a call that names an object, which the failure line then names too.
+/// `session_call` for a call with an object; the failure line names the object.
 template <typename Operation>
 CK_RV object_call(const char* call, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
                   Operation operation) noexcept {

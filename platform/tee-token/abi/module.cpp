@@ -17,7 +17,7 @@ struct Process {
   std::unique_ptr<Module> module;
 };
 
-// Never destroyed: calls may come while the program exits.
+// Never destroyed: a program may call the module while it exits.
 Process& process();
 
 /// A child does not inherit the login of its parent.
@@ -61,7 +61,7 @@ void Module::initialise() {
   if (current() != nullptr) {
     throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "call C_Finalize first");
   }
-  // A parent's module is given up, not destroyed: its database connection must not be closed in the child.
+  // Not destroyed when it is the parent's: its database connection must not be closed in the child.
   static_cast<void>(process().module.release());
   process().module = std::make_unique<Module>(DeviceFolder::of_environment());
 }

@@ -16,8 +16,8 @@ namespace tee_token {
 /// The one slot.
 constexpr CK_SLOT_ID kSlot = 0;
 
-/// Everything between C_Initialize and C_Finalize. One call works in it at a time: whoever uses the static
-/// functions or the module holds `mutex()`.
+/// The state of the module between C_Initialize and C_Finalize. Hold `mutex()` to use it or the static
+/// functions: calls run one at a time.
 class Module {
  public:
   explicit Module(DeviceFolder folder);
@@ -25,14 +25,13 @@ class Module {
   /// Held during each call. A fork waits for it, so that no child begins in the middle of a transaction.
   static std::mutex& mutex();
 
-  /// The process's module; null when it is not initialised, also in a child that was forked off: it has to
-  /// initialise for itself.
+  /// The process's module; null when it is not initialised. A forked child has to initialise its own.
   static Module* current();
-  /// `current`. Throws CKR_CRYPTOKI_NOT_INITIALIZED when there is none.
+  /// The same, but throws CKR_CRYPTOKI_NOT_INITIALIZED when there is none.
   static Module& required();
-  /// Throws CKR_CRYPTOKI_ALREADY_INITIALIZED when there is one.
+  /// Makes the module. Throws CKR_CRYPTOKI_ALREADY_INITIALIZED when there is one.
   static void initialise();
-  /// Ends the current one.
+  /// Destroys the module.
   static void finalise();
 
   Token& token() { return m_token; }
@@ -53,7 +52,7 @@ class Module {
   void log_in(CK_USER_TYPE user, ByteView pin);
   void log_out();
 
-  /// Whether a token came or went since the last time, or since the module was initialised.
+  /// Whether the token was inserted or removed since the last call, or since the module was initialised.
   bool take_slot_event();
 
  private:

@@ -10,7 +10,7 @@ using Digest = Session::Digest;
 
 namespace {
 
-// Each of the steps below says whether the operation ends.
+// What a step below returns: whether the operation ends.
 constexpr bool kEnds = true, kStaysActive = false;
 
 }  // namespace

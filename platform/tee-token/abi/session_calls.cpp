@@ -8,8 +8,8 @@ using namespace tee_token;
 
 namespace {
 
-// A call holds the system's mutex from start to end and meanwhile calls no function of the caller. So the
-// caller's mutexes are not needed, whatever he allows (base, 5.4).
+// Each call holds the module's own mutex from start to end and calls no function of the caller. So the
+// caller's mutex functions are never needed, whatever the flags allow (base, 5.4).
 void require_usable(const CK_C_INITIALIZE_ARGS& args) {
   if (args.pReserved != nullptr) {
     throw Error(CKR_ARGUMENTS_BAD, "pReserved must be null");

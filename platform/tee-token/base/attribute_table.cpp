@@ -29,7 +29,8 @@ constexpr struct ClassRow {
 };
 
 // Attributes that searches use are in the index of the store; other attributes are compared in the records
-// that the index finds. Not CKA_VALUE: certificates would double the store, and sealed values match nothing.
+// that the index finds. CKA_VALUE is not indexed: certificates would double the store, and sealed values
+// never match.
 constexpr bool kIndexed = true, kCompared = false;
 
 #define RULE(type, layout, classes, fallback, setter, is_indexed) \

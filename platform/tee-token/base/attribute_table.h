@@ -11,30 +11,30 @@ namespace tee_token {
 /// The format of an attribute's value.
 enum class Layout { kBool, kNumber, kNumbers, kDate, kBytes };
 
-/// The value of an attribute that the template lacks.
+/// The value of an attribute that the template does not have.
 enum class Default {
-  kNone,  // it does not have the attribute
+  kNone,  // the object does not have the attribute
   kFalse,
   kTrue,
   kIfPrivateKey,  // true for a private key, else false
   kZero,
   kUnavailable,
   kEmpty,
-  kRequired,  // none: the template must have the attribute
+  kRequired,  // the template must have the attribute
   kContent,   // required by C_CreateObject (except for data), computed by C_GenerateKeyPair
-  kDerived,   // of a key: computed from its content; else empty
+  kDerived,   // computed from the content of a key; empty for other objects
 };
 
 /// Who may set an attribute, and when.
 enum class Setter {
   kCreator,        // at creation only
   kAnytime,        // also later, by C_SetAttributeValue
-  kAnytimeOfKeys,  // the same, but for certificates at creation only
-  kUpwards,        // later only from false to true
-  kDownwards,      // later only from true to false
-  kOfficer,        // to true only by the security officer
-  kFalseOnly,      // by callers only to false, at creation
-  kToken,          // only by the token
+  kAnytimeOfKeys,  // the same for keys; for certificates at creation only
+  kUpwards,        // at creation; later only from false to true
+  kDownwards,      // at creation; later only from true to false
+  kOfficer,        // at any time; to true only the security officer
+  kFalseOnly,      // the creator, only to false
+  kToken,          // only the token
 };
 
 /// A set of object classes, as bits.
@@ -67,7 +67,7 @@ struct AttributeRules {
 /// The bit of an object class; throws CKR_ATTRIBUTE_VALUE_INVALID for a class that the token does not store.
 Classes bit_of(CK_OBJECT_CLASS object_class);
 
-/// Its name in messages, for example "private key".
+/// The name of an object class in messages, for example "private key".
 const char* name_of_class(CK_OBJECT_CLASS object_class);
 
 /// Throws CKR_ATTRIBUTE_VALUE_INVALID unless `value` has the layout that `rule` asks for.

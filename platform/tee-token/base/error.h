@@ -11,7 +11,7 @@
 
 namespace tee_token {
 
-/// The reason why a call ends with a code other than CKR_OK: a mistake of the caller, or normal use.
+/// A call ends with a code other than CKR_OK because of a mistake of the caller, or in normal use.
 class Error : public std::runtime_error {
  public:
   Error(CK_RV code, const std::string& reason) : std::runtime_error(reason), m_code(code) {}
@@ -26,7 +26,7 @@ class Error : public std::runtime_error {
   std::string m_subject;
 };
 
-/// An error that a person has to look at: it is logged unless TEE_TOKEN_LOG is "off".
+/// An error that a person has to look at. It is logged unless TEE_TOKEN_LOG is "off".
 class Failure : public Error {
  public:
   using Error::Error;

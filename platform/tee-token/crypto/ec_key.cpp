@@ -28,8 +28,8 @@ BigNumber number_in(ByteView bytes) {
   return BigNumber(require_handle(BN_bin2bn(bytes.data, static_cast<int>(bytes.size), nullptr), "a number"));
 }
 
-// By its object identifier: for the name "EC", libcrypto would first use an ENGINE of the host program, which
-// may well be one that uses this token.
+// By the object identifier: for the name "EC", libcrypto would first use an ENGINE of the host program, which
+// may in turn use this token.
 PKeyContext new_context(const Curve& curve) {
   return PKeyContext(
       require_handle(EVP_PKEY_CTX_new_from_name(nullptr, "1.2.840.10045.2.1", nullptr), curve.name));
@@ -47,7 +47,7 @@ PKey key_from(const Curve& curve, const OSSL_PARAM& part, int selection) {
   return PKey(key);
 }
 
-// In DER; `content`, a point, has at most 133 bytes.
+// The DER encoding; `content`, a point, has at most 133 bytes.
 Bytes octet_string_around(const Bytes& content) {
   Bytes encoded = {V_ASN1_OCTET_STRING};
   if (content.size() >= 0x80) {
@@ -58,7 +58,7 @@ Bytes octet_string_around(const Bytes& content) {
   return encoded;
 }
 
-// The point in `ec_point`. Only its one DER encoding is accepted: keys are compared by CKA_EC_POINT.
+// The point in `ec_point`. Other encodings than DER are refused, because keys are compared by CKA_EC_POINT.
 Bytes uncompressed_point(const Curve& curve, const Bytes& ec_point) {
   // On these curves a coordinate is as long as the order.
   const std::size_t length = std::min(1 + 2 * curve.order_bytes, ec_point.size());

@@ -13,7 +13,7 @@ namespace tee_token {
 struct Mechanism {
   CK_MECHANISM_TYPE type;
   CK_FLAGS flags;           // CKF_SIGN, CKF_VERIFY, CKF_GENERATE_KEY_PAIR, CKF_DIGEST
-  const EVP_MD* (*hash)();  // applied to the data first; null: none
+  const EVP_MD* (*hash)();  // the hash of the data; null when the data is not hashed
 };
 
 struct Mechanisms {
@@ -24,7 +24,7 @@ struct Mechanisms {
 /// The mechanism for `type`. Throws CKR_MECHANISM_INVALID when the token has none with all of `flags`.
 const Mechanism& mechanism_of(CK_MECHANISM_TYPE type, CK_FLAGS flags = 0);
 
-/// As above, for a caller's structure; its parameter must be empty (CKR_MECHANISM_PARAM_INVALID).
+/// The same for a caller's structure. Throws CKR_MECHANISM_PARAM_INVALID when it has a parameter.
 const Mechanism& mechanism_of(const CK_MECHANISM* given, CK_FLAGS flags);
 
 /// The answer of C_GetMechanismInfo: key sizes in bits, 0 without a key.

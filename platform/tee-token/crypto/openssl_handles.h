@@ -42,8 +42,8 @@ using PKeyContext = Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using Point = Owned<EC_POINT, EC_POINT_free>;
 using X509Certificate = Owned<X509, X509_free>;
 
-/// Separates the token's errors from the host program's in libcrypto's error queue, which both use: errors
-/// from before are not taken for a failure here, and the destructor removes those that were added.
+/// Keeps the token's errors apart from the host program's in libcrypto's error queue, which both use: earlier
+/// errors are not reported as the token's, and the destructor removes those that were added.
 class OpensslErrors {
  public:
   OpensslErrors() {

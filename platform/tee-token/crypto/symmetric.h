@@ -16,21 +16,21 @@ constexpr std::size_t kKeyLength = 32;
 /// `length` bytes from libcrypto's private generator.
 Bytes random_bytes(std::size_t length);
 
-/// Mixes a caller's bytes into libcrypto's generators, without counting on their being random.
+/// Mixes a caller's bytes into libcrypto's generators; they count as 0 bits of entropy.
 void add_entropy(ByteView bytes);
 
 /// `plaintext` under AES-256-GCM: nonce (12 bytes), ciphertext, tag (16 bytes).
-/// `context` is authenticated with it, so that the result can be opened with the same context only.
+/// The result can only be unsealed with the same `context`.
 Bytes seal(const Bytes& key, ByteView plaintext, ByteView context);
 
-/// The plaintext of `sealed`; nothing when the key, the context or a bit of it is different.
+/// The plaintext; nothing when `sealed` was changed or was sealed with another key or context.
 std::optional<Bytes> unseal(const Bytes& key, ByteView sealed, ByteView context);
 
 /// HKDF-SHA256 (RFC 5869) of `secret`: a key of `kKeyLength` bytes.
 Bytes derive_key(const Bytes& secret, ByteView salt, ByteView info);
 
-/// HMAC-SHA256 of a list of byte strings. Each is preceded by its length, so that no other list gives the
-/// same input.
+/// HMAC-SHA256 of a list of byte strings. Each is preceded by its length, so that two different lists never
+/// have the same input.
 class Mac {
  public:
   static constexpr std::size_t kLength = 32;
@@ -39,9 +39,9 @@ class Mac {
 
   Mac& add(ByteView bytes);
 
-  /// Ends the list.
+  /// Ends the list and returns its MAC.
   Bytes result();
-  /// Ends the list; whether its result is `stored`.
+  /// Ends the list and returns whether the result equals `stored`.
   bool matches(ByteView stored);
 
  private:

@@ -63,7 +63,7 @@ void require_one_owner(const Parts& parts, const Attributes& owner) {
   }
 }
 
-// A caller that misses an installed object would leave two identities or a mixed one.
+// Without this, an installed object that the caller has not found would stay beside the new identity.
 void require_whole_set(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& installed, Attributes owner) {
   owner.set_bool(TEE_CKA_VENDOR_PERMANENT, true);
   std::vector<CK_OBJECT_HANDLE> present;

@@ -10,8 +10,7 @@
 namespace tee_token {
 
 /// Replaces the `installed` objects by permanent copies of the `added` ones, in one transaction. Throws a
-/// Failure with the codes of vendor_interface.h when the two lists are not as they have to be; nothing is
-/// changed then.
+/// Failure with a code of vendor_interface.h, and changes nothing, when it refuses one of the lists.
 void install(Token& token, const std::vector<CK_OBJECT_HANDLE>& installed,
              const std::vector<CK_OBJECT_HANDLE>& added);
 

@@ -47,13 +47,14 @@ Bytes value_of(Default fallback, Classes object_class) {
   }
 }
 
-// A private key's value must be sealed, and only values of private objects are.
+// Otherwise the store would not seal its value.
 void require_private_key_is_private(const Attributes& object) {
   if (object.number(CKA_CLASS) == CKO_PRIVATE_KEY && !object.is_true(CKA_PRIVATE)) {
     throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "a private key must be CKA_PRIVATE");
   }
 }
 
+// Adds the defaults; throws when a required attribute is missing.
 void complete(Attributes& object, Classes object_class) {
   for (const AttributeRule& rule : AttributeRules()) {
     if ((rule.classes & object_class) == 0 || rule.fallback == Default::kNone ||
@@ -61,7 +62,7 @@ void complete(Attributes& object, Classes object_class) {
       continue;
     }
     if (rule.fallback == Default::kRequired) {
-      object.at(rule.type);
+      object.at(rule.type);  // throws when it is missing
     } else {
       object.set_if_absent(rule.type, value_of(rule.fallback, object_class));
     }
@@ -69,14 +70,14 @@ void complete(Attributes& object, Classes object_class) {
   require_private_key_is_private(object);
 }
 
-void require_ec_key(const Attributes& object) {
-  if (object.number(CKA_KEY_TYPE) != CKK_EC) {
+// Of a private key, CKA_PUBLIC_KEY_INFO is that of its public key (base, 4.9).
+void complete_key(Attributes& key, Classes key_class) {
+  if (key.number(CKA_KEY_TYPE) != CKK_EC) {
     throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "CKA_KEY_TYPE must be CKK_EC");
   }
-}
-
-// CKA_PUBLIC_KEY_INFO of a private key must be that of its public key (base, 4.9).
-void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
+  const Bytes ec_point = key_class == kPublicKey
+                             ? key.at(CKA_EC_POINT)
+                             : EcPrivateKey(key.at(CKA_EC_PARAMS), key.at(CKA_VALUE)).ec_point();
   const Bytes info = EcPublicKey(key.at(CKA_EC_PARAMS), ec_point).info();
   const Bytes& given = key.at(CKA_PUBLIC_KEY_INFO);
   if (!given.empty() && given != info) {
@@ -86,6 +87,7 @@ void derive_public_key_info(Attributes& key, const Bytes& ec_point) {
 }
 
 void require_sound_certificate(const Attributes& certificate) {
+  const Bytes& value = certificate.at(CKA_VALUE);
   const CK_CERTIFICATE_TYPE type = certificate.number(CKA_CERTIFICATE_TYPE);
   if (type == TEE_CKC_CERTIFICATE_CHAIN) {
     return;
@@ -96,23 +98,8 @@ void require_sound_certificate(const Attributes& certificate) {
   if (certificate.at(CKA_SUBJECT).empty()) {
     throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_SUBJECT");
   }
-  if (certificate.at(CKA_VALUE).empty() && certificate.at(CKA_URL).empty()) {
+  if (value.empty() && certificate.at(CKA_URL).empty()) {
     throw Error(CKR_TEMPLATE_INCOMPLETE, "an X.509 certificate needs its CKA_VALUE or a CKA_URL");
-  }
-}
-
-void require_sound(Attributes& object, Classes object_class) {
-  if (object_class == kPrivateKey) {
-    require_ec_key(object);
-    derive_public_key_info(object, EcPrivateKey(object.at(CKA_EC_PARAMS), object.at(CKA_VALUE)).ec_point());
-  } else if (object_class == kPublicKey) {
-    require_ec_key(object);
-    derive_public_key_info(object, object.at(CKA_EC_POINT));
-  } else if (object_class == kCertificate) {
-    object.at(CKA_VALUE);
-    require_sound_certificate(object);
-  } else if (object_class == kTrustStoreGroup) {
-    object.at(TEE_CKA_VENDOR_CLIENT_ID);
   }
 }
 
@@ -130,7 +117,13 @@ Attributes created_object(Attributes given, Creator creator) {
     given.set_if_absent(CKA_VALUE, Bytes());
   }
   complete(given, object_class);
-  require_sound(given, object_class);
+  if (object_class == kPrivateKey || object_class == kPublicKey) {
+    complete_key(given, object_class);
+  } else if (object_class == kCertificate) {
+    require_sound_certificate(given);
+  } else if (object_class == kTrustStoreGroup) {
+    given.at(TEE_CKA_VENDOR_CLIENT_ID);  // throws when it is missing
+  }
   return given;
 }
 
@@ -176,10 +169,10 @@ Attributes copied_object(Attributes source, const Attributes& changes) {
   }
   withdraw_trust(source);
   for (const auto& [type, value] : changes) {
-    // A copy may also move between session and token, and change what is fixed later (base, 4.1.3).
-    const bool free =
+    // A copy may change these four, which C_SetAttributeValue may not (base, 4.1.3).
+    const bool only_in_copies =
         type == CKA_TOKEN || type == CKA_PRIVATE || type == CKA_MODIFIABLE || type == CKA_DESTROYABLE;
-    if (!free) {
+    if (!only_in_copies) {
       Attributes change;
       change.set(type, value);
       Attributes modifiable = source;

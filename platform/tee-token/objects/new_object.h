@@ -7,14 +7,14 @@
 
 namespace tee_token {
 
-/// Who creates or changes an object, as far as it matters for its attributes.
+/// Who creates or changes an object.
 enum class Creator { kAnyone, kSecurityOfficer };
 
-/// The attributes of an object that a caller creates from a template: checked, and completed by defaults.
-/// Throws the standard's code for the first fault (PKCS #11 2.40 base, 4.1.1).
+/// Checks the template of an object that a caller creates, and completes it by defaults. Throws the
+/// standard's code for the first fault (PKCS #11 2.40 base, 4.1.1).
 Attributes created_object(Attributes given, Creator creator);
 
-/// The attributes of one half of a generated key pair, without its key value.
+/// The same for one half of a key pair that is going to be generated; the result has no key value yet.
 Attributes generated_half(Attributes given, CK_OBJECT_CLASS object_class, Creator creator);
 
 /// Sets CKA_TRUSTED, if `copy` has it, to false: trust is given to one object, not to its copies.

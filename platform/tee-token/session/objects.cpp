@@ -63,7 +63,7 @@ Session::KeyPair Session::generate(Attributes public_half, Attributes private_ha
   }
   set_new_key(public_key, private_key);
 
-  // With halves in two places the change in memory is committed last, since that cannot fail.
+  // When the halves are in two places, the change in memory is committed last, because that cannot fail.
   std::optional<ObjectChange> in_memory;
   if (place_of(public_key) != place_of(private_key)) {
     in_memory.emplace(m_token, Place::kSession);
@@ -109,7 +109,7 @@ void Session::require_may_destroy(CK_OBJECT_HANDLE object) {
       throw Error(CKR_ACTION_PROHIBITED, "the object is not CKA_DESTROYABLE");
     }
   } catch (const DamagedObject&) {
-    // It is of no use, and its attributes are not trusted: any logged-in user may remove it.
+    // It cannot be used, and its attributes cannot be trusted: any logged-in user may remove it.
     require_may_write(Place::kToken);
     if (!m_token.login()) {
       throw;
@@ -127,13 +127,13 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
     m_token.objects().in(place_of(object)).unseal(object, stored);
   }
   // When an attribute cannot be returned, the other attributes still are (base, 4.1.2).
-  CK_RV worst = CKR_OK;
+  CK_RV last_error = CKR_OK;
   for (CK_ATTRIBUTE* attribute = first; attribute != first + count; ++attribute) {
     const CK_RV code = copy_attribute(stored, *attribute);
-    worst = code == CKR_OK ? worst : code;
+    last_error = code == CKR_OK ? last_error : code;
   }
-  if (worst != CKR_OK) {
-    throw Error(worst, "not all attributes can be returned");
+  if (last_error != CKR_OK) {
+    throw Error(last_error, "not all attributes can be returned");
   }
 }
 

@@ -24,7 +24,7 @@ void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
   throw Error(CKR_MECHANISM_INVALID, "the mechanism is not among the key's CKA_ALLOWED_MECHANISMS");
 }
 
-/// Keys are checked before they are stored, so one that is wrong now is damaged.
+/// Keys are checked before they are stored, so a key that is refused here is damaged.
 template <typename Key>
 Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_TYPE content) {
   try {

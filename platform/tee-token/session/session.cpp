@@ -6,7 +6,7 @@
 namespace tee_token {
 namespace {
 
-/// As much of a label as fits in a line, other than printable characters as \x and two digits.
+/// The first characters of a label. Bytes that are not printable ASCII are written as \xNN.
 std::string printable(const Bytes& label) {
   constexpr char kDigits[] = "0123456789abcdef";
   constexpr std::size_t kLongest = 64;

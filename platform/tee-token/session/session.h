@@ -10,13 +10,12 @@
 #include "crypto/ec_key.h"
 #include "crypto/mechanism.h"
 #include "objects/new_object.h"
-#include "session/caller_memory.h"
 #include "store/token.h"
 
 namespace tee_token {
 
-/// A session: what an application does with objects and keys. At most one operation is active in it.
-/// Throws the Error that the standard gives for the call.
+/// A session: the calls for objects and keys. At most one operation is active in it. Members throw an Error
+/// with the code that the standard gives for the call.
 class Session {
  public:
   Session(CK_SESSION_HANDLE handle, bool read_write, Token& token)
@@ -25,8 +24,8 @@ class Session {
   bool is_read_write() const { return m_read_write; }
   Token& token() const { return m_token; }
   CK_SESSION_INFO info() const;
-  /// The object for a failure line: `private key "LYR" (object 7)`. Only its number when it is not visible,
-  /// or when `code` says that the store cannot be read.
+  /// Names the object in a failure line: `private key "LYR" (object 7)`. Only `object 7` when it is not
+  /// visible or `code` means that the store cannot be read.
   std::string description_of(CK_OBJECT_HANDLE object, CK_RV code);
 
   // objects.cpp
@@ -73,7 +72,7 @@ class Session {
   void begin_verification(const CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
   void begin_digest(const CK_MECHANISM* mechanism);
 
-  /// The next objects that the active search finds.
+  /// The next objects of the active search, at most `limit`.
   std::vector<CK_OBJECT_HANDLE> continue_search(std::size_t limit);
   /// Throws the error of C_DigestKey: the token has no keys that can be digested.
   [[noreturn]] void refuse_to_digest(CK_OBJECT_HANDLE key);
@@ -81,7 +80,7 @@ class Session {
   /// Ends the active operation, if there is one.
   void end_operation() { m_operation = std::monostate(); }
 
-  /// Whether a cryptographic operation is active; a search is none.
+  /// Whether an operation other than a search is active.
   bool has_cryptographic_operation() const {
     return !std::holds_alternative<std::monostate>(m_operation) &&
            !std::holds_alternative<Search>(m_operation);

@@ -12,7 +12,7 @@
 #include <filesystem>
 
 #include "base/error.h"
-#include "base/file_descriptor.h"
+#include "base/files.h"
 #include "crypto/symmetric.h"
 
 namespace tee_token {

@@ -12,7 +12,7 @@
 
 namespace tee_token {
 
-/// The folder that stands for the device: device key, store and counters are files in it.
+/// The folder that represents the device: device key, store and PIN counters are files in it.
 class DeviceFolder {
  public:
   explicit DeviceFolder(std::string path) : m_path(std::move(path)) {}
@@ -23,8 +23,8 @@ class DeviceFolder {
   const std::string& path() const { return m_path; }
   std::string file(const char* name) const { return m_path + "/" + name; }
 
-  /// Whether there is such a folder, which means a token in the slot. Throws a Failure when it cannot be
-  /// looked at.
+  /// Whether the folder exists: then there is a token in the slot. Throws a Failure when that cannot be found
+  /// out.
   bool exists() const;
 
   /// Makes the folder and its missing parents, with mode 0700.
@@ -37,7 +37,7 @@ class DeviceFolder {
   /// The device-unique key. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or damaged.
   Bytes device_key() const;
 
-  /// Makes the device key of a new token; an existing one stays.
+  /// Makes the device key, unless there is one.
   void make_device_key_if_absent() const;
 
  private:

@@ -84,7 +84,7 @@ std::vector<CK_OBJECT_HANDLE> ObjectSpace::search(const Attributes& wanted, CK_O
 
 void ObjectSpace::search_in(ObjectStore& store, Attributes wanted, CK_OBJECT_HANDLE after, std::size_t limit,
                             std::vector<CK_OBJECT_HANDLE>& found) {
-  // The stored CKA_VALUE may be sealed, so it is not compared by the store.
+  // The store compares stored values, and CKA_VALUE may be sealed: it is compared here.
   const std::optional<Bytes> value =
       wanted.has(CKA_VALUE) ? std::optional<Bytes>(wanted.at(CKA_VALUE)) : std::nullopt;
   wanted.erase(CKA_VALUE);

@@ -19,16 +19,16 @@ Place place_of(CK_OBJECT_HANDLE object);
 /// The place that CKA_TOKEN asks for.
 Place place_of(const Attributes& object);
 
-/// All objects that an application sees: those of the token and those of its sessions, under one range of
-/// handles, private ones only while the user is logged in.
+/// All objects that an application can see, in one range of handles: those of the token and those of its
+/// sessions; private ones only while the user is logged in.
 class ObjectSpace {
  public:
   explicit ObjectSpace(const std::optional<Login>& login) : m_login(login) {}
 
-  /// From now on the objects of the token are those of `store`.
+  /// Sets the store of the token's objects.
   void use_token_objects(ObjectStore store) { m_token_objects.emplace(std::move(store)); }
 
-  /// The objects in `place`; those of the token are known once `use_token_objects` was called.
+  /// The objects in `place`; those of the token only after `use_token_objects`.
   ObjectStore& in(Place place);
 
   /// The stored attributes of an object (ObjectStore::load); nothing when it does not exist or is not
@@ -43,9 +43,9 @@ class ObjectSpace {
   /// Stores an object of the token, or of `session`, as CKA_TOKEN says.
   CK_OBJECT_HANDLE insert(const Attributes& object, CK_SESSION_HANDLE session);
 
-  /// Up to `limit` objects above `after` that match, in order of creation, the token's first. Values that
-  /// must not be read match nothing. A damaged object matches unless CKA_VALUE is wanted, so that it can be
-  /// replaced.
+  /// Up to `limit` objects above `after` that match, in order of creation, the token's first. A CKA_VALUE
+  /// that must not be read never matches. A damaged object matches, so that it can be replaced, unless
+  /// `wanted` has a CKA_VALUE.
   std::vector<CK_OBJECT_HANDLE> search(const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit);
 
   /// Removes the session objects that end with one session, and the private ones, which end with the login.

@@ -41,7 +41,7 @@ Bytes ObjectStore::mac_key(const Bytes& device_key, const Bytes& serial) {
 }
 
 void ObjectStore::create_tables(Database& database, CK_OBJECT_HANDLE first) {
-  // AUTOINCREMENT: sqlite_sequence keeps the last number also after that object is gone.
+  // AUTOINCREMENT: sqlite_sequence keeps the last number after that object is deleted.
   database.execute(
       "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, record BLOB NOT NULL);"
       "CREATE TABLE attribute_index (type INTEGER NOT NULL, value BLOB NOT NULL, object INTEGER NOT NULL,"
@@ -62,7 +62,7 @@ CK_OBJECT_HANDLE ObjectStore::insert(const Attributes& object) {
 CK_OBJECT_HANDLE ObjectStore::next_number() {
   Query last = m_database.query("SELECT seq FROM sqlite_sequence WHERE name = 'object'");
   if (!last.step()) {
-    throw Failure(CKR_DEVICE_ERROR, "the store is damaged: it does not say which object number is the next");
+    throw Failure(CKR_DEVICE_ERROR, "the store is damaged: the number of the next object is missing");
   }
   return static_cast<CK_OBJECT_HANDLE>(last.number(0)) + 1;
 }
@@ -98,7 +98,7 @@ void ObjectStore::change_index(const char* sql, CK_OBJECT_HANDLE object, const A
 void ObjectStore::erase(CK_OBJECT_HANDLE object) {
   try {
     remove_from_index(object, load(object).value_or(Attributes()));
-  } catch (const DamagedObject&) {  // its index entries cannot be derived from the record
+  } catch (const DamagedObject&) {  // its index rows cannot be derived from the record
     m_database.query("DELETE FROM attribute_index WHERE object = ?").bind(row(object)).run();
   }
   m_database.query("DELETE FROM object WHERE number = ?").bind(row(object)).run();
@@ -175,8 +175,8 @@ bool ObjectStore::matches(CK_OBJECT_HANDLE object, const Attributes& wanted) {
   }
 }
 
-// Each attribute in turn moves the candidate to the next object that has it. The search is over when all
-// agree on one, after at most as many rounds as the rarest of them has objects.
+// Each attribute in turn moves the candidate to the next object that has it, until all have the same
+// candidate. The rarest attribute limits the number of rounds to the number of its objects.
 CK_OBJECT_HANDLE ObjectStore::next_in_index(const Attributes& wanted, CK_OBJECT_HANDLE from) {
   if (wanted.empty()) {
     Query query = m_database.query("SELECT min(number) FROM object WHERE number >= ?");

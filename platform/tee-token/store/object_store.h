@@ -12,7 +12,7 @@
 
 namespace tee_token {
 
-/// An object is not as the token has stored it (CKR_DEVICE_ERROR).
+/// The stored object was changed or damaged (CKR_DEVICE_ERROR).
 class DamagedObject : public Failure {
  public:
   explicit DamagedObject(CK_OBJECT_HANDLE object);
@@ -22,11 +22,11 @@ class DamagedObject : public Failure {
 ///
 /// An object is one record: its attributes, the CKA_VALUE of a private object sealed under the master key and
 /// bound to object and attribute, and a MAC over number and record. An index of attributes finds objects, so
-/// that a search costs the same with 10 and with 10,000 of them; the record decides whether an object
+/// that a search takes the same time with 10 and with 10,000 objects; the record decides whether an object
 /// matches. Object numbers are never used twice, so that an old handle never means a new object.
 class ObjectStore {
  public:
-  /// `login` is what sealed values are read and written with.
+  /// `login`, which may change, has the key of sealed values.
   ObjectStore(Database& database, Bytes mac_key, const std::optional<Login>& login)
       : m_database(database), m_mac_key(std::move(mac_key)), m_login(login) {}
 
@@ -45,7 +45,7 @@ class ObjectStore {
   /// The attributes of an object, a private CKA_VALUE still sealed; nothing when there is no such object.
   /// Throws DamagedObject.
   std::optional<Attributes> load(CK_OBJECT_HANDLE object);
-  /// Opens the CKA_VALUE among attributes that were loaded. Throws a Failure (CKR_DEVICE_ERROR).
+  /// Unseals the CKA_VALUE of a private object that was loaded. Throws a Failure (CKR_DEVICE_ERROR).
   void unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const;
 
   /// The first object above `after`, in order of creation, that has all attributes of `wanted`, or that is
@@ -58,7 +58,7 @@ class ObjectStore {
  private:
   CK_OBJECT_HANDLE next_number();
   void write(CK_OBJECT_HANDLE object, const Attributes& attributes);
-  /// Runs `sql` with type, value and object of each attribute that is indexed.
+  /// Runs `sql` with type, value and object for each attribute that is indexed.
   void change_index(const char* sql, CK_OBJECT_HANDLE object, const Attributes& attributes);
   void remove_from_index(CK_OBJECT_HANDLE object, const Attributes& attributes);
   Bytes seal_value(CK_OBJECT_HANDLE object, const Bytes& value) const;

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "base/error.h"
-#include "base/file_descriptor.h"
+#include "base/files.h"
 #include "crypto/symmetric.h"
 
 namespace tee_token {
@@ -20,7 +20,7 @@ namespace {
 
 bool has_pin_length(ByteView pin) { return pin.size >= kMinPinLength && pin.size <= kMaxPinLength; }
 
-// No slow password hash: a PIN is short and fixed, what protects the keys is the device key and the counter.
+// No slow password hash: a PIN is too short for it to help. The device key and the counters protect the keys.
 Bytes wrapping_key(const Bytes& device_key, const Bytes& salt, User user, ByteView pin) {
   Bytes info = ByteView(std::string("tee-token master key of the ") + name_of(user) + ":").copy();
   append(info, pin);
@@ -40,7 +40,6 @@ class Counters {
   // A child that was forked meanwhile shares the open file, so closing it would not be enough to unlock.
   ~Counters() { set_lock(F_UNLCK); }
 
-  // A byte is written whole or not at all.
   std::uint8_t read(User user) const {
     std::uint8_t wrong = 0;
     if (::pread(m_file.get(), &wrong, 1, static_cast<off_t>(user)) != 1) {
@@ -117,7 +116,7 @@ WrappedKey wrap_key(const Bytes& master_key, const Bytes& device_key, User user,
 }
 
 Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User user, ByteView pin) {
-  // Steps that can fail with a right PIN come first: only a PIN that is judged counts as a try.
+  // Steps that can fail with the right PIN come first, so that they do not count as a try.
   const Bytes device_key = folder.device_key();
   if (!has_pin_length(pin)) {
     throw Failure(CKR_PIN_INCORRECT, "a PIN has 4 to 64 bytes, not " + std::to_string(pin.size) +
@@ -130,11 +129,11 @@ Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User use
   std::optional<Bytes> key =
       unseal(wrapping_key(device_key, wrapped.salt, user, pin), wrapped.sealed, std::string(name_of(user)));
   if (!key) {
-    counters.sync();  // before the caller learns that it was wrong
+    counters.sync();  // before the caller learns that the PIN was wrong
     throw Failure(CKR_PIN_INCORRECT, std::string("this is not the PIN of the ") + name_of(user) +
                                          "; tries left: " + std::to_string(kTries - wrong - 1));
   }
-  counters.write(user, 0);  // without a sync, so that a right login costs little
+  counters.write(user, 0);  // no sync: it would cost each login time
   return *std::move(key);
 }
 

@@ -16,8 +16,8 @@ enum class User : std::uint8_t { kUser = 0, kSecurityOfficer = 1 };
 /// Name in failure lines: "user", "security officer".
 const char* name_of(User user);
 
-/// Who is logged in. The security officer has the master key too, to set a PIN, but no private object is
-/// visible to him.
+/// Who is logged in. The security officer needs the master key to set a PIN; private objects are not visible
+/// to him.
 struct Login {
   User user;
   Bytes master_key;
@@ -32,7 +32,7 @@ constexpr CK_ULONG kMinPinLength = 4, kMaxPinLength = 64;
 void require_pin_length(ByteView pin);
 
 /// The master key as the store holds it for one user: sealed under a key that is derived from the device key
-/// and the PIN. A PIN is right when it opens this.
+/// and the PIN. The PIN that unseals it is the right one.
 struct WrappedKey {
   Bytes salt;
   Bytes sealed;
@@ -40,10 +40,10 @@ struct WrappedKey {
 
 WrappedKey wrap_key(const Bytes& master_key, const Bytes& device_key, User user, ByteView pin);
 
-/// The master key. Counts as a try at the PIN in the folder's counters, which reaches the file before the PIN
-/// is judged, so that ending the process gives no free try. Other processes wait for its end, for 5 seconds
-/// at most. Throws a Failure: CKR_PIN_INCORRECT, CKR_PIN_LOCKED when no try is left, CKR_DEVICE_ERROR when
-/// the counters cannot be used.
+/// Returns the master key. The try is counted in the folder's counters before the PIN is checked, so that
+/// ending the process gives no free try. Meanwhile other processes wait for the counters, up to 5 seconds.
+/// Throws a Failure: CKR_PIN_INCORRECT, CKR_PIN_LOCKED when no try is left, CKR_DEVICE_ERROR when the
+/// counters cannot be used.
 Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User user, ByteView pin);
 
 /// The file of the counters in the folder: a byte for each user, the number of wrong tries in a row.

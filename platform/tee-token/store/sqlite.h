@@ -14,7 +14,7 @@
 
 namespace tee_token {
 
-/// One run of a prepared statement: bind, then step. The destructor resets the statement for its next run.
+/// One run of a prepared statement: bind, then step. The destructor resets the statement for the next run.
 class Query {
  public:
   explicit Query(sqlite3_stmt* statement) : m_statement(statement) {}
@@ -46,12 +46,12 @@ class Damage : public Failure {
   using Failure::Failure;
 };
 
-/// A connection to one SQLite database. Its errors arrive as Failures: CKR_DEVICE_MEMORY when the disk is
-/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, CKR_DEVICE_ERROR for the rest. Waits at most 5 s
-/// for other processes.
+/// A connection to one SQLite database. Errors are thrown as a Failure: CKR_DEVICE_MEMORY when the disk is
+/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, otherwise CKR_DEVICE_ERROR. Waits at most 5 s for
+/// other processes.
 class Database {
  public:
-  /// Opens the database at `path` (":memory:" for one of this object's own), which must exist.
+  /// Opens the database at `path`, which must exist, or for ":memory:" an empty one in memory.
   explicit Database(const std::string& path);
 
   /// The result of SQLite's integrity check, in one line: "ok", or the first damage.
@@ -63,7 +63,7 @@ class Database {
   /// The statement `sql`, a string literal: prepared once, then reused.
   Query query(const char* sql);
 
-  /// Throws CKR_DEVICE_REMOVED when the file is no longer at the path that it was opened at.
+  /// Throws CKR_DEVICE_REMOVED when the file was moved or removed since it was opened.
   void require_in_place();
 
   bool is_in_transaction() const { return sqlite3_get_autocommit(m_connection.get()) == 0; }
@@ -89,7 +89,7 @@ class Change {
   bool m_open = true;
 };
 
-/// Several reads of one state of the store; within a Change, of the state in it.
+/// Several reads of one state of the store; within a Change they see its changes.
 class Snapshot {
  public:
   explicit Snapshot(Database& database);

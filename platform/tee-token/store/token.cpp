@@ -6,7 +6,7 @@
 #include <fcntl.h>
 
 #include "base/error.h"
-#include "base/file_descriptor.h"
+#include "base/files.h"
 #include "crypto/symmetric.h"
 
 namespace tee_token {
@@ -24,7 +24,7 @@ Bytes new_serial() {
   return serial;
 }
 
-/// Saves the record of a new token, with a new master key and without a PIN of the user.
+/// Saves the record of a new token: a new serial number and master key, no PIN of the user.
 void save_new_record(Database& store, const Bytes& device_key, ByteView officer_pin, ByteView label) {
   const WrappedKey officer =
       wrap_key(random_bytes(kKeyLength), device_key, User::kSecurityOfficer, officer_pin);
@@ -71,8 +71,8 @@ Database& Token::database_of(Place place) {
   return place == Place::kToken ? store() : m_objects.in(place).database();
 }
 
-// Derives the keys that fit the store as it is now. Those of a login fit only the store that it was made
-// with.
+// Derives the keys of the store unless they are loaded. Another process may have initialised the token anew:
+// then the keys are derived anew, and a login is no longer valid.
 void Token::load_keys() {
   Database& database = store();
   database.require_in_place();
@@ -104,7 +104,7 @@ void Token::initialise(ByteView officer_pin, ByteView label) {
   }
 }
 
-// False when another process has made the store meanwhile.
+// Returns false when another process has made the store meanwhile.
 bool Token::make_store(ByteView officer_pin, ByteView label) {
   const std::string path = m_folder.file(kStore);
   open_private_file(path, O_RDWR | O_CREAT);  // SQLite makes its journal with the same mode

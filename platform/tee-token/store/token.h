@@ -26,8 +26,8 @@ class Token {
   /// The record of an initialised token, read anew: other processes may have changed it.
   TokenRecord record();
 
-  /// C_InitToken: makes the token, its folder included. Of a token that is initialised already all objects
-  /// and the user's PIN are deleted; `officer_pin` must then be its security officer's PIN.
+  /// C_InitToken: makes the token and its folder. If the token is initialised already, all its objects and
+  /// the user's PIN are deleted, and `officer_pin` must be its security officer's PIN.
   void initialise(ByteView officer_pin, ByteView label);
 
   /// C_Login. Throws a Failure: CKR_PIN_INCORRECT, CKR_PIN_LOCKED, CKR_USER_PIN_NOT_INITIALIZED.
@@ -40,17 +40,17 @@ class Token {
 
   /// C_InitPIN, for the logged-in security officer.
   void set_user_pin(ByteView pin);
-  /// C_SetPIN: of the security officer when he is logged in, of the user otherwise.
+  /// C_SetPIN: changes the PIN of the security officer if he is logged in, otherwise that of the user.
   void change_pin(ByteView old_pin, ByteView new_pin);
 
-  /// Within an ObjectChange or ObjectView, except for the end of a session.
+  /// To be used within an ObjectChange or ObjectView, except to end a session.
   ObjectSpace& objects() { return m_objects; }
 
  private:
   friend class ObjectChange;
   friend class ObjectView;
 
-  /// The key of the token record, valid as long as the store has this serial number.
+  /// The key of the token record, valid while the store has this serial number.
   struct StoreKeys {
     Bytes serial;
     Bytes record_key;
@@ -65,8 +65,8 @@ class Token {
 
   DeviceFolder m_folder;
   std::optional<Login> m_login;
-  std::optional<Database> m_store;  // only a token's
-  std::optional<StoreKeys> m_keys;  // none until the store is first used
+  std::optional<Database> m_store;  // opened when first needed; always a token's store
+  std::optional<StoreKeys> m_keys;  // loaded when first needed
   ObjectSpace m_objects{m_login};
 };
 

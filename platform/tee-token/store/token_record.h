@@ -19,7 +19,7 @@ struct TokenRecord {
 /// The key that authenticates the record.
 Bytes token_record_key(const Bytes& device_key);
 
-/// Makes the table of the record and marks the database as a token's store, of the version of this module.
+/// Makes the table of the record and marks the database as a token's store of this version.
 void create_token_table(Database& store);
 
 /// Whether the database is a token's store; false when it is empty. Throws a Failure
@@ -29,7 +29,7 @@ bool is_token_store(Database& store);
 /// The record. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or not as it was stored.
 TokenRecord load_token_record(Database& store, const Bytes& key);
 
-/// Its serial number, not authenticated; nothing when there is no record.
+/// The serial number in the record, not authenticated; nothing when there is no record.
 std::optional<Bytes> token_serial(Database& store);
 
 /// Inserts the record or replaces the one that is there.

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-/* The functions, attributes and classes of libteetoken.so beyond Cryptoki 2.40. A C header, as Cryptoki's is.
- */
+/* The functions, attributes and classes of libteetoken.so that Cryptoki 2.40 does not have. A C header. */
 #ifndef TEE_TOKEN_VENDOR_INTERFACE_H
 #define TEE_TOKEN_VENDOR_INTERFACE_H
 
@@ -49,8 +48,8 @@ typedef CK_RV (*TEE_C_GetInterfaceList)(TEE_INTERFACE* list, CK_ULONG* count);
  *
  * `installed` are the handles of all permanent objects of this client and key identifier (none before the
  * first installation), `added` those of one temporary public key, private key and chain. On CKR_OK the
- * installed objects are gone and permanent copies of the added ones, with new handles, are there; the added
- * objects stay. Any other answer has changed nothing:
+ * installed objects are deleted and there are permanent copies of the added ones, with new handles; the added
+ * objects stay. With any other code nothing was changed:
  *
  * - CKR_OBJECT_HANDLE_INVALID: a handle is unknown, of another client or key identifier, or in the wrong
  *   state.

@@ -12,7 +12,7 @@
 
 namespace tee_token {
 
-/// An open file, closed with the object.
+/// An open file; the destructor closes it.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number) noexcept : m_number(number) {}
@@ -29,8 +29,8 @@ class FileDescriptor {
 /// Throws a Failure with the text of errno: CKR_DEVICE_MEMORY when the disk is full, else CKR_DEVICE_ERROR.
 [[noreturn]] void fail_with_errno(const std::string& action, const std::string& path);
 
-/// The status of `path`, with fstatat(2)'s `flags`; nothing when there is no such file. Only ENOENT and
-/// ENOTDIR mean that: throws a Failure when the file cannot be looked at.
+/// The status of `path`, by fstatat(2) with `flags`; nothing when there is no such file (ENOENT, ENOTDIR).
+/// Throws a Failure on any other error.
 std::optional<struct stat> find_status(const std::string& path, int flags);
 
 /// Opens a file of the token folder with open(2)'s `flags`, never through a link; O_CREAT creates it with
@@ -38,15 +38,15 @@ std::optional<struct stat> find_status(const std::string& path, int flags);
 /// its owner, this user, can access.
 FileDescriptor open_private_file(const std::string& path, int flags);
 
-/// The same check without opening: closing a file would drop the locks that this process has on it, and
-/// SQLite locks the store that way.
+/// The same check without opening the file: closing it would release the locks that this process has on it,
+/// and SQLite locks the store that way.
 void require_private_file(const std::string& path);
 
-/// Writes `content` to a temporary file (PATH.new, mode 0600) and renames it: the file is whole and durable,
-/// or not there.
+/// Writes `content` to a temporary file (PATH.new, mode 0600) and renames it: afterwards the file is complete
+/// and durable. An interruption leaves the former file, or none.
 void write_private_file(const std::string& path, ByteView content);
 
-/// Makes the entry of `path` in its folder durable.
+/// Syncs the folder of `path`, so that a new entry in it is durable.
 void sync_folder_of(const std::string& path);
 
 }  // namespace tee_token

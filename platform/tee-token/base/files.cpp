@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "base/file_descriptor.h"
+#include "base/files.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 
 #include "base/error.h"
 
@@ -106,7 +105,7 @@ void write_private_file(const std::string& path, ByteView content) {
 void sync_folder_of(const std::string& path) {
   const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.get() < 0 && errno == EACCES) {
-    return;  // this user did not create a file in a folder that he cannot read
+    return;  // this user cannot read the folder, so another one has made the entry
   }
   if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
     fail_with_errno("sync the folder of", path);

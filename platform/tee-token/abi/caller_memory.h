@@ -10,7 +10,8 @@
 #include "base/bytes.h"
 #include "base/error.h"
 
-// What callers pass by pointer. Throws CKR_ARGUMENTS_BAD on a null pointer where there has to be memory.
+// Access to memory that callers pass by pointer. Throws CKR_ARGUMENTS_BAD on a null pointer that is not
+// allowed.
 namespace tee_token {
 
 /// `pointer` itself, which must not be null.
@@ -32,8 +33,8 @@ class OutputBuffer {
  public:
   OutputBuffer(CK_BYTE* first, CK_ULONG* length) : m_first(first), m_length(required(length)) {}
 
-  /// Stores the result's `size` and, unless the caller asks for that only, the result that `produce` returns;
-  /// whether it has done the latter. Throws CKR_BUFFER_TOO_SMALL when the buffer is too small.
+  /// Writes `size` to the caller's length and, unless the caller asks for the length only, the result of
+  /// `produce` to the buffer. Returns whether it wrote the result. Throws CKR_BUFFER_TOO_SMALL.
   template <typename Produce>
   bool give(std::size_t size, Produce produce) {
     const CK_ULONG room = *m_length;
@@ -54,7 +55,7 @@ class OutputBuffer {
   CK_ULONG* m_length;
 };
 
-/// Gives a list under the same convention.
+/// Writes a list to the caller's memory, under the same convention.
 template <typename T>
 void give_list(const std::vector<T>& list, T* first, CK_ULONG* count) {
   const CK_ULONG room = *required(count);
