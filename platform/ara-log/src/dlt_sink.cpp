@@ -28,7 +28,8 @@ constexpr std::uint32_t kWaitAtExit = 200;  // ms
 constexpr int kMostWaits = 10;              // while the daemon still takes records
 constexpr std::chrono::seconds kBetweenTries{1};
 
-/// Initialises libdlt. Undoes that it ignores SIGPIPE, and keeps the program's signals from its threads.
+/// Initialises libdlt. Restores the program's handling of SIGPIPE, which libdlt sets to be ignored, and
+/// blocks all signals in libdlt's threads.
 bool InitializeLibrary() {
   sigset_t all;
   sigset_t mask;
@@ -36,7 +37,7 @@ bool InitializeLibrary() {
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &mask);
   sigaction(SIGPIPE, nullptr, &action);
-  dlt_log_set_level(LOG_CRIT);  // what libdlt reports below that would mix with the program's output
+  dlt_log_set_level(LOG_CRIT);  // keeps other messages of libdlt out of the program's output
   const bool is_ready = dlt_init() >= DLT_RETURN_OK;
   if (!is_ready) dlt_free();
   sigaction(SIGPIPE, &action, nullptr);
@@ -51,7 +52,7 @@ int BytesWaiting() {
   return dlt_user_check_buffer(&total, &used) == DLT_RETURN_OK ? used : 0;
 }
 
-/// Waits for the daemon as long as it takes records, and returns how many messages are left.
+/// Waits while the daemon takes records, and returns how many messages are left.
 int MessagesLeft() {
   for (int waits = 1;; ++waits) {
     const int before = BytesWaiting();
@@ -65,7 +66,7 @@ class DltSink final : public Sink {
   DltSink();
   bool Write(const Record& record) override;
 
-  /// Waits a moment for the daemon, releases libdlt and reports what is lost.
+  /// Waits for the daemon (see kWaitAtExit), releases libdlt and reports how many records are lost.
   void Close();
 
  private:
@@ -84,7 +85,7 @@ class DltSink final : public Sink {
   bool m_has_complained = false;
   std::map<std::string, DltContext> m_contexts;
   std::uint64_t m_waiting = 0;  ///< records that may still be in libdlt's buffer
-  std::uint64_t m_lost = 0;     ///< refused records that no reader has been told of
+  std::uint64_t m_lost = 0;     ///< records that libdlt refused and that are not yet reported
   TextSink m_console{STDERR_FILENO};
 };
 
@@ -122,15 +123,15 @@ bool DltSink::Open(const std::string& application) {
     m_has_complained = true;
     return false;
   }
-  std::atexit(CloseInstance);  // again: it has to run before libdlt's own, which may wait for ten seconds
+  std::atexit(CloseInstance);  // again, to run before libdlt's exit handler, which may wait for ten seconds
   m_state = State::kOpen;
   dlt_set_resend_timeout_atexit(kWaitAtExit);
   dlt_register_app(application.c_str(), program_invocation_name);
   return true;
 }
 
-/// Contexts are registered with the level that lets everything pass, because the logger's threshold has been
-/// applied already. Readers may lower it.
+/// Registers a new context, with the level for all records: the logger has applied its threshold already.
+/// Readers may lower the level.
 DltContext& DltSink::ContextOf(const Record& record) {
   const auto [context, is_new] = m_contexts.try_emplace(record.context);
   if (is_new) {
@@ -148,18 +149,18 @@ bool DltSink::Send(const Record& record) {
   const DltReturnValue wanted = dlt_user_log_write_start(&ContextOf(record), &message, level);
   if (wanted == DLT_RETURN_OK || wanted == DLT_RETURN_LOGGING_DISABLED) return true;
   if (wanted != DLT_RETURN_TRUE) return false;
-  // libdlt counts in 16 bits, with a zero byte; it cuts what is longer than a message and marks the cut.
+  // libdlt's length has 16 bits and includes a zero byte. It cuts a text that is too long and marks the cut.
   const auto size = std::min<std::size_t>(record.text.size(), UINT16_MAX - 1);
   dlt_user_log_write_sized_utf8_string(&message, record.text.data(), static_cast<std::uint16_t>(size));
-  // Other codes than this one also come for messages that libdlt has kept.
+  // libdlt returns other error codes also for messages that it has kept.
   if (dlt_user_log_write_finish(&message) == DLT_RETURN_BUFFER_FULL) return false;
-  // Also a record that has just emptied the buffer: the next one is then the first after the absence.
+  // Counted even if this record has just emptied the buffer: the next Write then calls Resume.
   if (m_waiting > 0 || BytesWaiting() > 0) ++m_waiting;
   return true;
 }
 
-/// Called when the daemon has taken everything that waited for it. A daemon that was away has its own default
-/// level for each context, so the level is sent again; if there is no room for that, the next record tries.
+/// Called when the buffer is empty again. A daemon that was restarted has its own default level for each
+/// context, so the level is sent again; if the buffer has no room for that, the next record tries again.
 void DltSink::Resume() {
   const bool is_sent = m_contexts.empty() || dlt_set_application_ll_ts_limit(
                                                  DLT_LOG_VERBOSE, DLT_TRACE_STATUS_OFF) == DLT_RETURN_OK;
@@ -168,7 +169,7 @@ void DltSink::Resume() {
   if (m_lost == 0) return;
   const std::string text = std::to_string(m_lost) + " records before this one are lost: the buffer was full";
   if (!Send({{}, {}, "ALOG", "the log library itself", LogLevel::kWarn, text})) return;
-  if (m_waiting > 0) m_waiting += m_lost;  // the record about them is waiting itself
+  if (m_waiting > 0) m_waiting += m_lost;  // the record that reports them is in the buffer, too
   m_lost = 0;
 }
 

@@ -26,8 +26,8 @@ constexpr char kSinkNames[] = "console, file:PATH, none";
 #endif
 constexpr char kFilePrefix[] = "file:";
 
-/// An absent variable counts as empty. In a set-user-id program all are absent: who starts it must not choose
-/// a file for it to write.
+/// Empty when the variable is not set. A set-user-id program ignores the variables: its caller must not
+/// choose a file that it writes.
 std::string Variable(const char* name) {
   const char* const value = secure_getenv(name);
   return value == nullptr ? "" : value;
@@ -58,7 +58,7 @@ std::shared_ptr<Sink> FileSink(const std::string& path) {
   return nullptr;
 }
 
-/// Null when there is no such sink.
+/// Null when there is no sink of this name or its file cannot be opened.
 std::shared_ptr<Sink> SinkOf(const std::string& name) {
   if (name == "console") return std::make_shared<TextSink>(STDERR_FILENO);
   if (name.compare(0, std::strlen(kFilePrefix), kFilePrefix) == 0) {

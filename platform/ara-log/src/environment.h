@@ -17,14 +17,14 @@ struct Settings {
   Sinks sinks;
 };
 
-/// Reads ARA_LOG_APP_ID, ARA_LOG_LEVEL and ARA_LOG_SINK. A value that is not accepted is reported on stderr,
-/// with those that are, and ignored. Throws nothing but std::bad_alloc.
+/// Reads ARA_LOG_APP_ID, ARA_LOG_LEVEL and ARA_LOG_SINK. A value that is not accepted is ignored; stderr gets
+/// a line with the values that are. Throws nothing but std::bad_alloc.
 Settings ReadEnvironment();
 
 constexpr std::size_t kLongestId = 4;  // bytes, as in DLT
 
-/// Returns an id as records carry it: at most four bytes, "-" for an empty one. An id that has to be cut is
-/// reported on stderr, as a `what`.
+/// Returns an id for records: its first four bytes, or "-" for an empty one. An id that is longer is reported
+/// on stderr; `what` names it there.
 std::string ShortId(const std::string& what, const std::string& id);
 
 }  // namespace ara::log::host

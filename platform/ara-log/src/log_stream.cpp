@@ -44,7 +44,7 @@ void LogStream::Flush() noexcept {
   m_state = State::kEmpty;
 }
 
-/// Adds one argument to the record: `append` writes it to the end of a string.
+/// Adds one argument to the record: `append` appends it to a string.
 template <typename AppendTo>
 LogStream& LogStream::Put(AppendTo append) noexcept {
   if (m_state == State::kSilent || m_state == State::kLost) return *this;

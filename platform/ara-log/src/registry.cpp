@@ -20,8 +20,12 @@ namespace {
 
 thread_local bool t_is_in_sink = false;
 
-bool IsRefused(Sink& sink, const Record& record) noexcept try { return !sink.Write(record); } catch (...) {
-  return true;
+bool IsRefused(Sink& sink, const Record& record) noexcept {
+  try {
+    return !sink.Write(record);
+  } catch (...) {
+    return true;
+  }
 }
 
 }  // namespace
@@ -38,7 +42,7 @@ Registry::Registry() noexcept : m_silent("", "", LogLevel::kOff) {
     Instance().m_loggers_mutex.unlock();
     Instance().m_sinks_mutex.unlock();
   };
-  // A fork waits for other threads' records, so that the child may log.
+  // A fork waits until no thread holds a mutex, so that the child can log.
   ::pthread_atfork(
       [] {
         Instance().m_sinks_mutex.lock();
@@ -84,7 +88,7 @@ void Registry::Write(const Logger& logger, LogLevel level, std::string text) noe
   if (t_is_in_sink) return CountDropped();
   const WriteSignalsBlocked blocked;
   const std::lock_guard<std::mutex> lock(m_sinks_mutex);
-  // Nothing is copied that needs memory: ids are shorter than what a string holds in itself.
+  // The copies allocate no memory: an id fits into the string object itself.
   const Record record{std::chrono::system_clock::now(),
                       m_application,
                       logger.m_context,

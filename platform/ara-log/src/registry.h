@@ -26,7 +26,7 @@ class Registry {
   void SetThreshold(LogLevel threshold) noexcept;
   Sinks SetSinks(Sinks sinks) noexcept;
 
-  /// Hands a record to all sinks. Leaves errno as it was, so that a program may log before it looks at errno.
+  /// Hands a record to all sinks. Keeps errno, so that a program may log before it reads errno.
   void Write(const Logger& logger, LogLevel level, std::string text) noexcept;
 
   void CountDropped() noexcept { ++m_dropped; }
@@ -43,7 +43,7 @@ class Registry {
   std::mutex m_loggers_mutex;
   std::optional<LogLevel> m_threshold;
   std::map<std::string, std::unique_ptr<Logger>> m_loggers;
-  Logger m_silent;  ///< for callers for whom there is no memory
+  Logger m_silent;  ///< returned when there is no memory for a logger
 };
 
 }  // namespace ara::log::host

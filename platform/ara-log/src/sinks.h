@@ -11,11 +11,11 @@
 
 namespace ara::log::host {
 
-/// By the numbers of the levels.
+/// The names of the levels, by number.
 inline constexpr std::array<std::string_view, 7> kLevelNames = {"off",  "fatal", "error",  "warn",
                                                                 "info", "debug", "verbose"};
 
-/// Reports on stderr, in one line, what the library itself has to report.
+/// Reports a problem of the log library itself, as one line on stderr.
 void Complain(std::string_view message);
 
 /// Writes each record as one line to a file descriptor, which stays open: time (UTC, ISO 8601, microseconds),
@@ -30,8 +30,8 @@ class TextSink final : public Sink {
   const int m_descriptor;
 };
 
-/// The sink that hands records to the DLT daemon; a process has one, as libdlt has one connection. The first
-/// record opens it.
+/// The sink that sends records to the DLT daemon. A process has only one, because libdlt has one connection;
+/// the first record opens it.
 std::shared_ptr<Sink> DltSinkOfProcess();
 
 }  // namespace ara::log::host

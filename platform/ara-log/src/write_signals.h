@@ -10,8 +10,8 @@
 
 namespace ara::log::host {
 
-/// While it lives, this thread does not get the signals that a failed write raises, and errno is afterwards
-/// what it was before: a broken sink must not harm the caller.
+/// Blocks the signals of a failed write in this thread; the destructor unblocks them and restores errno. A
+/// broken sink must not harm the caller.
 class WriteSignalsBlocked {
  public:
   WriteSignalsBlocked() noexcept {
@@ -19,7 +19,7 @@ class WriteSignalsBlocked {
     sigset_t pending;
     sigpending(&pending);
     for (const int signal : {SIGPIPE, SIGXFSZ}) {
-      // One that is already pending is the program's own.
+      // A signal that is already pending is the program's own.
       if (sigismember(&pending, signal) == 0) sigaddset(&m_signals, signal);
     }
     pthread_sigmask(SIG_BLOCK, &m_signals, &m_former);

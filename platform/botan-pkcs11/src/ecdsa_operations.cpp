@@ -130,7 +130,7 @@ class Signature final : public PK_Ops::Signature, private TokenOperation {
         token().C_SignFinal(session(), signature);
       }
     } catch (...) {
-      abandon(state);  // some tokens do not end it
+      abandon(state);  // some tokens do not end a failed operation
       throw;
     }
     return signature;
@@ -167,7 +167,7 @@ class Verification final : public PK_Ops::Verification, private TokenOperation {
     const State state = end();
     const ReturnValue result = verify(state, signature, length);
     if (result != ReturnValue::OK && result != ReturnValue::SignatureInvalid) {
-      abandon(state);  // some tokens do not end it
+      abandon(state);  // some tokens do not end a failed operation
       throw PKCS11_ReturnError(result);
     }
     return result == ReturnValue::OK;

@@ -23,9 +23,8 @@ struct Gate {
   uint64_t holder = 0;  // a thread_number(), or 0
 };
 
-/// Never destroyed, because a Module with static storage may end after any other static object. A forked
-/// child begins with a new gate: the threads that hold it, wait for it or have locked its mutex do not exist
-/// there.
+/// Never destroyed, because a static Module may be destroyed after any other static object. A forked child
+/// gets a new gate: the threads that hold it, wait for it or have locked its mutex do not exist there.
 Gate& gate() {
   alignas(Gate) static unsigned char storage[sizeof(Gate)];
   static Gate* const gate = [] {
@@ -42,8 +41,8 @@ uint64_t thread_number() {
   return number;
 }
 
-/// libteetoken.so in the folder that this library was loaded from, or the bare name, for the loader to
-/// search.
+/// libteetoken.so in the folder that this library was loaded from. Without such a file the bare name, which
+/// the loader searches for.
 std::string installed_token() {
   const std::string name = "libteetoken.so";
   Dl_info self = {};

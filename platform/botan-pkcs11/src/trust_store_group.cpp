@@ -32,7 +32,7 @@ CertificateProperties root_search(const std::string& group, const std::string& c
   return sought;
 }
 
-/// All of them. The last call is the one that returns fewer handles than requested.
+/// All matching objects. The search has ended when a call returns fewer handles than requested.
 std::vector<ObjectHandle> find_all(Session& session, const AttributeContainer& sought) {
   ObjectFinder finder(session, sought.attributes());
   std::vector<ObjectHandle> all, some;

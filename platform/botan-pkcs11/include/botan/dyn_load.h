@@ -5,7 +5,7 @@
 
 #include <string>
 
-/// Marks what libbotan-pkcs11 exports; all else is hidden.
+/// Marks what libbotan-pkcs11 exports; everything else is hidden.
 #define BOTAN_PKCS11_API __attribute__((visibility("default")))
 
 namespace Botan {

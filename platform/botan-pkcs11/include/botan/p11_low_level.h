@@ -53,7 +53,7 @@ class BOTAN_PKCS11_API PKCS11_ReturnError final : public PKCS11_Error {
 /// The functions of a PKCS#11 library, one method each, with the standard's parameters and `rv`, which is
 /// described at ThrowException. A function that the list lacks fails with FunctionNotSupported.
 ///
-/// Overloads with containers make the size query themselves; if they fail, the container's content is
+/// Overloads with containers query the size themselves; if they fail, the content of the container is
 /// unspecified. An empty PIN is passed as a null pointer and length 0.
 class BOTAN_PKCS11_API LowLevel {
  public:

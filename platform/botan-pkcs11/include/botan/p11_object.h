@@ -43,7 +43,7 @@ class BOTAN_PKCS11_API ObjectFinder final {
   std::shared_ptr<bool> m_active;  // shared by copies, which are one search
 };
 
-/// An object on the token, by its handle. The destructor does not delete it from the token.
+/// A reference to an object on the token. The destructor does not delete the object.
 class BOTAN_PKCS11_API Object {
  public:
   /// Wraps an existing object. The handle is not checked before it is used.
@@ -56,8 +56,8 @@ class BOTAN_PKCS11_API Object {
   Object& operator=(const Object&) = delete;
   virtual ~Object() = default;
 
-  /// The first 100 objects that have all attributes of the template. The search is still active while the Ts
-  /// are constructed.
+  /// The first 100 objects that have all attributes of the template. The search stays active until all Ts are
+  /// constructed.
   template <typename T>
   static std::vector<T> search(Session& session, const std::vector<Attribute>& search_template) {
     ObjectFinder finder(session, search_template);

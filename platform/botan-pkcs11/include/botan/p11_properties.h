@@ -77,7 +77,8 @@ class BOTAN_PKCS11_API AttributeContainer {
 };
 
 // Templates, one class for each kind of object (PKCS#11 2.40, section 4). A constructor adds the attributes
-// that stand above its class, in that order; a setter adds the attribute of its name. There are no defaults.
+// that the comment of its class lists, in that order; a setter adds the attribute of its name. There are no
+// defaults.
 // Setters of attributes that hold templates or lists throw Not_Implemented.
 
 /// Class.

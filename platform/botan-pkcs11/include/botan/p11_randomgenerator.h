@@ -13,7 +13,7 @@
 namespace Botan {
 namespace PKCS11 {
 
-/// The token's random number generator as one of Botan's. It refers to its session, and throws
+/// The token's random number generator with Botan's interface. It refers to its session. Throws
 /// PKCS11_ReturnError if the token returns an error.
 class BOTAN_PKCS11_API PKCS11_RNG final : public Hardware_RNG {
  public:
@@ -35,7 +35,7 @@ class BOTAN_PKCS11_API PKCS11_RNG final : public Hardware_RNG {
     m_session.module()->C_SeedRandom(m_session.handle(), const_cast<Byte*>(input), length);
   }
 
-  /// Does nothing and returns 0, the bits of entropy that it took from the sources.
+  /// Does nothing and returns 0: it takes no entropy from the sources.
   size_t reseed(Entropy_Sources&, size_t = BOTAN_RNG_RESEED_POLL_BITS,
                 std::chrono::milliseconds = BOTAN_RNG_RESEED_DEFAULT_TIMEOUT) override {
     return 0;

@@ -12,10 +12,10 @@
 namespace Botan {
 namespace PKCS11 {
 
-// What the platform's token has beyond PKCS#11 2.40. Botan's own layer does not have this header.
+// The platform token's extensions of PKCS#11 2.40. Botan's own layer does not have this header.
 
-/// The five bytes of an object's label from its text form GROUP_INDEX, two decimal numbers up to 255 and
-/// 4294967295: "10_102" gives 0A 66 00 00 00, the group and then the index, lowest byte first. Throws
+/// The five bytes of an object's label: the group, then the index, lowest byte first. `label` is their text
+/// form GROUP_INDEX, two decimal numbers up to 255 and 4294967295: "10_102" gives 0A 66 00 00 00. Throws
 /// Invalid_Argument for any other text.
 BOTAN_PKCS11_API std::vector<uint8_t> encode_label(const std::string& label);
 
@@ -68,7 +68,7 @@ class BOTAN_PKCS11_API PKCS11_TrustStoreGroup_Store {
  private:
   std::string m_group;
   std::string m_client;
-  std::vector<ObjectHandle> m_handles;  // of the group's object
+  std::vector<ObjectHandle> m_handles;  // of the group object
 };
 
 /// Replaces the installed key pair and its certificate chain by new ones, in one transaction of the token.

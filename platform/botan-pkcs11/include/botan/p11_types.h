@@ -38,9 +38,9 @@ class BOTAN_PKCS11_API Module final {
   ///
   /// `low_level`, unless it is null, is copied and used in place of the loaded library's function list.
   ///
-  /// A process has at most one Module made by this constructor: it waits here until the other one is
+  /// A process has at most one Module made by this constructor: a second call waits until the first Module is
   /// destroyed, on whatever thread. A moved Module counts as the same one; a forked child does not inherit
-  /// it. Throws Invalid_State, instead of waiting for ever, on the thread that constructed the other one.
+  /// it. Throws Invalid_State, instead of waiting forever, on the thread that constructed the first one.
   Module(const std::string& file_path, C_InitializeArgs init_args, LowLevel* low_level);
 
   /// `other` can only be destroyed afterwards.

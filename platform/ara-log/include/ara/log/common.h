@@ -11,7 +11,7 @@
 namespace ara {
 namespace log {
 
-/// The severity of a record or, as a threshold, the least severe that is written. The numbers are DLT's.
+/// The severity of a record; as a threshold, the least severe level that is written. The numbers are DLT's.
 enum class LogLevel : std::uint8_t {
   kOff = 0,
   kFatal = 1,

@@ -17,7 +17,7 @@ namespace host {
 class Registry;
 }
 
-/// A source of records, which readers know by its context id. All members are thread-safe.
+/// A source of records with a context id. All members are thread-safe.
 class ARA_LOG_EXPORT Logger final {
  public:
   Logger(const Logger&) = delete;
@@ -50,10 +50,10 @@ class ARA_LOG_EXPORT Logger final {
 };
 
 /// Returns the logger of a context id; it lives as long as the process, and the same id gives the same
-/// logger. An id of more than four bytes (what DLT carries) is cut, which is reported once on stderr. The
-/// description is for readers of DLT; that of the first call counts. `ctxDefLogLevel` is the threshold of a
-/// new logger unless the platform is configured otherwise. Without memory for a logger, one that writes
-/// nothing is returned.
+/// logger. An id of more than four bytes (the length in DLT) is cut, which is reported once on stderr. DLT
+/// shows the description of the first call. `ctxDefLogLevel` is the threshold of a new logger unless
+/// ARA_LOG_LEVEL or host::SetThreshold sets another. If there is no memory, the returned logger writes
+/// nothing.
 ARA_LOG_EXPORT Logger& CreateLogger(ara::core::StringView ctxId, ara::core::StringView ctxDescription,
                                     LogLevel ctxDefLogLevel = LogLevel::kWarn) noexcept;
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// What this host's log library offers beyond the standard interface. Portable code does not include it.
+/// Functions of this host's log library that the standard does not have. Portable code does not use them.
 namespace ara {
 namespace log {
 namespace host {
@@ -31,22 +31,23 @@ class ARA_LOG_EXPORT Sink {
  public:
   virtual ~Sink();
 
-  /// Takes one record and returns whether it did. A record for which a sink returns false or throws is
-  /// counted as dropped. Calls come from any thread, one at a time, in the order of the records' times. A
-  /// record that is logged in here is dropped and counted. SetSinks must not be called in here.
+  /// Writes one record and returns whether it did. A record for which a sink returns false or throws is
+  /// counted as dropped. Calls come from any thread, one at a time, in the order of the records' times. Write
+  /// must not call SetSinks; a record that it logs itself is dropped and counted.
   virtual bool Write(const Record& record) = 0;
 };
 
 using Sinks = std::vector<std::shared_ptr<Sink>>;
 
-/// Sends all later records of the process to these sinks (none: nowhere) and returns the former ones, at
-/// first those that the environment named. The former ones are not called any more when this returns.
+/// Sends all later records of the process to these sinks (to none if the list is empty) and returns the
+/// former ones, at first those of the environment. The former ones are not called any more after this
+/// returns.
 ARA_LOG_EXPORT Sinks SetSinks(Sinks sinks) noexcept;
 
 /// Sets the threshold of all loggers, existing and future; it overrides code and ARA_LOG_LEVEL.
 ARA_LOG_EXPORT void SetThreshold(LogLevel threshold) noexcept;
 
-/// The number of records of the process that at least one sink, or all for want of memory, did not take.
+/// The number of dropped records: a sink did not take the record, or there was no memory for it.
 ARA_LOG_EXPORT std::uint64_t DroppedRecords() noexcept;
 
 }  // namespace host
