@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <base/return_value_name.h>
+#include <base/error.h>
 #include <botan/p11_ecdsa.h>
 #include <gmock/gmock.h>
 

@@ -63,13 +63,12 @@ struct Action {
 /// Operations beside the model.
 class LifeCycleTest : public ProductTest {
  protected:
-  Call requested();
-  Call installed(const std::string& chain) {
-    return {certifiedKey(chain), nameOf(product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"))};
-  }
-  Call signedWith(const std::string& key_id) {
+  static Call got(const std::string& result) { return {"", result}; }
+  std::string requested();
+  Call installed(const std::string& chain) { return {certifiedKey(chain), nameOf(install(chain))}; }
+  std::string signedWith(const std::string& key_id) {
     const Bytes signature = product->generate_signature(key_id, data, "");
-    return {"", {signature.begin(), signature.end()}};
+    return {signature.begin(), signature.end()};
   }
   std::string issuedChain() {
     const std::lock_guard<std::mutex> lock(backend);
@@ -89,55 +88,43 @@ class LifeCycleTest : public ProductTest {
   const Bytes data = {1, 2, 3};
   std::size_t steps = 0;
 
-  const std::function<std::string(Model&, const Call&)> by_installation = [](Model& model, const Call& call) {
+  using Expected = std::function<std::string(Model&, const Call&)>;
+  const Expected generated = [](Model& model, const Call&) { return model.generate(); };
+  const Expected for_temporary = [](Model& model, const Call& call) {
+    return model.temporaryKey(call.result);
+  };
+  const Expected by_installation = [](Model& model, const Call& call) {
     return model.install(call.argument);
   };
+  const Expected removed = [](Model& model, const Call&) { return model.remove(); };
+  const Expected installed_key = [](Model& model, const Call&) { return model.installed.value_or(""); };
+  const Expected certified_key = [](Model& model, const Call&) { return model.certified; };
+  const Expected by_installed_key = [this](Model& model, const Call& call) {
+    return model.installed ? verified(*model.installed, call.result) : "";
+  };
+  const Expected by_base_key = [this](Model&, const Call& call) { return verified(base_key, call.result); };
+
   const std::vector<Action> changes = {
-      {"generate", 10,
-       [this] {
-         return Call{"", nameOf(product->generate_private_key("LYR_CSR"))};
-       },
-       [](Model& model, const Call&) { return model.generate(); }},
-      {"request", 20, [this] { return requested(); },
-       [](Model& model, const Call& call) { return model.temporaryKey(call.result); }},
+      {"generate", 10, [this] { return got(nameOf(generate())); }, generated},
+      {"request", 20, [this] { return got(requested()); }, for_temporary},
       {"install", 8, [this] { return installed(issuedChain()); }, by_installation},
       {"install for another key", 1, [this] { return installed(other_chain); }, by_installation},
       {"install empty", 0, [this] { return installed(""); }, by_installation},
-      {"delete", 1,
-       [this] {
-         return Call{"", nameOf(product->set_client_cert_and_move_key("", "", "LYR"))};
-       },
-       [](Model& model, const Call&) { return model.remove(); }}};
+      {"delete", 1, [this] { return got(nameOf(remove())); }, removed}};
   const std::vector<Action> reads = {
-      {"temporary key", 10,
-       [this] {
-         return Call{"", publicKeyIfAny("LYR_CSR")};
-       },
-       [](Model& model, const Call& call) { return model.temporaryKey(call.result); }},
-      {"public key", 10,
-       [this] {
-         return Call{"", publicKeyIfAny("LYR")};
-       },
-       [](Model& model, const Call&) { return model.installed.value_or(""); }},
-      {"chain", 10,
-       [this] {
-         return Call{"", certifiedKey(product->get_client_cert("LYR"))};
-       },
-       [](Model& model, const Call&) { return model.certified; }},
-      {"sign", 15, [this] { return signedWith("LYR"); },
-       [this](Model& model, const Call& call) {
-         return model.installed ? verified(*model.installed, call.result) : "";
-       }},
-      {"sign with BASE", 8, [this] { return signedWith("BASE"); },
-       [this](Model&, const Call& call) { return verified(base_key, call.result); }}};
+      {"temporary key", 10, [this] { return got(publicKeyIfAny("LYR_CSR")); }, for_temporary},
+      {"public key", 10, [this] { return got(publicKeyIfAny("LYR")); }, installed_key},
+      {"chain", 10, [this] { return got(certifiedKey(product->get_client_cert("LYR"))); }, certified_key},
+      {"sign", 15, [this] { return got(signedWith("LYR")); }, by_installed_key},
+      {"sign with BASE", 8, [this] { return got(signedWith("BASE")); }, by_base_key}};
 };
 
-Call LifeCycleTest::requested() {
+std::string LifeCycleTest::requested() {
   const Bytes request = product->generate_csr("device", "LYR_CSR");
   if (request.empty()) return {};
   const std::lock_guard<std::mutex> lock(backend);
   issued = authority.issue(request).PEM_encode();
-  return {"", certifiedKey(issued)};
+  return certifiedKey(issued);
 }
 
 /// Acts, and compares all that can be read afterwards.
@@ -159,7 +146,7 @@ void LifeCycleTest::check(const Action& action, Model& model) {
 }
 
 void LifeCycleTest::walk(unsigned depth, const Model& model) {
-  const test_support::TokenSnapshot here(token.folder());
+  const TokenSnapshot here(token.path());
   const std::string issued_here = issued;
   for (const Action& action : changes) {
     SCOPED_TRACE(action.name);

@@ -10,24 +10,17 @@
 
 namespace test_support {
 
-namespace {
-
-Botan::X509_Certificate selfSigned(const std::string& name, const Botan::Private_Key& key,
-                                   Botan::RandomNumberGenerator& rng) {
+CertificateAuthority::CertificateAuthority(const std::string& name) {
   Botan::X509_Cert_Options options(name);
   options.CA_key();
-  return Botan::X509::create_self_signed_cert(options, key, "SHA-256", rng);
+  m_root = Botan::X509::create_self_signed_cert(options, m_key, "SHA-256", m_rng);
 }
-
-}  // namespace
-
-CertificateAuthority::CertificateAuthority(const std::string& name)
-    : m_key(newKey()), m_root(selfSigned(name, m_key, m_rng)), m_ca(m_root, m_key, "SHA-256", m_rng) {}
 
 Botan::X509_Certificate CertificateAuthority::issue(const std::vector<std::uint8_t>& request) {
   const auto now = std::chrono::system_clock::now();
-  return m_ca.sign_request(Botan::PKCS10_Request(request), m_rng, Botan::X509_Time(now),
-                           Botan::X509_Time(now + std::chrono::hours(24)));
+  return Botan::X509_CA(m_root, m_key, "SHA-256", m_rng)
+      .sign_request(Botan::PKCS10_Request(request), m_rng, Botan::X509_Time(now),
+                    Botan::X509_Time(now + std::chrono::hours(24)));
 }
 
 Botan::ECDSA_PrivateKey newKey() {

@@ -6,14 +6,17 @@
 #include <botan/auto_rng.h>
 #include <botan/ecdsa.h>
 #include <botan/x509_ca.h>
-#include <botan/x509cert.h>
 
-#include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace test_support {
+
+/// A software key on secp256r1.
+Botan::ECDSA_PrivateKey newKey();
+
+/// Certificates in PEM, back to back.
+std::string pem(const std::vector<Botan::X509_Certificate>& certificates);
 
 /// A backend that certifies requests, with a root of its own on secp256r1.
 class CertificateAuthority {
@@ -28,15 +31,8 @@ class CertificateAuthority {
 
  private:
   Botan::AutoSeeded_RNG m_rng;
-  Botan::ECDSA_PrivateKey m_key;
+  Botan::ECDSA_PrivateKey m_key = newKey();
   Botan::X509_Certificate m_root;
-  Botan::X509_CA m_ca;
 };
-
-/// A software key on secp256r1.
-Botan::ECDSA_PrivateKey newKey();
-
-/// Certificates in PEM, back to back.
-std::string pem(const std::vector<Botan::X509_Certificate>& certificates);
 
 }  // namespace test_support

@@ -12,7 +12,7 @@
 #include "support/certificate_authority.h"
 #include "support/system_calls.h"
 #include "support/token_snapshot.h"
-#include "token_state.h"
+#include "token_test.h"
 
 namespace token_test {
 namespace {
@@ -37,7 +37,7 @@ struct Operation {
 Answer answer_of(ResultCode result) { return result == ResultCode::OK ? CKR_OK : CKR_FUNCTION_FAILED; }
 
 /// A token in the middle of a rotation.
-class CrashTest : public TokenStateTest {
+class CrashTest : public TokenTest {
  protected:
   CrashTest();
 
@@ -88,10 +88,7 @@ std::vector<Operation> CrashTest::operations() {
   };
   const auto create_large = [this] { return create(data_object(std::string(9000, 'v'))); };
   const auto relabel = [this] { return set(data, Template().text(CKA_LABEL, "new")); };
-  const auto generate_pair = [this] {
-    Handles keys;
-    return generate(Template(), keys);
-  };
+  const auto generate_pair = [this] { return generate()[0] != 0 ? CKR_OK : CKR_FUNCTION_FAILED; };
   const auto generate_key = [this] { return answer_of(product->generate_private_key("LYR_CSR")); };
   const auto install_chain = [this] {
     return answer_of(product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR"));
@@ -117,7 +114,7 @@ Answer CrashTest::run(const Operation& operation, const Interruption& interrupti
   if (operation.caller == Caller::kNoSession) m_token->C_Initialize(nullptr);
   EXPECT_EQ(has_session ? restart() : OK, OK);
   EXPECT_EQ(operation.caller == Caller::kUser ? login() : OK, OK);
-  EXPECT_EQ(operation.caller == Caller::kOfficer ? login(kOfficerPin, CKU_SO) : OK, OK);
+  EXPECT_EQ(operation.caller == Caller::kOfficer ? login_officer() : OK, OK);
   test_support::watch_system_calls(parent, interruption);
   Answer answer = CKR_FUNCTION_FAILED;
   try {
@@ -140,7 +137,7 @@ void CrashTest::expect_writable() {
 std::string CrashTest::state_for(const Operation& operation) {
   const std::string tries = content_of(file("pin-tries"));
   std::string text = operation.answer == CKR_PIN_INCORRECT ? std::to_string(tries.at(0)) + " tries\n" : "";
-  for (const std::string& line : lines_of(state())) {
+  for (const std::string& line : state()) {
     const bool is_temporary = line.find(" 80001004=00") != std::string::npos;
     if (operation.caller != Caller::kLibrary || !is_temporary) text += line + "\n";
   }

@@ -42,15 +42,21 @@ class InstallationTest : public TokenTest {
 
 TEST_F(InstallationTest, MakesPermanentCopiesInThePlaceOfTheOldOnes) {
   const Handles parts = new_parts();
+  const Template trusted = Template().flag(CKA_TRUSTED, true);
+  ASSERT_EQ(logout(), OK);
+  ASSERT_EQ(login_officer(), OK);
+  ASSERT_EQ(set(parts[2], trusted), OK);
+  ASSERT_EQ(logout(), OK);
+  ASSERT_EQ(login(), OK);
   ASSERT_EQ(install({}, parts), OK);
+  EXPECT_THAT(find(trusted), testing::ElementsAre(parts[2])) << "trust is not installed along";
   const Handles now = installed();
   ASSERT_EQ(now.size(), 3u);
   EXPECT_EQ(find().size(), 6u);
   const CK_OBJECT_HANDLE key = find(Class(CKO_PRIVATE_KEY).flag(TEE_CKA_VENDOR_PERMANENT, true))[0];
-  Value signature, value;
+  Value signature;
   ASSERT_EQ(sign(key, CKM_ECDSA_SHA256, {1}, signature), OK);
   EXPECT_EQ(verify(parts[0], CKM_ECDSA_SHA256, {1}, signature), OK);
-  EXPECT_EQ(read(key, CKA_VALUE, value), CKR_ATTRIBUTE_SENSITIVE);
   EXPECT_EQ(copy(now[0]), CKR_ACTION_PROHIBITED);
 
   const Handles next = new_parts();
@@ -92,41 +98,11 @@ TEST_F(InstallationTest, RefusesWhatWouldNotBeOneWholeIdentityAndChangesNothing)
     EXPECT_EQ(install(each.installed, each.added), each.code) << each.fault;
     EXPECT_EQ(find(), before) << each.fault;
   }
-}
-
-// A root of the same client is neither installed nor temporary, and trust is not installed along.
-TEST_F(InstallationTest, LeavesRootsAloneAndMakesNone) {
-  const Handles parts = new_parts();
-  ASSERT_EQ(logout(), OK);
-  ASSERT_EQ(login(kOfficerPin, CKU_SO), OK);
-  const Template trusted = Template().flag(CKA_TRUSTED, true);
-  CK_OBJECT_HANDLE root = 0;
-  ASSERT_EQ(create(Template(trusted)
-                       .number(CKA_CLASS, CKO_CERTIFICATE)
-                       .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
-                       .text(CKA_SUBJECT, "DN")
-                       .flag(CKA_TOKEN, true)
-                       .text(TEE_CKA_VENDOR_CLIENT_ID, "CCI_CLIENT")
-                       .text(TEE_CKA_VENDOR_TRUST_STORE_GROUP, "backend")
-                       .text(CKA_VALUE, "DER"),
-                   &root),
-            OK);
-  ASSERT_EQ(set(parts[2], trusted), OK);
-  ASSERT_EQ(logout(), OK);
-  ASSERT_EQ(login(), OK);
-  ASSERT_EQ(install({}, parts), OK);
-  EXPECT_THAT(find(trusted), testing::ElementsAre(parts[2], root));
-  EXPECT_EQ(install({root}, parts), CKR_OBJECT_HANDLE_INVALID);
-  EXPECT_EQ(install(installed(), new_parts()), OK);
-}
-
-TEST_F(InstallationTest, NeedsTheUserAndAReadWriteSession) {
-  const Handles parts = new_parts();
   ASSERT_EQ(open(CKF_SERIAL_SESSION), OK);
-  EXPECT_EQ(install({}, parts), CKR_SESSION_READ_ONLY);
+  EXPECT_EQ(install(old, good), CKR_SESSION_READ_ONLY);
   ASSERT_EQ(open(), OK);
   ASSERT_EQ(logout(), OK);
-  EXPECT_EQ(install({}, parts), CKR_USER_NOT_LOGGED_IN);
+  EXPECT_EQ(install(old, good), CKR_USER_NOT_LOGGED_IN);
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ TEST_F(PinTest, OnlyAPinThatIsCheckedCountsAndTheOfficerUnlocksIt) {
   for (int i = 0; i < 11; ++i) EXPECT_EQ(login({}), CKR_PIN_INCORRECT);
   EXPECT_EQ(login(Value(kPin.begin(), kPin.end() - 1)), CKR_PIN_INCORRECT) << "the last zero is part of it";
   for (int i = 0; i < 9; ++i) EXPECT_EQ(login(kWrongPin), CKR_PIN_INCORRECT);
-  ASSERT_EQ(login(kOfficerPin, CKU_SO), OK);
+  ASSERT_EQ(login_officer(), OK);
   EXPECT_EQ(init_pin(kPin), OK) << "which unlocks it";
   ASSERT_EQ(logout(), OK);
   EXPECT_EQ(login(), OK);

@@ -12,8 +12,8 @@
 #include <new>
 #include <sstream>
 
+#include "base/error.h"
 #include "base/file_descriptor.h"
-#include "base/return_value_name.h"
 
 namespace tee_token {
 namespace {
