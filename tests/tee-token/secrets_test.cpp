@@ -32,7 +32,7 @@ class Secret {
   Answer with(Use use) const {
     std::array<CK_BYTE, 32> clear = m_masked;
     for (CK_BYTE& byte : clear) byte ^= kMask;
-    const Answer result = use(clear.data(), clear.size());
+    const Answer result = use(clear.data());
     OPENSSL_cleanse(clear.data(), clear.size());
     return result;
   }
@@ -78,18 +78,15 @@ TEST_F(SecretsTest, NeitherPinNorKeyStaysInMemoryOrComesIntoAFile) {
   Template object = Class(CKO_PRIVATE_KEY).number(CKA_KEY_TYPE, CKK_EC).flag(CKA_TOKEN, true);
   CK_ATTRIBUTE* const attributes = object.add(CKA_EC_PARAMS, kP256).add(CKA_VALUE, {}).data();
   CK_OBJECT_HANDLE key = 0, session_copy = 0;
-  const auto set_pin = [&](CK_BYTE* value, CK_ULONG length) {
-    return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), value, length);
+  const auto set_pin = [&](CK_BYTE* value) {
+    return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), value, 32);
   };
-  const auto log_in = [&](CK_BYTE* value, CK_ULONG length) {
-    return m_token->C_Login(m_session, CKU_USER, value, length);
-  };
-  const auto import = [&](CK_BYTE* value, CK_ULONG length) {
-    attributes[4] = {CKA_VALUE, value, length};
+  const auto import = [&](CK_BYTE* value) {
+    attributes[4] = {CKA_VALUE, value, 32};
     return m_token->C_CreateObject(m_session, attributes, object.size(), &key);
   };
   ASSERT_EQ(pin.with(set_pin), OK);
-  ASSERT_EQ(pin.with(log_in), OK);
+  ASSERT_EQ(pin.with([&](CK_BYTE* value) { return m_token->C_Login(m_session, CKU_USER, value, 32); }), OK);
   ASSERT_EQ(scalar.with(import), OK);
   ASSERT_EQ(copy(key, Template().flag(CKA_TOKEN, false), &session_copy), OK);
   Value result;
@@ -116,7 +113,6 @@ TEST_F(SecretsTest, EachTokenHasAMasterKeyOfItsOwn) {
     token.log_in(tee_token::User::kSecurityOfficer, {kOfficerPin.data(), kOfficerPin.size()});
     keys.push_back(token.login().value().master_key);
   }
-  EXPECT_EQ(keys[0].size(), 32u);
   EXPECT_NE(keys[0], keys[1]);
 }
 
