@@ -3,51 +3,28 @@
 
 #pragma once
 
+#include <botan/p11_x509.h>
 #include <gmock/gmock.h>
 
 #include <array>
-#include <memory>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "api/client_cert_initializer.h"
+#include "ozk/tee/client_cert_initializer_api.h"
 #include "support/certificate_authority.h"
 #include "support/log_capture.h"
-#include "support/provisioned_token.h"
 #include "support/spytoken.h"
-#include "tee/templates.h"
+#include "support/temporary_folder.h"
 
 namespace ozk {
 namespace tee {
 
-/// An implementation object of the test's own, with access to its private members.
-struct ClientCertInitializerTestAccess {
-  ResultCode deleteOldTemporaryKeys(Botan::PKCS11::Session& session) const {
-    return implementation.deleteOldTemporaryKeys(session);
-  }
-  std::vector<Botan::X509_Certificate> certificatesIn(Botan::PKCS11::Session& session,
-                                                      std::string pem) const {
-    return implementation.getCertificates(session, std::move(pem));
-  }
-  std::vector<Botan::X509_Certificate> certificatesLabelled(
-      Botan::PKCS11::Session& session, const std::vector<std::string>& labels,
-      std::vector<Botan::PKCS11::ReturnValue>& statuses) const {
-    return implementation.getZEMPCerts(session, labels, statuses);
-  }
-
-  ClientCertInitializer implementation;
-};
-
-using test_support::error;
-using test_support::label;
-using test_support::pem;
-using test_support::spytoken;
+using namespace test_support;
 using ::testing::ElementsAre;
 
 using Bytes = std::vector<std::uint8_t>;
 using Chain = std::vector<Botan::X509_Certificate>;
+
+const Bytes kNoCertificate = {0x30, 0x03, 1, 2, 3};
 
 inline std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
 
@@ -57,7 +34,22 @@ bool verifies(const std::string& public_key, const Bytes& data, const Bytes& sig
 /// The public key in the first certificate of a PEM text, in PEM; empty without a certificate.
 std::string certifiedKey(const std::string& certificates);
 
-/// Handles of all objects of a token, seen from a session of the reader's own.
+/// CKA_LABEL: group, then the index in 32 bits, little-endian.
+inline Bytes label(std::uint8_t group, unsigned index) {
+  return {group, static_cast<std::uint8_t>(index), 0, 0, 0};
+}
+
+// Each stores an object as the user, without the spy.
+void importTemporaryChain();  // without certificates
+void importCertificate(const Bytes& label, Botan::PKCS11::X509_CertificateProperties certificate);
+void importData(const Bytes& label, const std::string& value);
+/// Returns the public half in PEM.
+std::string importBaseKey();
+
+/// Stores a trust store group and its roots, as the security officer.
+void addTrustStoreGroup(const std::string& group, const std::string& client, const Chain& roots);
+
+/// Handles of all objects of a token, seen from a session of the reader's own. The token must have no other.
 struct TokenContent {
   using Handles = std::set<unsigned long>;
   std::array<Handles, 3> installed, temporary;  // the library's: public keys, private keys, chains
@@ -69,31 +61,31 @@ struct TokenContent {
   }
 };
 
-/// The library on a fresh token, with a backend that certifies its requests. Records are captured.
+/// The library on a fresh token that it reaches through the spy, with a backend that certifies its requests.
+/// Records are captured.
 class ProductTest : public ::testing::Test {
  protected:
-  ProductTest() { log.take(); }
+  ProductTest();
 
+  ResultCode generate() { return product->generate_private_key("LYR_CSR"); }
   /// Generates a key pair and returns the chain issued for it: leaf, root.
   Chain requestChain(const std::string& common_name);
-  ResultCode install(const Chain& chain);
+  ResultCode install(const std::string& chain) {
+    return product->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR");
+  }
   /// Installs a new identity and returns its chain. Its records and calls are dropped.
   Chain provision(const std::string& common_name);
+  ResultCode remove() { return product->set_client_cert_and_move_key("", "", "LYR"); }
 
   /// get_public_key; empty where it throws because there is no such key.
   std::string publicKeyIfAny(const std::string& key_id);
-  /// Puts a BASE key on the token, and returns its public half in PEM.
-  std::string importBaseKey();
   /// Whether "LYR" signs, and the installed public key verifies the signature.
   bool signsWithInstalledKey();
-  /// The number of temporary objects of "LYR".
-  std::size_t temporaries();
 
-  test_support::LogCapture log;
-  test_support::ProvisionedToken token;
-  test_support::CertificateAuthority authority;
+  LogCapture log;
+  TemporaryFolder token;
+  CertificateAuthority authority;
   std::shared_ptr<ClientCertInitializerAPI> product = ClientCertInitializerAPI::get_instance();
-  ClientCertInitializerTestAccess access;
 };
 
 }  // namespace tee

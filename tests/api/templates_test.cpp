@@ -24,23 +24,18 @@ std::string chainSearch(const std::string& state) {
   return searchFor(kCertificate + ' ' + kLYR + ' ' + kClient + ' ' + state);
 }
 
-std::string hexOf(const Chain& chain) {
-  std::string hex;
-  for (const auto& certificate : chain) hex += Botan::hex_encode(certificate.BER_encode(), false);
-  return hex;
-}
-
 class TemplatesTest : public ProductTest {
  protected:
-  /// The calls with templates or handles that an operation makes, but for the reading of attributes.
+  /// The calls with templates or handles that an operation makes.
   template <typename Operation>
   std::vector<std::string> callsOf(Operation operation) {
     spytoken().take_calls();
     operation();
     std::vector<std::string> texts;
-    for (const auto& call : spytoken().take_calls()) {
-      const bool reads = call.function == "C_GetAttributeValue";
-      if (!reads && call.text.find('[') != std::string::npos) texts.push_back(call.text);
+    for (const std::string& text : spytoken().take_texts()) {
+      const bool reads = text.rfind("C_FindObjects ", 0) == 0;
+      EXPECT_TRUE(!reads || text == "C_FindObjects 1 100") << text;
+      if (text.find('[') != std::string::npos) texts.push_back(text);
     }
     return texts;
   }
@@ -48,7 +43,7 @@ class TemplatesTest : public ProductTest {
 
 TEST_F(TemplatesTest, OfTheKeyPairReachTheTokenByteForByte) {
   EXPECT_THAT(
-      callsOf([&] { product->generate_private_key("LYR_CSR"); }),
+      callsOf([&] { generate(); }),
       ElementsAre(privateKeySearch(kTemporary),
                   searchFor(kPublicKey + ' ' + kClient + ' ' + kLYR + ' ' + kTemporary),
                   chainSearch(kTemporary),
@@ -59,36 +54,33 @@ TEST_F(TemplatesTest, OfTheKeyPairReachTheTokenByteForByte) {
 }
 
 TEST_F(TemplatesTest, OfTheChainReachTheTokenByteForByteWithTheHandlesInTheirOrder) {
-  const auto expected = [](const Chain& chain, const std::string& handles) {
-    return std::vector<std::string>{publicKeySearch(kTemporary),
-                                    privateKeySearch(kTemporary),
-                                    "C_CreateObject 1 [" + kCertificate +
-                                        " 80=0110008000000000 11=" + hexOf(chain) + ' ' + kLYR +
-                                        " 1=01 3=0a66000000 102=66000000 " + kTemporary + ' ' + kClient + "]",
-                                    publicKeySearch(kInstalled),
-                                    privateKeySearch(kInstalled),
-                                    chainSearch(kInstalled),
-                                    "set_client_cert_and_move_key 1" + handles};
-  };
-  const auto first = requestChain("first");  // objects 1 and 2; the chain is 3, what is installed 4 to 6
-  EXPECT_EQ(callsOf([&] { install(first); }), expected(first, " [ ] [ 1 2 3 ]"));
-  const auto second = requestChain("second");
-  EXPECT_EQ(callsOf([&] { install(second); }), expected(second, " [ 5 6 4 ] [ 7 8 9 ]"));
+  // At first objects 1 and 2; the chain is 3, what is installed 4 to 6.
+  for (const char* handles : {" [ ] [ 1 2 3 ]", " [ 5 6 4 ] [ 7 8 9 ]"}) {
+    const auto chain = requestChain("device");
+    std::string der;
+    for (const auto& certificate : chain) der += Botan::hex_encode(certificate.BER_encode(), false);
+    EXPECT_THAT(
+        callsOf([&] { install(pem(chain)); }),
+        ElementsAre(publicKeySearch(kTemporary), privateKeySearch(kTemporary),
+                    "C_CreateObject 1 [" + kCertificate + " 80=0110008000000000 11=" + der + ' ' + kLYR +
+                        " 1=01 3=0a66000000 102=66000000 " + kTemporary + ' ' + kClient + "]",
+                    publicKeySearch(kInstalled), privateKeySearch(kInstalled), chainSearch(kInstalled),
+                    std::string("set_client_cert_and_move_key 1") + handles));
+  }
 }
 
 TEST_F(TemplatesTest, OfTheDevicesObjectsReachTheTokenByteForByte) {
-  const auto certificateSearches = [](std::initializer_list<std::string> indices) {
-    std::vector<std::string> searches;
-    for (const auto& index : indices)
-      searches.push_back(searchFor(kCertificate + " 3=01" + index + "000000"));
-    return searches;
+  const auto certificate = [](const char* index) {
+    return searchFor(kCertificate + " 3=01" + index + "000000");
   };
   EXPECT_THAT(callsOf([&] { product->generate_signature("BASE", {}, ""); }),
               ElementsAre(searchFor(kPrivateKey + " 3=010a000000")));
   EXPECT_THAT(callsOf([&] { product->get_zemp_vin(); }),
               ElementsAre(searchFor("3=0201000000 0=0000000000000000")));
-  EXPECT_EQ(callsOf([&] { product->get_client_cert("ZEMP"); }), certificateSearches({"0d", "0c"}));
-  EXPECT_EQ(callsOf([&] { product->get_client_cert("BASE"); }), certificateSearches({"0b", "0f", "0e"}));
+  EXPECT_THAT(callsOf([&] { product->get_client_cert("ZEMP"); }),
+              ElementsAre(certificate("0d"), certificate("0c")));
+  EXPECT_THAT(callsOf([&] { product->get_client_cert("BASE"); }),
+              ElementsAre(certificate("0b"), certificate("0f"), certificate("0e")));
 }
 
 }  // namespace ozk::tee

@@ -11,7 +11,7 @@ namespace ozk::tee {
 
 TEST_F(ProductTest, ARequestIsForTheTemporaryKeyAndVerifies) {
   provision("installed");
-  ASSERT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
+  ASSERT_EQ(generate(), ResultCode::OK);
   const std::string long_name(100, 'n');
   const std::pair<std::string, std::string> cases[] = {
       {"Größe 1", R"(CN="Größe 1",C="DE",O="QAVR")"},
@@ -28,15 +28,6 @@ TEST_F(ProductTest, ARequestIsForTheTemporaryKeyAndVerifies) {
   }
 }
 
-TEST_F(ProductTest, WithoutATemporaryKeyPairThereIsNoRequest) {
-  provision("installed");
-  EXPECT_TRUE(product->generate_csr("name", "LYR_CSR").empty());
-  product->generate_private_key("LYR_CSR");
-  for (const char* refused : {"LYR", "lyr_csr", "LYR_CSR ", ""}) {
-    EXPECT_TRUE(product->generate_csr("name", refused).empty()) << refused;
-  }
-}
-
 // About one signature in 128 has an r or an s that begins with a zero byte.
 TEST_F(ProductTest, SignaturesOfAnyDataVerifyAndHaveOneWidth) {
   provision("installed");
@@ -50,18 +41,6 @@ TEST_F(ProductTest, SignaturesOfAnyDataVerifyAndHaveOneWidth) {
     ASSERT_EQ(by_base.size(), 64u);
     ASSERT_TRUE(verifies(installed, data, by_installed));
     ASSERT_TRUE(verifies(base, data, by_base));
-  }
-}
-
-TEST_F(ProductTest, OnlyTheInstalledAndTheBaseKeySign) {
-  for (const char* missing : {"LYR", "BASE"}) {
-    EXPECT_TRUE(product->generate_signature(missing, {1}, "").empty()) << missing;
-  }
-  provision("installed");
-  importBaseKey();
-  product->generate_private_key("LYR_CSR");
-  for (const char* refused : {"LYR_CSR", "ZEMP", "lyr", "BASE ", ""}) {
-    EXPECT_TRUE(product->generate_signature(refused, {1}, "").empty()) << refused;
   }
 }
 

@@ -7,7 +7,6 @@
 
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -15,7 +14,7 @@
 
 namespace test_support {
 
-/// What a PKCS #11 module offers: its Cryptoki functions and, if it has one, the vendor interface.
+/// What a PKCS #11 module offers: its Cryptoki functions and the vendor interface.
 struct ModuleFunctions {
   const CK_FUNCTION_LIST* cryptoki = nullptr;
   const TEE_FUNCTION_LIST* vendor = nullptr;
@@ -25,7 +24,7 @@ struct ModuleFunctions {
 struct SpiedCall {
   std::string function;
   /// The function and its arguments: numbers, mechanisms and templates ("[type=value ...]" in hexadecimal;
-  /// without values for C_GetAttributeValue). Of PINs and data only the length is shown.
+  /// none for C_GetAttributeValue). Of PINs and data only the length is shown.
   std::string text;
   CK_RV code;
   std::thread::id thread;
@@ -38,17 +37,15 @@ class SpyToken {
  public:
   /// Forgets calls and answers, and forwards to the module that SPYTOKEN_MODULE names.
   void reset();
-  /// Forwards to functions of this process.
-  void forward_to(const ModuleFunctions& functions) { m_module = functions; }
-  const ModuleFunctions& module();
+  /// Where calls are forwarded to; a test may put functions of its own there.
+  ModuleFunctions& module();
 
   /// Answers the `nth` call of `function` from now on (from 1; 0: each call) with `code`. An empty `function`
   /// is any. The call is not forwarded, unless `made`.
-  void answer(const std::string& function, CK_RV code, unsigned nth = 0, bool made = false);
+  void answer(const std::string& function, CK_RV code, unsigned nth = 0, bool made = false) {
+    m_answers.push_back({function, code, nth, made});
+  }
   void stop_interfering() { m_answers.clear(); }
-
-  /// The slots that are listed, instead of the module's.
-  std::optional<std::vector<CK_SLOT_ID>> slots;
 
   std::vector<SpiedCall> take_calls() { return std::exchange(m_calls, {}); }
   std::vector<std::string> take_texts();
@@ -65,7 +62,6 @@ class SpyToken {
     bool made;
     unsigned seen = 0;
   };
-  std::optional<Answer> answer_to(const std::string& function);
 
   std::mutex m_mutex;
   ModuleFunctions m_module;

@@ -5,7 +5,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -27,7 +26,9 @@ struct Watch {
 
 std::optional<Watch> g_watch;
 
+/// Of an open file, while somebody watches.
 std::string path_of(int file) {
+  if (!g_watch) return "";
   char path[4096];
   const auto length = ::readlink(("/proc/self/fd/" + std::to_string(file)).c_str(), path, sizeof path);
   return length < 0 ? "" : std::string(path, static_cast<std::size_t>(length));
@@ -58,18 +59,19 @@ long made(SystemCall call, Real real, Tear tear) {
   return result;
 }
 
-/// A call on an open file; `number` is that of the system call.
+/// A call that writes nothing, by its number and arguments.
 template <typename... Arguments>
-long made_on_file(const char* function, int file, long number, Arguments... arguments) {
-  const auto real = [=] { return ::syscall(number, file, arguments...); };
-  return g_watch ? made({function, path_of(file)}, real, [] {}) : real();
+int made_whole(SystemCall call, long number, Arguments... arguments) {
+  return static_cast<int>(made(
+      std::move(call), [=] { return ::syscall(number, arguments...); }, [] {}));
 }
 
-/// A call on a path.
-template <typename... Arguments>
-int made_on_path(SystemCall call, long number, Arguments... arguments) {
-  return static_cast<int>(made(
-      std::move(call), [=] { return ::syscall(number, AT_FDCWD, arguments...); }, [] {}));
+template <typename... Offset>
+ssize_t written(const char* function, long number, int file, const void* data, std::size_t size,
+                Offset... offset) {
+  const auto write = [=](std::size_t length) { return ::syscall(number, file, data, length, offset...); };
+  return made(
+      {function, path_of(file)}, [&] { return write(size); }, [&] { write(size / 2); });
 }
 
 }  // namespace
@@ -100,9 +102,8 @@ int open(const char* path, int flags, ...) {
   va_start(rest, flags);
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
-  struct stat status {};
-  const bool creates = g_watch && (flags & O_CREAT) != 0 && ::lstat(path, &status) != 0;
-  return made_on_path({creates ? "create" : "open", path}, SYS_openat, path, flags, mode);
+  const bool creates = g_watch && (flags & O_CREAT) != 0 && ::access(path, F_OK) != 0;
+  return made_whole({creates ? "create" : "open", path}, SYS_openat, AT_FDCWD, path, flags, mode);
 }
 
 int fcntl(int file, int command, ...) {
@@ -111,44 +112,34 @@ int fcntl(int file, int command, ...) {
   void* const argument = va_arg(rest, void*);
   va_end(rest);
   const bool is_lock = command == F_SETLK || command == F_SETLKW || command == F_OFD_SETLK;
-  return static_cast<int>(is_lock ? made_on_file("fcntl", file, SYS_fcntl, command, argument)
-                                  : ::syscall(SYS_fcntl, file, command, argument));
+  return made_whole({"fcntl", is_lock ? path_of(file) : ""}, SYS_fcntl, file, command, argument);
 }
 
 ssize_t read(int file, void* data, std::size_t size) {
-  return made_on_file("read", file, SYS_read, data, size);
+  return made_whole({"read", path_of(file)}, SYS_read, file, data, size);
 }
-
 ssize_t pread(int file, void* data, std::size_t size, off_t offset) {
-  return made_on_file("pread", file, SYS_pread64, data, size, offset);
+  return made_whole({"pread", path_of(file)}, SYS_pread64, file, data, size, offset);
 }
-
 ssize_t write(int file, const void* data, std::size_t size) {
-  const auto real = [&](std::size_t length) { return ::syscall(SYS_write, file, data, length); };
-  if (!g_watch) return real(size);
-  return made(
-      {"write", path_of(file)}, [&] { return real(size); }, [&] { real(size / 2); });
+  return written("write", SYS_write, file, data, size);
 }
-
 ssize_t pwrite(int file, const void* data, std::size_t size, off_t offset) {
-  const auto real = [&](std::size_t length) { return ::syscall(SYS_pwrite64, file, data, length, offset); };
-  if (!g_watch) return real(size);
-  return made(
-      {"pwrite", path_of(file)}, [&] { return real(size); }, [&] { real(size / 2); });
+  return written("pwrite", SYS_pwrite64, file, data, size, offset);
 }
-
 int ftruncate(int file, off_t length) noexcept {
-  return static_cast<int>(made_on_file("ftruncate", file, SYS_ftruncate, length));
+  return made_whole({"ftruncate", path_of(file)}, SYS_ftruncate, file, length);
 }
-int fsync(int file) { return static_cast<int>(made_on_file("fsync", file, SYS_fsync)); }
-int fdatasync(int file) { return static_cast<int>(made_on_file("fdatasync", file, SYS_fdatasync)); }
-
+int fsync(int file) { return made_whole({"fsync", path_of(file)}, SYS_fsync, file); }
+int fdatasync(int file) { return made_whole({"fdatasync", path_of(file)}, SYS_fdatasync, file); }
 int mkdir(const char* path, mode_t mode) noexcept {
-  return made_on_path({"mkdir", path}, SYS_mkdirat, path, mode);
+  return made_whole({"mkdir", path}, SYS_mkdirat, AT_FDCWD, path, mode);
 }
-int unlink(const char* path) noexcept { return made_on_path({"unlink", path}, SYS_unlinkat, path, 0); }
+int unlink(const char* path) noexcept {
+  return made_whole({"unlink", path}, SYS_unlinkat, AT_FDCWD, path, 0);
+}
 int rename(const char* path, const char* new_path) noexcept {
-  return made_on_path({"rename", path, new_path}, SYS_renameat2, path, AT_FDCWD, new_path, 0);
+  return made_whole({"rename", path}, SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
 }
 
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));

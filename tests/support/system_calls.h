@@ -12,7 +12,6 @@ namespace test_support {
 struct SystemCall {
   std::string function;  ///< "open", "pwrite", ..., without any "64"; "create" is an open that makes a file
   std::string path;
-  std::string new_path = {};  ///< of a rename
   bool failed = false;
 
   bool is_write() const { return function == "write" || function == "pwrite"; }

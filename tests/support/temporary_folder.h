@@ -3,10 +3,11 @@
 
 #pragma once
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace test_support {
 
@@ -15,21 +16,15 @@ namespace test_support {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    const std::filesystem::path memory = "/dev/shm";
-    const bool in_memory = std::getenv("TMPDIR") == nullptr && std::filesystem::is_directory(memory);
-    const auto parent = in_memory ? memory : std::filesystem::temp_directory_path();
-    std::string pattern = (parent / "cci-test-XXXXXX").string();
-    if (::mkdtemp(&pattern[0]) == nullptr) {
-      throw std::runtime_error("cannot make a temporary folder like " + pattern);
-    }
-    m_path = std::filesystem::canonical(pattern);  // as the system tells of its files
+    std::string name = std::getenv("TMPDIR") != nullptr ? std::getenv("TMPDIR") : "/dev/shm";
+    name += "/cci-test-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr) throw std::system_error(errno, std::generic_category(), name);
+    m_path = std::filesystem::canonical(name);  // as the system tells of its files
   }
-
   ~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
   }
-
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 

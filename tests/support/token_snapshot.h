@@ -4,13 +4,10 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <optional>
-#include <stdexcept>
-#include <string>
+#include <memory>
 #include <utility>
+
+#include "support/temporary_folder.h"
 
 namespace test_support {
 
@@ -18,36 +15,20 @@ namespace test_support {
 class TokenSnapshot {
  public:
   explicit TokenSnapshot(std::filesystem::path folder) : m_folder(std::move(folder)) {
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder)) {
-      auto& content = m_entries[entry.path()];
-      if (entry.is_directory()) continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      content.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
+    std::filesystem::copy(m_folder, m_copy->path(), std::filesystem::copy_options::recursive);
   }
 
   /// Puts them back, and nothing else.
   void restore() const {
-    namespace fs = std::filesystem;
-    for (const auto& entry : fs::directory_iterator(m_folder)) {
-      const auto kept = m_entries.find(entry.path());
-      if (kept == m_entries.end() || !kept->second) fs::remove_all(entry.path());
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
+      std::filesystem::remove_all(entry.path());
     }
-    for (const auto& [path, content] : m_entries) {
-      if (!content) {
-        fs::create_directory(path);
-        fs::permissions(path, fs::perms::owner_all);
-        continue;
-      }
-      std::ofstream file(path, std::ios::binary);
-      if (!(file << *content).flush()) throw std::runtime_error("cannot write " + path);
-      fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write);
-    }
+    std::filesystem::copy(m_copy->path(), m_folder, std::filesystem::copy_options::recursive);
   }
 
  private:
   std::filesystem::path m_folder;
-  std::map<std::string, std::optional<std::string>> m_entries;  // contents by path; a folder has none
+  std::shared_ptr<TemporaryFolder> m_copy = std::make_shared<TemporaryFolder>();
 };
 
 }  // namespace test_support

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 #include "support/temporary_folder.h"
 #include "tee_token/vendor_interface.h"
 
