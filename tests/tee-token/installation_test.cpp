@@ -53,10 +53,6 @@ TEST_F(InstallationTest, MakesPermanentCopiesInThePlaceOfTheOldOnes) {
   const Handles now = installed();
   ASSERT_EQ(now.size(), 3u);
   EXPECT_EQ(find().size(), 6u);
-  const CK_OBJECT_HANDLE key = find(Class(CKO_PRIVATE_KEY).flag(TEE_CKA_VENDOR_PERMANENT, true))[0];
-  Value signature;
-  ASSERT_EQ(sign(key, CKM_ECDSA_SHA256, {1}, signature), OK);
-  EXPECT_EQ(verify(parts[0], CKM_ECDSA_SHA256, {1}, signature), OK);
   EXPECT_EQ(copy(now[0]), CKR_ACTION_PROHIBITED);
 
   const Handles next = new_parts();

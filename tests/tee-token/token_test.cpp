@@ -13,10 +13,14 @@ namespace token_test {
 
 using tee_token::return_value_name;
 
+namespace {
+
 void* module_symbol(const char* name) {
   static void* const module = ::dlopen(TEE_TOKEN_MODULE, RTLD_NOW);
   return module == nullptr ? nullptr : ::dlsym(module, name);
 }
+
+}  // namespace
 
 CK_FUNCTION_LIST* cryptoki() {
   CK_FUNCTION_LIST* functions = nullptr;
