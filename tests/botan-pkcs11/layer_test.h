@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include <base/return_value_name.h>
+#include <base/error.h>
 #include <botan/p11_ecdsa.h>
 #include <gmock/gmock.h>
 
@@ -79,15 +79,6 @@ class SpiedTest : public TokenTest {
  protected:
   SpiedTest() : TokenTest(SPYTOKEN) { spy.take_calls(); }
   ~SpiedTest() override { spy.reset(); }
-
-  /// The functions that were called since the last time.
-  std::vector<std::string> functions() {
-    std::vector<std::string> names;
-    for (const auto& call : spy.take_calls()) {
-      names.push_back(call.function);
-    }
-    return names;
-  }
 
   test_support::SpyToken& spy = test_support::spytoken();
 };

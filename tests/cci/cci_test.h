@@ -15,6 +15,7 @@
 namespace cci_test {
 
 using testing::HasSubstr;
+using token_test::Case;
 using token_test::Outcome;
 
 /// A fresh token and a CA in a folder of the test's own, where commands run and find cci and tee-token.
@@ -46,16 +47,7 @@ class CciTest : public testing::Test {
     return "cci provision --common-name device " + options + " --issue '" + backend + "'";
   }
 
-  struct Case {
-    std::string command;
-    int code;
-    std::string said = "";
-  };
-  void expect(const Case& each) const {
-    const Outcome outcome = run(each.command);
-    EXPECT_EQ(outcome.code, each.code) << each.command << "\n" << outcome.text;
-    EXPECT_THAT(outcome.text, HasSubstr(each.said)) << each.command;
-  }
+  void expect(const Case& each) const { token_test::expect(each, run(each.command)); }
 
  private:
   test_support::TemporaryFolder m_folder;

@@ -58,13 +58,15 @@ TEST_F(ProvisionTest, AnotherProgramThatTookTheKeyPairIsNamedAsTheReason) {
 // The reader of the pipe meets its end when no process of the group is left that could write to it.
 TEST_F(ProvisionTest, AfterItsTimeOrAnInterruptionNoProcessOfTheBackendIsLeft) {
   run("mkfifo alive");
-  const std::string hang =
-      "(trap : TERM; while :; do sleep 0.1; done) 3>alive & echo >begun; sleep 60 3>alive";
-  expect({provision(hang, "--timeout 1 -q") + " & pid=$!; cat alive; wait $pid", 8, "no answer within 1 s"});
+  const std::string hang = provision(
+      "exec 3>alive; (trap : TERM; for i in $(seq 300); do sleep 0.1; done; echo left >&3) & echo >begun; "
+      "sleep 60",
+      "-q");
+  const std::string watch = "test -z \"$(timeout 60 cat alive)\" && wait $pid";
+  expect({hang + " --timeout 1 & pid=$!; " + watch, 8, "no answer within 1 s"});
   for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}}) {
-    expect({"set -m; rm begun; " + provision(hang) +
-                " & pid=$!; (until test -e begun; do sleep 0.1; done; kill -" + signal +
-                " $pid) & cat alive; wait $pid",
+    expect({"set -m; rm begun; " + hang + " & pid=$!; (until test -e begun; do sleep 0.1; done; kill -" +
+                signal + " $pid) & " + watch,
             status});
   }
 }

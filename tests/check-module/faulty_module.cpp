@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <map>
 #include <string>
 
 #include "tee_token/vendor_interface.h"
@@ -22,12 +21,7 @@ Function symbol(const char* name) {
 }
 
 CK_RV sign_zeros(CK_ULONG, unsigned char*, CK_ULONG, unsigned char*, CK_ULONG* length) {
-  *length = 64;
-  return CKR_OK;
-}
-
-CK_RV find_all(CK_ULONG session, CK_ATTRIBUTE*, CK_ULONG) {
-  return token.C_FindObjectsInit(session, nullptr, 0);
+  return *length = 64, CKR_OK;
 }
 
 CK_RV install_half(CK_ULONG session, const CK_ULONG* old, CK_ULONG olds, const CK_ULONG* added,
@@ -36,23 +30,18 @@ CK_RV install_half(CK_ULONG session, const CK_ULONG* old, CK_ULONG olds, const C
   return token.C_DestroyObject(session, added[0]);
 }
 
-CK_RV accept_all(CK_ULONG session, const CK_ULONG* old, CK_ULONG olds, const CK_ULONG* added, CK_ULONG news) {
-  token_vendor.set_client_cert_and_move_key(session, old, olds, added, news);
-  return CKR_OK;
+void put_in(const std::string& fault) {
+  auto& install = faulty_vendor.set_client_cert_and_move_key;
+  if (fault == "dies") faulty.C_SignInit = [](auto...) -> CK_RV { std::abort(); };
+  if (fault == "hangs") faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); };
+  if (fault == "logs in twice") faulty.C_Login = [](auto... to) { return token.C_Login(to...), CK_RV{}; };
+  if (fault == "signs zeros") faulty.C_Sign = sign_zeros;
+  if (fault == "destroys nothing") faulty.C_DestroyObject = [](auto...) { return CK_RV{}; };
+  if (fault == "has no installation") install = nullptr;
+  if (fault == "installs half") install = install_half;
+  if (fault == "accepts all")
+    install = [](auto... to) { return token_vendor.set_client_cert_and_move_key(to...), CK_RV{}; };
 }
-
-const std::map<std::string, void (*)()> kFaults = {
-    {"dies", [] { faulty.C_SignInit = [](auto...) -> CK_RV { std::abort(); }; }},
-    {"hangs", [] { faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); }; }},
-    {"logs in twice",
-     [] { faulty.C_Login = [](auto... to) { return token.C_Login(to...), CK_RV{CKR_OK}; }; }},
-    {"signs zeros", [] { faulty.C_Sign = sign_zeros; }},
-    {"finds all", [] { faulty.C_FindObjectsInit = find_all; }},
-    {"destroys nothing", [] { faulty.C_DestroyObject = [](auto...) { return CK_RV{CKR_OK}; }; }},
-    {"has no installation", [] { faulty_vendor.set_client_cert_and_move_key = nullptr; }},
-    {"installs half", [] { faulty_vendor.set_client_cert_and_move_key = install_half; }},
-    {"accepts all", [] { faulty_vendor.set_client_cert_and_move_key = accept_all; }},
-};
 
 }  // namespace
 
@@ -62,7 +51,7 @@ extern "C" {
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
   const CK_RV code = symbol<CK_C_GetFunctionList>("C_GetFunctionList")(list);
   token = faulty = **list;
-  kFaults.at(std::getenv("FAULTY_MODULE"))();
+  put_in(std::getenv("FAULTY_MODULE"));
   *list = &faulty;
   return code;
 }
@@ -70,7 +59,7 @@ CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
 CK_RV C_GetInterface(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** interface, CK_FLAGS flags) {
   const CK_RV code = symbol<TEE_C_GetInterface>("C_GetInterface")(name, version, interface, flags);
   token_vendor = faulty_vendor = *static_cast<const TEE_FUNCTION_LIST*>((*interface)->functions);
-  kFaults.at(std::getenv("FAULTY_MODULE"))();
+  put_in(std::getenv("FAULTY_MODULE"));
   static TEE_INTERFACE given;
   given = {name, &faulty_vendor, 0};
   *interface = &given;

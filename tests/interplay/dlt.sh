@@ -6,29 +6,19 @@
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 programs=$(dirname "$tee_token")
 PATH=$3/bin:$PATH
-type dlt-daemon dlt-receive &>/dev/null || skip 'dlt-daemon and dlt-receive are not installed'
+needs dlt-daemon dlt-receive
 export DLT_PIPE_DIR=$folder ARA_LOG_SINK=dlt ARA_LOG_APP_ID=APPL ARA_LOG_LEVEL=debug
 printf '%s\n' 'BindAddress = ::ffff:127.0.0.1' "ControlSocketPath = $folder/control" >conf
 servers=() sent=0
 trap 'exec 3>&-; stop_daemon; wait; rm -rf "$folder"' EXIT
 
-# wait_for COMMAND...: until it succeeds, for 20 seconds at most.
-wait_for() {
-  for _ in {1..400}; do
-    ! "$@" || return 0
-    sleep 0.05
-  done
-  die "not in time: $*; the last records: $(tail -n 5 read)"
-}
-# Without a connection, which would be a reader.
-is_open() { grep -q ":$(printf %04X "$port") [0-9A-F]*:0000 0A" /proc/net/tcp /proc/net/tcp6; }
 has_read() { grep -qsE "$1" read; }
 log() { echo "$1" >&3 && ((++sent)); }
 # libdlt looks for the daemon when something is logged.
 has_read_since() { log now && has_read "$1"; }
 
 start_daemon() {
-  while port=$((20000 + RANDOM % 10000)) && is_open; do :; done
+  choose_port
   dlt-daemon -t "$folder" -p $port -c conf &>daemon.log 3>&- &
   servers=($!)
   wait_for is_open

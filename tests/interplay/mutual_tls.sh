@@ -5,7 +5,8 @@
 # rotation; wrong servers and wrong answers of the backend change nothing.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
 programs=$(dirname "$tee_token")
-nginx=$(PATH=$3/sbin:$PATH:/usr/sbin command -v nginx) || skip 'there is no nginx: ./run test unpacks one'
+PATH=$3/sbin:$PATH:/usr/sbin
+needs nginx
 export ARA_LOG_SINK=none
 trap 'kill "${server:-}" 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
 
@@ -43,27 +44,11 @@ http {
 }
 END
 
-is_open() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
-# A port that others may take first, so with several tries.
-start_nginx() {
-  local try
-  for try in {1..20}; do
-    port=$((20000 + RANDOM % 10000))
-    ! is_open "$port" || continue
-    sed "s/PORT/$port/" nginx.conf >running.conf
-    "$nginx" -p "$folder/" -c running.conf 2>nginx/log &
-    for _ in {1..100}; do
-      kill -0 $! 2>/dev/null || break
-      if is_open "$port"; then
-        server=$!
-        return
-      fi
-      sleep 0.05
-    done
-  done
-  die "nginx does not start: $(<nginx/log)"
-}
-start_nginx
+choose_port
+sed -i "s/PORT/$port/" nginx.conf
+nginx -p "$folder/" -c nginx.conf 2>nginx/log &
+server=$!
+wait_for is_open
 
 connect() { "$programs/mutual-tls" "${2:-localhost}" "$port" "${1:-backend}"; }
 provision() { "$programs/cci" --quiet provision --common-name device --issue "$1"; }

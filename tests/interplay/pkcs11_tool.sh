@@ -3,6 +3,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # OpenSC's pkcs11-tool takes a token from an empty folder to signatures that openssl verifies.
 source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
+needs pkcs11-tool p11tool
 
 tool() { pkcs11-tool --module "$module" "$@"; }
 user() { tool --login --pin "$pin" "$@"; }
@@ -10,10 +11,8 @@ user() { tool --login --pin "$pin" "$@"; }
 mkdir -m 700 token
 expect 'uninitialized' tool -L
 expect 'successfully initialized' tool --init-token --label desk --so-pin "$officer_pin"
-refused 'CKR_PIN_INCORRECT' tool --init-token --label other --so-pin 11111111
 expect 'successfully initialized' tool --init-pin --login --so-pin "$officer_pin" --new-pin 1111
 expect 'successfully changed' tool --change-pin --login --pin 1111 --new-pin "$pin"
-refused 'CKR_PIN_INCORRECT' tool --login --pin 1111 -O
 expect 'token label        : desk' tool -L
 expect 'ECDSA-SHA256, keySize={256,521}, sign, verify' tool -M
 
@@ -29,9 +28,6 @@ for curve in prime256v1:ECDSA-SHA256:sha256 secp384r1:ECDSA-SHA384:sha384 secp52
   expect 'Verified OK' openssl dgst "-$digest" -verify key.pub -signature signature message
   expect 'Signature is valid' user --verify -m "$mechanism" --id $id -i message --signature-file signature \
     --signature-format openssl
-  openssl dgst "-$digest" -binary message >digest
-  expect '' user --sign -m ECDSA --id $id -i digest -o signature --signature-format openssl
-  expect 'Verified OK' openssl dgst "-$digest" -verify key.pub -signature signature message
 done
 
 openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout key.pem \
@@ -48,7 +44,5 @@ expect '' user --write-object message --type data --label note
 expect '' user --read-object --type data --label note -o back
 cmp message back
 
-[[ $(tool -O 2>/dev/null) != *'Private Key Object'* ]] || die 'no private key before login'
 expect '' user --delete-object --type privkey --id 09
 expect 'No errors' user --test
-[[ $(tool --generate-random 32 2>/dev/null | wc -c) == 32 ]] || die '32 random bytes'

@@ -22,6 +22,11 @@ skip() {
   exit 77
 }
 
+# needs PROGRAM...: without one of them, the script is skipped.
+needs() {
+  for program; do type "$program" &>/dev/null || skip "there is no $program: ./run test installs it"; done
+}
+
 # expect TEXT COMMAND...: the command succeeds, and its output has the text.
 expect() {
   local output
@@ -35,6 +40,19 @@ refused() {
   ! output=$("${@:2}" 2>&1 </dev/null) || die "${*:2} should have failed: $output"
   [[ $output == *"$1"* ]] || die "${*:2}: no '$1' in: $output"
 }
+
+# wait_for COMMAND...: until it succeeds, for 20 seconds at most.
+wait_for() {
+  for _ in {1..400}; do
+    ! "$@" || return 0
+    sleep 0.05
+  done
+  die "not in time: $*"
+}
+
+# Without a connection, which a server might answer.
+is_open() { grep -q ":$(printf %04X "$port") [0-9A-F]*:0000 0A" /proc/net/tcp /proc/net/tcp6; }
+choose_port() { while port=$((20000 + RANDOM % 10000)) && is_open; do :; done; }
 
 make_token() {
   expect "made token 'desk'" "$tee_token" --pin-hex 34333231 --so-pin-hex 3837363534333231 init --label desk

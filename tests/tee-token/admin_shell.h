@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <gmock/gmock.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,13 +30,21 @@ inline Outcome shell(const std::string& command) {
   return outcome;
 }
 
-/// The same on a terminal.
-inline Outcome on_terminal(const std::string& command) {
-  ::setenv("ON_TERMINAL", command.c_str(), 1);
-  return shell("script -qec \"$ON_TERMINAL\" /dev/null");
-}
-
 /// Runs tee-token on the token of TEE_TOKEN_DIR.
 inline Outcome admin(const std::string& arguments) { return shell("'" TEE_TOKEN_ADMIN "' " + arguments); }
+
+/// A command, its exit code, and a part of what it writes.
+struct Case {
+  std::string command;
+  int code;
+  std::string said = "";
+};
+
+inline void expect(const Case& each, const Outcome& outcome) {
+  EXPECT_EQ(outcome.code, each.code) << each.command << "\n" << outcome.text;
+  EXPECT_THAT(outcome.text, testing::HasSubstr(each.said)) << each.command;
+}
+/// The command is the arguments of tee-token.
+inline void expect(const Case& each) { expect(each, admin(each.command)); }
 
 }  // namespace token_test

@@ -1,104 +1,135 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
+#include <functional>
 
 #include "admin_shell.h"
-#include "support/temporary_folder.h"
+#include "token_test.h"
 
 namespace token_test {
 namespace {
 
 using testing::HasSubstr;
 
-/// tee-token on a token of its own, with files to import in the current folder.
-class AdminTest : public testing::Test {
+const char kMakeFiles[] = R"(
+  authority() { openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout $1.key -out $1.pem \
+    -subj /CN=$1; }
+  issue() { openssl x509 -req -in device.csr -CA ca.pem -CAkey ca.key -days 30 -out $1.pem $2 $3; }
+  authority ca; authority other; authority device; openssl x509 -in ca.pem -outform DER -out ca.der
+  for name in device other; do openssl req -new -key device.key -subj /CN=$name -out $name.csr; done
+  printf 'basicConstraints=CA:false\nextendedKeyUsage=clientAuth' > client.ext
+  echo extendedKeyUsage=serverAuth > server.ext
+  issue leaf -extfile client.ext; issue server -extfile server.ext; issue version1
+  openssl x509 -in leaf.pem -outform DER -out leaf.der; cat ca.pem leaf.pem > reversed.pem
+  cat leaf.pem ca.pem > right.pem; cat leaf.pem other.pem > gap.pem; cat right.pem device.csr > mixed.pem
+  openssl ecparam -name prime256v1 -genkey -out key.pem  # with a block of parameters
+  openssl pkcs8 -topk8 -nocrypt -outform DER -in key.pem -out key.der
+  openssl pkcs8 -topk8 -passout pass:x -in key.pem -out encrypted.pem
+  cat ca.pem ca.pem > two.pem; (cat ca.pem; head -n 5 ca.pem) > cut.pem; printf '32323232\n34343434\n' > pins)";
+
+/// tee-token on a token whose objects the test makes itself, with files in the current folder.
+class AdminTest : public TokenTest {
  protected:
   AdminTest() {
-    ::setenv("TEE_TOKEN_DIR", (m_folder.path() / "below" / "token").c_str(), 1);
     ::unsetenv("TEE_TOKEN_LOG");
-    EXPECT_EQ(::chdir(m_folder.path().c_str()), 0);
-    const Outcome files = shell(
-        "openssl ecparam -name prime256v1 -genkey -out key.pem;"  // with a block of parameters
-        "openssl pkcs8 -topk8 -nocrypt -outform DER -in key.pem -out key.der;"
-        "openssl pkcs8 -topk8 -passout pass:x -in key.pem -out encrypted.pem;"
-        "openssl req -x509 -new -key key.pem -subj /CN=device -out cert.pem;"
-        "cat cert.pem cert.pem > two.pem; (cat cert.pem; head -n 5 cert.pem) > cut.pem;"
-        "printf '32323232\n34343434\n' > pins");
-    EXPECT_EQ(files.code, 0) << files.text;
+    EXPECT_EQ(login(), OK);
+    EXPECT_EQ(::chdir(m_files.path().c_str()), 0);
+    EXPECT_EQ(shell(kMakeFiles).code, 0);
   }
   ~AdminTest() override { EXPECT_EQ(::chdir("/"), 0); }
 
+  /// A certificate by ca for a key on the token, in token.der, and ca's behind it.
+  Value chain_for(CK_OBJECT_HANDLE key) {
+    const Outcome outcome = admin("export " + std::to_string(key) +
+                                  " > key.pub && openssl x509 -new -force_pubkey key.pub -subj /CN=device -CA"
+                                  " ca.pem -CAkey ca.key -extfile client.ext -outform DER -out token.der &&"
+                                  " cat token.der ca.der > chain.der");
+    EXPECT_EQ(outcome.code, 0) << outcome.text;
+    const std::string chain = content_of("chain.der");
+    return Value(chain.begin(), chain.end());
+  }
+  /// Installs a key pair and its chain, and removes the temporary objects.
+  void install(Handles added, const Value& chain) {
+    added.push_back(store_chain(chain));
+    EXPECT_EQ(TokenTest::install({}, added), OK);
+    for (const CK_OBJECT_HANDLE object : added) EXPECT_EQ(destroy(object), OK);
+  }
+  void install(const Template& object = marks()) {
+    const Handles pair = generate(object);
+    install(pair, chain_for(pair[0]));
+  }
+  /// Adds a trust group, then destroys its object without its root.
+  void leave_root() {
+    EXPECT_EQ(admin("add-trust-group backend ca.pem" + m_officer).code, 0);
+    EXPECT_TRUE(logout() == OK && login(kOfficerPin, CKU_SO) == OK);
+    EXPECT_EQ(destroy(find(Class(TEE_CKO_TRUST_STORE_GROUP))[0]), OK);
+    EXPECT_TRUE(logout() == OK && login() == OK);
+  }
+  void leave_damaged_object() {
+    alter_store("UPDATE object SET record = x'41' WHERE number = " + std::to_string(generate()[0]));
+  }
+
+  const std::string m_officer = " --so-pin-hex 6f666669636572";
+
  private:
-  test_support::TemporaryFolder m_folder;
+  test_support::TemporaryFolder m_files;
+};
+
+const Case kSteps[] = {
+    {"list", 4, "make one with tee-token init"},
+    {"init --label Device", 0, "made token 'Device'\n"},
+    {"init", 1, "there is a token already"},
+    {"init --force --so-pin-hex 3132333435", 3, "CKR_PIN_INCORRECT"},
+    {"import-key 1_10 key.pem", 0, "stored 1_10 as object 1"},
+    {"import-key 1_20 key.der", 0, "object 2"},
+    {"import-key 1_20 key.der", 1, "tee-token destroy 2"},
+    {"import-key 1_30 encrypted.pem", 1, "no unencrypted EC private key"},
+    {"import-cert 1_11 ca.pem", 0, "object 3"},
+    {"import-cert 1_12 nowhere", 1, "No such file"},
+    {"import-cert 1_12 two.pem", 1, "exactly one"},
+    {"import-data 2_1 'a VIN'", 0, "object 4"},
+    {"import-data 2_x VIN", 1, "expected GROUP_INDEX"},
+    {"add-trust-group backend cut.pem", 1, "1 part cannot be read"},
+    {"add-trust-group '' ca.pem", 1, "neither empty"},
+    {"add-trust-group backend two.pem --so-pin-hex 3132333435", 3, "CKR_PIN_INCORRECT"},
+    {"add-trust-group backend two.pem", 0, "with 2 roots as object 7"},
+    {"add-trust-group 'a\nb' --client '\x1b[2K'", 0, "with 0 roots as object 8"},
+    {"list", 0, "private key 1_20    pre-installed -"},
+    {"list", 0, "trust group backend trusted       CCI_CLIENT      2 roots"},
+    {"list", 0, R"(trust group a\x0ab  trusted       \x1b[2K)"},
+    {"list --json", 0, R"("label": "2_1")"},
+    {"export 1", 1, "does not leave the token"},
+    {"export 3 | cmp - ca.pem", 0, ""},
+    {"export 4", 0, "a VIN"},
+    {"export 7 | cmp - two.pem", 0, ""},
+    {"destroy 77", 1, "no such object"},
+    {"destroy 6", 0, "destroyed object 6\n"},
+    {"destroy 7", 0, "and its 1 root\n"},
+    {"destroy 1", 1, "--force"},
+    {"destroy --force 1", 0, ""},
+    {"list", 0, "\n4 objects"},
+    {"check-chain --key 1_1 ca.pem", 1, "no public key 1_1"},
+    {"check-chain ca.pem", 2, "--key or --csr"},
+    {"frobnicate", 2, "--help"},
+    {"--module /nonexistent.so list", 1, "/nonexistent.so"},
+    {"change-pin --new-pin-hex 31", 3, "CKR_PIN_LEN_RANGE"},
+    {"change-pin --new-pin-hex 3132333x", 1, "hexadecimal"},
+    {"change-pin --new-pin-hex 31313131", 0, "4 bytes"},
+    {"list", 3, "CKR_PIN_INCORRECT"},
+    {"change-so-pin < pins", 0, ""},
+    {"reset-pin --new-pin-hex - --so-pin-hex - < pins", 0, ""},
+    {"list --pin-hex 34343434", 0, "4 objects"},
+    {"--pin-hex 31323334 --so-pin-hex 32323232 init --force", 0, "it cannot use this token"},
+    {"list --pin-hex 31323334", 0, "0 objects"},
+    {"list; chmod 755 $TEE_TOKEN_DIR; '" TEE_TOKEN_ADMIN "' list", 5, "chmod 700"},
 };
 
 TEST_F(AdminTest, EachCommandDoesItsWorkOrExitsWithItsCodeAndChangesNothing) {
-  const struct {
-    std::string arguments;
-    int code;
-    std::string text;
-  } steps[] = {
-      {"list", 4, "make one with tee-token init"},
-      {"check", 4, "CKR_TOKEN_NOT_PRESENT"},
-      {"init --label Device", 0, "made token 'Device'\n"},
-      {"init", 1, "there is a token already"},
-      {"init --force --so-pin-hex 3132333435", 3, "CKR_PIN_INCORRECT"},
-      {"import-key 1_10 key.pem", 0, "stored 1_10 as object 1"},
-      {"import-key 1_20 key.der", 0, "object 2"},
-      {"import-key 1_20 key.der", 1, "tee-token destroy 2"},
-      {"import-key 1_30 encrypted.pem", 1, "no unencrypted EC private key"},
-      {"import-cert 1_11 cert.pem", 0, "object 3"},
-      {"import-cert 1_12 nowhere", 1, "No such file"},
-      {"import-cert 1_12 /dev/null", 1, "holds no certificate"},
-      {"import-cert 1_12 two.pem", 1, "exactly one"},
-      {"import-data 2_1 'a VIN'", 0, "object 4"},
-      {"import-data 2_x VIN", 1, "expected GROUP_INDEX"},
-      {"add-trust-group backend key.pem", 1, "2 parts cannot be read"},
-      {"add-trust-group backend cut.pem", 1, "1 part cannot be read"},
-      {"add-trust-group '' cert.pem", 1, "neither empty"},
-      {"add-trust-group backend two.pem --so-pin-hex 3132333435", 3, "CKR_PIN_INCORRECT"},
-      {"add-trust-group backend two.pem", 0, "with 2 roots as object 7"},
-      {"add-trust-group 'a\nb' --client '\x1b[2K'", 0, "with 0 roots as object 8"},
-      {"list", 0, "private key 1_20    pre-installed -"},
-      {"list", 0, "trust group backend trusted       CCI_CLIENT      2 roots"},
-      {"list", 0, R"(trust group a\x0ab  trusted       \x1b[2K)"},
-      {"list --json", 0, R"("label": "2_1")"},
-      {"export 1", 1, "does not leave the token"},
-      {"export 3 | cmp - cert.pem", 0, ""},
-      {"export 4", 0, "a VIN"},
-      {"export 7 | cmp - two.pem", 0, ""},
-      {"destroy 77", 1, "no such object"},
-      {"destroy 6", 0, "destroyed object 6\n"},
-      {"destroy 7", 0, "and its 1 root\n"},
-      {"destroy 1", 1, "--force"},
-      {"destroy --force 1", 0, ""},
-      {"list", 0, "\n4 objects"},
-      {"check-chain --key 1_1 cert.pem", 1, "no public key 1_1"},
-      {"check-chain cert.pem", 2, "--key or --csr"},
-      {"destroy -1", 2, "-1"},
-      {"frobnicate", 2, "--help"},
-      {"--module /nonexistent.so list", 1, "/nonexistent.so"},
-      {"change-pin --new-pin-hex 31", 3, "CKR_PIN_LEN_RANGE"},
-      {"change-pin --new-pin-hex 3132333x", 1, "hexadecimal"},
-      {"reset-pin < /dev/null", 1, "stdin"},
-      {"change-pin --new-pin-hex 31313131", 0, "4 bytes"},
-      {"list", 3, "CKR_PIN_INCORRECT"},
-      {"list --pin-hex 31313131", 0, ""},
-      {"change-so-pin < pins", 0, ""},
-      {"reset-pin --new-pin-hex 33333333", 3, "CKR_PIN_INCORRECT"},
-      {"reset-pin --new-pin-hex - --so-pin-hex - < pins", 0, ""},
-      {"list --pin-hex 34343434", 0, "4 objects"},
-      {"--pin-hex 31323334 --so-pin-hex 32323232 init --force", 0, "it cannot use this token"},
-      {"list --pin-hex 31323334", 0, "0 objects"},
-      {"list; chmod 755 $TEE_TOKEN_DIR; '" TEE_TOKEN_ADMIN "' list", 5, "chmod 700"},
-  };
-  for (const auto& step : steps) {
+  ::setenv("TEE_TOKEN_DIR", "below/token", 1);
+  for (const Case& step : kSteps) {
     const std::string store = "cksum $TEE_TOKEN_DIR/token.db", before = shell(store).text;
-    const Outcome outcome = admin(step.arguments);
-    EXPECT_EQ(outcome.code, step.code) << step.arguments << "\n" << outcome.text;
-    EXPECT_THAT(outcome.text, HasSubstr(step.text)) << step.arguments;
-    EXPECT_TRUE(step.code == 0 || shell(store).text == before) << step.arguments;
+    expect(step);
+    EXPECT_TRUE(step.code == 0 || shell(store).text == before) << step.command;
   }
 }
 
@@ -110,12 +141,100 @@ TEST_F(AdminTest, OfTwoThatStoreTheSameAtOnceOneIsRefused) {
       {"import-data 2_1 a", "has the label 2_1", "1 object\n"},
       {"add-trust-group g two.pem", "is the trust group g", "4 objects"},
   };
+  ::setenv("TEE_TOKEN_DIR", "below/token", 1);
   for (const auto& each : cases) {
     ::setenv("ARGUMENTS", each.arguments, 1);
     const Outcome both = shell("for i in 1 2; do '" TEE_TOKEN_ADMIN "' $ARGUMENTS & done; wait");
     EXPECT_THAT(both.text, HasSubstr(each.refused));
     EXPECT_THAT("\n" + admin("list").text, HasSubstr(each.after));
   }
+}
+
+TEST_F(AdminTest, FindsEachClassOfFaultAndExitsWithItsCode) {
+  const std::string wrong_pin = "'" TEE_TOKEN_ADMIN "' list --pin-hex 31313131;";
+  const struct {
+    std::function<void()> make;
+    int code;
+    std::string text, command = "check";
+  } cases[] = {
+      {[&] { install(), generate(marks()); }, 0, "0 findings, 5 objects"},
+      {[&] { destroy(generate(marks())[0]), destroy(generate(marks())[1]); }, 12, "does not match"},
+      {[&] { destroy(generate(marks())[0]); }, 13, "temporary: 0 public keys, 1 private key (object"},
+      {[&] { install(), destroy(find(Class(CKO_CERTIFICATE))[0]); }, 13, "0 chains; install"},
+      {[&] { install(generate(marks()), Value()); }, 13, "is empty"},
+      {[&] { leave_damaged_object(); }, 14, "CKR_DEVICE_ERROR; if it persists"},
+      {[&] { leave_damaged_object(); }, 0, "unreadable", "list"},
+      {[&] {
+         generate(marks()), store_chain({1, 2});
+       },
+       14, "unreadable"},
+      {[&] { install(); }, 16, "chain (object", "check --days 31"},
+      {[&] { admin("import-cert 1_11 ca.pem"); }, 16, "will expire", "check --days 31"},
+      {[&] { leave_root(); }, 18, "does not exist"},
+      {[&] { leave_root(), admin("add-trust-group backend ca.pem" + m_officer); }, 0, "2 objects"},
+      {[&] { store_chain(chain_for(generate(marks())[0])); }, 19, "client CCI_CLIENT, key LYR"},
+      {[&] { generate(marks()), generate(marks()); }, 19, "2 public keys (object"},
+      {[&] { shell("for i in 1 2 3 4 5 6 7 8 9; do " + wrong_pin + "done"); }, 11, "one try left"},
+      {[&] { shell(wrong_pin); }, 11, "tee-token reset-pin"},
+      {[] {}, 3, "CKR_PIN_LOCKED", "list"},
+  };
+  for (const auto& each : cases) {
+    each.make();
+    expect({each.command, each.code, each.text});
+    for (const auto object : find()) admin("destroy --force " + std::to_string(object) + m_officer);
+    EXPECT_EQ(find(), Handles()) << each.text;
+  }
+  EXPECT_THAT(admin("check --json").text, HasSubstr(R"("class": "pin")"));
+}
+
+TEST_F(AdminTest, FindsEachFaultOfAFile) {
+  const struct {
+    std::string fault, text;
+    int code = 10;
+  } cases[] = {
+      {"chmod 644 device.key", "chmod 600 "},
+      {"truncate -s 31 device.key", "must hold 32 bytes"},
+      {"echo words > token.db", "file is not a database"},
+      {"rm pin-tries", "pin-tries: No such file"},
+      {"ln -sf /dev/null pin-tries", "not a "},
+      {"chmod 755 .", "chmod 700 "},
+      {"touch device.key.new", "device.key.new is a temporary file", 19},
+  };
+  for (const auto& each : cases) {
+    shell("rm -rf copy; cp -a " + folder() + " copy; cd copy; " + each.fault);
+    ::setenv("TEE_TOKEN_DIR", "copy", 1);
+    expect({"check", each.code, each.text});
+  }
+}
+
+TEST_F(AdminTest, TellsApartWhatIsWrongWithAChain) {
+  const Case cases[] = {
+      {"device.csr right.pem --roots ca.pem", 0, "would be installed"},
+      {"device.csr leaf.der", 0, "would be installed"},
+      {"device.csr ca.pem", 12, "would be refused"},
+      {"device.csr /dev/null", 13, "an empty chain would be installed"},
+      {"device.csr mixed.pem", 14, "1 part cannot be read"},
+      {"device.csr reversed.pem", 15, "certificate 2 matches the key; it must be the first"},
+      {"device.csr gap.pem", 15, "certificate 1 is not issued by the next one"},
+      {"device.csr right.pem --days 31", 16, "certificate 2 will expire"},
+      {"device.csr server.pem", 17, "is not for TLS clients"},
+      {"device.csr version1.pem", 17, "version 1"},
+      {"other.csr right.pem", 17, "the leaf's subject is 'CN=\"device\"'"},
+      {"device.csr right.pem --roots other.pem", 18, "does not verify with the roots"},
+  };
+  for (const auto& each : cases) expect({"check-chain --csr " + each.command, each.code, each.said});
+}
+
+TEST_F(AdminTest, ComparesAChainWithThePendingKeyOfALabelAndKeepsTheInstalledOne) {
+  const Template labelled = marks().add(CKA_LABEL, {10, 100, 0, 0, 0});
+  install(labelled);
+  const CK_OBJECT_HANDLE installed = find(Class(CKO_PUBLIC_KEY))[0];
+  chain_for(generate(labelled)[0]);
+  expect({"check-chain --key 10_100 token.der", 0, ""});
+  chain_for(installed);
+  expect({"check-chain --key 10_100 token.der", 12, ""});
+  expect({"destroy " + std::to_string(installed), 1, "a part of an installed identity"});
+  EXPECT_EQ(find().size(), 5u);
 }
 
 }  // namespace

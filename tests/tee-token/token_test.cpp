@@ -11,6 +11,8 @@
 
 namespace token_test {
 
+using tee_token::return_value_name;
+
 void* module_symbol(const char* name) {
   static void* const module = ::dlopen(TEE_TOKEN_MODULE, RTLD_NOW);
   return module == nullptr ? nullptr : ::dlsym(module, name);
@@ -22,20 +24,13 @@ CK_FUNCTION_LIST* cryptoki() {
   return functions;
 }
 
-const TEE_FUNCTION_LIST* vendor_functions() {
-  unsigned char name[] = TEE_INTERFACE_NAME;
-  TEE_INTERFACE* interface = nullptr;
-  reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"))(name, nullptr, &interface, 0);
-  return static_cast<const TEE_FUNCTION_LIST*>(interface->functions);
-}
-
 TokenTest::TokenTest() {
   ::setenv("TEE_TOKEN_DIR", folder().c_str(), 1);
   ::setenv("TEE_TOKEN_LOG", "off", 1);
   EXPECT_EQ(answer(m_token->C_Initialize(nullptr)), OK);
   EXPECT_EQ(init_token(), OK);
   EXPECT_EQ(open(), OK);
-  EXPECT_EQ(login(kOfficerPin, CKU_SO), OK);
+  EXPECT_EQ(login_officer(), OK);
   EXPECT_EQ(init_pin(kPin), OK);
   EXPECT_EQ(logout(), OK);
 }
@@ -46,62 +41,28 @@ Answer TokenTest::restart() {
   return open();
 }
 
-Answer TokenTest::open(CK_FLAGS flags) {
-  return m_token->C_OpenSession(0, flags, nullptr, nullptr, &m_session);
-}
-
-Answer TokenTest::login(const Value& pin, CK_USER_TYPE user) {
-  return m_token->C_Login(m_session, user, bytes(pin), pin.size());
-}
-
 Answer TokenTest::init_token() {
   unsigned char label[33] = "token under test                ";
   return m_token->C_InitToken(0, bytes(kOfficerPin), kOfficerPin.size(), label);
 }
 
-Answer TokenTest::create(Template object, CK_OBJECT_HANDLE* made) {
-  CK_OBJECT_HANDLE ignored = 0;
-  return m_token->C_CreateObject(m_session, object.data(), object.size(), made != nullptr ? made : &ignored);
-}
-
-Answer TokenTest::copy(CK_OBJECT_HANDLE object, Template changes, CK_OBJECT_HANDLE* made) {
-  CK_OBJECT_HANDLE ignored = 0;
-  made = made != nullptr ? made : &ignored;
-  return m_token->C_CopyObject(m_session, object, changes.data(), changes.size(), made);
-}
-
-Answer TokenTest::set(CK_OBJECT_HANDLE object, Template changes) {
-  return m_token->C_SetAttributeValue(m_session, object, changes.data(), changes.size());
-}
-
-Answer TokenTest::generate(Template marks, Handles& keys) {
+Handles TokenTest::generate(Template marks) {
   Template public_half = marks.flag(CKA_TOKEN, true), private_half = marks;
   public_half.add(CKA_EC_PARAMS, kP256);
   CK_MECHANISM mechanism = {CKM_EC_KEY_PAIR_GEN, nullptr, 0};
-  keys.resize(2);
-  return m_token->C_GenerateKeyPair(m_session, &mechanism, public_half.data(), public_half.size(),
-                                    private_half.data(), private_half.size(), &keys[0], &keys[1]);
-}
-
-Handles TokenTest::generate(Template marks) {
-  Handles keys;
-  EXPECT_EQ(generate(marks, keys), OK);
+  Handles keys(2);
+  m_token->C_GenerateKeyPair(m_session, &mechanism, public_half.data(), public_half.size(),
+                             private_half.data(), private_half.size(), &keys[0], &keys[1]);
   return keys;
 }
 
-Answer TokenTest::find(Template wanted, Handles& found) {
+Handles TokenTest::find(Template wanted) {
   CK_ULONG count = 0;
-  found.resize(1000);
-  const Answer begun = m_token->C_FindObjectsInit(m_session, wanted.data(), wanted.size());
-  const Answer done = m_token->C_FindObjects(m_session, found.data(), found.size(), &count);
+  Handles found(1000);
+  m_token->C_FindObjectsInit(m_session, wanted.data(), wanted.size());
+  m_token->C_FindObjects(m_session, found.data(), found.size(), &count);
   m_token->C_FindObjectsFinal(m_session);
   found.resize(count);
-  return begun != OK ? begun : done;
-}
-
-Handles TokenTest::find(Template wanted) {
-  Handles found;
-  EXPECT_EQ(find(wanted, found), OK);
   return found;
 }
 
@@ -115,7 +76,7 @@ Answer TokenTest::read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Value& v
 
 Value TokenTest::value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
   Value value;
-  EXPECT_EQ(read(object, type, value), OK);
+  read(object, type, value);
   return value;
 }
 
@@ -138,9 +99,67 @@ Answer TokenTest::verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE type, const Val
   return m_token->C_Verify(m_session, bytes(data), data.size(), bytes(signature), signature.size());
 }
 
+Template TokenTest::marks(const std::string& client, const std::string& key) {
+  Template marks = Template().text(TEE_CKA_VENDOR_CLIENT_ID, client).text(TEE_CKA_VENDOR_KEY_ID, key);
+  return marks.flag(TEE_CKA_VENDOR_PERMANENT, false);
+}
+
+CK_OBJECT_HANDLE TokenTest::store_chain(const Value& chain, Template object) {
+  CK_OBJECT_HANDLE handle = 0;
+  object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, TEE_CKC_CERTIFICATE_CHAIN);
+  EXPECT_EQ(create(object.flag(CKA_TOKEN, true).add(CKA_VALUE, chain), &handle), OK);
+  return handle;
+}
+
 Answer TokenTest::install(const Handles& installed, const Handles& added) {
-  return vendor_functions()->set_client_cert_and_move_key(m_session, installed.data(), installed.size(),
-                                                          added.data(), added.size());
+  unsigned char name[] = TEE_INTERFACE_NAME;
+  TEE_INTERFACE* interface = nullptr;
+  reinterpret_cast<TEE_C_GetInterface>(module_symbol("C_GetInterface"))(name, nullptr, &interface, 0);
+  return static_cast<const TEE_FUNCTION_LIST*>(interface->functions)
+      ->set_client_cert_and_move_key(m_session, installed.data(), installed.size(), added.data(),
+                                     added.size());
+}
+
+std::vector<std::string> TokenTest::state() {
+  const Answer opened = restart();
+  const bool is_empty = opened == CKR_TOKEN_NOT_RECOGNIZED;  // as good as none
+  std::vector<std::string> lines = {return_value_name(is_empty ? CKR_TOKEN_NOT_PRESENT : opened.code)};
+  if (opened == OK) {
+    CK_TOKEN_INFO info{};
+    lines.push_back(return_value_name(m_token->C_GetTokenInfo(0, &info)));
+    lines.back().append(info.label, info.label + sizeof info.label);
+    lines.push_back("user's PIN: " + pin_of(CKU_USER, kPin));
+    for (const CK_OBJECT_HANDLE object : find()) lines.push_back(described(object));
+    logout();
+    lines.push_back("officer's PIN: " + pin_of(CKU_SO, kOfficerPin));
+  }
+  m_token->C_Finalize(nullptr);
+  return lines;
+}
+
+std::string TokenTest::pin_of(CK_USER_TYPE user, const Value& first) {
+  const Answer answer = login(first, user);
+  if (answer == OK) return "first";
+  return answer == CKR_PIN_INCORRECT && login(kNewPin, user) == OK ? "new" : return_value_name(answer.code);
+}
+
+std::string TokenTest::described(CK_OBJECT_HANDLE object) {
+  std::string line = "object " + std::to_string(object);
+  for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_PRIVATE, CKA_LABEL, CKA_VALUE, TEE_CKA_VENDOR_CLIENT_ID,
+                                       TEE_CKA_VENDOR_KEY_ID, TEE_CKA_VENDOR_PERMANENT}) {
+    Value value;
+    const Answer answer = read(object, type, value);
+    if (answer == CKR_ATTRIBUTE_TYPE_INVALID || answer == CKR_ATTRIBUTE_SENSITIVE) continue;
+    line += ' ' + std::to_string(type) + '=' + (answer == OK ? "" : return_value_name(answer.code));
+    line.append(value.begin(), value.end());
+  }
+  Value signature;
+  if (sign(object, CKM_ECDSA_SHA256, {1}, signature) != OK) return line;
+  CK_OBJECT_HANDLE verifier = 0;
+  for (const CK_OBJECT_HANDLE key : find(Class(CKO_PUBLIC_KEY))) {
+    if (verify(key, CKM_ECDSA_SHA256, {1}, signature) == OK) verifier = key;
+  }
+  return line + " signs" + (verifier != 0 ? " for " + std::to_string(verifier) : "");
 }
 
 void alter_store(const std::string& file, const std::string& sql) {

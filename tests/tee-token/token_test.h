@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 #include "support/temporary_folder.h"
 #include "tee_token/vendor_interface.h"
 
@@ -77,11 +77,9 @@ inline CK_BYTE* bytes(const Value& value) { return const_cast<CK_BYTE*>(value.da
 /// Runs SQL on a store, behind the token's back.
 void alter_store(const std::string& file, const std::string& sql);
 std::string content_of(const std::string& file);
-
-/// Symbol of the module under test.
+/// Of the module under test.
 void* module_symbol(const char* name);
 CK_FUNCTION_LIST* cryptoki();
-const TEE_FUNCTION_LIST* vendor_functions();
 
 /// A token in a folder of its own, initialised, with a read-write session that nobody is logged in to.
 class TokenTest : public testing::Test {
@@ -91,37 +89,57 @@ class TokenTest : public testing::Test {
 
   /// C_Finalize and C_Initialize, then a session: what a new process would see.
   Answer restart();
-  Answer open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION);
-  Answer login(const Value& pin = kPin, CK_USER_TYPE user = CKU_USER);
+  Answer open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION) {
+    return m_token->C_OpenSession(0, flags, nullptr, nullptr, &m_session);
+  }
+  Answer login(const Value& pin = kPin, CK_USER_TYPE user = CKU_USER) {
+    return m_token->C_Login(m_session, user, bytes(pin), pin.size());
+  }
+  Answer login_officer() { return login(kOfficerPin, CKU_SO); }
   Answer logout() { return m_token->C_Logout(m_session); }
   Answer init_token();
   Answer init_pin(const Value& pin) { return m_token->C_InitPIN(m_session, bytes(pin), pin.size()); }
 
-  Answer create(Template object, CK_OBJECT_HANDLE* made = nullptr);
-  Answer copy(CK_OBJECT_HANDLE object, Template changes = Template(), CK_OBJECT_HANDLE* made = nullptr);
-  Answer set(CK_OBJECT_HANDLE object, Template changes);
+  Answer create(Template object, CK_OBJECT_HANDLE* made = &s_ignored) {
+    return m_token->C_CreateObject(m_session, object.data(), object.size(), made);
+  }
+  Answer copy(CK_OBJECT_HANDLE object, Template changes = Template(), CK_OBJECT_HANDLE* made = &s_ignored) {
+    return m_token->C_CopyObject(m_session, object, changes.data(), changes.size(), made);
+  }
+  Answer set(CK_OBJECT_HANDLE object, Template changes) {
+    return m_token->C_SetAttributeValue(m_session, object, changes.data(), changes.size());
+  }
   Answer destroy(CK_OBJECT_HANDLE object) { return m_token->C_DestroyObject(m_session, object); }
-  /// A key pair on the token; both halves get the marks.
-  Answer generate(Template marks, Handles& keys);
+  /// A key pair on the token, the public half first, or two zeros; both halves get the marks.
   Handles generate(Template marks = Template());
-  Answer find(Template wanted, Handles& found);
   Handles find(Template wanted = Template());
   Answer read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Value& value);
   Value value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
   Answer sign(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, Value& signature);
   Answer verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, const Value& signature);
+  /// Of the objects of an identity that is not installed yet.
+  static Template marks(const std::string& client = "CCI_CLIENT", const std::string& key = "LYR");
+  CK_OBJECT_HANDLE store_chain(const Value& chain, Template object = marks());
   Answer install(const Handles& installed, const Handles& added);
   Handles installed() { return find(Template().flag(TEE_CKA_VENDOR_PERMANENT, true)); }
 
+  /// What a program that starts now finds, in lines: the answer to its first session and the label; which PIN
+  /// is the user's and the officer's; the objects, and of a private key also the public key that verifies its
+  /// signatures. Leaves the module finalised.
+  std::vector<std::string> state();
+
   std::string folder() const { return (m_folder.path() / "token").string(); }
   std::string file(const std::string& name) const { return folder() + "/" + name; }
-  /// Runs SQL on the store, behind the token's back.
   void alter_store(const std::string& sql) { token_test::alter_store(file("token.db"), sql); }
 
   CK_FUNCTION_LIST* const m_token = cryptoki();
   CK_SESSION_HANDLE m_session = 0;
+  static inline CK_OBJECT_HANDLE s_ignored = 0;
 
  private:
+  std::string pin_of(CK_USER_TYPE user, const Value& first);
+  std::string described(CK_OBJECT_HANDLE object);
+
   test_support::TemporaryFolder m_folder;
 };
 

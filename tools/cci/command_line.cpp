@@ -31,8 +31,7 @@ class Parser {
     m_app.add_flag("--json", m_options.json, "Write one JSON object to stdout");
     CLI::Option* const quiet =
         m_app.add_flag("-q,--quiet", m_options.quiet, "Only errors and warnings on stderr");
-    m_app.add_flag("-v,--verbose", m_options.verbose, "The library's records on stderr too")
-        ->excludes(quiet);
+    m_app.add_flag("-v,--verbose", m_options.verbose, "The library's records on stderr too")->excludes(quiet);
     add_provisioning();
     add_installation();
     add_reading();

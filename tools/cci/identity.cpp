@@ -8,7 +8,7 @@
 
 #include <memory>
 
-#include "certificate_facts.h"
+#include "chain.h"
 
 namespace cci {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "certificate_facts.h"
+#include "chain.h"
 
 namespace cci {
 namespace {

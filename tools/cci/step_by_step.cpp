@@ -5,7 +5,7 @@
 
 #include <botan/pem.h>
 
-#include "certificate_facts.h"
+#include "chain.h"
 #include "commands.h"
 #include "json.h"
 #include "shared/shown_text.h"

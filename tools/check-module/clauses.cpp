@@ -5,7 +5,7 @@
 
 #include <botan/p11_trust_store_group.h>
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 #include "check_module.h"
 
 namespace tee_token_admin {

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 #include "marked_objects.h"
 
 namespace tee_token_admin {

@@ -4,7 +4,7 @@
 #include <botan/p11_trust_store_group.h>
 #include <botan/p11_x509.h>
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 #include "child_process.h"
 #include "marked_objects.h"
 

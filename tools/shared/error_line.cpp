@@ -7,7 +7,7 @@
 
 #include <map>
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 
 namespace tee_token_admin {
 namespace {
@@ -27,7 +27,8 @@ const std::map<CK_RV, Meaning> kMeanings = {
     {CKR_PIN_INCORRECT, {kWrongPin, "wrong PIN; give the right one with --pin-hex or --so-pin-hex"}},
     {CKR_PIN_LEN_RANGE, {kWrongPin, "the token does not accept a PIN of this length"}},
     {CKR_PIN_LOCKED, {kWrongPin, "too many wrong PINs; tee-token reset-pin sets a new user PIN"}},
-    {CKR_TOKEN_NOT_PRESENT, {kNoToken, "there is no token; make one with tee-token init, or correct TEE_TOKEN_DIR"}},
+    {CKR_TOKEN_NOT_PRESENT,
+     {kNoToken, "there is no token; make one with tee-token init, or correct TEE_TOKEN_DIR"}},
     {CKR_TOKEN_NOT_RECOGNIZED, {kNoToken, "the token is not initialised; run: tee-token init"}},
     {CKR_TOKEN_WRITE_PROTECTED, {kUnusable, "the token is read-only"}},
     {CKR_USER_PIN_NOT_INITIALIZED, {kNoToken, "the user has no PIN yet; run: tee-token reset-pin"}},

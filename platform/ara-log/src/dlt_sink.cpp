@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "dlt_sink.h"
+#include "sinks.h"
 
 #include <dlt/dlt.h>
 #include <errno.h>
@@ -18,7 +18,6 @@
 #include <mutex>
 #include <string>
 
-#include "text_sink.h"
 #include "write_signals.h"
 
 namespace ara::log::host {

@@ -13,8 +13,7 @@
 #include <sstream>
 #include <utility>
 
-#include "dlt_sink.h"
-#include "text_sink.h"
+#include "sinks.h"
 
 namespace ara::log::host {
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "text_sink.h"
+#include "sinks.h"
 
 #include <unistd.h>
 

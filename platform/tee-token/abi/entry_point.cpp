@@ -4,6 +4,7 @@
 #include "abi/entry_point.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,8 +12,8 @@
 #include <new>
 #include <sstream>
 
+#include "base/error.h"
 #include "base/file_descriptor.h"
-#include "base/return_value_name.h"
 
 namespace tee_token {
 namespace {
@@ -47,8 +48,35 @@ bool is_wanted(const LogSettings& settings, bool is_failure) {
   return is_failure ? settings.failures : settings.all;
 }
 
+/// Holds SIGPIPE back: a failure line that nobody reads must not end the program.
+class WithoutSigpipe {
+ public:
+  WithoutSigpipe() {
+    sigset_t pending;
+    ::sigpending(&pending);
+    m_was_pending = ::sigismember(&pending, SIGPIPE) == 1;
+    ::sigemptyset(&m_sigpipe);
+    ::sigaddset(&m_sigpipe, SIGPIPE);
+    ::pthread_sigmask(SIG_BLOCK, &m_sigpipe, &m_mask);
+  }
+  ~WithoutSigpipe() {
+    const timespec now = {};
+    if (!m_was_pending) {
+      ::sigtimedwait(&m_sigpipe, nullptr, &now);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
+  }
+  WithoutSigpipe(const WithoutSigpipe&) = delete;
+  WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
+
+ private:
+  sigset_t m_sigpipe, m_mask;
+  bool m_was_pending;
+};
+
 // In one write, so that lines of several processes do not mix.
 bool write_line(int file, const std::string& line) {
+  const WithoutSigpipe held_back;
   return ::write(file, line.data(), line.size()) == static_cast<ssize_t>(line.size());
 }
 

@@ -28,8 +28,8 @@ constexpr struct ClassRow {
     {TEE_CKO_TRUST_STORE_GROUP, kTrustStoreGroup, "trust store group"},
 };
 
-// What searches select by is in the index of the store; other attributes are compared with the records that
-// the index finds. Not CKA_VALUE: certificates would double the store, and sealed values match nothing.
+// Attributes that searches use are in the index of the store; other attributes are compared in the records
+// that the index finds. Not CKA_VALUE: certificates would double the store, and sealed values match nothing.
 constexpr bool kIndexed = true, kCompared = false;
 
 #define RULE(type, layout, classes, fallback, setter, is_indexed) \

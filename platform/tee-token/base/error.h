@@ -32,4 +32,7 @@ class Failure : public Error {
   using Error::Error;
 };
 
+/// Name of a Cryptoki return value, "CKR_PIN_INCORRECT"; "CKR_0x..." for one without a name.
+std::string return_value_name(CK_RV code);
+
 }  // namespace tee_token

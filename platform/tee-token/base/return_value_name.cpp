@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "base/return_value_name.h"
+#include "base/error.h"
 
 #include <cstdio>
 

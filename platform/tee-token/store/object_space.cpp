@@ -11,7 +11,7 @@
 namespace tee_token {
 namespace {
 
-// The numbers of session objects begin here, so that a handle says where the object is.
+// The numbers of session objects begin here, so that the place of an object follows from its handle.
 constexpr CK_OBJECT_HANDLE kFirstSessionObject = 1UL << 62;
 
 }  // namespace

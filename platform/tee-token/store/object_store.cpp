@@ -83,13 +83,14 @@ void ObjectStore::write(CK_OBJECT_HANDLE object, const Attributes& attributes) {
       .bind(row(object))
       .bind(record)
       .run();
+  change_index("INSERT OR IGNORE INTO attribute_index (type, value, object) VALUES (?, ?, ?)", object,
+               attributes);
+}
+
+void ObjectStore::change_index(const char* sql, CK_OBJECT_HANDLE object, const Attributes& attributes) {
   for (const auto& [type, value] : attributes) {
     if (is_indexed(type)) {
-      m_database.query("INSERT OR IGNORE INTO attribute_index (type, value, object) VALUES (?, ?, ?)")
-          .bind(row(type))
-          .bind(value)
-          .bind(row(object))
-          .run();
+      m_database.query(sql).bind(row(type)).bind(value).bind(row(object)).run();
     }
   }
 }
@@ -97,22 +98,14 @@ void ObjectStore::write(CK_OBJECT_HANDLE object, const Attributes& attributes) {
 void ObjectStore::erase(CK_OBJECT_HANDLE object) {
   try {
     remove_from_index(object, load(object).value_or(Attributes()));
-  } catch (const DamagedObject&) {  // its record does not say what is in the index
+  } catch (const DamagedObject&) {  // its index entries cannot be derived from the record
     m_database.query("DELETE FROM attribute_index WHERE object = ?").bind(row(object)).run();
   }
   m_database.query("DELETE FROM object WHERE number = ?").bind(row(object)).run();
 }
 
 void ObjectStore::remove_from_index(CK_OBJECT_HANDLE object, const Attributes& attributes) {
-  for (const auto& [type, value] : attributes) {
-    if (is_indexed(type)) {
-      m_database.query("DELETE FROM attribute_index WHERE type = ? AND value = ? AND object = ?")
-          .bind(row(type))
-          .bind(value)
-          .bind(row(object))
-          .run();
-    }
-  }
+  change_index("DELETE FROM attribute_index WHERE type = ? AND value = ? AND object = ?", object, attributes);
 }
 
 void ObjectStore::erase_all() { m_database.execute("DELETE FROM attribute_index; DELETE FROM object;"); }

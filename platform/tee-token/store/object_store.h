@@ -58,6 +58,8 @@ class ObjectStore {
  private:
   CK_OBJECT_HANDLE next_number();
   void write(CK_OBJECT_HANDLE object, const Attributes& attributes);
+  /// Runs `sql` with type, value and object of each attribute that is indexed.
+  void change_index(const char* sql, CK_OBJECT_HANDLE object, const Attributes& attributes);
   void remove_from_index(CK_OBJECT_HANDLE object, const Attributes& attributes);
   Bytes seal_value(CK_OBJECT_HANDLE object, const Bytes& value) const;
   CK_OBJECT_HANDLE next_in_index(const Attributes& wanted, CK_OBJECT_HANDLE from);

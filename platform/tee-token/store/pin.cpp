@@ -117,7 +117,7 @@ WrappedKey wrap_key(const Bytes& master_key, const Bytes& device_key, User user,
 }
 
 Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User user, ByteView pin) {
-  // What can fail whether the PIN is right or wrong comes first: only a PIN that is judged counts as a try.
+  // Steps that can fail with a right PIN come first: only a PIN that is judged counts as a try.
   const Bytes device_key = folder.device_key();
   if (!has_pin_length(pin)) {
     throw Failure(CKR_PIN_INCORRECT, "a PIN has 4 to 64 bytes, not " + std::to_string(pin.size) +

@@ -92,10 +92,10 @@ Database::Database(const std::string& path) : m_connection(opened(path)) {
 
 std::string Database::integrity() {
   Query answer = query("PRAGMA integrity_check(1)");
-  const Bytes told = answer.step() ? answer.bytes(0) : Bytes();
-  std::string said(told.begin(), told.end());
-  std::replace(said.begin(), said.end(), '\n', ' ');
-  return said;
+  const Bytes text = answer.step() ? answer.bytes(0) : Bytes();
+  std::string line(text.begin(), text.end());
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  return line;
 }
 
 void Database::execute(const char* sql) {

@@ -50,7 +50,7 @@ class Token {
   friend class ObjectChange;
   friend class ObjectView;
 
-  /// What authenticates the records of the store, as long as its serial number is this one.
+  /// The key of the token record, valid as long as the store has this serial number.
   struct StoreKeys {
     Bytes serial;
     Bytes record_key;

@@ -8,7 +8,7 @@
 
 namespace tee_token {
 
-/// What the store holds for the token as a whole: one row of the table `token`.
+/// The data of the token as a whole: the row of the table `token`.
 struct TokenRecord {
   Bytes label;   // 32 characters, padded with blanks
   Bytes serial;  // 16 hexadecimal digits, new with each initialisation

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-/* What libteetoken.so offers beyond Cryptoki 2.40. A C header, like Cryptoki's own. */
+/* The functions, attributes and classes of libteetoken.so beyond Cryptoki 2.40. A C header, as Cryptoki's is.
+ */
 #ifndef TEE_TOKEN_VENDOR_INTERFACE_H
 #define TEE_TOKEN_VENDOR_INTERFACE_H
 
@@ -15,14 +16,14 @@ extern "C" {
 #define TEE_CKA_VENDOR_KEY_ID 0x80001002UL    /* bytes: the key identifier that owns the object */
 #define TEE_CKA_VENDOR_CLIENT_ID 0x80001003UL /* bytes: the client application that owns the object */
 #define TEE_CKA_VENDOR_PERMANENT \
-  0x80001004UL /* CK_BBOOL: true on installed objects; the token alone sets it */
+  0x80001004UL /* CK_BBOOL: true on installed objects; only the token sets it */
 
 #define TEE_CKA_VENDOR_TRUST_STORE_GROUP \
   0x80001005UL /* bytes: the identifier of the group that a root certificate is in */
 
 /* CKA_CLASS of a trust store group. Its CKA_LABEL is the group's identifier, TEE_CKA_VENDOR_CLIENT_ID the
  * client that it is for (anybody may read it). Its roots are the X.509 certificates with CKA_TRUSTED true,
- * that client and TEE_CKA_VENDOR_TRUST_STORE_GROUP. The security officer alone makes and destroys groups and
+ * that client and TEE_CKA_VENDOR_TRUST_STORE_GROUP. Only the security officer makes and destroys groups and
  * roots. */
 #define TEE_CKO_TRUST_STORE_GROUP 0x80001001UL
 
@@ -55,8 +56,8 @@ typedef CK_RV (*TEE_C_GetInterfaceList)(TEE_INTERFACE* list, CK_ULONG* count);
  *   state.
  * - CKR_ARGUMENTS_BAD: `added` is not one public key, one private key and one chain, or `installed` is not
  *   the whole permanent set.
- * - CKR_KEY_HANDLE_INVALID: the public key is not the private key's.
- * - CKR_DATA_INVALID: the chain cannot be read, or none of its certificates carries the public key (an empty
+ * - CKR_KEY_HANDLE_INVALID: the public key does not match the private key.
+ * - CKR_DATA_INVALID: the chain cannot be read, or none of its certificates is for the public key (an empty
  *   chain is accepted).
  * - The codes of session, login and device that Cryptoki has for C_CopyObject. */
 typedef CK_RV (*TEE_SetClientCertAndMoveKey)(CK_SESSION_HANDLE session, const CK_OBJECT_HANDLE* installed,

@@ -6,6 +6,7 @@
 #include <ara/log/host/sink.h>
 
 #include <array>
+#include <memory>
 #include <string_view>
 
 namespace ara::log::host {
@@ -28,5 +29,9 @@ class TextSink final : public Sink {
  private:
   const int m_descriptor;
 };
+
+/// The sink that hands records to the DLT daemon; a process has one, as libdlt has one connection. The first
+/// record opens it.
+std::shared_ptr<Sink> DltSinkOfProcess();
 
 }  // namespace ara::log::host
