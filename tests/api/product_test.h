@@ -49,7 +49,7 @@ std::string importBaseKey();
 /// Stores a trust store group and its roots, as the security officer.
 void addTrustStoreGroup(const std::string& group, const std::string& client, const Chain& roots);
 
-/// Handles of all objects of a token, seen from a session of the reader's own. The token must have no other.
+/// Handles of all objects of a token, seen from a session of the reader's own. No other may be open.
 struct TokenContent {
   using Handles = std::set<unsigned long>;
   std::array<Handles, 3> installed, temporary;  // the library's: public keys, private keys, chains

@@ -57,7 +57,7 @@ class WrongChainsTest : public ProductTest {
     const auto changed = read(leaf, PEM_read_bio_X509, X509_free);
     const auto key = read(Botan::PKCS8::PEM_encode(authority.key()), PEM_read_bio_PrivateKey, EVP_PKEY_free);
     change(changed.get());
-    X509_sign(changed.get(), key.get(), digest);
+    EXPECT_GT(X509_sign(changed.get(), key.get(), digest), 0);
     const auto written = owned(BIO_new(BIO_s_mem()), BIO_free_all);
     PEM_write_bio_X509(written.get(), changed.get());
     char* text = nullptr;
@@ -65,20 +65,21 @@ class WrongChainsTest : public ProductTest {
     return std::string(text, size) + root;
   }
   std::string leafFor(EVP_PKEY* key) {
-    return leafWith([&](X509* changed) { X509_set_pubkey(changed, owned(key, EVP_PKEY_free).get()); });
+    const auto owner = owned(key, EVP_PKEY_free);
+    return leafWith([&](X509* changed) { EXPECT_EQ(X509_set_pubkey(changed, key), 1); });
   }
   /// The requested key, encoded in another way.
   std::string leafKeyWith(const char* parameter, const char* value) {
     return leafWith([&](X509* changed) {
       const auto key = owned(EVP_PKEY_dup(X509_get0_pubkey(changed)), EVP_PKEY_free);
-      EVP_PKEY_set_utf8_string_param(key.get(), parameter, value);
-      X509_set_pubkey(changed, key.get());
+      EXPECT_EQ(EVP_PKEY_set_utf8_string_param(key.get(), parameter, value), 1);
+      EXPECT_EQ(X509_set_pubkey(changed, key.get()), 1);
     });
   }
   std::string leafValid(const char* from, const char* to) {
     return leafWith([&](X509* changed) {
-      ASN1_TIME_set_string_X509(X509_getm_notBefore(changed), from);
-      ASN1_TIME_set_string_X509(X509_getm_notAfter(changed), to);
+      EXPECT_EQ(ASN1_TIME_set_string_X509(X509_getm_notBefore(changed), from), 1);
+      EXPECT_EQ(ASN1_TIME_set_string_X509(X509_getm_notAfter(changed), to), 1);
     });
   }
   /// Without extensions, but for one.
@@ -86,7 +87,7 @@ class WrongChainsTest : public ProductTest {
     return leafWith([&](X509* changed) {
       while (X509_get_ext_count(changed) > 0) X509_EXTENSION_free(X509_delete_ext(changed, 0));
       const auto extension = owned(X509V3_EXT_nconf(nullptr, nullptr, name, value), X509_EXTENSION_free);
-      X509_add_ext(changed, extension.get(), -1);
+      EXPECT_EQ(X509_add_ext(changed, extension.get(), -1), 1);
     });
   }
   std::string replaced(const char* found, const char* replacement,

@@ -78,7 +78,13 @@ struct Action {
 class LifeCycleTest : public ProductTest {
  protected:
   static Call got(const std::string& result) { return {"", result}; }
-  std::string requested();
+  std::string requested() {
+    const Bytes request = product->generate_csr("device", "LYR_CSR");
+    if (request.empty()) return {};
+    const std::lock_guard<std::mutex> lock(backend);
+    issued = authority.issue(request).PEM_encode();
+    return certifiedKey(issued);
+  }
   Call installed(const std::string& chain) { return {certifiedKey(chain), nameOf(install(chain))}; }
   std::string signedWith(const std::string& key_id) {
     const Bytes signature = product->generate_signature(key_id, kData, "");
@@ -88,8 +94,36 @@ class LifeCycleTest : public ProductTest {
     const std::lock_guard<std::mutex> lock(backend);
     return issued;
   }
-  void check(const Action& action, Model& model);
-  void walk(unsigned depth, const Model& model);
+  /// Acts, and compares all that can be read afterwards.
+  void check(const Action& action, Model& model) {
+    const auto compare = [&](const Action& each) {
+      const Call call = each.call();
+      EXPECT_EQ(call.result, each.expected(model, call)) << each.name;
+    };
+    compare(action);
+    for (const Action& read : reads) compare(read);
+    const TokenContent content = TokenContent::now();
+    for (const auto& kind : content.installed) EXPECT_EQ(kind.size(), model.installed.has_value());
+    const std::size_t temporary = model.temporary.has_value();
+    EXPECT_EQ(content.temporary[0].size(), temporary);
+    EXPECT_EQ(content.temporary[1].size(), temporary);
+    EXPECT_EQ(content.temporary[2].size(), model.stray_chains);
+    EXPECT_EQ(content.others, others);
+  }
+
+  void walk(unsigned depth, const Model& model) {
+    const TokenSnapshot here(token.path());
+    const std::string issued_here = issued;
+    for (const Action& action : changes) {
+      SCOPED_TRACE(action.name);
+      Model next = model;
+      check(action, next);
+      if (HasFailure()) return;  // what follows would only repeat it
+      if (depth > 1) walk(depth - 1, next);
+      here.restore();
+      issued = issued_here;
+    }
+  }
 
   std::mutex backend;
   std::string issued = authority.root().PEM_encode();  // the last certificate; this one is for another key
@@ -111,45 +145,6 @@ class LifeCycleTest : public ProductTest {
       {"sign", 15, [this] { return got(signedWith("LYR")); }, &Model::signature},
       {"sign with BASE", 8, [this] { return got(signedWith("BASE")); }, &Model::baseSignature}};
 };
-
-std::string LifeCycleTest::requested() {
-  const Bytes request = product->generate_csr("device", "LYR_CSR");
-  if (request.empty()) return {};
-  const std::lock_guard<std::mutex> lock(backend);
-  issued = authority.issue(request).PEM_encode();
-  return certifiedKey(issued);
-}
-
-/// Acts, and compares all that can be read afterwards.
-void LifeCycleTest::check(const Action& action, Model& model) {
-  const auto compare = [&](const Action& each) {
-    const Call call = each.call();
-    EXPECT_EQ(call.result, each.expected(model, call)) << each.name;
-  };
-  compare(action);
-  for (const Action& read : reads) compare(read);
-  const TokenContent content = TokenContent::now();
-  for (const auto& kind : content.installed) EXPECT_EQ(kind.size(), model.installed.has_value());
-  const std::size_t temporary = model.temporary.has_value();
-  EXPECT_EQ(content.temporary[0].size(), temporary);
-  EXPECT_EQ(content.temporary[1].size(), temporary);
-  EXPECT_EQ(content.temporary[2].size(), model.stray_chains);
-  EXPECT_EQ(content.others, others);
-}
-
-void LifeCycleTest::walk(unsigned depth, const Model& model) {
-  const TokenSnapshot here(token.path());
-  const std::string issued_here = issued;
-  for (const Action& action : changes) {
-    SCOPED_TRACE(action.name);
-    Model next = model;
-    check(action, next);
-    if (HasFailure()) return;  // what follows would only repeat it
-    if (depth > 1) walk(depth - 1, next);
-    here.restore();
-    issued = issued_here;
-  }
-}
 
 TEST_F(LifeCycleTest, EverySequenceOfActionsAgreesWithTheModel) {
 #ifdef CCI_SANITIZED
