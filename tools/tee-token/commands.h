@@ -52,7 +52,7 @@ void change_pin(const Target& target, const std::string& new_pin_hex);
 void change_so_pin(const Target& target, const std::string& new_pin_hex);
 void reset_pin(const Target& target, const std::string& new_pin_hex);
 
-/// Prints what is wrong with the token, with certificates that end within `days`, and returns the exit code.
+/// Prints what is wrong with the token and which certificates expire within `days`; returns the exit code.
 int check(const Target& target, unsigned days, bool json);
 
 struct ChainCheck {
