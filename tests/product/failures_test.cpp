@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
-#include <iostream>
 
 #include "api/product_test.h"
 #include "support/token_snapshot.h"
@@ -23,14 +22,14 @@ enum class Kind { kReads, kGenerates, kInstalls, kDeletes };
 
 struct Operation {
   std::string name;
-  Kind kind;
   std::function<std::string()> run;  // returns what the caller gets
+  Kind kind = Kind::kReads;
 };
 
 /// What one run of an operation came to.
 struct Outcome {
   std::string result;
-  bool threw = false, reported = false;
+  bool reported = false;  // by an exception or a record
   std::vector<SpiedCall> calls;
   TokenContent content;
 };
@@ -42,8 +41,8 @@ struct Outcome {
 class FailuresTest : public ProductTest {
  protected:
   FailuresTest();
+  static std::string presence(const Bytes& result) { return result.empty() ? "" : "something"; }
   void saveState(const std::string& name, bool with_temporary_set);
-  std::vector<Operation> operations();
   Outcome outcomeOf(const Operation& operation, const State& state, unsigned nth = 0, bool made = false);
   void failEachCall(const Operation& operation, const State& state);
   void expectNothingOpen(const Operation& operation, const Outcome& outcome);
@@ -51,15 +50,27 @@ class FailuresTest : public ProductTest {
 
   std::vector<State> states;
   std::string chain;
-  std::size_t failures = 0;
+  const std::vector<Operation> operations = {
+      {"generate", [this] { return nameOf(generate()); }, Kind::kGenerates},
+      {"install", [this] { return nameOf(install(chain)); }, Kind::kInstalls},
+      {"delete", [this] { return nameOf(remove()); }, Kind::kDeletes},
+      {"request", [this] { return presence(product->generate_csr("", "LYR_CSR")); }},
+      {"sign with LYR", [this] { return presence(product->generate_signature("LYR", {1}, "")); }},
+      {"sign with BASE", [this] { return presence(product->generate_signature("BASE", {1}, "")); }},
+      {"get_public_key LYR", [this] { return product->get_public_key("LYR"); }},
+      {"get_public_key LYR_CSR", [this] { return product->get_public_key("LYR_CSR"); }},
+      {"get_client_cert LYR", [this] { return product->get_client_cert("LYR"); }},
+      {"get_client_cert ZEMP", [this] { return product->get_client_cert("ZEMP"); }},
+      {"get_client_cert BASE", [this] { return product->get_client_cert("BASE"); }},
+      {"get_root_cert_bundle", [this] { return product->get_root_cert_bundle("group"); }},
+      {"get_zemp_vin", [this] { return product->get_zemp_vin(); }}};
 };
 
 FailuresTest::FailuresTest() {
   addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
   importBaseKey();
-  for (const unsigned index : {11u, 12u, 13u, 14u, 15u})
-    importCertificate({label(1, index)}, authority.root());
-  importData({label(2, 1)}, "VIN");
+  for (const unsigned index : {11u, 12u, 13u, 14u, 15u}) importCertificate(label(1, index), authority.root());
+  importData(label(2, 1), "VIN");
   saveState("nothing", false);
   saveState("a temporary set", true);
   states.front().snapshot.restore();
@@ -73,27 +84,9 @@ void FailuresTest::saveState(const std::string& name, bool with_temporary_set) {
   std::string issued = authority.root().PEM_encode();
   if (with_temporary_set) {
     issued = pem(requestChain("temporary"));
-    importChain(temporary_marks);
+    importTemporaryChain();
   }
   states.push_back({name, TokenSnapshot(token.path()), TokenContent::now(), issued});
-}
-
-std::vector<Operation> FailuresTest::operations() {
-  const auto presence = [](const auto& result) { return std::string(result.empty() ? "" : "something"); };
-  const auto signature = [=](const char* id) { return presence(product->generate_signature(id, {1}, "")); };
-  return {{"generate", Kind::kGenerates, [=] { return nameOf(generate()); }},
-          {"install", Kind::kInstalls, [=] { return nameOf(install(chain)); }},
-          {"delete", Kind::kDeletes, [=] { return nameOf(remove()); }},
-          {"request", Kind::kReads, [=] { return presence(product->generate_csr("", "LYR_CSR")); }},
-          {"sign with LYR", Kind::kReads, [=] { return signature("LYR"); }},
-          {"sign with BASE", Kind::kReads, [=] { return signature("BASE"); }},
-          {"get_public_key LYR", Kind::kReads, [=] { return product->get_public_key("LYR"); }},
-          {"get_public_key LYR_CSR", Kind::kReads, [=] { return product->get_public_key("LYR_CSR"); }},
-          {"get_client_cert LYR", Kind::kReads, [=] { return product->get_client_cert("LYR"); }},
-          {"get_client_cert ZEMP", Kind::kReads, [=] { return product->get_client_cert("ZEMP"); }},
-          {"get_client_cert BASE", Kind::kReads, [=] { return product->get_client_cert("BASE"); }},
-          {"get_root_cert_bundle", Kind::kReads, [=] { return product->get_root_cert_bundle("group"); }},
-          {"get_zemp_vin", Kind::kReads, [=] { return product->get_zemp_vin(); }}};
 }
 
 /// Call `nth` fails, if it is not 0.
@@ -107,7 +100,7 @@ Outcome FailuresTest::outcomeOf(const Operation& operation, const State& state, 
   try {
     outcome.result = operation.run();
   } catch (const Botan::PKCS11::PKCS11_ReturnError&) {
-    outcome.threw = true;
+    outcome.reported = true;
   }
   outcome.calls = spytoken().take_calls();
   for (const auto& [level, text] : log.take()) outcome.reported |= level == ara::log::LogLevel::kError;
@@ -163,18 +156,16 @@ void FailuresTest::failEachCall(const Operation& operation, const State& state) 
       SCOPED_TRACE(operation.name + " with " + state.name + ", call " + std::to_string(nth) + ' ' + function +
                    (made ? ", made" : ""));
       const Outcome outcome = outcomeOf(operation, state, nth, made);
-      EXPECT_TRUE(outcome.threw || outcome.reported || outcome.result == clean.result) << "no word of it";
+      EXPECT_TRUE(outcome.reported || outcome.result == clean.result) << "no word of it";
       expectSound(operation, state.content, outcome);
-      ++failures;
     }
   }
 }
 
 TEST_F(FailuresTest, LeaveNothingOpenLostOrMixedAndAreReported) {
-  for (const Operation& operation : operations()) {
+  for (const Operation& operation : operations) {
     for (const State& state : states) failEachCall(operation, state);
   }
-  std::cout << "counted: " << failures << " failures of token calls judged\n";
 }
 
 }  // namespace ozk::tee

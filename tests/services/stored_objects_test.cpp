@@ -25,10 +25,10 @@ TEST_F(StoredObjectsTest, TheInstalledChainComesInItsOrder) {
 
 TEST_F(StoredObjectsTest, DeviceCertificatesComeInTheOrderOfTheirLabels) {
   std::map<unsigned, Botan::X509_Certificate> certificates;
-  importCertificate({label(1, 11)}, {kNoCertificate, kNoCertificate});  // unreadable: it is left out
-  for (const unsigned index : {12u, 13u, 14u, 15u, 12u}) {              // of two, the first is returned
+  importCertificate(label(1, 11), {kNoCertificate, kNoCertificate});  // unreadable: it is left out
+  for (const unsigned index : {12u, 13u, 14u, 15u, 12u}) {            // of two, the first is returned
     const auto& [each, is_first] = certificates.emplace(index, root(std::to_string(index)));
-    importCertificate({label(1, index)}, is_first ? each->second : root("second"));
+    importCertificate(label(1, index), is_first ? each->second : root("second"));
   }
   EXPECT_EQ(product->get_client_cert("ZEMP"), pem({certificates.at(13), certificates.at(12)}));
   EXPECT_EQ(product->get_client_cert("BASE"), pem({certificates.at(15), certificates.at(14)}));
@@ -46,10 +46,10 @@ TEST_F(StoredObjectsTest, PublicKeysNameTheirCurveAndCarryAnUncompressedPoint) {
 
 TEST_F(StoredObjectsTest, TheVinIsReturnedByteForByte) {
   const std::string vin("WVWZZZ1JZXW000001\0", 18);
-  importData({label(2, 2)}, "of another label");
+  importData(label(2, 2), "of another label");
   EXPECT_EQ(product->get_zemp_vin(), "");
-  importData({label(2, 1)}, vin);
-  importData({label(2, 1)}, "a second one");
+  importData(label(2, 1), vin);
+  importData(label(2, 1), "a second one");
   EXPECT_EQ(product->get_zemp_vin(), vin);
 }
 
