@@ -17,7 +17,7 @@ namespace tee_token_admin {
 /// another one. Throws UsageError.
 tee_token::FileDescriptor lock_token(const Target& target);
 
-/// Makes the token, with both PINs. A token that exists is only overwritten with `force`.
+/// Makes the token, with both PINs. An existing token is only overwritten with `force`.
 void init(const Target& target, const std::string& label, bool force);
 
 /// Each stores one object with the label. Nothing is stored when an object of the class has the label

@@ -60,7 +60,7 @@ void add_init(CLI::App& app, Arguments& given) {
   CLI::App* const make =
       add(app, "init", "Make the token", [&] { init(given.target, given.token_label, given.force); });
   make->add_option("--label", given.token_label, "Label of the token")->capture_default_str();
-  make->add_flag("--force", given.force, "Destroy everything on a token that exists");
+  make->add_flag("--force", given.force, "Overwrite an existing token and everything on it");
 }
 
 void add_imports(CLI::App& app, Arguments& given) {
