@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// Time of one operation of the library beside that of a raw PKCS#11 sequence on SoftHSM2, and of the token's
-// steps beside those on a smaller token, in the same run.
+// Compares one operation of the library with the same PKCS#11 calls on SoftHSM2, and the token's steps on a
+// large token with those on a small one, in the same run.
 
 #include <ozk/tee/client_cert_initializer_api.h>
 #include <stdlib.h>
@@ -12,7 +12,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "raw_signature.h"
+#include "raw_token.h"
 
 namespace {
 
@@ -58,8 +58,8 @@ double raw(const char* module, std::size_t objects, int rounds) {
   return median_microseconds(rounds, [&] { token.sign_once(); });
 }
 
-/// What a step costs must not depend on what else is on the token. The two tokens take turns, so that what
-/// else the machine does meets both.
+/// The time of a step must not depend on the number of objects on the token. The tokens are measured in
+/// turns, so that other load on the machine affects both.
 void compare_sizes(const Folder& folder) {
   const auto use = [](const fs::path& path) { ::setenv("TEE_TOKEN_DIR", path.c_str(), 1); };
   const fs::path paths[] = {folder.make("ten"), folder.make("ten-thousand")};

@@ -91,7 +91,7 @@ class Connection final : public TokenCallbacks {
   }
   void tls_alert(Botan::TLS::Alert alert) override {
     if (alert.is_fatal()) {
-      throw std::runtime_error("the server ends the connection: " + alert.type_string());
+      throw std::runtime_error("the server ended the connection: " + alert.type_string());
     }
   }
   bool tls_session_established(const Botan::TLS::Session&) override { return false; }

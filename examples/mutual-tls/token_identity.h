@@ -33,7 +33,7 @@ inline Certificates certificates_in(const std::string& pem) {
   return certificates;
 }
 
-/// Stands for the installed private key where Botan asks for one; it has only the public half.
+/// The installed private key as Botan's TLS client needs it: an object with the public key only.
 class TokenKey final : public Botan::ECDSA_PublicKey, public Botan::Private_Key {
  public:
   explicit TokenKey(const Botan::ECDSA_PublicKey& half)
@@ -44,7 +44,7 @@ class TokenKey final : public Botan::ECDSA_PublicKey, public Botan::Private_Key 
   }
 };
 
-/// The installed chain, its key, and the roots of a trust store group that servers are checked with; read
+/// The installed chain, its key, and the roots of a trust store group, with which servers are verified; read
 /// once. Throws std::runtime_error when no identity is installed.
 class TokenCredentials final : public Botan::Credentials_Manager {
  public:

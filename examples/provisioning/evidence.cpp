@@ -71,9 +71,9 @@ std::size_t occurrences(const std::string& sought, const std::string& text) {
   return count;
 }
 
-void require(bool held, const std::string& claim) {
-  if (!held) {
-    throw std::runtime_error("does not hold: " + claim);
+void require(bool holds, const std::string& claim) {
+  if (!holds) {
+    throw std::runtime_error("check failed: " + claim);
   }
 }
 

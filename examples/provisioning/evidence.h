@@ -22,8 +22,8 @@ std::string read_file(const std::string& name);
 /// How often `sought` occurs in `text`.
 std::size_t occurrences(const std::string& sought, const std::string& text);
 
-/// Throws std::runtime_error, which ends the demonstration, unless `held`.
-void require(bool held, const std::string& claim);
+/// Throws std::runtime_error, which ends the demonstration, unless `holds`.
+void require(bool holds, const std::string& claim);
 
 /// Throws unless openssl verifies `signature` (r||s) of `message` with the public key in the file.
 void require_signature(const std::string& public_key_file, const std::string& message,
@@ -35,7 +35,7 @@ std::string serial_of(const std::string& pem_file);
 /// Beginnings of serial number and SHA-256 fingerprint of the first certificate in the PEM file.
 std::string identity_of(const std::string& pem_file);
 
-/// Prints a numbered line for each step that held, in colour on a terminal.
+/// Prints a numbered line for each step that passed, in colour on a terminal.
 class Report {
  public:
   /// `explained`: a second line explains the step.

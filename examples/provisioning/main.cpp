@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// A whole provisioning on a software token in a temporary folder; openssl is the backend and checks the
-// results.
+// Demonstrates a provisioning on a software token in a temporary folder; openssl is the backend and checks
+// the results.
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -59,9 +59,9 @@ int main(int argc, char** argv) {
     folder = enter_new_folder();
     set_environment(folder);
     const int steps = provisioning::provision(programs, explained);
-    std::cout << "all " << steps << " steps held\n";
+    std::cout << "all " << steps << " steps passed\n";
     if (keep) {
-      std::cout << "kept; look at the token with: TEE_TOKEN_DIR=" << folder << "/token " << programs
+      std::cout << "kept the token; to list it: TEE_TOKEN_DIR=" << folder << "/token " << programs
                 << "/tee-token list\n";
     } else {
       provisioning::run("rm -rf '" + folder + "'");

@@ -78,7 +78,7 @@ class Provisioning {
     require(objects_with("pre-installed") == kPreInstalled, "the token holds what was imported");
     m_report.step(
         "token made", "BASE key, 5 certificates, VIN: " + count_of(kPreInstalled, "objects"),
-        "an SQLite file and a device key in a folder; what a factory would have put in came by tee-token");
+        "an SQLite file and a device key in a folder; tee-token imports what a factory would store");
   }
 
   void import_device_certificate(const std::string& label) const {
@@ -93,8 +93,8 @@ class Provisioning {
     require(m_api->get_client_cert("ZEMP") == pem("1_13") + pem("1_12"), "ZEMP gives 1_13, 1_12");
     require(m_api->get_zemp_vin() == kVin, "the VIN is the one imported");
     m_report.step("pre-installed read", "BASE 3 and ZEMP 2 certificates, VIN " + m_api->get_zemp_vin(),
-                  "get_client_cert(\"BASE\"), get_client_cert(\"ZEMP\") and get_zemp_vin() give back what "
-                  "was imported");
+                  "get_client_cert(\"BASE\"), get_client_cert(\"ZEMP\") and get_zemp_vin() return what was "
+                  "imported");
   }
 
   void read_trust_store_groups() {
@@ -114,14 +114,14 @@ class Provisioning {
     require(m_api->get_root_cert_bundle("backend") == roots, "the roots are those given, in their order");
     m_report.step("trust group read",
                   count_of(occurrences(kBeginCertificate, roots), "roots, the same as given to tee-token"),
-                  "get_root_cert_bundle() gives the trust anchors that the security officer stored");
-    require(m_api->get_root_cert_bundle("empty").empty(), "a group without roots gives nothing");
-    m_report.step("empty trust group", "gives nothing",
-                  "a group is an object of its own, so that no roots is not the same as no group");
+                  "get_root_cert_bundle() returns the trust anchors that the security officer stored");
+    require(m_api->get_root_cert_bundle("empty").empty(), "a group without roots returns nothing");
+    m_report.step("empty trust group", "returns nothing",
+                  "the group is an object too, so an empty group differs from an unknown one");
     require_unknown_group("nonesuch");
     require_unknown_group("foreign");
-    m_report.step("unknown trust group", "is thrown; so is a group of another client",
-                  "Botan::Exception names the group; another client cannot find out whether it exists");
+    m_report.step("unknown trust group", "throws, and so does a group of another client",
+                  "the Botan::Exception names the group; a client cannot find out whether another has it");
   }
 
   void require_unknown_group(const std::string& group) const {
@@ -142,8 +142,9 @@ class Provisioning {
 
   void generate_and_request() {
     require(m_api->generate_private_key("LYR_CSR") == ResultCode::OK, "a key pair is generated");
-    m_report.step("key pair generated", "on secp256r1, inside the token",
-                  "generate_private_key(\"LYR_CSR\"): C_GenerateKeyPair; the private half has no way out");
+    m_report.step(
+        "key pair generated", "on secp256r1, inside the token",
+        "generate_private_key(\"LYR_CSR\"): C_GenerateKeyPair; the private key never leaves the token");
 
     const std::vector<std::uint8_t> request = m_api->generate_csr("demo-device-1", "LYR_CSR");
     write_file("request.der", text(request));
@@ -160,7 +161,7 @@ class Provisioning {
     require(m_api->get_public_key("LYR_CSR") == read_file("request.pub"),
             "the request carries the token's public key");
     m_report.step("public key exported", "the same as the request's",
-                  "get_public_key(\"LYR_CSR\") and the request name the same key");
+                  "get_public_key(\"LYR_CSR\") and the request have the same key");
   }
 
   void install() {
@@ -220,7 +221,7 @@ class Provisioning {
     require(m_installed != old_chain && objects_with(" installed ") == 3,
             "the first identity is no longer there");
     m_report.step("rotated", identity_of("chain.pem") + "; the first is gone",
-                  "all of the above again; the old identity serves until the new one is in its place");
+                  "all of the above again; the old identity stays active until the new one is installed");
   }
 
   void refuse_a_chain_for_another_key() {
@@ -231,7 +232,7 @@ class Provisioning {
     require(m_api->set_client_cert_and_move_key(wrong, "LYR_CSR", "LYR") == ResultCode::CRYPTO_OP_ERROR,
             "a chain for another key is refused");
     require_identity_works(m_installed);
-    m_report.step("wrong chain refused", "CRYPTO_OP_ERROR; the installed identity goes on signing",
+    m_report.step("wrong chain refused", "CRYPTO_OP_ERROR; the installed identity stays active",
                   "the token compares the leaf's key with the temporary one before it changes anything");
   }
 
@@ -275,21 +276,22 @@ class Provisioning {
       require_identity_works(m_installed);
       require_server_sees_installed();
     }
-    m_report.step("killed while installing",
-                  std::to_string(kKills) + " times: " + std::to_string(kKills - changed) +
-                      " left the old identity, " + std::to_string(changed) + " the new; the server took each",
-                  "a process is killed in set_client_cert_and_move_key(), ever later; no half is ever there");
+    m_report.step(
+        "killed while installing",
+        std::to_string(kKills) + " times: " + std::to_string(kKills - changed) + " left the old identity, " +
+            std::to_string(changed) + " the new; the server accepted each",
+        "a process is killed in set_client_cert_and_move_key(), each time later; never half is installed");
   }
 
   void refuse_wrong_key_identifiers() {
     require(
         m_api->generate_private_key("lyr_csr") == ResultCode::INVALID_KEY_ID &&
             m_api->set_client_cert_and_move_key(m_installed, "LYR_CSR", "BASE") == ResultCode::INVALID_KEY_ID,
-        "wrong key identifiers are named as such");
+        "wrong key identifiers are reported as such");
     require(m_api->generate_csr("demo-device-1", "LYR").empty() && m_api->get_public_key("BASE").empty() &&
                 m_api->generate_signature("LYR_CSR", bytes("x"), "").empty() &&
                 m_api->get_client_cert("LYR ").empty(),
-            "wrong key identifiers give nothing");
+            "wrong key identifiers return nothing");
     require_identity_works(m_installed);
     m_report.step("wrong identifiers", "INVALID_KEY_ID or nothing, and nothing changed",
                   "key identifiers are compared byte for byte");

@@ -8,7 +8,7 @@
 namespace provisioning {
 
 /// Takes a device through the life of its client certificate and returns the number of steps. The first step
-/// that does not hold throws. The working folder is the current one, the token that of TEE_TOKEN_DIR;
+/// that fails throws. The working folder is the current one, the token that of TEE_TOKEN_DIR;
 /// `programs` is the folder of tee-token and mutual-tls. `explained`: prints what each step means.
 int provision(const std::string& programs, bool explained);
 

@@ -32,15 +32,9 @@ struct LoggedInSession {
   p11::Session session{slot, false};
 };
 
-void import(const Marks& marks, p11::StorageObjectProperties& object) {
+void import(const Bytes& label, p11::StorageObjectProperties& object) {
   object.set_token(true);
-  object.add_binary(p11::AttributeType::Label, marks.label);
-  if (!marks.client.empty()) {
-    object.add_string(CKA_VENDOR_CLIENT_ID, marks.client);
-    object.add_string(CKA_VENDOR_KEY_ID, marks.key_id);
-    object.add_bool(CKA_VENDOR_PERMANENT, false);
-  }
-  if (!marks.destroyable) object.set_destroyable(false);
+  object.add_binary(p11::AttributeType::Label, label);
   LoggedInSession user;
   p11::Object(user.session, object);
 }
@@ -60,35 +54,35 @@ std::string certifiedKey(const std::string& certificates) {
   return Botan::X509::PEM_encode(*key);
 }
 
-Bytes label(std::uint8_t group, std::uint32_t index) {
-  const auto byte = [index](int shift) { return static_cast<std::uint8_t>(index >> shift); };
-  return {group, byte(0), byte(8), byte(16), byte(24)};
+void importTemporaryChain() {
+  p11::TrustStoreGroupCertificateChainProperties object({});
+  object.add_string(CKA_VENDOR_CLIENT_ID, "CCI_CLIENT");
+  object.add_string(CKA_VENDOR_KEY_ID, "LYR");
+  object.add_bool(CKA_VENDOR_PERMANENT, false);
+  import(label(10, 102), object);
 }
 
-void importPrivateKey(const Marks& marks, const Botan::ECDSA_PrivateKey& key) {
+void importCertificate(const Bytes& label, p11::X509_CertificateProperties certificate) {
+  certificate.set_private(false);
+  import(label, certificate);
+}
+
+void importData(const Bytes& label, const std::string& value) {
+  p11::DataObjectProperties object;
+  object.set_value(p11::secure_string(value.begin(), value.end()));
+  import(label, object);
+}
+
+std::string importBaseKey() {
+  const auto key = newKey();
   p11::EC_PrivateKeyImportProperties object(key.domain().DER_encode(Botan::EC_DOMPAR_ENC_OID),
                                             key.private_value());
   object.set_private(true);
   object.set_sensitive(true);
   object.set_extractable(false);
   object.set_sign(true);
-  import(marks, object);
-}
-
-void importChain(const Marks& marks) {
-  p11::TrustStoreGroupCertificateChainProperties object({});
-  import(marks, object);
-}
-
-void importCertificate(const Marks& marks, p11::X509_CertificateProperties certificate) {
-  certificate.set_private(false);
-  import(marks, certificate);
-}
-
-void importData(const Marks& marks, const std::string& value) {
-  p11::DataObjectProperties object;
-  object.set_value(p11::secure_string(value.begin(), value.end()));
-  import(marks, object);
+  import(label(1, 10), object);
+  return Botan::X509::PEM_encode(key);
 }
 
 void addTrustStoreGroup(const std::string& group, const std::string& client, const Chain& roots) {
@@ -159,12 +153,6 @@ std::string ProductTest::publicKeyIfAny(const std::string& key_id) {
   } catch (const p11::PKCS11_ReturnError&) {
     return "";
   }
-}
-
-std::string ProductTest::importBaseKey() {
-  const auto key = newKey();
-  importPrivateKey({label(1, 10)}, key);
-  return Botan::X509::PEM_encode(key);
 }
 
 bool ProductTest::signsWithInstalledKey() {

@@ -35,26 +35,21 @@ bool verifies(const std::string& public_key, const Bytes& data, const Bytes& sig
 std::string certifiedKey(const std::string& certificates);
 
 /// CKA_LABEL: group, then the index in 32 bits, little-endian.
-Bytes label(std::uint8_t group, std::uint32_t index);
-
-/// What an object carries besides its value.
-struct Marks {
-  Bytes label;
-  std::string client = {};  ///< with `key_id`: a temporary object of that client; empty: none
-  std::string key_id = {};
-  bool destroyable = true;
-};
+inline Bytes label(std::uint8_t group, unsigned index) {
+  return {group, static_cast<std::uint8_t>(index), 0, 0, 0};
+}
 
 // Each stores an object as the user, without the spy.
-void importPrivateKey(const Marks& marks, const Botan::ECDSA_PrivateKey& key);
-void importChain(const Marks& marks);  // without certificates
-void importCertificate(const Marks& marks, Botan::PKCS11::X509_CertificateProperties certificate);
-void importData(const Marks& marks, const std::string& value);
+void importTemporaryChain();  // without certificates
+void importCertificate(const Bytes& label, Botan::PKCS11::X509_CertificateProperties certificate);
+void importData(const Bytes& label, const std::string& value);
+/// Returns the public half in PEM.
+std::string importBaseKey();
 
 /// Stores a trust store group and its roots, as the security officer.
 void addTrustStoreGroup(const std::string& group, const std::string& client, const Chain& roots);
 
-/// Handles of all objects of a token, seen from a session of the reader's own. The token must have no other.
+/// Handles of all objects of a token, seen from a session of the reader's own. No other may be open.
 struct TokenContent {
   using Handles = std::set<unsigned long>;
   std::array<Handles, 3> installed, temporary;  // the library's: public keys, private keys, chains
@@ -84,12 +79,9 @@ class ProductTest : public ::testing::Test {
 
   /// get_public_key; empty where it throws because there is no such key.
   std::string publicKeyIfAny(const std::string& key_id);
-  /// Puts a BASE key on the token, and returns its public half in PEM.
-  std::string importBaseKey();
   /// Whether "LYR" signs, and the installed public key verifies the signature.
   bool signsWithInstalledKey();
 
-  const Marks temporary_marks = {label(10, 102), "CCI_CLIENT", "LYR"};
   LogCapture log;
   TemporaryFolder token;
   CertificateAuthority authority;

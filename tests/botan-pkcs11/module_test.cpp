@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <thread>
 
 #include "layer_test.h"
@@ -49,17 +48,6 @@ TEST_F(ModuleTest, FindsThePlatformsTokenOrSaysWhatItCannotLoad) {
   EXPECT_EQ(message_of<Botan::Invalid_Argument>([] { Module("libm.so.6"); }),
             "Failed to resolve symbol C_GetFunctionList in libm.so.6");
   EXPECT_EQ(message_of<Botan::Invalid_Argument>([] { Module(""); }), "PKCS11 no module path specified");
-}
-
-TEST_F(ModuleTest, GatedModulesOfOneProcessWaitForOneAnother) {
-  std::atomic<int> arrived{0};
-  const auto hold_until_both_arrived = [&] {
-    ++arrived;
-    EXPECT_CODE(CKR_OK, const auto held = gated(); while (arrived < 2) std::this_thread::yield());
-  };
-  std::thread other(hold_until_both_arrived);
-  hold_until_both_arrived();
-  other.join();
 }
 
 TEST_F(ModuleTest, AThreadDoesNotWaitForItselfNorForAConstructorThatThrew) {

@@ -30,7 +30,9 @@ CK_RV install_half(CK_ULONG session, const CK_ULONG* old, CK_ULONG olds, const C
   return token.C_DestroyObject(session, added[0]);
 }
 
-void put_in(const std::string& fault) {
+void put_in_fault() {
+  const char* const named = std::getenv("FAULTY_MODULE");
+  const std::string fault = named != nullptr ? named : "";
   auto& install = faulty_vendor.set_client_cert_and_move_key;
   if (fault == "dies") faulty.C_SignInit = [](auto...) -> CK_RV { std::abort(); };
   if (fault == "hangs") faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); };
@@ -39,8 +41,9 @@ void put_in(const std::string& fault) {
   if (fault == "destroys nothing") faulty.C_DestroyObject = [](auto...) { return CK_RV{}; };
   if (fault == "has no installation") install = nullptr;
   if (fault == "installs half") install = install_half;
-  if (fault == "accepts all")
+  if (fault == "accepts all") {
     install = [](auto... to) { return token_vendor.set_client_cert_and_move_key(to...), CK_RV{}; };
+  }
 }
 
 }  // namespace
@@ -51,7 +54,7 @@ extern "C" {
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
   const CK_RV code = symbol<CK_C_GetFunctionList>("C_GetFunctionList")(list);
   token = faulty = **list;
-  put_in(std::getenv("FAULTY_MODULE"));
+  put_in_fault();
   *list = &faulty;
   return code;
 }
@@ -59,7 +62,7 @@ CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
 CK_RV C_GetInterface(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** interface, CK_FLAGS flags) {
   const CK_RV code = symbol<TEE_C_GetInterface>("C_GetInterface")(name, version, interface, flags);
   token_vendor = faulty_vendor = *static_cast<const TEE_FUNCTION_LIST*>((*interface)->functions);
-  put_in(std::getenv("FAULTY_MODULE"));
+  put_in_fault();
   static TEE_INTERFACE given;
   given = {name, &faulty_vendor, 0};
   *interface = &given;

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
-#include <iostream>
 
 #include "api/product_test.h"
 #include "support/token_snapshot.h"
@@ -23,14 +22,14 @@ enum class Kind { kReads, kGenerates, kInstalls, kDeletes };
 
 struct Operation {
   std::string name;
-  Kind kind;
   std::function<std::string()> run;  // returns what the caller gets
+  Kind kind = Kind::kReads;
 };
 
 /// What one run of an operation came to.
 struct Outcome {
   std::string result;
-  bool threw = false, reported = false;
+  bool reported = false;  // by an exception or a record
   std::vector<SpiedCall> calls;
   TokenContent content;
 };
@@ -41,140 +40,126 @@ struct Outcome {
 /// with an error.
 class FailuresTest : public ProductTest {
  protected:
-  FailuresTest();
-  void saveState(const std::string& name, bool with_temporary_set);
-  std::vector<Operation> operations();
-  Outcome outcomeOf(const Operation& operation, const State& state, unsigned nth = 0, bool made = false);
-  void failEachCall(const Operation& operation, const State& state);
-  void expectNothingOpen(const Operation& operation, const Outcome& outcome);
-  void expectSound(const Operation& operation, const TokenContent& before, const Outcome& outcome);
+  FailuresTest() {
+    addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
+    importBaseKey();
+    for (const unsigned index : {11u, 12u, 13u, 14u, 15u})
+      importCertificate(label(1, index), authority.root());
+    importData(label(2, 1), "VIN");
+    saveState("nothing", false);
+    saveState("a temporary set", true);
+    states.front().snapshot.restore();
+    provision("installed");
+    saveState("an installed set", false);
+    saveState("both", true);
+  }
+
+  /// A temporary set with its chain is what an attempt leaves that stopped half-way.
+  void saveState(const std::string& name, bool with_temporary_set) {
+    std::string issued = authority.root().PEM_encode();
+    if (with_temporary_set) {
+      issued = pem(requestChain("temporary"));
+      importTemporaryChain();
+    }
+    states.push_back({name, TokenSnapshot(token.path()), TokenContent::now(), issued});
+  }
+
+  /// Call `nth` fails, if it is not 0.
+  Outcome outcomeOf(const Operation& operation, const State& state, unsigned nth = 0, bool made = false) {
+    state.snapshot.restore();
+    chain = state.chain;
+    log.take();
+    spytoken().take_calls();
+    if (nth != 0) spytoken().answer("", made ? CKR_GENERAL_ERROR : CKR_DEVICE_ERROR, nth, made);
+    Outcome outcome;
+    try {
+      outcome.result = operation.run();
+    } catch (const Botan::PKCS11::PKCS11_ReturnError&) {
+      outcome.reported = true;
+    }
+    outcome.calls = spytoken().take_calls();
+    for (const auto& [level, text] : log.take()) outcome.reported |= level == ara::log::LogLevel::kError;
+    spytoken().stop_interfering();
+    expectNothingOpen(operation, outcome);
+    outcome.content = TokenContent::now();
+    return outcome;
+  }
+
+  void expectNothingOpen(const Operation& operation, const Outcome& outcome) {
+    const auto count = [&](const std::string& function, bool successful) {
+      return std::count_if(outcome.calls.begin(), outcome.calls.end(), [&](const auto& call) {
+        return call.function == function && (!successful || call.code == CKR_OK);
+      });
+    };
+    EXPECT_EQ(spytoken().module().cryptoki->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_LE(count("C_FindObjectsInit", true), count("C_FindObjectsFinal", false));
+    // A generation that succeeds leaves its session to the end of the module.
+    const bool released = operation.kind == Kind::kGenerates && outcome.result == nameOf(ResultCode::OK);
+    EXPECT_EQ(count("C_OpenSession", true), count("C_CloseSession", false) + released);
+  }
+
+  void expectSound(const Operation& operation, const TokenContent& before, const Outcome& outcome) {
+    const bool deletes = operation.kind == Kind::kDeletes, installs = operation.kind == Kind::kInstalls;
+    const bool whole_and_new =
+        std::equal(before.installed.begin(), before.installed.end(), outcome.content.installed.begin(),
+                   [](const auto& then, const auto& now) { return now.size() == 1 && now != then; });
+    EXPECT_EQ(outcome.content.others, before.others);
+    EXPECT_TRUE(deletes || outcome.content.installed == before.installed || (installs && whole_and_new));
+    if (deletes || operation.kind == Kind::kReads) {
+      EXPECT_EQ(outcome.content.temporary, before.temporary);
+    }
+    EXPECT_EQ(product->get_zemp_vin(), "VIN") << "the next call works";
+    const auto& [public_keys, private_keys, chains] = outcome.content.installed;
+    EXPECT_TRUE(public_keys.empty() || private_keys.empty() || signsWithInstalledKey());
+    if (!public_keys.empty() && !chains.empty()) {
+      EXPECT_EQ(certifiedKey(product->get_client_cert("LYR")), product->get_public_key("LYR"));
+    }
+  }
+
+  void failEachCall(const Operation& operation, const State& state) {
+    const Outcome clean = outcomeOf(operation, state);
+    for (unsigned nth = 1; nth <= clean.calls.size(); ++nth) {
+      const std::string& function = clean.calls[nth - 1].function;
+      for (const bool made : {false, true}) {
+        // C_Finalize is always made, or the module would stay up; C_Initialize never, or it would be up
+        // unknown to its caller.
+        if (function == (made ? "C_Initialize" : "C_Finalize")) continue;
+#ifdef CCI_SANITIZED  // ten times slower
+        if (made && function != "set_client_cert_and_move_key") continue;
+#endif
+        SCOPED_TRACE(operation.name + " with " + state.name + ", call " + std::to_string(nth) + ' ' +
+                     function + (made ? ", made" : ""));
+        const Outcome outcome = outcomeOf(operation, state, nth, made);
+        EXPECT_TRUE(outcome.reported || outcome.result == clean.result) << "no word of it";
+        expectSound(operation, state.content, outcome);
+      }
+    }
+  }
+
+  static std::string presence(const Bytes& result) { return result.empty() ? "" : "something"; }
 
   std::vector<State> states;
   std::string chain;
-  std::size_t failures = 0;
+  const std::vector<Operation> operations = {
+      {"generate", [this] { return nameOf(generate()); }, Kind::kGenerates},
+      {"install", [this] { return nameOf(install(chain)); }, Kind::kInstalls},
+      {"delete", [this] { return nameOf(remove()); }, Kind::kDeletes},
+      {"request", [this] { return presence(product->generate_csr("", "LYR_CSR")); }},
+      {"sign with LYR", [this] { return presence(product->generate_signature("LYR", {1}, "")); }},
+      {"sign with BASE", [this] { return presence(product->generate_signature("BASE", {1}, "")); }},
+      {"get_public_key LYR", [this] { return product->get_public_key("LYR"); }},
+      {"get_public_key LYR_CSR", [this] { return product->get_public_key("LYR_CSR"); }},
+      {"get_client_cert LYR", [this] { return product->get_client_cert("LYR"); }},
+      {"get_client_cert ZEMP", [this] { return product->get_client_cert("ZEMP"); }},
+      {"get_client_cert BASE", [this] { return product->get_client_cert("BASE"); }},
+      {"get_root_cert_bundle", [this] { return product->get_root_cert_bundle("group"); }},
+      {"get_zemp_vin", [this] { return product->get_zemp_vin(); }}};
 };
 
-FailuresTest::FailuresTest() {
-  addTrustStoreGroup("group", "CCI_CLIENT", {authority.root()});
-  importBaseKey();
-  for (const unsigned index : {11u, 12u, 13u, 14u, 15u})
-    importCertificate({label(1, index)}, authority.root());
-  importData({label(2, 1)}, "VIN");
-  saveState("nothing", false);
-  saveState("a temporary set", true);
-  states.front().snapshot.restore();
-  provision("installed");
-  saveState("an installed set", false);
-  saveState("both", true);
-}
-
-/// A temporary set with its chain is what an attempt leaves that stopped half-way.
-void FailuresTest::saveState(const std::string& name, bool with_temporary_set) {
-  std::string issued = authority.root().PEM_encode();
-  if (with_temporary_set) {
-    issued = pem(requestChain("temporary"));
-    importChain(temporary_marks);
-  }
-  states.push_back({name, TokenSnapshot(token.path()), TokenContent::now(), issued});
-}
-
-std::vector<Operation> FailuresTest::operations() {
-  const auto presence = [](const auto& result) { return std::string(result.empty() ? "" : "something"); };
-  const auto signature = [=](const char* id) { return presence(product->generate_signature(id, {1}, "")); };
-  return {{"generate", Kind::kGenerates, [=] { return nameOf(generate()); }},
-          {"install", Kind::kInstalls, [=] { return nameOf(install(chain)); }},
-          {"delete", Kind::kDeletes, [=] { return nameOf(remove()); }},
-          {"request", Kind::kReads, [=] { return presence(product->generate_csr("", "LYR_CSR")); }},
-          {"sign with LYR", Kind::kReads, [=] { return signature("LYR"); }},
-          {"sign with BASE", Kind::kReads, [=] { return signature("BASE"); }},
-          {"get_public_key LYR", Kind::kReads, [=] { return product->get_public_key("LYR"); }},
-          {"get_public_key LYR_CSR", Kind::kReads, [=] { return product->get_public_key("LYR_CSR"); }},
-          {"get_client_cert LYR", Kind::kReads, [=] { return product->get_client_cert("LYR"); }},
-          {"get_client_cert ZEMP", Kind::kReads, [=] { return product->get_client_cert("ZEMP"); }},
-          {"get_client_cert BASE", Kind::kReads, [=] { return product->get_client_cert("BASE"); }},
-          {"get_root_cert_bundle", Kind::kReads, [=] { return product->get_root_cert_bundle("group"); }},
-          {"get_zemp_vin", Kind::kReads, [=] { return product->get_zemp_vin(); }}};
-}
-
-/// Call `nth` fails, if it is not 0.
-Outcome FailuresTest::outcomeOf(const Operation& operation, const State& state, unsigned nth, bool made) {
-  state.snapshot.restore();
-  chain = state.chain;
-  log.take();
-  spytoken().take_calls();
-  if (nth != 0) spytoken().answer("", made ? CKR_GENERAL_ERROR : CKR_DEVICE_ERROR, nth, made);
-  Outcome outcome;
-  try {
-    outcome.result = operation.run();
-  } catch (const Botan::PKCS11::PKCS11_ReturnError&) {
-    outcome.threw = true;
-  }
-  outcome.calls = spytoken().take_calls();
-  for (const auto& [level, text] : log.take()) outcome.reported |= level == ara::log::LogLevel::kError;
-  spytoken().stop_interfering();
-  expectNothingOpen(operation, outcome);
-  outcome.content = TokenContent::now();
-  return outcome;
-}
-
-void FailuresTest::expectNothingOpen(const Operation& operation, const Outcome& outcome) {
-  const auto count = [&](const std::string& function, bool successful) {
-    return std::count_if(outcome.calls.begin(), outcome.calls.end(), [&](const auto& call) {
-      return call.function == function && (!successful || call.code == CKR_OK);
-    });
-  };
-  EXPECT_EQ(spytoken().module().cryptoki->C_Finalize(nullptr), CKR_CRYPTOKI_NOT_INITIALIZED);
-  EXPECT_LE(count("C_FindObjectsInit", true), count("C_FindObjectsFinal", false));
-  // A generation that succeeds leaves its session to the end of the module.
-  const bool released = operation.kind == Kind::kGenerates && outcome.result == nameOf(ResultCode::OK);
-  EXPECT_EQ(count("C_OpenSession", true), count("C_CloseSession", false) + released);
-}
-
-void FailuresTest::expectSound(const Operation& operation, const TokenContent& before,
-                               const Outcome& outcome) {
-  const bool deletes = operation.kind == Kind::kDeletes, installs = operation.kind == Kind::kInstalls;
-  const bool whole_and_new =
-      std::equal(before.installed.begin(), before.installed.end(), outcome.content.installed.begin(),
-                 [](const auto& then, const auto& now) { return now.size() == 1 && now != then; });
-  EXPECT_EQ(outcome.content.others, before.others);
-  EXPECT_TRUE(deletes || outcome.content.installed == before.installed || (installs && whole_and_new));
-  if (deletes || operation.kind == Kind::kReads) {
-    EXPECT_EQ(outcome.content.temporary, before.temporary);
-  }
-  EXPECT_EQ(product->get_zemp_vin(), "VIN") << "the next call works";
-  const auto& [public_keys, private_keys, chains] = outcome.content.installed;
-  EXPECT_TRUE(public_keys.empty() || private_keys.empty() || signsWithInstalledKey());
-  if (!public_keys.empty() && !chains.empty()) {
-    EXPECT_EQ(certifiedKey(product->get_client_cert("LYR")), product->get_public_key("LYR"));
-  }
-}
-
-void FailuresTest::failEachCall(const Operation& operation, const State& state) {
-  const Outcome clean = outcomeOf(operation, state);
-  for (unsigned nth = 1; nth <= clean.calls.size(); ++nth) {
-    const std::string& function = clean.calls[nth - 1].function;
-    for (const bool made : {false, true}) {
-      // C_Finalize is always made, or the module would stay up; C_Initialize never, or it would be up unknown
-      // to its caller.
-      if (function == (made ? "C_Initialize" : "C_Finalize")) continue;
-#ifdef CCI_SANITIZED  // ten times slower
-      if (made && function != "set_client_cert_and_move_key") continue;
-#endif
-      SCOPED_TRACE(operation.name + " with " + state.name + ", call " + std::to_string(nth) + ' ' + function +
-                   (made ? ", made" : ""));
-      const Outcome outcome = outcomeOf(operation, state, nth, made);
-      EXPECT_TRUE(outcome.threw || outcome.reported || outcome.result == clean.result) << "no word of it";
-      expectSound(operation, state.content, outcome);
-      ++failures;
-    }
-  }
-}
-
 TEST_F(FailuresTest, LeaveNothingOpenLostOrMixedAndAreReported) {
-  for (const Operation& operation : operations()) {
+  for (const Operation& operation : operations) {
     for (const State& state : states) failEachCall(operation, state);
   }
-  std::cout << "counted: " << failures << " failures of token calls judged\n";
 }
 
 }  // namespace ozk::tee

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <functional>
-#include <iostream>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -21,22 +20,33 @@ struct Call {
   std::string argument, result;
 };
 
+const Bytes kData = {1, 2, 3};
+
+/// The signature of kData, if it is right.
+std::string verified(const std::string& key, const std::string& signature) {
+  return verifies(key, kData, {signature.begin(), signature.end()}) ? signature : "one that verifies";
+}
+
 /// The client's objects on a token. Keys are public keys in PEM. What each function returns, the token must.
 struct Model {
+  explicit Model(const std::string& key) : base(key) {}
+
+  std::string base;
   std::optional<std::string> temporary, installed;  // empty as long as nobody has seen the key
   std::string certified;                            // the key in the installed certificate, if there is one
   std::size_t stray_chains = 0;                     // temporary ones, of installations without a key pair
 
-  std::string generate() {
+  std::string generate(const Call&) {
     temporary = "";
     if (stray_chains > 0) --stray_chains;  // one a clean-up
     return nameOf(ResultCode::OK);
   }
-  std::string temporaryKey(const std::string& seen) {
-    if (temporary && temporary->empty()) temporary = seen;
+  std::string temporaryKey(const Call& call) {
+    if (temporary && temporary->empty()) temporary = call.result;
     return temporary.value_or("");
   }
-  std::string install(const std::string& key) {
+  std::string install(const Call& call) {
+    const std::string& key = call.argument;
     if (!temporary) ++stray_chains;  // the clean-up takes it for a public key
     const auto added = std::exchange(temporary, std::nullopt);
     if (!added || (!key.empty() && key != *added)) return nameOf(ResultCode::CRYPTO_OP_ERROR);
@@ -44,11 +54,15 @@ struct Model {
     certified = key;
     return nameOf(ResultCode::OK);
   }
-  std::string remove() {
+  std::string remove(const Call&) {
     installed.reset();
     certified.clear();
     return nameOf(ResultCode::OK);
   }
+  std::string installedKey(const Call&) { return installed.value_or(""); }
+  std::string certifiedKey(const Call&) { return certified; }
+  std::string signature(const Call& call) { return installed ? verified(*installed, call.result) : ""; }
+  std::string baseSignature(const Call& call) { return verified(base, call.result); }
 };
 
 struct Action {
@@ -64,100 +78,73 @@ struct Action {
 class LifeCycleTest : public ProductTest {
  protected:
   static Call got(const std::string& result) { return {"", result}; }
-  std::string requested();
+  std::string requested() {
+    const Bytes request = product->generate_csr("device", "LYR_CSR");
+    if (request.empty()) return {};
+    const std::lock_guard<std::mutex> lock(backend);
+    issued = authority.issue(request).PEM_encode();
+    return certifiedKey(issued);
+  }
   Call installed(const std::string& chain) { return {certifiedKey(chain), nameOf(install(chain))}; }
   std::string signedWith(const std::string& key_id) {
-    const Bytes signature = product->generate_signature(key_id, data, "");
+    const Bytes signature = product->generate_signature(key_id, kData, "");
     return {signature.begin(), signature.end()};
   }
   std::string issuedChain() {
     const std::lock_guard<std::mutex> lock(backend);
     return issued;
   }
-  /// The signature, if it is right.
-  std::string verified(const std::string& key, const std::string& signature) const {
-    return verifies(key, data, {signature.begin(), signature.end()}) ? signature : "one that verifies";
+  /// Acts, and compares all that can be read afterwards.
+  void check(const Action& action, Model& model) {
+    const auto compare = [&](const Action& each) {
+      const Call call = each.call();
+      EXPECT_EQ(call.result, each.expected(model, call)) << each.name;
+    };
+    compare(action);
+    for (const Action& read : reads) compare(read);
+    const TokenContent content = TokenContent::now();
+    for (const auto& kind : content.installed) EXPECT_EQ(kind.size(), model.installed.has_value());
+    const std::size_t temporary = model.temporary.has_value();
+    EXPECT_EQ(content.temporary[0].size(), temporary);
+    EXPECT_EQ(content.temporary[1].size(), temporary);
+    EXPECT_EQ(content.temporary[2].size(), model.stray_chains);
+    EXPECT_EQ(content.others, others);
   }
-  void check(const Action& action, Model& model);
-  void walk(unsigned depth, const Model& model);
+
+  void walk(unsigned depth, const Model& model) {
+    const TokenSnapshot here(token.path());
+    const std::string issued_here = issued;
+    for (const Action& action : changes) {
+      SCOPED_TRACE(action.name);
+      Model next = model;
+      check(action, next);
+      if (HasFailure()) return;  // what follows would only repeat it
+      if (depth > 1) walk(depth - 1, next);
+      here.restore();
+      issued = issued_here;
+    }
+  }
 
   std::mutex backend;
   std::string issued = authority.root().PEM_encode();  // the last certificate; this one is for another key
   const std::string other_chain = issued, base_key = importBaseKey();
   const TokenContent::Handles others = TokenContent::now().others;
-  const Bytes data = {1, 2, 3};
-  std::size_t steps = 0;
-
-  using Expected = std::function<std::string(Model&, const Call&)>;
-  const Expected generated = [](Model& model, const Call&) { return model.generate(); };
-  const Expected for_temporary = [](Model& model, const Call& call) {
-    return model.temporaryKey(call.result);
-  };
-  const Expected by_installation = [](Model& model, const Call& call) {
-    return model.install(call.argument);
-  };
-  const Expected removed = [](Model& model, const Call&) { return model.remove(); };
-  const Expected installed_key = [](Model& model, const Call&) { return model.installed.value_or(""); };
-  const Expected certified_key = [](Model& model, const Call&) { return model.certified; };
-  const Expected by_installed_key = [this](Model& model, const Call& call) {
-    return model.installed ? verified(*model.installed, call.result) : "";
-  };
-  const Expected by_base_key = [this](Model&, const Call& call) { return verified(base_key, call.result); };
 
   const std::vector<Action> changes = {
-      {"generate", 10, [this] { return got(nameOf(generate())); }, generated},
-      {"request", 20, [this] { return got(requested()); }, for_temporary},
-      {"install", 8, [this] { return installed(issuedChain()); }, by_installation},
-      {"install for another key", 1, [this] { return installed(other_chain); }, by_installation},
-      {"install empty", 0, [this] { return installed(""); }, by_installation},
-      {"delete", 1, [this] { return got(nameOf(remove())); }, removed}};
+      {"generate", 10, [this] { return got(nameOf(generate())); }, &Model::generate},
+      {"request", 20, [this] { return got(requested()); }, &Model::temporaryKey},
+      {"install", 8, [this] { return installed(issuedChain()); }, &Model::install},
+      {"install for another key", 1, [this] { return installed(other_chain); }, &Model::install},
+      {"install empty", 0, [this] { return installed(""); }, &Model::install},
+      {"delete", 1, [this] { return got(nameOf(remove())); }, &Model::remove}};
   const std::vector<Action> reads = {
-      {"temporary key", 10, [this] { return got(publicKeyIfAny("LYR_CSR")); }, for_temporary},
-      {"public key", 10, [this] { return got(publicKeyIfAny("LYR")); }, installed_key},
-      {"chain", 10, [this] { return got(certifiedKey(product->get_client_cert("LYR"))); }, certified_key},
-      {"sign", 15, [this] { return got(signedWith("LYR")); }, by_installed_key},
-      {"sign with BASE", 8, [this] { return got(signedWith("BASE")); }, by_base_key}};
+      {"temporary key", 10, [this] { return got(publicKeyIfAny("LYR_CSR")); }, &Model::temporaryKey},
+      {"public key", 10, [this] { return got(publicKeyIfAny("LYR")); }, &Model::installedKey},
+      {"chain", 10, [this] { return got(certifiedKey(product->get_client_cert("LYR"))); },
+       &Model::certifiedKey},
+      {"sign", 15, [this] { return got(signedWith("LYR")); }, &Model::signature},
+      {"sign with BASE", 8, [this] { return got(signedWith("BASE")); }, &Model::baseSignature}};
 };
-
-std::string LifeCycleTest::requested() {
-  const Bytes request = product->generate_csr("device", "LYR_CSR");
-  if (request.empty()) return {};
-  const std::lock_guard<std::mutex> lock(backend);
-  issued = authority.issue(request).PEM_encode();
-  return certifiedKey(issued);
-}
-
-/// Acts, and compares all that can be read afterwards.
-void LifeCycleTest::check(const Action& action, Model& model) {
-  const auto compare = [&](const Action& each) {
-    const Call call = each.call();
-    EXPECT_EQ(call.result, each.expected(model, call)) << each.name;
-  };
-  compare(action);
-  for (const Action& read : reads) compare(read);
-  const TokenContent content = TokenContent::now();
-  for (const auto& kind : content.installed) EXPECT_EQ(kind.size(), model.installed.has_value());
-  const std::size_t temporary = model.temporary.has_value();
-  EXPECT_EQ(content.temporary[0].size(), temporary);
-  EXPECT_EQ(content.temporary[1].size(), temporary);
-  EXPECT_EQ(content.temporary[2].size(), model.stray_chains);
-  EXPECT_EQ(content.others, others);
-  ++steps;
-}
-
-void LifeCycleTest::walk(unsigned depth, const Model& model) {
-  const TokenSnapshot here(token.path());
-  const std::string issued_here = issued;
-  for (const Action& action : changes) {
-    SCOPED_TRACE(action.name);
-    Model next = model;
-    check(action, next);
-    if (HasFailure()) return;  // what follows would only repeat it
-    if (depth > 1) walk(depth - 1, next);
-    here.restore();
-    issued = issued_here;
-  }
-}
 
 TEST_F(LifeCycleTest, EverySequenceOfActionsAgreesWithTheModel) {
 #ifdef CCI_SANITIZED
@@ -165,11 +152,10 @@ TEST_F(LifeCycleTest, EverySequenceOfActionsAgreesWithTheModel) {
 #else
   const unsigned depth = 3;
 #endif
-  Model model;
+  Model model(base_key);
   walk(depth, model);
   for (const std::size_t index : {0u, 1u, 2u, 0u}) check(changes[index], model);
   walk(depth, model);  // in the middle of a rotation
-  std::cout << "counted: " << steps << " steps of sequences of " << depth << " actions and more\n";
 }
 
 // The token is initialised anew in each call, one call after another: in the order of the initialisations the
@@ -198,7 +184,7 @@ TEST_F(LifeCycleTest, CallsOfManyThreadsGiveWhatSomeOrderOfThemGives) {
   }
   for (std::thread& thread : threads) thread.join();
 
-  Model model;
+  Model model(base_key);
   std::size_t compared = 0, installations = 0;
   for (const auto& spied : spytoken().take_calls()) {
     installations += spied.function == "set_client_cert_and_move_key" && spied.code == CKR_OK;
@@ -209,8 +195,6 @@ TEST_F(LifeCycleTest, CallsOfManyThreadsGiveWhatSomeOrderOfThemGives) {
   }
   EXPECT_EQ(compared, kThreads * kCalls);
   EXPECT_GT(installations, 0u) << "nothing was exchanged under the readers";
-  std::cout << "counted: " << compared << " calls of " << kThreads << " threads, " << installations
-            << " installations\n";
 }
 
 }  // namespace ozk::tee

@@ -45,6 +45,8 @@ std::string text_of_arguments(Types... arguments) {
       list = [=](CK_ULONG count) { return text_of(argument, count); };
     } else if constexpr (std::is_same_v<Argument, CK_MECHANISM*>) {
       text << ' ' << std::hex << argument->mechanism << std::dec;
+    } else if constexpr (std::is_same_v<Argument, void*>) {  // set for C_Initialize alone
+      if (argument != nullptr) text << ' ' << static_cast<CK_C_INITIALIZE_ARGS*>(argument)->flags;
     } else if constexpr (std::is_integral_v<Argument>) {
       list ? text << list(argument) : text << ' ' << +argument;
       list = nullptr;
@@ -54,16 +56,11 @@ std::string text_of_arguments(Types... arguments) {
   return text.str();
 }
 
+/// Makes the call of a member of `functions`, as function `name` of this module.
 template <typename Functions, typename Member, typename... Types>
 CK_RV forward(const std::string& name, const Functions* functions, Member member, Types... arguments) {
   const std::string text = name == "C_GetAttributeValue" ? "" : text_of_arguments(arguments...);
   return spytoken().call(name, text, [&] { return (functions->*member)(arguments...); });
-}
-
-CK_RV initialize(void* arguments) {
-  const CK_ULONG flags = static_cast<CK_C_INITIALIZE_ARGS*>(arguments)->flags;
-  return spytoken().call("C_Initialize", " " + std::to_string(flags),
-                         [&] { return spytoken().module().cryptoki->C_Initialize(arguments); });
 }
 
 /// The functions that the library and the layer call.
@@ -74,15 +71,15 @@ CK_FUNCTION_LIST make_functions() {
   list.function = [](auto... arguments) -> CK_RV {                                                      \
     return forward(#function, spytoken().module().cryptoki, &CK_FUNCTION_LIST::function, arguments...); \
   }
-  SPY(C_Finalize), SPY(C_GetSlotList), SPY(C_GetTokenInfo), SPY(C_InitToken), SPY(C_InitPIN), SPY(C_SetPIN);
-  SPY(C_OpenSession), SPY(C_CloseSession), SPY(C_GetSessionInfo), SPY(C_Login), SPY(C_Logout);
-  SPY(C_CreateObject), SPY(C_CopyObject), SPY(C_DestroyObject), SPY(C_GetAttributeValue);
-  SPY(C_SetAttributeValue), SPY(C_FindObjectsInit), SPY(C_FindObjects), SPY(C_FindObjectsFinal);
-  SPY(C_SignInit), SPY(C_Sign), SPY(C_SignUpdate), SPY(C_SignFinal), SPY(C_VerifyInit), SPY(C_Verify);
-  SPY(C_VerifyUpdate), SPY(C_VerifyFinal), SPY(C_GenerateKeyPair), SPY(C_GenerateRandom), SPY(C_SeedRandom);
+  SPY(C_Initialize), SPY(C_Finalize), SPY(C_GetSlotList), SPY(C_GetTokenInfo), SPY(C_InitToken);
+  SPY(C_InitPIN), SPY(C_SetPIN), SPY(C_OpenSession), SPY(C_CloseSession), SPY(C_GetSessionInfo);
+  SPY(C_Login), SPY(C_Logout), SPY(C_CreateObject), SPY(C_CopyObject), SPY(C_DestroyObject);
+  SPY(C_GetAttributeValue), SPY(C_SetAttributeValue), SPY(C_FindObjectsInit), SPY(C_FindObjects);
+  SPY(C_FindObjectsFinal), SPY(C_SignInit), SPY(C_Sign), SPY(C_SignUpdate), SPY(C_SignFinal);
+  SPY(C_VerifyInit), SPY(C_Verify), SPY(C_VerifyUpdate), SPY(C_VerifyFinal), SPY(C_GenerateKeyPair);
+  SPY(C_GenerateRandom), SPY(C_SeedRandom);
 #undef SPY
   list.C_GetFunctionList = C_GetFunctionList;
-  list.C_Initialize = initialize;
   return list;
 }
 

@@ -37,7 +37,7 @@ inline Outcome admin(const std::string& arguments) { return shell("'" TEE_TOKEN_
 struct Case {
   std::string command;
   int code;
-  std::string said = "";
+  std::string said = {};
 };
 
 inline void expect(const Case& each, const Outcome& outcome) {

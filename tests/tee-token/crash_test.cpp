@@ -39,16 +39,143 @@ Answer answer_of(ResultCode result) { return result == ResultCode::OK ? CKR_OK :
 /// A token in the middle of a rotation.
 class CrashTest : public TokenTest {
  protected:
-  CrashTest();
+  CrashTest() {
+    ::setenv("TEE_PKCS11_MODULE", TEE_TOKEN_MODULE, 1);
+    ::setenv("ARA_LOG_LEVEL", "off", 1);
+    product = ClientCertInitializerAPI::get_instance();
+    EXPECT_EQ(login(), OK);
+    EXPECT_EQ(create(data_object("VIN").flag(CKA_PRIVATE, true), &data), OK);
+    m_token->C_Finalize(nullptr);
+    EXPECT_EQ(product->set_client_cert_and_move_key(request_chain(), "LYR_CSR", "LYR"), ResultCode::OK);
+    next_chain = request_chain();
+    EXPECT_EQ(restart(), OK);
+    EXPECT_EQ(login(kWrongPin), CKR_PIN_INCORRECT) << "so that a count that is set back shows";
+    m_token->C_Finalize(nullptr);
+    start.emplace(parent);
+  }
 
-  std::string request_chain();
-  std::vector<Operation> operations();
-  void try_all_faults(const Operation& operation);
-  void try_fault(const Operation& operation, const Interruption& interruption);
-  Answer run(const Operation& operation, const Interruption& interruption);
-  std::string state_for(const Operation& operation);
-  void expect_synced(const Operation& operation);
-  void expect_writable();
+  std::string request_chain() {
+    EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
+    return test_support::pem({authority.issue(product->generate_csr("device", "LYR_CSR")), authority.root()});
+  }
+
+  std::vector<Operation> operations() {
+    const auto init = [this] { return init_token(); };
+    const auto set_pin = [this]() -> Answer {
+      return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), bytes(kNewPin), kNewPin.size());
+    };
+    const Template large = data_object(std::string(9000, 'v')), label = Template().text(CKA_LABEL, "new");
+    const auto generate_pair = [this] { return generate()[0] != 0 ? CKR_OK : CKR_FUNCTION_FAILED; };
+    const auto generate_key = [this] { return answer_of(product->generate_private_key("LYR_CSR")); };
+    const auto install_chain = [this] {
+      return answer_of(product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR"));
+    };
+    return {
+        {"C_Login with a wrong PIN", Caller::kNobody, [this] { return login(kWrongPin); }, CKR_PIN_INCORRECT},
+        {"C_InitToken in a new folder", Caller::kNoSession, init, CKR_OK, "/new"},
+        {"C_InitToken again", Caller::kNoSession, init},
+        {"C_InitPIN", Caller::kOfficer, [this] { return init_pin(kNewPin); }},
+        {"C_SetPIN", Caller::kUser, set_pin},
+        {"C_CreateObject", Caller::kUser, [=] { return create(large); }},
+        {"C_SetAttributeValue", Caller::kUser, [=] { return set(data, label); }},
+        {"C_DestroyObject", Caller::kUser, [this] { return destroy(data); }},
+        {"C_GenerateKeyPair", Caller::kUser, generate_pair},
+        {"generate_private_key", Caller::kLibrary, generate_key},
+        {"set_client_cert_and_move_key", Caller::kLibrary, install_chain},
+    };
+  }
+
+  Answer run(const Operation& operation, const Interruption& interruption) {
+    start->restore();
+    const bool has_session = operation.caller < Caller::kNoSession;
+    if (operation.caller == Caller::kNoSession) m_token->C_Initialize(nullptr);
+    EXPECT_EQ(has_session ? restart() : OK, OK);
+    EXPECT_EQ(operation.caller == Caller::kUser ? login() : OK, OK);
+    EXPECT_EQ(operation.caller == Caller::kOfficer ? login_officer() : OK, OK);
+    test_support::watch_system_calls(parent, interruption);
+    Answer answer = CKR_FUNCTION_FAILED;
+    CK_OBJECT_HANDLE made = 0;
+    try {
+      answer = operation.act();
+    } catch (const std::exception&) {  // from the library
+    }
+    calls = test_support::stop_watching();
+    if (has_session) {
+      EXPECT_EQ(create(data_object(""), &made), OK) << "the token can be used on";
+      EXPECT_EQ(destroy(made), OK);
+    }
+    m_token->C_Finalize(nullptr);
+    return answer;
+  }
+
+  /// Without the temporary objects that the library may leave, and removes later.
+  std::string state_for(const Operation& operation) {
+    const std::string tries = content_of(file("pin-tries"));
+    const std::string temporary = std::to_string(TEE_CKA_VENDOR_PERMANENT) + "=" + '\0';
+    std::string text = operation.answer == CKR_PIN_INCORRECT ? std::to_string(tries.at(0)) + " tries\n" : "";
+    for (const std::string& line : state()) {
+      const bool is_temporary = line.find(temporary) != std::string::npos;
+      if (operation.caller != Caller::kLibrary || !is_temporary) text += line + "\n";
+    }
+    return text;
+  }
+
+  /// What was reported as done outlives a power cut: all written files and changed names are synced, a file
+  /// before it is renamed, and the journal before the store is written. Only the try of a right PIN is not.
+  void expect_synced(const Operation& operation) {
+    std::set<std::string> unsynced;
+    for (const SystemCall& call : calls) {
+      if (call.failed || !call.is_change()) continue;
+      if (call.function == "fsync" || call.function == "fdatasync") {
+        unsynced.erase(call.path);
+      } else if (call.is_write() || call.function == "ftruncate") {
+        EXPECT_FALSE(call.path == file("token.db") && unsynced.count(file("token.db-journal")) != 0);
+        if (call.path != file("pin-tries") || operation.answer != CKR_OK) unsynced.insert(call.path);
+      } else {
+        EXPECT_FALSE(call.function == "rename" && unsynced.count(call.path) != 0) << call.path;
+        if (call.function == "unlink") unsynced.erase(call.path);
+        unsynced.insert(call.path.substr(0, call.path.find_last_of('/')));
+      }
+    }
+    EXPECT_THAT(unsynced, testing::IsEmpty());
+  }
+
+  void try_fault(const Operation& operation, const Interruption& interruption) {
+    ++points;
+    bool is_reported = false;
+    if (interruption.error != 0) {
+      is_reported = run(operation, interruption) == operation.answer;
+    } else {
+      EXPECT_EXIT(run(operation, interruption), testing::KilledBySignal(SIGKILL), "");
+    }
+    const std::string found = state_for(operation);
+    EXPECT_TRUE(found == after || (found == before && !is_reported)) << found;
+    if (operation.caller == Caller::kLibrary) {
+      EXPECT_EQ(product->set_client_cert_and_move_key(request_chain(), "LYR_CSR", "LYR"), ResultCode::OK);
+      EXPECT_FALSE(product->generate_signature("LYR", {1}, "").empty());
+    }
+  }
+
+  void try_all_faults(const Operation& operation) {
+    const bool is_library = operation.caller == Caller::kLibrary;
+    ::setenv("TEE_TOKEN_DIR", (parent + operation.folder).c_str(), 1);
+    start->restore();
+    before = state_for(operation);
+    EXPECT_EQ(run(operation, {}), operation.answer);
+    if (!is_library) expect_synced(operation);
+    after = state_for(operation);
+    const std::vector<SystemCall> undisturbed = calls;
+    for (std::size_t i = 1; i <= undisturbed.size() && !HasFailure(); ++i) {
+      const SystemCall& call = undisturbed[i - 1];
+      SCOPED_TRACE(std::string(operation.name) + ", " + std::to_string(i) + ": " + call.function + " " +
+                   call.path);
+      if (!is_library || call.is_change()) try_fault(operation, {Fault::kFailure, i, EIO});
+      if (!call.is_change()) continue;
+      try_fault(operation, {Fault::kFull, i, ENOSPC});
+      try_fault(operation, {Fault::kDeath, i});
+      if (call.is_write()) try_fault(operation, {Fault::kTornDeath, i});
+    }
+  }
 
   const std::string parent = folder().substr(0, folder().find_last_of('/'));
   std::shared_ptr<ClientCertInitializerAPI> product;
@@ -60,145 +187,14 @@ class CrashTest : public TokenTest {
   unsigned points = 0;
 };
 
-CrashTest::CrashTest() {
-  ::setenv("TEE_PKCS11_MODULE", TEE_TOKEN_MODULE, 1);
-  ::setenv("ARA_LOG_LEVEL", "off", 1);
-  product = ClientCertInitializerAPI::get_instance();
-  EXPECT_EQ(login(), OK);
-  EXPECT_EQ(create(data_object("VIN").flag(CKA_PRIVATE, true), &data), OK);
-  m_token->C_Finalize(nullptr);
-  EXPECT_EQ(product->set_client_cert_and_move_key(request_chain(), "LYR_CSR", "LYR"), ResultCode::OK);
-  next_chain = request_chain();
-  EXPECT_EQ(restart(), OK);
-  EXPECT_EQ(login(kWrongPin), CKR_PIN_INCORRECT) << "so that a count that is set back shows";
-  m_token->C_Finalize(nullptr);
-  start.emplace(parent);
-}
-
-std::string CrashTest::request_chain() {
-  EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
-  return test_support::pem({authority.issue(product->generate_csr("device", "LYR_CSR")), authority.root()});
-}
-
-std::vector<Operation> CrashTest::operations() {
-  const auto wrong_login = [this] { return login(kWrongPin); };
-  const auto init = [this] { return init_token(); };
-  const auto set_pin = [this]() -> Answer {
-    return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), bytes(kNewPin), kNewPin.size());
-  };
-  const auto create_large = [this] { return create(data_object(std::string(9000, 'v'))); };
-  const auto relabel = [this] { return set(data, Template().text(CKA_LABEL, "new")); };
-  const auto generate_pair = [this] { return generate()[0] != 0 ? CKR_OK : CKR_FUNCTION_FAILED; };
-  const auto generate_key = [this] { return answer_of(product->generate_private_key("LYR_CSR")); };
-  const auto install_chain = [this] {
-    return answer_of(product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR"));
-  };
-  return {
-      {"C_Login with a wrong PIN", Caller::kNobody, wrong_login, CKR_PIN_INCORRECT},
-      {"C_InitToken in a new folder", Caller::kNoSession, init, CKR_OK, "/new"},
-      {"C_InitToken again", Caller::kNoSession, init},
-      {"C_InitPIN", Caller::kOfficer, [this] { return init_pin(kNewPin); }},
-      {"C_SetPIN", Caller::kUser, set_pin},
-      {"C_CreateObject", Caller::kUser, create_large},
-      {"C_SetAttributeValue", Caller::kUser, relabel},
-      {"C_DestroyObject", Caller::kUser, [this] { return destroy(data); }},
-      {"C_GenerateKeyPair", Caller::kUser, generate_pair},
-      {"generate_private_key", Caller::kLibrary, generate_key},
-      {"set_client_cert_and_move_key", Caller::kLibrary, install_chain},
-  };
-}
-
-Answer CrashTest::run(const Operation& operation, const Interruption& interruption) {
-  start->restore();
-  const bool has_session = operation.caller < Caller::kNoSession;
-  if (operation.caller == Caller::kNoSession) m_token->C_Initialize(nullptr);
-  EXPECT_EQ(has_session ? restart() : OK, OK);
-  EXPECT_EQ(operation.caller == Caller::kUser ? login() : OK, OK);
-  EXPECT_EQ(operation.caller == Caller::kOfficer ? login_officer() : OK, OK);
-  test_support::watch_system_calls(parent, interruption);
-  Answer answer = CKR_FUNCTION_FAILED;
-  try {
-    answer = operation.act();
-  } catch (const std::exception&) {  // from the library
-  }
-  calls = test_support::stop_watching();
-  if (has_session) expect_writable();
-  m_token->C_Finalize(nullptr);
-  return answer;
-}
-
-void CrashTest::expect_writable() {
-  CK_OBJECT_HANDLE made = 0;
-  EXPECT_EQ(create(data_object(""), &made), OK);
-  EXPECT_EQ(destroy(made), OK);
-}
-
-/// Without the temporary objects that the library may leave, and removes later.
-std::string CrashTest::state_for(const Operation& operation) {
-  const std::string tries = content_of(file("pin-tries"));
-  std::string text = operation.answer == CKR_PIN_INCORRECT ? std::to_string(tries.at(0)) + " tries\n" : "";
-  for (const std::string& line : state()) {
-    const bool is_temporary = line.find(" 80001004=00") != std::string::npos;
-    if (operation.caller != Caller::kLibrary || !is_temporary) text += line + "\n";
-  }
-  return text;
-}
-
-/// What was reported as done outlives a power cut: all written files and changed names are synced, a file
-/// before it is renamed, and the journal before the store is written. Only the try of a right PIN is not.
-void CrashTest::expect_synced(const Operation& operation) {
-  std::set<std::string> unsynced;
-  for (const SystemCall& call : calls) {
-    if (call.failed || !call.is_change()) continue;
-    if (call.function == "fsync" || call.function == "fdatasync") {
-      unsynced.erase(call.path);
-    } else if (call.is_write() || call.function == "ftruncate") {
-      EXPECT_FALSE(call.path == file("token.db") && unsynced.count(file("token.db-journal")) != 0);
-      if (call.path != file("pin-tries") || operation.answer != CKR_OK) unsynced.insert(call.path);
-    } else {
-      EXPECT_FALSE(call.function == "rename" && unsynced.count(call.path) != 0) << call.path;
-      if (call.function == "unlink") unsynced.erase(call.path);
-      unsynced.insert(call.path.substr(0, call.path.find_last_of('/')));
-    }
-  }
-  EXPECT_THAT(unsynced, testing::IsEmpty());
-}
-
-void CrashTest::try_fault(const Operation& operation, const Interruption& interruption) {
-  ++points;
-  bool is_reported = false;
-  if (interruption.error != 0) {
-    is_reported = run(operation, interruption) == operation.answer;
-  } else {
-    EXPECT_EXIT(run(operation, interruption), testing::KilledBySignal(SIGKILL), "");
-  }
-  const std::string found = state_for(operation);
-  EXPECT_TRUE(found == after || (found == before && !is_reported)) << found;
-  if (operation.caller == Caller::kLibrary) {
-    EXPECT_EQ(product->set_client_cert_and_move_key(request_chain(), "LYR_CSR", "LYR"), ResultCode::OK);
-    EXPECT_FALSE(product->generate_signature("LYR", {1}, "").empty());
-  }
-}
-
-void CrashTest::try_all_faults(const Operation& operation) {
-  const bool is_library = operation.caller == Caller::kLibrary;
-  ::setenv("TEE_TOKEN_DIR", (parent + operation.folder).c_str(), 1);
-  start->restore();
-  before = state_for(operation);
-  EXPECT_EQ(run(operation, {}), operation.answer);
-  if (!is_library) expect_synced(operation);
-  after = state_for(operation);
-  const std::vector<SystemCall> undisturbed = calls;
-  for (std::size_t i = 1; i <= undisturbed.size() && !HasFailure(); ++i) {
-    const SystemCall& call = undisturbed[i - 1];
-    SCOPED_TRACE(std::string(operation.name) + ", " + std::to_string(i) + ": " + call.function + " " +
-                 call.path);
-    if (!is_library || call.is_change()) try_fault(operation, {Fault::kFailure, i, EIO});
-    if (!call.is_change()) continue;
-    try_fault(operation, {Fault::kFull, i, ENOSPC});
-    try_fault(operation, {Fault::kDeath, i});
-    if (call.is_write()) try_fault(operation, {Fault::kTornDeath, i});
-  }
+// So that ending the process gives no free try.
+TEST_F(CrashTest, ATryIsCountedBeforeThePinIsJudged) {
+  const Operation right_login = {"C_Login", Caller::kNobody, [this] { return login(); }};
+  EXPECT_EQ(run(right_login, {}), OK);
+  std::size_t last = calls.size();
+  while (last > 0 && !calls[last - 1].is_write()) --last;  // it takes the count back
+  EXPECT_EXIT(run(right_login, {Fault::kDeath, last}), testing::KilledBySignal(SIGKILL), "");
+  EXPECT_EQ(content_of(file("pin-tries")).at(0), 2);
 }
 
 TEST_F(CrashTest, ADeathOrAFailureInATokenCallLeavesTheOldStateOrTheNewOne) {

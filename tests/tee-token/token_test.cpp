@@ -7,18 +7,20 @@
 #include <sqlite3.h>
 
 #include <fstream>
-#include <iomanip>
 #include <iterator>
-#include <sstream>
 
 namespace token_test {
 
 using tee_token::return_value_name;
 
+namespace {
+
 void* module_symbol(const char* name) {
   static void* const module = ::dlopen(TEE_TOKEN_MODULE, RTLD_NOW);
   return module == nullptr ? nullptr : ::dlsym(module, name);
 }
+
+}  // namespace
 
 CK_FUNCTION_LIST* cryptoki() {
   CK_FUNCTION_LIST* functions = nullptr;
@@ -146,24 +148,22 @@ std::string TokenTest::pin_of(CK_USER_TYPE user, const Value& first) {
 }
 
 std::string TokenTest::described(CK_OBJECT_HANDLE object) {
-  std::ostringstream line;
-  line << "object " << object;
+  std::string line = "object " + std::to_string(object);
   for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_PRIVATE, CKA_LABEL, CKA_VALUE, TEE_CKA_VENDOR_CLIENT_ID,
                                        TEE_CKA_VENDOR_KEY_ID, TEE_CKA_VENDOR_PERMANENT}) {
     Value value;
     const Answer answer = read(object, type, value);
     if (answer == CKR_ATTRIBUTE_TYPE_INVALID || answer == CKR_ATTRIBUTE_SENSITIVE) continue;
-    line << ' ' << std::hex << type << '=' << (answer == OK ? "" : return_value_name(answer.code));
-    for (const int byte : value) line << std::setw(2) << std::setfill('0') << byte;
+    line += ' ' + std::to_string(type) + '=' + (answer == OK ? "" : return_value_name(answer.code));
+    line.append(value.begin(), value.end());
   }
   Value signature;
-  if (sign(object, CKM_ECDSA_SHA256, {1}, signature) != OK) return line.str();
+  if (sign(object, CKM_ECDSA_SHA256, {1}, signature) != OK) return line;
   CK_OBJECT_HANDLE verifier = 0;
   for (const CK_OBJECT_HANDLE key : find(Class(CKO_PUBLIC_KEY))) {
     if (verify(key, CKM_ECDSA_SHA256, {1}, signature) == OK) verifier = key;
   }
-  line << " signs" << (verifier != 0 ? " for " + std::to_string(verifier) : "");
-  return line.str();
+  return line + " signs" + (verifier != 0 ? " for " + std::to_string(verifier) : "");
 }
 
 void alter_store(const std::string& file, const std::string& sql) {

@@ -77,8 +77,6 @@ inline CK_BYTE* bytes(const Value& value) { return const_cast<CK_BYTE*>(value.da
 /// Runs SQL on a store, behind the token's back.
 void alter_store(const std::string& file, const std::string& sql);
 std::string content_of(const std::string& file);
-/// Of the module under test.
-void* module_symbol(const char* name);
 CK_FUNCTION_LIST* cryptoki();
 
 /// A token in a folder of its own, initialised, with a read-write session that nobody is logged in to.

@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::seconds;
 
 constexpr std::size_t kLongestAnswer = std::size_t{16} << 20;
-constexpr int kSliceMilliseconds = 100;  // within which the end of the command is noticed
+constexpr int kSliceMilliseconds = 100;  // the end of the command is noticed within this time
 constexpr timespec kGrace = {0, 300'000'000};
 
 /// The process group of the command that runs; 0: none.
@@ -36,7 +36,7 @@ void end_group() {
   ::kill(-g_group, SIGKILL);
 }
 
-// A signal handler: calls nothing that is not safe in one.
+// A signal handler: calls async-signal-safe functions only.
 void end_with_command(int signal) {
   if (g_group != 0) end_group();
   std::signal(signal, SIG_DFL);
@@ -45,7 +45,7 @@ void end_with_command(int signal) {
 
 void handle_signals() {
   for (const int signal : {SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
-    // One that is ignored, as after nohup, stays ignored.
+    // An ignored signal, as after nohup, stays ignored.
     if (std::signal(signal, end_with_command) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
 }
@@ -58,7 +58,7 @@ void require(bool succeeded) {
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// Not a pipe: nothing blocks when the command does not read all of its input.
+/// Not a pipe, which would block when the command does not read all of its input.
 File file_with(const std::string& bytes) {
   File file(std::tmpfile(), std::fclose);
   require(file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
@@ -83,7 +83,7 @@ class Process {
   }
   ~Process() {
     if (has_ended()) {
-      ::kill(-m_id, SIGKILL);  // what it left behind
+      ::kill(-m_id, SIGKILL);  // processes that it left
     } else {
       end_group();
     }
@@ -93,13 +93,13 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
-  // It is not waited for here: until the destructor does, no other process can get its number.
+  // Does not reap the process: its id cannot be reused before the destructor does.
   bool has_ended() {
     return ::waitid(P_PID, static_cast<id_t>(m_id), &m_end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            m_end.si_pid == m_id;
   }
 
-  /// Appends the output that there is or that comes within the time.
+  /// Appends the output that is there or comes within the time.
   void read(std::string& answer, int milliseconds) {
     for (; ::poll(&m_output, 1, milliseconds) > 0; milliseconds = 0) {
       char part[65536];
@@ -116,7 +116,7 @@ class Process {
     }
   }
 
-  /// After the end.
+  /// Only after has_ended() was true.
   void require_success() const {
     const std::string number = std::to_string(m_end.si_status);
     if (m_end.si_code != CLD_EXITED) {
@@ -149,8 +149,8 @@ std::string answer_of_command(const BackendCommand& backend, const std::function
   Process process(backend);
   std::string answer;
   const auto start = Clock::now();
-  seconds told{-1};
-  // What was written before the end is in the pipe: so first look at the end and then at the pipe.
+  seconds reported{-1};
+  // Checks for the end before it reads: the output is then complete in the pipe.
   for (bool ended = false; !ended;) {
     ended = process.has_ended();
     process.read(answer, ended ? 0 : kSliceMilliseconds);
@@ -159,7 +159,7 @@ std::string answer_of_command(const BackendCommand& backend, const std::function
       throw Failure(Exit::kBackendFailed, "no answer within " + std::to_string(backend.timeout.count()) +
                                               " s (--timeout sets more)");
     }
-    if (passed > told) waiting(told = passed);
+    if (passed > reported) waiting(reported = passed);
   }
   process.require_success();
   return answer;

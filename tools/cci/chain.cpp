@@ -39,11 +39,10 @@ Certificates read_chain(const ChainText& chain) {
                       "; expected are certificates in PEM, the client's first" + chain.hint);
   }
   if (found.unreadable > 0) {
-    throw Failure(chain.unreadable,
-                  chain.name + " has " + counted(found.certificates.size(), "certificate") + " and " +
-                      counted(found.unreadable, "part") +
-                      " that cannot be read as one; expected are certificates in PEM, whole "
-                      "and nothing else");
+    throw Failure(chain.unreadable, chain.name + " has " + counted(found.certificates.size(), "certificate") +
+                                        " and " + counted(found.unreadable, "part") +
+                                        " that cannot be read as one; expected are complete certificates in "
+                                        "PEM and nothing else");
   }
   return std::move(found.certificates);
 }

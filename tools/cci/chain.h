@@ -17,7 +17,7 @@ std::string pem_of(const Certificates& certificates);
 /// The certificates that the token returned. Throws a Failure of class kTokenFailed when one cannot be read.
 Certificates certificates_of(const std::string& pem);
 
-/// A text that should be a chain, and the failure when it is none.
+/// A text that should be a chain, and the failures to throw when it is not.
 struct ChainText {
   std::string name;  // for people: a file, or "the backend's answer"
   std::string text;
@@ -32,10 +32,10 @@ Certificates read_chain(const ChainText& chain);
 /// Throws a Failure unless the first certificate is for the public key (PEM), in the form that the key has.
 void require_leaf_of(const ChainText& chain, const Certificates& certificates, const std::string& key);
 
-/// What people are shown of a certificate. Times are UTC, as in 2026-11-25T09:30:00Z.
+/// The fields of a certificate that are shown. Times are UTC, as in 2026-11-25T09:30:00Z.
 struct CertificateFacts {
   std::string subject, issuer, serial, not_before, not_after, sha256;
-  long days_until_valid;  // 0 or less: it is
+  long days_until_valid;  // 0 or less: validity has begun
   long days_left;         // whole days; below 0: it has expired
 };
 

@@ -148,7 +148,7 @@ class Parser {
     add_output(command);
   }
 
-  CLI::App m_app{"A client certificate whose key stays in the token. COMMAND --help tells more.", "cci"};
+  CLI::App m_app{"A client certificate whose key stays in the token. See also COMMAND --help.", "cci"};
   Options m_options;
   Command m_command = nullptr;
   int m_seconds = 60;

@@ -13,7 +13,7 @@ class Notes;
 
 enum class SignatureForm { kRaw, kDer, kHex, kBase64 };
 
-/// What the command line asks for.
+/// The options of all commands.
 struct Options {
   bool json = false, quiet = false, verbose = false, pem = false;
   std::string common_name, key = "LYR", group, issue;
@@ -47,7 +47,7 @@ Answer provision(const Options& options, Notes& notes);
 struct CommandLine {
   Command command = nullptr;
   Options options;
-  std::string help;  // asked for, instead of a command
+  std::string help;  // to print, instead of running a command
 };
 
 /// Throws a Failure of class kUsage.

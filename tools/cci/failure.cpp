@@ -12,8 +12,8 @@ namespace {
 
 constexpr int kObjectHandleInvalid = 0x82;
 
-// Return values of PKCS #11 (v2.40, 5.1) that tell the class of a failure. They are the error codes of the
-// library's exceptions.
+// Return values of PKCS #11 (v2.40, 5.1) that determine the class of a failure. They are the error codes of
+// the library's exceptions.
 const struct {
   int code;
   Exit exit;

@@ -10,7 +10,7 @@
 
 namespace cci {
 
-/// How a command ended: the exit codes. Those that tee-token has too mean the same there.
+/// The exit codes. Those that tee-token also has mean the same there.
 enum class Exit {
   kDone = 0,
   kNotDone = 1,

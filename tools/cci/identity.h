@@ -12,7 +12,7 @@
 
 namespace cci {
 
-/// What the token has of the client.
+/// The client's keys and chain on the token.
 struct Identity {
   std::optional<std::string> key;  // the installed public key, PEM
   Certificates chain;              // the installed one
@@ -24,8 +24,8 @@ struct Identity {
 
 Identity identity_on(const Token& token);
 
-/// Installs the chain with the pending key pair, which must be the first certificate's. What cannot succeed
-/// is not tried, so that the key pair stays pending. Returns what is installed afterwards.
+/// Installs the chain with the pending key pair, which must be the first certificate's. Checks the chain
+/// first, because a chain that the token refuses costs the key pair. Returns what is installed afterwards.
 Identity install_chain(const Token& token, const ChainText& chain, Notes& notes);
 
 }  // namespace cci

@@ -11,13 +11,13 @@ namespace cci {
 /// What goes to stderr besides errors.
 class Notes {
  public:
-  /// Quiet notes are warnings alone.
+  /// With `quiet`, only warnings are written.
   explicit Notes(bool quiet);
   ~Notes() { clear(); }
   Notes(const Notes&) = delete;
   Notes& operator=(const Notes&) = delete;
 
-  /// A line about what is done now or is done.
+  /// A line about a step that begins or has ended.
   void say(const std::string& text);
   void warn(const std::string& text);
 

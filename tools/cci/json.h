@@ -17,7 +17,7 @@ bool is_utf8(const std::string& text);
 
 using Field = std::pair<const char*, std::variant<bool, std::string>>;
 
-/// What commands answer with --json: one object each, with a line end.
+/// The output of commands with --json: one object each, with a line end.
 std::string json_of(std::initializer_list<Field> fields);
 std::string json_of_key(const std::string& key_pem);
 std::string json_of_certificates(const Certificates& certificates);

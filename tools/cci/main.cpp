@@ -18,8 +18,8 @@ namespace {
 
 using namespace cci;
 
-/// Has all records of the library written to stderr too, or only to where ARA_LOG_SINK says (without it,
-/// nowhere). The library later gets the logger that is made here.
+/// Sends the library's records to where ARA_LOG_SINK says, by default nowhere, and with `to_stderr` also to
+/// stderr. The library later gets the logger that is created here.
 void direct_records(bool to_stderr) {
   const char* const setting = std::getenv("ARA_LOG_SINK");
   const std::string sinks = setting == nullptr ? "" : setting;
@@ -32,8 +32,8 @@ void direct_records(bool to_stderr) {
                          to_stderr ? ara::log::LogLevel::kDebug : ara::log::LogLevel::kWarn);
 }
 
-/// Gives the numbers of standard files that the caller closed to files that cannot be used, so that no file
-/// of the token gets them and, with them, the messages to stderr.
+/// Opens /dev/null for each standard file that the caller closed, in the mode that makes its use fail.
+/// Otherwise a file of the token could get the number of stderr, and the messages.
 void reserve_standard_files() {
   for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     const int flags = number == STDIN_FILENO ? O_WRONLY : O_RDONLY;
@@ -64,8 +64,8 @@ int fail(const std::exception& error, Exit exit) {
 
 int main(int argc, char** argv) {
   reserve_standard_files();
-  std::signal(SIGPIPE, SIG_IGN);  // an error of the write instead
-  std::signal(SIGCHLD, SIG_DFL);  // else the end of a child is not seen
+  std::signal(SIGPIPE, SIG_IGN);  // write reports an error instead
+  std::signal(SIGCHLD, SIG_DFL);  // if it were ignored, waiting for a child would fail
   try {
     run(parse(argc, argv));
     return static_cast<int>(Exit::kDone);

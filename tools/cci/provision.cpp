@@ -20,13 +20,12 @@ std::string ask_backend(const Options& options, const Bytes& request, Notes& not
   });
 }
 
-/// There is one pending key pair on a token: a generation or an installation by another program removes this
-/// one's.
+/// A token has one pending key pair, which a generation or an installation by another program removes.
 void require_pending(const Token& token, const std::optional<std::string>& key) {
   if (key && token.public_key("LYR_CSR") == key) return;
   throw Failure(Exit::kRefused,
                 "another program generated or installed a key pair meanwhile; the installed identity is "
-                "whole; try again when that program has ended");
+                "complete; try again when that program has ended");
 }
 
 Bytes request_for(const Token& token, const std::optional<std::string>& key, const std::string& common_name) {

@@ -39,7 +39,7 @@ Answer install(const Options& options, Notes& notes) {
 Answer delete_identity(const Options&, Notes& notes) {
   const Token token;
   const bool was_there = token.public_key("LYR") || !token.certificates("LYR").empty();
-  token.delete_identity();  // in any case: a private key alone is not seen here
+  token.delete_identity();  // always: whether there is only a private key is unknown
   notes.say(was_there ? "deleted the installed key pair and chain" : "nothing was installed");
   return {"", json_of({{"deleted", was_there}})};
 }

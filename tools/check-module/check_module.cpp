@@ -23,8 +23,8 @@ struct Interrupted {};
 
 volatile std::sig_atomic_t interrupted = 0;
 
-/// From here on, signals do not end this process, so that it can clean up; those that were ignored stay so.
-/// Without SIGPIPE it does so, too, when nobody reads stdout any more.
+/// Lets signals set a flag instead of ending this process, so that it can clean up; ignored ones stay
+/// ignored. SIGPIPE is ignored, so that it also cleans up when nobody reads stdout.
 void note_interruptions() {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     if (std::signal(signal, [](int) { interrupted = 1; }) == SIG_IGN) {
@@ -124,7 +124,7 @@ class ModuleCheck {
     }
   }
 
-  /// Waits for the judgement and returns whether the child process goes on.
+  /// Waits for the judgement and returns whether the child process continues.
   bool add_judgement(ChildProcess& child, const Clause& clause) {
     pollfd socket = {child.socket(), POLLIN, 0};
     int ready = -1;

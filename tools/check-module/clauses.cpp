@@ -16,10 +16,10 @@ constexpr auto kOrdinary = Clause::Kind::kOrdinary;
 constexpr auto kForking = Clause::Kind::kForking;
 
 const std::vector<Clause> kClauses = {
-    {"load", "loads, and gives its function list",
+    {"load", "loads, and returns its function list",
      "Provide C_GetFunctionList of PKCS#11 2.40; ldd shows a shared library that is missing.", loads,
      kEssential},
-    {"token", "the first slot with a token has one that is initialised",
+    {"token", "the first token is initialised",
      "The library takes the first slot with a token; initialise that token and its user's PIN.",
      has_an_initialised_token, kEssential},
     {"login", "the user logs in",

@@ -77,8 +77,7 @@ Identity install(Trial& trial, TokenSession& token, const Handles& installed) {
   trial.step(installed.empty() ? "the first installation" : "an installation in the place of another");
   const unsigned long code = setClientCertAndMoveKey(token.session(), installed, added.handles);
   trial.require(code == CKR_OK, name_of(code));
-  trial.require(the_one_identity(trial, token, false) == added.handles,
-                "the temporary objects are other ones");
+  trial.require(the_one_identity(trial, token, false) == added.handles, "the temporary objects have changed");
   require_active(trial, token, added.certificate);
   for (const ObjectHandle handle : added.handles) {
     Object(token.session(), handle).destroy();

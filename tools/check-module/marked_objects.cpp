@@ -20,6 +20,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
+constexpr const char* kMarkedKeyId = "CHECK";
+
+void add_copy(Template& to, const Attribute& attribute) {
+  to.add_binary(static_cast<AttributeType>(attribute.type),
+                static_cast<const std::uint8_t*>(attribute.pValue), attribute.ulValueLen);
+}
+
 /// The label is compared again: a module whose search ignores labels finds objects of others.
 Handles find_labelled(TokenSession& token, const Bytes& label) {
   Handles found = token.find(labelled(label));
@@ -130,19 +137,6 @@ void require_attributes(const Trial& trial, TokenSession& token, ObjectHandle ha
     trial.require(found == Bytes(bytes, bytes + attribute.ulValueLen), text.str());
   }
 }
-
-using namespace Botan::PKCS11;
-
-namespace {
-
-constexpr const char* kMarkedKeyId = "CHECK";
-
-void add_copy(Template& to, const Attribute& attribute) {
-  to.add_binary(static_cast<AttributeType>(attribute.type),
-                static_cast<const std::uint8_t*>(attribute.pValue), attribute.ulValueLen);
-}
-
-}  // namespace
 
 Template marked(const Template& of_library, const Mark& mark) {
   Template own;

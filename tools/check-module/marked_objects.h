@@ -21,7 +21,8 @@ namespace library = ozk::tee;
 using Handles = std::vector<Botan::PKCS11::ObjectHandle>;
 using Template = Botan::PKCS11::AttributeContainer;
 
-/// A session in which the user is logged in. Its end destroys the objects with the trial's mark.
+/// A session in which the user is logged in. The destructor destroys the objects with the trial's
+/// mark.
 class UserSession : public TokenSession {
  public:
   explicit UserSession(Trial& trial);
@@ -73,7 +74,7 @@ void require_attributes(const Trial& trial, TokenSession& token, Botan::PKCS11::
 std::vector<std::uint8_t> signature_of(const Botan::PKCS11::PKCS11_ECDSA_PrivateKey& key,
                                        const std::vector<std::uint8_t>& message);
 
-/// Whether it is one, of 64 bytes; computed here, not by the token.
+/// Whether the signature has 64 bytes and verifies; computed here, not by the token.
 bool verifies(const Botan::EC_PublicKey& key, const std::vector<std::uint8_t>& message,
               const std::vector<std::uint8_t>& signature);
 

@@ -143,8 +143,8 @@ void ModuleReport::finish() const {
 std::string help_on_verdicts() {
   return "Verdicts: ok; missing (the module refuses), wrong (it does otherwise, dies or\n"
          "hangs), not tried; measured, or slow (over 1 s).\n"
-         "Exit code: 0 all ok or measured, 20 something is missing or wrong, 21 nothing\n"
-         "is, but something was not tried; 3, 4 and 5, as of other commands, when the\n"
+         "Exit code: 0 all ok or measured, 20 something is missing or wrong, 21 only\n"
+         "that something was not tried; 3, 4 and 5, as of other commands, when the\n"
          "module, its token or the login fails\n";
 }
 

@@ -20,9 +20,14 @@ using namespace Botan::PKCS11;
 
 namespace {
 
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
 constexpr std::size_t kPinLength = 9;
 constexpr int kCycles = 100, kFirstCycles = 5;  // the first ones may open files that stay open
 constexpr std::ptrdiff_t kStrayFiles = 2;
+constexpr int kRounds = 25;
+constexpr auto kLongEnough = std::chrono::seconds(5);  // fewer rounds then
+constexpr double kSlow = 1000;                         // milliseconds
 
 std::ptrdiff_t open_files() {
   const std::filesystem::directory_iterator files("/proc/self/fd");
@@ -60,6 +65,21 @@ void require_login_for_private_object(Trial& trial) {
   require_found(trial, user, false);
 }
 
+Judgement median_of(const std::function<void()>& operation) {
+  std::vector<double> times;
+  const auto begin = std::chrono::steady_clock::now();
+  while (times.size() < kRounds && std::chrono::steady_clock::now() - begin < kLongEnough) {
+    const auto start = std::chrono::steady_clock::now();
+    operation();
+    times.push_back(Milliseconds(std::chrono::steady_clock::now() - start).count());
+  }
+  std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
+  const double milliseconds = times[times.size() / 2];
+  std::ostringstream text;
+  text << "median " << std::setprecision(3) << milliseconds << " ms";
+  return {milliseconds > kSlow ? Verdict::kSlow : Verdict::kMeasured, text.str()};
+}
+
 }  // namespace
 
 Judgement loads(Trial& trial) {
@@ -95,7 +115,7 @@ Judgement logs_the_user_in(Trial& trial) {
   return {};
 }
 
-// Once the user has logged in with such a PIN, the module takes it.
+// The login clause has shown that the module accepts the user's PIN.
 Judgement takes_the_librarys_pin(Trial& trial) {
   const secure_string pin = user_pin(trial.target());
   if (pin.size() == kPinLength && pin.back() == 0) {
@@ -136,33 +156,6 @@ Judgement hides_private_objects_without_login(Trial& trial) {
   require_found(trial, user, true);
   return {};
 }
-
-using namespace Botan::PKCS11;
-
-namespace {
-
-using Milliseconds = std::chrono::duration<double, std::milli>;
-
-constexpr int kRounds = 25;
-constexpr auto kLongEnough = std::chrono::seconds(5);  // fewer rounds then
-constexpr double kSlow = 1000;                         // milliseconds
-
-Judgement median_of(const std::function<void()>& operation) {
-  std::vector<double> times;
-  const auto begin = std::chrono::steady_clock::now();
-  while (times.size() < kRounds && std::chrono::steady_clock::now() - begin < kLongEnough) {
-    const auto start = std::chrono::steady_clock::now();
-    operation();
-    times.push_back(Milliseconds(std::chrono::steady_clock::now() - start).count());
-  }
-  std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
-  const double milliseconds = times[times.size() / 2];
-  std::ostringstream text;
-  text << "median " << std::setprecision(3) << milliseconds << " ms";
-  return {milliseconds > kSlow ? Verdict::kSlow : Verdict::kMeasured, text.str()};
-}
-
-}  // namespace
 
 Judgement measures_a_signature(Trial& trial) {
   UserSession user(trial);

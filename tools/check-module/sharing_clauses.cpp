@@ -14,7 +14,7 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-/// Not when a wrong PIN could cost one of the security officer's last tries.
+/// Ends the trial as not tried when a wrong PIN could cost one of the security officer's last tries.
 void log_in_as_officer(const Trial& trial, TokenSession& token) {
   const CK_FLAGS flags = token.session().slot().get_token_info().flags;
   const bool guessed = trial.target().so_pin_hex.empty();

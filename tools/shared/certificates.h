@@ -13,18 +13,18 @@ namespace tools {
 
 using Certificates = std::vector<Botan::X509_Certificate>;
 
-/// What an installation finds in a text.
+/// The certificates that an installation finds in a text.
 struct FoundCertificates {
   Certificates certificates;   // in the order of the text
-  std::size_t unreadable = 0;  // PEM blocks or pieces of DER that are no certificate, which are left out
+  std::size_t unreadable = 0;  // parts (PEM blocks or DER) that are no certificate and are left out
 };
 
 /// Finds the certificates in a text, PEM or DER, as an installation does: the text around PEM blocks is
-/// skipped. Stops at the 17th unreadable piece, since each costs an attempt.
+/// skipped. Stops at the 17th unreadable part, since each costs an attempt.
 FoundCertificates find_certificates(const std::string& text);
 
 /// The certificates of a file, PEM or DER. Throws std::runtime_error when there are none or an unreadable
-/// piece.
+/// part.
 Certificates read_certificates(const std::string& path);
 
 }  // namespace tools

@@ -17,7 +17,7 @@ struct Meaning {
   const char* hint;
 };
 
-// The platform's token writes a line of its own about each failure of the token, which has the reason.
+// The reason of each failure is in a line that the platform's token writes itself.
 const std::map<CK_RV, Meaning> kMeanings = {
     {CKR_ATTRIBUTE_SENSITIVE, {kFailed, "the value does not leave the token"}},
     {CKR_DEVICE_ERROR, {kUnusable, "the token cannot be used; see its line above, or run: tee-token check"}},
@@ -54,7 +54,7 @@ std::string reason_of(const Botan::Exception& error) {
                              : tee_token::return_value_name(static_cast<CK_RV>(returned->get_return_value()));
 }
 
-bool says_gone(const Botan::Exception& error) { return reason_of(error) == "CKR_OBJECT_HANDLE_INVALID"; }
+bool is_absence(const Botan::Exception& error) { return reason_of(error) == "CKR_OBJECT_HANDLE_INVALID"; }
 
 std::string help_on_exit_codes() {
   return "Exit code: 0 done, 1 failed, 2 wrong command line, 3 wrong or locked PIN,\n"

@@ -17,14 +17,14 @@ constexpr int kFailed = 1, kWrongUsage = 2, kWrongPin = 3, kNoToken = 4, kUnusab
 /// The exit code for a token's return value.
 int exit_code_of(CK_RV code);
 
-/// The line that tells a user what a token's return value means and what to do about it.
+/// The line on stderr for a token's return value: its name, its meaning and what to do.
 std::string error_line(CK_RV code);
 
 /// The name of the return value for a token's error, else the exception's text.
 std::string reason_of(const Botan::Exception& error);
 
-/// Whether the error is that the object does not exist, since another program has destroyed it.
-bool says_gone(const Botan::Exception& error);
+/// Whether the exception means that the object does not exist (another program has destroyed it).
+bool is_absence(const Botan::Exception& error);
 
 /// The exit codes for a help text.
 std::string help_on_exit_codes();

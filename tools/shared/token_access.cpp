@@ -33,7 +33,7 @@ secure_string pin_of_hex(const std::string& hex, const std::string& name) {
   try {
     return Botan::hex_decode_locked(hex, false);
   } catch (const Botan::Exception&) {
-    throw UsageError(name + " needs the PIN's bytes in hexadecimal digits, two each");
+    throw UsageError(name + " must be in hexadecimal digits, two for each byte of the PIN");
   }
 }
 

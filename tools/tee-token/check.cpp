@@ -25,9 +25,10 @@ struct File {
   const char* remedy;
 };
 
-constexpr File kFiles[] = {{"device.key", 32, "; only a new token in an empty folder helps"},
-                           {"token.db", 0, ""},
-                           {"pin-tries", 2, "; write two zero bytes to it"}};
+constexpr File kFiles[] = {
+    {"device.key", 32, "; put back a copy of the folder, or make a new token in an empty one"},
+    {"token.db", 0, ""},
+    {"pin-tries", 2, "; write two zero bytes to it"}};
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
@@ -37,7 +38,7 @@ void check_length(Findings& findings, const std::string& path, const File& file)
   }
 }
 
-// Other exceptions than Damage, such as that of a locked store, say nothing about its content.
+// Other exceptions, such as for a locked store, are no finding and end the check.
 void check_integrity(Findings& findings, const std::string& path) {
   std::string result;
   try {
@@ -114,7 +115,7 @@ void examine(Findings& findings, ObjectHandle object, const std::function<void()
   try {
     step();
   } catch (const Botan::Exception& error) {
-    if (!says_gone(error)) {
+    if (!is_absence(error)) {
       findings.add(Fault::kUnreadable, "object " + std::to_string(object) + ": " + reason_of(error) +
                                            "; if it persists, destroy the object and store it again");
     }

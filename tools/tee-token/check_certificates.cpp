@@ -42,7 +42,7 @@ std::string numbered(const std::string& name, std::size_t index) {
   return name + ": certificate " + std::to_string(index + 1);
 }
 
-/// Reports the first break only, as one fault, however long the chain.
+/// Reports the first break only.
 void check_order(Findings& findings, const std::string& name, const Certificates& chain) {
   // "Each following certificate MUST directly certify the one preceding it" (RFC 5246, 7.4.2).
   for (std::size_t i = 0; i + 1 < chain.size(); ++i) {

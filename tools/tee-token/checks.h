@@ -55,17 +55,17 @@ class Findings {
 /// The exit codes of a check that finds faults from `first` to `last`, for a help text.
 std::string help_on_faults(Fault first, Fault last);
 
-// The parts of `check`; a certificate is found when it is out of date now or `days` from now.
+// The parts of `check`; a certificate is a finding when it is out of date now or will be in `days`.
 
 /// Checks each client's keys and chains: that parts are complete, keys sign and match, chains are usable, and
-/// that there are no temporary objects that no operation will use. Needs the user.
+/// that there are no temporary objects that no operation will use. The user must be logged in.
 void check_identities(Findings& findings, TokenSession& token, unsigned days);
 
 /// Checks single certificates, and trust groups: that roots have their group, once, and are CA certificates.
 void check_certificates(Findings& findings, TokenSession& token, unsigned days);
 
-/// Takes one step with an object. That it cannot be read or used is a finding; that another program has
-/// destroyed it meanwhile is not.
+/// Runs a step with an object. An object that cannot be read or used is a finding, one that another program
+/// has destroyed is not.
 void examine(Findings& findings, Botan::PKCS11::ObjectHandle object, const std::function<void()>& step);
 
 // Parts of `check` and of `check_chain`. `name` begins the text of a finding.

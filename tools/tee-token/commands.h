@@ -17,7 +17,7 @@ namespace tee_token_admin {
 /// another one. Throws UsageError.
 tee_token::FileDescriptor lock_token(const Target& target);
 
-/// Makes the token, with both PINs. A token that exists is only overwritten with `force`.
+/// Makes the token, with both PINs. An existing token is only overwritten with `force`.
 void init(const Target& target, const std::string& label, bool force);
 
 /// Each stores one object with the label. Nothing is stored when an object of the class has the label
@@ -52,7 +52,7 @@ void change_pin(const Target& target, const std::string& new_pin_hex);
 void change_so_pin(const Target& target, const std::string& new_pin_hex);
 void reset_pin(const Target& target, const std::string& new_pin_hex);
 
-/// Prints what is wrong with the token, with certificates that end within `days`, and returns the exit code.
+/// Prints what is wrong with the token and which certificates expire within `days`; returns the exit code.
 int check(const Target& target, unsigned days, bool json);
 
 struct ChainCheck {

@@ -13,8 +13,8 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-/// Who may destroy the object. The security officer's objects are visible before any login; an object that is
-/// not is private and so the user's, or does not exist. The user may destroy damaged ones.
+/// Who may destroy the object. The security officer's objects can be read without login; one that cannot be
+/// read is private or damaged, which the user may destroy, or does not exist.
 UserType owner_of(const Object& object) {
   try {
     return is_officers(object) ? UserType::SO : UserType::User;

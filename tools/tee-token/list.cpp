@@ -98,7 +98,7 @@ Json describe_objects(TokenSession& token) {
     try {
       describe_object(line, token, Object(token.session(), handle));
     } catch (const Botan::Exception& error) {
-      if (says_gone(error)) {
+      if (is_absence(error)) {
         continue;
       }
       line["details"] = reason_of(error);

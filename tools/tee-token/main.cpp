@@ -60,7 +60,7 @@ void add_init(CLI::App& app, Arguments& given) {
   CLI::App* const make =
       add(app, "init", "Make the token", [&] { init(given.target, given.token_label, given.force); });
   make->add_option("--label", given.token_label, "Label of the token")->capture_default_str();
-  make->add_flag("--force", given.force, "Destroy everything on a token that exists");
+  make->add_flag("--force", given.force, "Overwrite an existing token and everything on it");
 }
 
 void add_imports(CLI::App& app, Arguments& given) {
@@ -111,9 +111,9 @@ void add_pins(CLI::App& app, Arguments& given) {
 }
 
 void add_checks(CLI::App& app, Arguments& given) {
-  CLI::App* const token = add(app, "check", "Look for what is wrong with the token",
+  CLI::App* const token = add(app, "check", "Check files, PINs, keys and certificates",
                               [&] { given.exit_code = check(given.target, given.chain.days, given.json); });
-  CLI::App* const chain = add(app, "check-chain", "Look for what is wrong with a backend's answer", [&] {
+  CLI::App* const chain = add(app, "check-chain", "Check a backend's answer before it is installed", [&] {
     if (given.chain.label.empty() && given.chain.request.empty()) {
       throw CLI::RequiredError("--key or --csr");
     }
@@ -127,7 +127,7 @@ void add_checks(CLI::App& app, Arguments& given) {
       ->type_name("FILE");
   chain->add_option("--roots", given.chain.roots, "Roots that the chain must verify with")->type_name("FILE");
   for (CLI::App* const command : {token, chain}) {
-    command->add_option("--days", given.chain.days, "Report also what expires within so many days")
+    command->add_option("--days", given.chain.days, "Also report what expires within so many days")
         ->check(CLI::Range(0, 36500).description(""))
         ->type_name("DAYS");
     command->add_flag("--json", given.json, "As a JSON object");
@@ -137,12 +137,12 @@ void add_checks(CLI::App& app, Arguments& given) {
 }
 
 void add_module_check(CLI::App& app, Arguments& given) {
-  CLI::App* const command = add(app, "check-module", "Try whether a module does what the library needs", [&] {
-    given.exit_code = check_module(given.target, given.module, given.json);
-  });
+  CLI::App* const command =
+      add(app, "check-module", "Check whether a module does what the library needs",
+          [&] { given.exit_code = check_module(given.target, given.module, given.json); });
   command->add_option("MODULE", given.module.module, "File of the module, with an initialised token")
       ->required();
-  command->add_option("--only", given.module.clauses, "Clause to try, with what it needs; repeatable")
+  command->add_option("--only", given.module.clauses, "Clause to try, with those it needs; repeatable")
       ->check(CLI::IsMember(names_of_clauses()).description(""))
       ->type_name("CLAUSE")
       ->allow_extra_args(false);

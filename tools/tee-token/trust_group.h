@@ -26,7 +26,7 @@ TrustGroup trust_group_of(const Botan::PKCS11::Object& object);
 /// The roots of the group, which may exist without the group's object.
 std::vector<Botan::PKCS11::ObjectHandle> roots_of(TokenSession& token, const TrustGroup& group);
 
-/// Destroys the roots of the group and returns their number. Needs the security officer.
+/// Destroys the roots of the group and returns their number. The security officer must be logged in.
 std::size_t destroy_roots_of(TokenSession& token, const TrustGroup& group);
 
 }  // namespace tee_token_admin

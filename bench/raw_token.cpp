@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "raw_signature.h"
+#include "raw_token.h"
 
 #include <botan/p11_ecdsa.h>
 #include <botan/p11_object.h>
@@ -60,7 +60,7 @@ double median(std::vector<double> values) {
 
 double median_microseconds(int rounds, const std::function<void()>& work) {
   std::vector<double> times;
-  work();  // not counted: what is loaded and cached once
+  work();  // not counted: fills caches
   for (int round = 0; round < rounds; ++round) {
     const auto start = std::chrono::steady_clock::now();
     work();

@@ -17,14 +17,14 @@ double median(std::vector<double> values);
 /// The median time of one call of `work` in microseconds, over `rounds` calls.
 double median_microseconds(int rounds, const std::function<void()>& work);
 
-/// A token with one EC key to sign with, and other objects around it.
+/// A token with one EC key to sign with, and other objects.
 class RawToken {
  public:
   /// Makes the token in the first slot of the module that has none yet.
   RawToken(std::string module, std::size_t other_objects);
 
-  /// Load, initialise, login, search, one raw ECDSA signature, unload: what one operation of the library
-  /// costs at this level.
+  /// Load, initialise, login, search, one raw ECDSA signature, unload: the calls of one operation of the
+  /// library.
   void sign_once() const;
 
   /// Median times of single steps, in microseconds: load, initialise, finalise and unload; login and logout;
