@@ -33,16 +33,15 @@ std::vector<LogLine> documentedRecords() {
 bool isDocumented(const LogLine& record) {
   static const auto documented = documentedRecords();
   return std::any_of(documented.begin(), documented.end(), [&](const LogLine& each) {
-    const std::size_t end = each.second.find("...");
-    const bool same = end == std::string::npos ? record.second == each.second
-                                               : record.second.compare(0, end, each.second, 0, end) == 0;
-    return same && record.first == each.first;
+    const std::size_t end = each.second.find("...");  // npos: all of it is compared
+    return record.first == each.first && record.second.compare(0, end, each.second, 0, end) == 0;
   });
 }
 
 }  // namespace
 
-LogCapture::LogCapture() : m_before(ara::log::host::SetSinks({m_sink})) {
+LogCapture::LogCapture() {
+  ara::log::host::SetSinks({m_sink});
   ara::log::host::SetThreshold(LogLevel::kVerbose);
 }
 

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -20,7 +21,6 @@ namespace {
 struct Watch {
   std::string folder;
   Interruption interruption;
-  std::size_t count = 0;
   std::vector<SystemCall> calls;
 };
 
@@ -34,44 +34,39 @@ std::string path_of(int file) {
   return length < 0 ? "" : std::string(path, static_cast<std::size_t>(length));
 }
 
-bool fails(const SystemCall& call) {
-  const auto& [fault, nth, error] = g_watch->interruption;
-  return (fault == Fault::kFailure && g_watch->count == nth) ||
-         (fault == Fault::kFull && g_watch->count >= nth && call.is_change());
-}
-
-/// Makes the call, `real`, or does what interferes with it; `tear` makes half of it.
-template <typename Real, typename Tear>
-long made(SystemCall call, Real real, Tear tear) {
+/// Makes a call, given by its number and arguments, or does what interferes with it; `tear` makes half of it.
+template <typename... Arguments>
+int made(const SystemCall& call, const std::function<void()>& tear, long number, Arguments... arguments) {
+  const auto real = [&] { return static_cast<int>(::syscall(number, arguments...)); };
   if (!g_watch || call.path.compare(0, g_watch->folder.size(), g_watch->folder) != 0) return real();
+  g_watch->calls.push_back(call);
   const auto [fault, nth, error] = g_watch->interruption;
-  if (++g_watch->count == nth && (fault == Fault::kDeath || fault == Fault::kTornDeath)) {
+  const std::size_t count = g_watch->calls.size();
+  if (count == nth && (fault == Fault::kDeath || fault == Fault::kTornDeath)) {
     if (fault == Fault::kTornDeath) tear();
     ::kill(::getpid(), SIGKILL);
   }
-  if (fails(call)) {
+  if ((fault == Fault::kFailure && count == nth) ||
+      (fault == Fault::kFull && count >= nth && call.is_change())) {
     errno = error;
     return -1;
   }
-  const long result = real();
-  call.failed = result < 0;
-  g_watch->calls.push_back(std::move(call));
+  const int result = real();
+  g_watch->calls.back().failed = result < 0;
   return result;
 }
 
-/// A call that writes nothing, by its number and arguments.
+/// A call that writes nothing.
 template <typename... Arguments>
-int made_whole(SystemCall call, long number, Arguments... arguments) {
-  return static_cast<int>(made(
-      std::move(call), [=] { return ::syscall(number, arguments...); }, [] {}));
+int made_whole(const SystemCall& call, long number, Arguments... arguments) {
+  return made(call, nullptr, number, arguments...);
 }
 
 template <typename... Offset>
-ssize_t written(const char* function, long number, int file, const void* data, std::size_t size,
-                Offset... offset) {
-  const auto write = [=](std::size_t length) { return ::syscall(number, file, data, length, offset...); };
-  return made(
-      {function, path_of(file)}, [&] { return write(size); }, [&] { write(size / 2); });
+int written(const char* function, long number, int file, const void* data, std::size_t size,
+            Offset... offset) {
+  const auto half = [=] { ::syscall(number, file, data, size / 2, offset...); };
+  return made({function, path_of(file)}, half, number, file, data, size, offset...);
 }
 
 }  // namespace
@@ -81,14 +76,10 @@ bool SystemCall::is_change() const {
 }
 
 void watch_system_calls(const std::string& folder, const Interruption& interruption) {
-  g_watch.emplace(Watch{folder, interruption, 0, {}});
+  g_watch = Watch{folder, interruption, {}};
 }
 
-std::vector<SystemCall> stop_watching() {
-  std::vector<SystemCall> calls = std::move(g_watch->calls);
-  g_watch.reset();
-  return calls;
-}
+std::vector<SystemCall> stop_watching() { return std::exchange(g_watch, std::nullopt)->calls; }
 
 }  // namespace test_support
 
