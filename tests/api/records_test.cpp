@@ -95,13 +95,9 @@ TEST_F(RecordsTest, OfAnInstallationThatTheTokenRefuses) {
 }
 
 TEST_F(RecordsTest, OfNothingFoundAndOfRefusals) {
-  importCertificate(label(1, 12), {kNoCertificate, kNoCertificate});
   const std::pair<Operation, std::string> cases[] = {
       {requests, kRequest + "PRIVATE key Handle = 0"},
-      {signs, "::getLYRPrivateKeyHandle : count of private key found = 0"},
       {signs_with_base, "! ::generate_signature signature generation failed"},
-      {[&] { product->get_client_cert("ZEMP"); },
-       "! Exception thrown : CERTIFICATE decoding failed with BER: Value truncated"},
       {[&] { product->generate_private_key("LYR"); }, "! ::generate_private_key :: Invalid Key Id"},
       {[&] { product->set_client_cert_and_move_key("", "", ""); }, kSet + " ==>"}};
   for (const auto& [operation, last] : cases) {

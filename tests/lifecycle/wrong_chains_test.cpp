@@ -5,7 +5,7 @@
 #include <botan/pkcs8.h>
 #include <openssl/core_names.h>
 #include <openssl/rsa.h>
-#include <openssl/x509v3.h>
+#include <openssl/x509.h>
 
 #include <algorithm>
 #include <regex>
@@ -32,11 +32,6 @@ std::shared_ptr<T> owned(T* handle, void (*release)(T*)) {
   return {handle, release};
 }
 
-std::string derOf(const Botan::X509_Certificate& certificate) {
-  const Bytes der = certificate.BER_encode();
-  return {der.begin(), der.end()};
-}
-
 }  // namespace
 
 /// A token with an installed identity and a temporary key pair, and the answers to the request for that.
@@ -45,7 +40,7 @@ class WrongChainsTest : public ProductTest {
   /// The right answer with the leaf changed and signed anew.
   std::string leafWith(const std::function<void(X509*)>& change, const EVP_MD* digest = EVP_sha256()) {
     const auto key_der = Botan::PKCS8::BER_encode(authority.key());
-    Bytes der = after[0].BER_encode();
+    Bytes der = leaf_der;
     const unsigned char *key_at = key_der.data(), *at = der.data();
     const auto key =
         owned(d2i_AutoPrivateKey(nullptr, &key_at, static_cast<long>(key_der.size())), EVP_PKEY_free);
@@ -69,22 +64,9 @@ class WrongChainsTest : public ProductTest {
       EXPECT_EQ(X509_set_pubkey(changed, key.get()), 1);
     });
   }
-  std::string leafValid(const char* from, const char* to) {
-    return leafWith([&](X509* changed) {
-      EXPECT_EQ(ASN1_TIME_set_string_X509(X509_getm_notBefore(changed), from), 1);
-      EXPECT_EQ(ASN1_TIME_set_string_X509(X509_getm_notAfter(changed), to), 1);
-    });
-  }
-  /// Without extensions, but for one.
-  std::string leafWithOnly(const char* name, const char* value) {
-    return leafWith([&](X509* changed) {
-      while (X509_get_ext_count(changed) > 0) X509_EXTENSION_free(X509_delete_ext(changed, 0));
-      const auto extension = owned(X509V3_EXT_nconf(nullptr, nullptr, name, value), X509_EXTENSION_free);
-      EXPECT_EQ(X509_add_ext(changed, extension.get(), -1), 1);
-    });
-  }
 
   const Chain before = provision("before"), after = requestChain("after");
+  const Bytes leaf_der = after[0].BER_encode();
   const std::string installed_key = product->get_public_key("LYR"),
                     requested = product->get_public_key("LYR_CSR");
   const TokenSnapshot start{token.path()};
@@ -104,20 +86,15 @@ class WrongChainsTest : public ProductTest {
       {"leaf for an RSA key", leafFor(EVP_RSA_gen(2048)), kRefused},
       {"curve as parameters", leafKeyWith(OSSL_PKEY_PARAM_EC_ENCODING, "explicit"), 2},
       {"compressed point", leafKeyWith(OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT, "compressed"), 2},
-      {"expired", leafValid("20200101000000Z", "20200201000000Z"), 2},
-      {"without end date", leafValid("20200101000000Z", "99991231235959Z"), kRefused, 1},
-      {"subject of another", leafWith([](X509* c) { X509_set_subject_name(c, X509_get_issuer_name(c)); }), 2},
-      {"CA certificate as leaf", leafWithOnly("basicConstraints", "critical,CA:true"), 2},
-      {"unknown critical extension", leafWithOnly("1.3.6.1.4.1.55555.1", "critical,DER:0500"), 2},
+      {"expired", leafWith([](X509* c) { X509_gmtime_adj(X509_getm_notAfter(c), -1); }), 2},
       {"signed over SHA-1", leafWith([](X509*) {}, EVP_sha1()), 2},
-      // PEM that is written differently, or damaged.
-      {"CR LF", std::regex_replace(both, std::regex("\n"), "\r\n"), 2},
+      // PEM with something else, or damaged.
       {"text around", "Certificate:\n    Data:\n" + both + "0 errors\n", 2},
       {"cut in the leaf", both.substr(0, leaf.size() - 90), 0},
       {"cut in the root", both.substr(0, both.size() - 128), 1},
       {"not base64", std::string(both).insert(28, "*"), kRefused, 1},
       // No PEM, or no certificates.
-      {"DER", derOf(after[0]) + derOf(after[1]), 2},
+      {"DER", std::string(leaf_der.begin(), leaf_der.end()), 1},
       {"private key behind", both + Botan::PKCS8::PEM_encode(newKey()), 2, 1},
       {"error page", "<html><body><h1>502 Bad Gateway</h1></body></html>\n", 0},
       {"a million digits", std::string(1000000, '0'), 0, 19999},

@@ -42,12 +42,10 @@ int made(const SystemCall& call, const std::function<void()>& tear, long number,
   g_watch->calls.push_back(call);
   const auto [fault, nth, error] = g_watch->interruption;
   const std::size_t count = g_watch->calls.size();
-  if (count == nth && (fault == Fault::kDeath || fault == Fault::kTornDeath)) {
+  const bool is_full = fault == Fault::kFull && count > nth && call.is_change();
+  if (is_full || (fault != Fault::kNone && count == nth)) {
     if (fault == Fault::kTornDeath) tear();
-    ::kill(::getpid(), SIGKILL);
-  }
-  if ((fault == Fault::kFailure && count == nth) ||
-      (fault == Fault::kFull && count >= nth && call.is_change())) {
+    if (error == 0) ::kill(::getpid(), SIGKILL);
     errno = error;
     return -1;
   }
