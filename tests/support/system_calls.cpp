@@ -34,7 +34,8 @@ std::string path_of(int file) {
   return length < 0 ? "" : std::string(path, static_cast<std::size_t>(length));
 }
 
-/// Makes a call, given by its number and arguments, or does what interferes with it; `tear` makes half of it.
+/// Makes a call, given by its number and arguments, or does what interferes with it; `tear` writes half
+/// of what it writes.
 template <typename... Arguments>
 int made(const SystemCall& call, const std::function<void()>& tear, long number, Arguments... arguments) {
   const auto real = [&] { return static_cast<int>(::syscall(number, arguments...)); };
@@ -52,12 +53,6 @@ int made(const SystemCall& call, const std::function<void()>& tear, long number,
   const int result = real();
   g_watch->calls.back().failed = result < 0;
   return result;
-}
-
-/// A call that writes nothing.
-template <typename... Arguments>
-int made_whole(const SystemCall& call, long number, Arguments... arguments) {
-  return made(call, nullptr, number, arguments...);
 }
 
 template <typename... Offset>
@@ -92,7 +87,7 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   const bool creates = g_watch && (flags & O_CREAT) != 0 && ::access(path, F_OK) != 0;
-  return made_whole({creates ? "create" : "open", path}, SYS_openat, AT_FDCWD, path, flags, mode);
+  return made({creates ? "create" : "open", path}, nullptr, SYS_openat, AT_FDCWD, path, flags, mode);
 }
 
 int fcntl(int file, int command, ...) {
@@ -101,14 +96,14 @@ int fcntl(int file, int command, ...) {
   void* const argument = va_arg(rest, void*);
   va_end(rest);
   const bool is_lock = command == F_SETLK || command == F_SETLKW || command == F_OFD_SETLK;
-  return made_whole({"fcntl", is_lock ? path_of(file) : ""}, SYS_fcntl, file, command, argument);
+  return made({"fcntl", is_lock ? path_of(file) : ""}, nullptr, SYS_fcntl, file, command, argument);
 }
 
 ssize_t read(int file, void* data, std::size_t size) {
-  return made_whole({"read", path_of(file)}, SYS_read, file, data, size);
+  return made({"read", path_of(file)}, nullptr, SYS_read, file, data, size);
 }
 ssize_t pread(int file, void* data, std::size_t size, off_t offset) {
-  return made_whole({"pread", path_of(file)}, SYS_pread64, file, data, size, offset);
+  return made({"pread", path_of(file)}, nullptr, SYS_pread64, file, data, size, offset);
 }
 ssize_t write(int file, const void* data, std::size_t size) {
   return written("write", SYS_write, file, data, size);
@@ -117,18 +112,18 @@ ssize_t pwrite(int file, const void* data, std::size_t size, off_t offset) {
   return written("pwrite", SYS_pwrite64, file, data, size, offset);
 }
 int ftruncate(int file, off_t length) noexcept {
-  return made_whole({"ftruncate", path_of(file)}, SYS_ftruncate, file, length);
+  return made({"ftruncate", path_of(file)}, nullptr, SYS_ftruncate, file, length);
 }
-int fsync(int file) { return made_whole({"fsync", path_of(file)}, SYS_fsync, file); }
-int fdatasync(int file) { return made_whole({"fdatasync", path_of(file)}, SYS_fdatasync, file); }
+int fsync(int file) { return made({"fsync", path_of(file)}, nullptr, SYS_fsync, file); }
+int fdatasync(int file) { return made({"fdatasync", path_of(file)}, nullptr, SYS_fdatasync, file); }
 int mkdir(const char* path, mode_t mode) noexcept {
-  return made_whole({"mkdir", path}, SYS_mkdirat, AT_FDCWD, path, mode);
+  return made({"mkdir", path}, nullptr, SYS_mkdirat, AT_FDCWD, path, mode);
 }
 int unlink(const char* path) noexcept {
-  return made_whole({"unlink", path}, SYS_unlinkat, AT_FDCWD, path, 0);
+  return made({"unlink", path}, nullptr, SYS_unlinkat, AT_FDCWD, path, 0);
 }
 int rename(const char* path, const char* new_path) noexcept {
-  return made_whole({"rename", path}, SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
+  return made({"rename", path}, nullptr, SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
 }
 
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));
