@@ -109,13 +109,12 @@ TokenContent TokenContent::now() {
     const auto handles = p11::ObjectFinder(user.session, sought.attributes()).find(1000);
     return Handles(handles.begin(), handles.end());
   };
-  const auto set = [&](bool permanent) {
-    return std::array<Handles, 3>{found(lyrPublicKeySearch(permanent)), found(lyrPrivateKeySearch(permanent)),
-                                  found(lyrCertificateChainSearch(permanent))};
-  };
-  TokenContent content = {set(true), set(false), found({})};
-  for (const auto* objects : {&content.installed, &content.temporary}) {
-    for (const Handles& kind : *objects) {
+  TokenContent content = {{}, {}, found({})};
+  for (const bool permanent : {true, false}) {
+    auto& set = permanent ? content.installed : content.temporary;
+    set = {found(lyrPublicKeySearch(permanent)), found(lyrPrivateKeySearch(permanent)),
+           found(lyrCertificateChainSearch(permanent))};
+    for (const Handles& kind : set) {
       for (const auto handle : kind) content.others.erase(handle);
     }
   }
@@ -145,14 +144,6 @@ Chain ProductTest::provision(const std::string& common_name) {
   log.take();
   spytoken().take_calls();
   return chain;
-}
-
-std::string ProductTest::publicKeyIfAny(const std::string& key_id) {
-  try {
-    return product->get_public_key(key_id);
-  } catch (const p11::PKCS11_ReturnError&) {
-    return "";
-  }
 }
 
 bool ProductTest::signsWithInstalledKey() {

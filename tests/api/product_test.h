@@ -15,8 +15,7 @@
 #include "support/spytoken.h"
 #include "support/temporary_folder.h"
 
-namespace ozk {
-namespace tee {
+namespace ozk::tee {
 
 using namespace test_support;
 using ::testing::ElementsAre;
@@ -43,8 +42,7 @@ inline Bytes label(std::uint8_t group, unsigned index) {
 void importTemporaryChain();  // without certificates
 void importCertificate(const Bytes& label, Botan::PKCS11::X509_CertificateProperties certificate);
 void importData(const Bytes& label, const std::string& value);
-/// Returns the public half in PEM.
-std::string importBaseKey();
+std::string importBaseKey();  // returns the public half in PEM
 
 /// Stores a trust store group and its roots, as the security officer.
 void addTrustStoreGroup(const std::string& group, const std::string& client, const Chain& roots);
@@ -56,9 +54,6 @@ struct TokenContent {
   Handles others;
 
   static TokenContent now();
-  friend bool operator==(const TokenContent& a, const TokenContent& b) {
-    return a.installed == b.installed && a.temporary == b.temporary && a.others == b.others;
-  }
 };
 
 /// The library on a fresh token that it reaches through the spy, with a backend that certifies its requests.
@@ -77,8 +72,6 @@ class ProductTest : public ::testing::Test {
   Chain provision(const std::string& common_name);
   ResultCode remove() { return product->set_client_cert_and_move_key("", "", "LYR"); }
 
-  /// get_public_key; empty where it throws because there is no such key.
-  std::string publicKeyIfAny(const std::string& key_id);
   /// Whether "LYR" signs, and the installed public key verifies the signature.
   bool signsWithInstalledKey();
 
@@ -88,5 +81,4 @@ class ProductTest : public ::testing::Test {
   std::shared_ptr<ClientCertInitializerAPI> product = ClientCertInitializerAPI::get_instance();
 };
 
-}  // namespace tee
-}  // namespace ozk
+}  // namespace ozk::tee

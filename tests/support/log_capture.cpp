@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -30,30 +29,26 @@ std::vector<LogLine> documentedRecords() {
   return found;
 }
 
-bool isDocumented(const LogLine& record) {
-  static const auto documented = documentedRecords();
-  return std::any_of(documented.begin(), documented.end(), [&](const LogLine& each) {
-    const std::size_t end = each.second.find("...");
-    const bool same = end == std::string::npos ? record.second == each.second
-                                               : record.second.compare(0, end, each.second, 0, end) == 0;
-    return same && record.first == each.first;
-  });
-}
-
 }  // namespace
 
-LogCapture::LogCapture() : m_before(ara::log::host::SetSinks({m_sink})) {
+LogCapture::LogCapture() {
+  ara::log::host::SetSinks({m_sink});
   ara::log::host::SetThreshold(LogLevel::kVerbose);
 }
 
 bool LogCapture::Memory::Write(const ara::log::host::Record& record) {
   // The user's PIN as text and in hexadecimal, what may be key, request or certificate, and a VIN.
   static const std::regex secret("40718293|3430373138323933|[0-9A-Fa-f]{24}|[0-9A-Za-z+/]{40}|[0-9A-Z]{17}");
+  static const auto documented = documentedRecords();
   static std::set<LogLine> judged;  // most come thousands of times
   lines.emplace_back(record.level, record.text);
   if (!judged.insert(lines.back()).second) return true;
   EXPECT_FALSE(std::regex_search(record.text, secret)) << "it tells what no record may: " << record.text;
-  EXPECT_TRUE(isDocumented(lines.back())) << "docs/logging.md lacks, at this level: " << record.text;
+  for (const auto& [level, text] : documented) {
+    const std::size_t end = text.find("...");  // npos: all of it is compared
+    if (level == record.level && text.compare(0, end, record.text, 0, end) == 0) return true;
+  }
+  ADD_FAILURE() << "docs/logging.md lacks, at this level: " << record.text;
   return true;
 }
 

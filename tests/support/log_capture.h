@@ -15,14 +15,11 @@ namespace test_support {
 /// One record as a test compares it.
 using LogLine = std::pair<ara::log::LogLevel, std::string>;
 
-/// Gathers all records of the process, of every level, in their order, while it lives; no other sink gets
-/// them. A record that docs/logging.md lacks or that holds a secret fails the test.
+/// Gathers all records of the process, of every level, in their order, until the next one does; no other
+/// sink gets them. A record that docs/logging.md lacks or that holds a secret fails the test.
 class LogCapture {
  public:
   LogCapture();
-  ~LogCapture() { ara::log::host::SetSinks(std::move(m_before)); }
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
 
   /// Returns what was gathered since the last call.
   std::vector<LogLine> take() { return std::exchange(m_sink->lines, {}); }
@@ -32,9 +29,7 @@ class LogCapture {
     bool Write(const ara::log::host::Record& record) override;
     std::vector<LogLine> lines;
   };
-
   std::shared_ptr<Memory> m_sink = std::make_shared<Memory>();
-  ara::log::host::Sinks m_before;
 };
 
 }  // namespace test_support

@@ -10,7 +10,6 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
-#include <type_traits>
 
 namespace test_support {
 
@@ -35,7 +34,8 @@ std::string text_of(const CK_OBJECT_HANDLE* handles, CK_ULONG count) {
 
 /// The arguments one after another; a list waits for its count. Other pointers are left out.
 template <typename... Types>
-std::string text_of_arguments(Types... arguments) {
+std::string text_of_arguments(const std::string& function, Types... arguments) {
+  if (function == "C_GetAttributeValue") return "";
   std::ostringstream text;
   std::function<std::string(CK_ULONG)> list;
   const auto add = [&](auto argument) {
@@ -56,21 +56,18 @@ std::string text_of_arguments(Types... arguments) {
   return text.str();
 }
 
-/// Makes the call of a member of `functions`, as function `name` of this module.
-template <typename Functions, typename Member, typename... Types>
-CK_RV forward(const std::string& name, const Functions* functions, Member member, Types... arguments) {
-  const std::string text = name == "C_GetAttributeValue" ? "" : text_of_arguments(arguments...);
-  return spytoken().call(name, text, [&] { return (functions->*member)(arguments...); });
-}
+/// A function of this module, which forwards to the one of that name in the module's list.
+#define SPY_ON(list, function)                                                                \
+  [](auto... arguments) -> CK_RV {                                                            \
+    return spytoken().call(#function, text_of_arguments(#function, arguments...),             \
+                           [&] { return spytoken().module().list->function(arguments...); }); \
+  }
 
 /// The functions that the library and the layer call.
 CK_FUNCTION_LIST make_functions() {
   CK_FUNCTION_LIST list = {};
   list.version = {2, 40};
-#define SPY(function)                                                                                   \
-  list.function = [](auto... arguments) -> CK_RV {                                                      \
-    return forward(#function, spytoken().module().cryptoki, &CK_FUNCTION_LIST::function, arguments...); \
-  }
+#define SPY(function) list.function = SPY_ON(cryptoki, function)
   SPY(C_Initialize), SPY(C_Finalize), SPY(C_GetSlotList), SPY(C_GetTokenInfo), SPY(C_InitToken);
   SPY(C_InitPIN), SPY(C_SetPIN), SPY(C_OpenSession), SPY(C_CloseSession), SPY(C_GetSessionInfo);
   SPY(C_Login), SPY(C_Logout), SPY(C_CreateObject), SPY(C_CopyObject), SPY(C_DestroyObject);
@@ -88,12 +85,6 @@ CK_FUNCTION_LIST make_functions() {
 SpyToken& spytoken() {
   static SpyToken& spy = *new SpyToken;  // programs may call modules while they exit
   return spy;
-}
-
-void SpyToken::reset() {
-  m_answers.clear();
-  m_calls.clear();
-  m_module = {};
 }
 
 ModuleFunctions& SpyToken::module() {
@@ -121,12 +112,12 @@ CK_RV SpyToken::call(const std::string& function, const std::string& arguments,
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (Answer& each : m_answers) {
-      if (!each.function.empty() && each.function != function) continue;
-      if (++each.seen == each.nth || each.nth == 0) answer = each;
+      const bool is_meant = each.function.empty() || each.function == function;
+      if (is_meant && (++each.seen == each.nth || each.nth == 0)) answer = each;
     }
   }
-  const CK_RV forwarded = answer && !answer->made ? CKR_OK : forward();
-  const CK_RV code = answer ? answer->code : forwarded;
+  CK_RV code = answer && !answer->made ? CKR_OK : forward();
+  if (answer) code = answer->code;
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_calls.push_back({function, function + arguments, code, std::this_thread::get_id()});
   return code;
@@ -142,11 +133,7 @@ extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list) {
 }
 
 extern "C" CK_RV C_GetInterface(unsigned char*, CK_VERSION*, TEE_INTERFACE** interface, CK_FLAGS) {
-  static TEE_FUNCTION_LIST functions = {{1, 0}, [](auto... arguments) -> CK_RV {
-                                          return forward(
-                                              "set_client_cert_and_move_key", spytoken().module().vendor,
-                                              &TEE_FUNCTION_LIST::set_client_cert_and_move_key, arguments...);
-                                        }};
+  static TEE_FUNCTION_LIST functions = {{1, 0}, SPY_ON(vendor, set_client_cert_and_move_key)};
   static TEE_INTERFACE ours = {nullptr, &functions, 0};
   return spytoken().call("C_GetInterface", "", [&] { return *interface = &ours, CKR_OK; });
 }

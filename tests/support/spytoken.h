@@ -36,7 +36,7 @@ struct SpiedCall {
 class SpyToken {
  public:
   /// Forgets calls and answers, and forwards to the module that SPYTOKEN_MODULE names.
-  void reset();
+  void reset() { m_answers = {}, m_calls = {}, m_module = {}; }
   /// Where calls are forwarded to; a test may put functions of its own there.
   ModuleFunctions& module();
 

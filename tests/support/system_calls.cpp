@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -20,7 +21,6 @@ namespace {
 struct Watch {
   std::string folder;
   Interruption interruption;
-  std::size_t count = 0;
   std::vector<SystemCall> calls;
 };
 
@@ -34,44 +34,32 @@ std::string path_of(int file) {
   return length < 0 ? "" : std::string(path, static_cast<std::size_t>(length));
 }
 
-bool fails(const SystemCall& call) {
-  const auto& [fault, nth, error] = g_watch->interruption;
-  return (fault == Fault::kFailure && g_watch->count == nth) ||
-         (fault == Fault::kFull && g_watch->count >= nth && call.is_change());
-}
-
-/// Makes the call, `real`, or does what interferes with it; `tear` makes half of it.
-template <typename Real, typename Tear>
-long made(SystemCall call, Real real, Tear tear) {
+/// Makes a call, given by its number and arguments, or does what interferes with it; `tear` writes half
+/// of what it writes.
+template <typename... Arguments>
+int made(const SystemCall& call, const std::function<void()>& tear, long number, Arguments... arguments) {
+  const auto real = [&] { return static_cast<int>(::syscall(number, arguments...)); };
   if (!g_watch || call.path.compare(0, g_watch->folder.size(), g_watch->folder) != 0) return real();
+  g_watch->calls.push_back(call);
   const auto [fault, nth, error] = g_watch->interruption;
-  if (++g_watch->count == nth && (fault == Fault::kDeath || fault == Fault::kTornDeath)) {
+  const std::size_t count = g_watch->calls.size();
+  const bool is_full = fault == Fault::kFull && count > nth && call.is_change();
+  if (is_full || (fault != Fault::kNone && count == nth)) {
     if (fault == Fault::kTornDeath) tear();
-    ::kill(::getpid(), SIGKILL);
-  }
-  if (fails(call)) {
+    if (error == 0) ::kill(::getpid(), SIGKILL);
     errno = error;
     return -1;
   }
-  const long result = real();
-  call.failed = result < 0;
-  g_watch->calls.push_back(std::move(call));
+  const int result = real();
+  g_watch->calls.back().failed = result < 0;
   return result;
 }
 
-/// A call that writes nothing, by its number and arguments.
-template <typename... Arguments>
-int made_whole(SystemCall call, long number, Arguments... arguments) {
-  return static_cast<int>(made(
-      std::move(call), [=] { return ::syscall(number, arguments...); }, [] {}));
-}
-
 template <typename... Offset>
-ssize_t written(const char* function, long number, int file, const void* data, std::size_t size,
-                Offset... offset) {
-  const auto write = [=](std::size_t length) { return ::syscall(number, file, data, length, offset...); };
-  return made(
-      {function, path_of(file)}, [&] { return write(size); }, [&] { write(size / 2); });
+int written(const char* function, long number, int file, const void* data, std::size_t size,
+            Offset... offset) {
+  const auto half = [=] { ::syscall(number, file, data, size / 2, offset...); };
+  return made({function, path_of(file)}, half, number, file, data, size, offset...);
 }
 
 }  // namespace
@@ -81,14 +69,10 @@ bool SystemCall::is_change() const {
 }
 
 void watch_system_calls(const std::string& folder, const Interruption& interruption) {
-  g_watch.emplace(Watch{folder, interruption, 0, {}});
+  g_watch = Watch{folder, interruption, {}};
 }
 
-std::vector<SystemCall> stop_watching() {
-  std::vector<SystemCall> calls = std::move(g_watch->calls);
-  g_watch.reset();
-  return calls;
-}
+std::vector<SystemCall> stop_watching() { return std::exchange(g_watch, std::nullopt)->calls; }
 
 }  // namespace test_support
 
@@ -103,7 +87,7 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
   const bool creates = g_watch && (flags & O_CREAT) != 0 && ::access(path, F_OK) != 0;
-  return made_whole({creates ? "create" : "open", path}, SYS_openat, AT_FDCWD, path, flags, mode);
+  return made({creates ? "create" : "open", path}, nullptr, SYS_openat, AT_FDCWD, path, flags, mode);
 }
 
 int fcntl(int file, int command, ...) {
@@ -112,14 +96,14 @@ int fcntl(int file, int command, ...) {
   void* const argument = va_arg(rest, void*);
   va_end(rest);
   const bool is_lock = command == F_SETLK || command == F_SETLKW || command == F_OFD_SETLK;
-  return made_whole({"fcntl", is_lock ? path_of(file) : ""}, SYS_fcntl, file, command, argument);
+  return made({"fcntl", is_lock ? path_of(file) : ""}, nullptr, SYS_fcntl, file, command, argument);
 }
 
 ssize_t read(int file, void* data, std::size_t size) {
-  return made_whole({"read", path_of(file)}, SYS_read, file, data, size);
+  return made({"read", path_of(file)}, nullptr, SYS_read, file, data, size);
 }
 ssize_t pread(int file, void* data, std::size_t size, off_t offset) {
-  return made_whole({"pread", path_of(file)}, SYS_pread64, file, data, size, offset);
+  return made({"pread", path_of(file)}, nullptr, SYS_pread64, file, data, size, offset);
 }
 ssize_t write(int file, const void* data, std::size_t size) {
   return written("write", SYS_write, file, data, size);
@@ -128,18 +112,18 @@ ssize_t pwrite(int file, const void* data, std::size_t size, off_t offset) {
   return written("pwrite", SYS_pwrite64, file, data, size, offset);
 }
 int ftruncate(int file, off_t length) noexcept {
-  return made_whole({"ftruncate", path_of(file)}, SYS_ftruncate, file, length);
+  return made({"ftruncate", path_of(file)}, nullptr, SYS_ftruncate, file, length);
 }
-int fsync(int file) { return made_whole({"fsync", path_of(file)}, SYS_fsync, file); }
-int fdatasync(int file) { return made_whole({"fdatasync", path_of(file)}, SYS_fdatasync, file); }
+int fsync(int file) { return made({"fsync", path_of(file)}, nullptr, SYS_fsync, file); }
+int fdatasync(int file) { return made({"fdatasync", path_of(file)}, nullptr, SYS_fdatasync, file); }
 int mkdir(const char* path, mode_t mode) noexcept {
-  return made_whole({"mkdir", path}, SYS_mkdirat, AT_FDCWD, path, mode);
+  return made({"mkdir", path}, nullptr, SYS_mkdirat, AT_FDCWD, path, mode);
 }
 int unlink(const char* path) noexcept {
-  return made_whole({"unlink", path}, SYS_unlinkat, AT_FDCWD, path, 0);
+  return made({"unlink", path}, nullptr, SYS_unlinkat, AT_FDCWD, path, 0);
 }
 int rename(const char* path, const char* new_path) noexcept {
-  return made_whole({"rename", path}, SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
+  return made({"rename", path}, nullptr, SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
 }
 
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));
