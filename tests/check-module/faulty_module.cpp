@@ -31,8 +31,7 @@ CK_RV install_half(CK_ULONG session, const CK_ULONG* old, CK_ULONG olds, const C
 }
 
 void put_in_fault() {
-  const char* const named = std::getenv("FAULTY_MODULE");
-  const std::string fault = named != nullptr ? named : "";
+  const std::string fault = std::getenv("FAULTY_MODULE");
   auto& install = faulty_vendor.set_client_cert_and_move_key;
   if (fault == "dies") faulty.C_SignInit = [](auto...) -> CK_RV { std::abort(); };
   if (fault == "hangs") faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); };
@@ -63,8 +62,7 @@ CK_RV C_GetInterface(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** i
   const CK_RV code = symbol<TEE_C_GetInterface>("C_GetInterface")(name, version, interface, flags);
   token_vendor = faulty_vendor = *static_cast<const TEE_FUNCTION_LIST*>((*interface)->functions);
   put_in_fault();
-  static TEE_INTERFACE given;
-  given = {name, &faulty_vendor, 0};
+  static TEE_INTERFACE given = {nullptr, &faulty_vendor, 0};
   *interface = &given;
   return code;
 }
