@@ -172,16 +172,6 @@ TEST_P(ContractTest, ASearchIsTheOneActiveOperationOfItsSessionAndGivesEachObjec
   EXPECT_CODE(CKR_OK, sign(pair.second));
 }
 
-TEST_P(ContractTest, ATypedSearchFindsItsClassByLabelAndId) {
-  using Key = PKCS11_ECDSA_PublicKey;
-  const auto key = generate(session).first;
-  key.set_attribute_value(Type::Label, {'a'});
-  key.set_attribute_value(Type::Id, {1});
-  EXPECT_THAT(Object::search<Key>(session, "a", Bytes{1}), testing::SizeIs(1));
-  EXPECT_THAT(Object::search<Key>(session, "b", Bytes{1}), testing::IsEmpty());
-  EXPECT_THAT(Object::search<Key>(session, "a", Bytes{2}), testing::IsEmpty());
-}
-
 TEST_P(ContractTest, KeysSignOnEachCurveAsLongAsTheyMay) {
   // Half of the numbers of the last curve begin with a zero byte.
   for (const std::string curve : {"secp256r1", "secp384r1", "secp521r1", "secp521r1", "secp521r1"}) {

@@ -55,11 +55,18 @@ TEST_F(ObjectTest, TemplatesKeepEachValueInItsOwnWidthAndPlaceWhenTheyGrowMoveAn
                                   "121=0008000000000000 161=66000000 80000000=78 80000001=78 "));
 }
 
-TEST_F(ObjectTest, GeneratedKeysHaveTheirPointInTheDocumentedForm) {
+TEST_F(ObjectTest, GeneratedKeysHaveTheirPointAndAreFoundByLabelAndId) {
   const PKCS11_ECDSA_PrivateKey alone(session, params(group), EC_PrivateKeyGenerationProperties());
   EXPECT_THAT(spy.take_texts().at(0), testing::HasSubstr(" 10a=01 2=00 1=00] ["))
       << "a public half to delete";
-  EXPECT_EQ(Object::search<PKCS11_ECDSA_PublicKey>(session).back().public_point(), alone.public_point());
+  using Key = PKCS11_ECDSA_PublicKey;
+  const Key found = Object::search<Key>(session).back();
+  EXPECT_EQ(found.public_point(), alone.public_point());
+  found.set_attribute_value(AttributeType::Label, {'a'});
+  found.set_attribute_value(AttributeType::Id, {1});
+  EXPECT_THAT(Object::search<Key>(session, "a", Bytes{1}), testing::SizeIs(1));
+  EXPECT_THAT(Object::search<Key>(session, "b", Bytes{1}), testing::IsEmpty());
+  EXPECT_THAT(Object::search<Key>(session, "a", Bytes{2}), testing::IsEmpty());
   EXPECT_EQ(alone.public_key_bits().size(), 33U) << "compressed unless set otherwise";
 }
 
