@@ -27,9 +27,8 @@ Lines StderrOf(const std::string& script) {
   return lines;
 }
 
-auto OneComplaint(const std::string& value, const std::string& help) {
-  return ElementsAre(AllOf(StartsWith("ara-log: "), HasSubstr(value), HasSubstr(help)), EndsWith("warn a"),
-                     EndsWith("warn b"));
+auto OneComplaint(const std::string& regex) {
+  return ElementsAre(ContainsRegex("^ara-log: .*" + regex), EndsWith("warn a"), EndsWith("warn b"));
 }
 
 TEST(EnvironmentTest, SetsApplicationLevelAndSinksAndReportsOnceWhatItDoesNotAccept) {
@@ -46,11 +45,11 @@ TEST(EnvironmentTest, SetsApplicationLevelAndSinksAndReportsOnceWhatItDoesNotAcc
       {"ARA_LOG_SINK=file:/dev/full,console writer CTXT a", SizeIs(1)},
       {"writer CTXT a 2>&-", IsEmpty()},
       {"ulimit -f 0; writer CTXT a", IsEmpty()},  // SIGXFSZ
-      {"ARA_LOG_LEVEL=loud writer CTXT a b", OneComplaint("'loud'", "off, fatal, error, warn, info, debug")},
-      {"ARA_LOG_SINK=syslog writer CTXT a b", OneComplaint("'syslog'", "console, file:PATH")},
-      {"ARA_LOG_SINK=file:/no/log,console writer CTXT a b", OneComplaint("'/no/log'", "No such file")},
-      {"ARA_LOG_APP_ID=LONGAPP writer CTXT a b", OneComplaint("'LONGAPP'", "'LONG'")},
-      {"writer CONTEXT a b", OneComplaint("'CONTEXT'", "'CONT'")},
+      {"ARA_LOG_LEVEL=loud writer CTXT a b", OneComplaint("'loud'.*off, fatal, error, warn, info, debug")},
+      {"ARA_LOG_SINK=syslog writer CTXT a b", OneComplaint("'syslog'.*console, file:PATH")},
+      {"ARA_LOG_SINK=file:/no/log,console writer CTXT a b", OneComplaint("'/no/log'.*No such file")},
+      {"ARA_LOG_APP_ID=LONGAPP writer CTXT a b", OneComplaint("'LONGAPP'.*'LONG'")},
+      {"writer CONTEXT a b", OneComplaint("'CONTEXT'.*'CONT'")},
   };
   for (const auto& [command, expected] : cases) EXPECT_THAT(StderrOf(command), expected) << command;
 }

@@ -58,7 +58,7 @@ class TokenTest : public testing::Test {
   }
   Slot initialized() {
     Slot blank(module, Slot::get_available_slots(module, true).at(0));
-    initialize_token(blank, "contract", so_pin, pin);
+    initialize_token(blank, "a label of 32 bytes, no blank...", so_pin, pin);
     module.reload();  // an initialized token may be in another slot
     return Slot(module, Slot::get_available_slots(module, true).at(0));
   }
