@@ -84,14 +84,13 @@ TEST_F(LoggerTest, RecordsOfThreadsAreWholeAndInOrderAndAChildForkedMeanwhileLog
     });
   }
   for (int forks = 0; forks < 20; ++forks) {
-    const pid_t child = ::fork();
-    if (child == 0) {
+    if (::fork() == 0) {
       ::alarm(10);
       CreateLogger("KID", "").LogFatal() << "";
       ::_exit(0);
     }
     int status = 0;
-    ::waitpid(child, &status, 0);
+    ::wait(&status);
     EXPECT_EQ(status, 0);
   }
   for (auto& thread : threads) thread.join();

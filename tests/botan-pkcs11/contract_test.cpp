@@ -145,7 +145,6 @@ TEST_P(ContractTest, ASearchIsTheOneActiveOperationOfItsSessionAndGivesEachObjec
   { const ObjectFinder copy(finder); }
   EXPECT_CODE(CKR_OPERATION_ACTIVE, count(session));
   EXPECT_CODE(CKR_OPERATION_ACTIVE, sign(pair.second));
-  EXPECT_EQ(count(Session(slot, true)), 100U) << "each session has its own";
   EXPECT_EQ(finder.find().size(), 20U) << "after all of this";
   finder.finish();
   EXPECT_CODE(CKR_OK, sign(pair.second));
