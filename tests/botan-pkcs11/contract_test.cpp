@@ -69,7 +69,6 @@ TEST_P(ContractTest, SessionsShareTheLoginOfOneUserWhichEndsWithTheLastOfThem) {
   EXPECT_CODE(CKR_SESSION_READ_ONLY, reader.set_pin(pin, so_pin));
   reader.logoff();
   EXPECT_CODE(CKR_PIN_INCORRECT, session.set_pin(so_pin, pin));
-  EXPECT_EQ(state_of(session), CKS_RW_PUBLIC_SESSION);
   EXPECT_CODE(CKR_SESSION_READ_ONLY_EXISTS, session.login(UserType::SO, so_pin));
   EXPECT_CODE(CKR_OK, module->C_CloseSession(reader.handle()));
   EXPECT_CODE(CKR_OK, session.login(UserType::SO, so_pin));

@@ -31,7 +31,8 @@ CK_RV install_half(CK_ULONG session, const CK_ULONG* old, CK_ULONG olds, const C
 }
 
 void put_in_fault() {
-  const std::string fault = std::getenv("FAULTY_MODULE");
+  const char* const named = std::getenv("FAULTY_MODULE");
+  const std::string fault = named != nullptr ? named : "";
   auto& install = faulty_vendor.set_client_cert_and_move_key;
   if (fault == "dies") faulty.C_SignInit = [](auto...) -> CK_RV { std::abort(); };
   if (fault == "hangs") faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); };
