@@ -3,7 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <fstream>
 
 #include "support/temporary_folder.h"
@@ -27,9 +26,8 @@ Lines StderrOf(const std::string& script) {
   return lines;
 }
 
-Matcher<Lines> OneComplaint(const std::string& value, const std::string& help) {
-  return ElementsAre(AllOf(StartsWith("ara-log: "), HasSubstr(value), HasSubstr(help)), EndsWith("warn a"),
-                     EndsWith("warn b"));
+auto OneComplaint(const std::string& regex) {
+  return ElementsAre(ContainsRegex("^ara-log: .*" + regex), EndsWith("warn a"), EndsWith("warn b"));
 }
 
 TEST(EnvironmentTest, SetsApplicationLevelAndSinksAndReportsOnceWhatItDoesNotAccept) {
@@ -46,24 +44,21 @@ TEST(EnvironmentTest, SetsApplicationLevelAndSinksAndReportsOnceWhatItDoesNotAcc
       {"ARA_LOG_SINK=file:/dev/full,console writer CTXT a", SizeIs(1)},
       {"writer CTXT a 2>&-", IsEmpty()},
       {"ulimit -f 0; writer CTXT a", IsEmpty()},  // SIGXFSZ
-      {"ARA_LOG_LEVEL=loud writer CTXT a b", OneComplaint("'loud'", "off, fatal, error, warn, info, debug")},
-      {"ARA_LOG_SINK=syslog writer CTXT a b", OneComplaint("'syslog'", "console, file:PATH")},
-      {"ARA_LOG_SINK=file:/no/log,console writer CTXT a b", OneComplaint("'/no/log'", "No such file")},
-      {"ARA_LOG_APP_ID=LONGAPP writer CTXT a b", OneComplaint("'LONGAPP'", "'LONG'")},
-      {"writer CONTEXT a b", OneComplaint("'CONTEXT'", "'CONT'")},
+      {"ARA_LOG_LEVEL=loud writer CTXT a b", OneComplaint("'loud'.*off, fatal, error, warn, info, debug")},
+      {"ARA_LOG_SINK=syslog writer CTXT a b", OneComplaint("'syslog'.*console, file:PATH")},
+      {"ARA_LOG_SINK=file:/no/log,console writer CTXT a b", OneComplaint("'/no/log'.*No such file")},
+      {"ARA_LOG_APP_ID=LONGAPP writer CTXT a b", OneComplaint("'LONGAPP'.*'LONG'")},
+      {"writer CONTEXT a b", OneComplaint("'CONTEXT'.*'CONT'")},
   };
   for (const auto& [command, expected] : cases) EXPECT_THAT(StderrOf(command), expected) << command;
 }
 
 TEST(EnvironmentTest, ProcessesShareAFileThatOnlyItsOwnerReads) {
-  const std::string text(300, 'x');
-  const std::string write = "yes " + text + " | head -n 500 | writer CTXT";
-  const Lines lines = StderrOf("umask 0; export ARA_LOG_LEVEL=debug ARA_LOG_SINK=file:$0.log\n" + write +
-                               " & " + write + "; wait; stat -c %a $0.log >&2; grep -v ' info ' $0.log >&2");
-  ASSERT_THAT(lines, SizeIs(1001));
-  EXPECT_EQ(lines[0], "600");
-  EXPECT_THAT(Lines(lines.begin() + 1, lines.end()),
-              Each(AllOf(StartsWith("20"), EndsWith("debug " + text))));
+  const std::string text(300, 'x'), write = "writer CTXT $(yes " + text + " | head -n 500)";
+  const Lines lines = StderrOf("umask 0; export ARA_LOG_SINK=file:$0.log\n" + write + " & " + write +
+                               "; wait; cat $0.log >&2; stat -c 2%a $0.log >&2");
+  EXPECT_THAT(lines, SizeIs(1001));
+  EXPECT_THAT(lines, Each(AllOf(StartsWith("2"), AnyOf(EndsWith("Z log- CTXT warn " + text), "2600"))));
 }
 
 }  // namespace

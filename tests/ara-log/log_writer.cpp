@@ -1,15 +1,11 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// log-writer CONTEXT [TEXT]...: logs each TEXT as a warning, or without TEXT each line of stdin for
-// debugging; then once more in a forked child, and once when static objects are destroyed.
+// log-writer CONTEXT TEXT...: logs each TEXT as a warning, then once from a forked child and once at exit.
 
 #include <ara/log/logging.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <iostream>
-#include <string>
 
 namespace {
 
@@ -20,15 +16,11 @@ struct Farewell {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) return 2;
   const auto& log = ara::log::CreateLogger(argv[1], "writer");
   for (int text = 2; text < argc; ++text) log.LogWarn() << argv[text];
-  for (std::string line; argc == 2 && std::getline(std::cin, line);) log.LogDebug() << line;
-  const pid_t child = ::fork();
-  if (child == 0) {
+  if (::fork() == 0) {
     log.LogInfo() << "child";
     ::_exit(0);
   }
-  ::waitpid(child, nullptr, 0);
-  return 0;
+  ::wait(nullptr);
 }

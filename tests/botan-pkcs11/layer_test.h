@@ -7,7 +7,6 @@
 #include <botan/p11_ecdsa.h>
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <fstream>
 
 #include "support/spytoken.h"
@@ -43,33 +42,32 @@ std::string code_of(Call call) {
 /// A token in a folder of its own, with a read-write session that its user is logged in to.
 class TokenTest : public testing::Test {
  protected:
-  explicit TokenTest(const std::string& library) : m_library(library) { session.login(UserType::User, pin); }
+  explicit TokenTest(const std::string& library) : module(configured(library)) {
+    session.login(UserType::User, pin);
+  }
 
   static Bytes params(const Botan::EC_Group& curve) { return curve.DER_encode(Botan::EC_DOMPAR_ENC_OID); }
 
  private:
-  const std::string& configured() const {
+  const std::string& configured(const std::string& library) const {
     std::ofstream(m_folder.path() / "conf") << "directories.tokendir = " << m_folder.path().string() << '\n';
     ::setenv("SOFTHSM2_CONF", (m_folder.path() / "conf").c_str(), 1);
     ::setenv("TEE_TOKEN_DIR", m_folder.path().c_str(), 1);
     ::setenv("SPYTOKEN_MODULE", BUILT_TOKEN, 1);
-    return m_library;
+    return library;
   }
   Slot initialized() {
     Slot blank(module, Slot::get_available_slots(module, true).at(0));
-    EXPECT_CODE(CKR_TOKEN_NOT_RECOGNIZED, Session(blank, true));
-    initialize_token(blank, "contract", so_pin, pin);
+    initialize_token(blank, "a label of 32 bytes, no blank...", so_pin, pin);
     module.reload();  // an initialized token may be in another slot
     return Slot(module, Slot::get_available_slots(module, true).at(0));
   }
 
-  const std::string m_library;
   const test_support::TemporaryFolder m_folder;
 
  protected:
-  const secure_string so_pin = secret("87654321"), pin = secret(std::string("12345678\0", 9)),
-                      other = secret("other");
-  Module module{configured()};
+  const secure_string so_pin = secret("87654321"), pin = secret(std::string("12345678\0", 9));
+  Module module;
   Slot slot = initialized();
   Session session{slot, false};
 };

@@ -47,27 +47,19 @@ TEST_F(ModuleTest, FindsThePlatformsTokenOrSaysWhatItCannotLoad) {
               testing::MatchesRegex("Failed to load /nowhere/token.so: .*cannot open.* error code 0"));
   EXPECT_EQ(message_of<Botan::Invalid_Argument>([] { Module("libm.so.6"); }),
             "Failed to resolve symbol C_GetFunctionList in libm.so.6");
-  EXPECT_EQ(message_of<Botan::Invalid_Argument>([] { Module(""); }), "PKCS11 no module path specified");
 }
 
-TEST_F(ModuleTest, AThreadDoesNotWaitForItselfNorForAConstructorThatThrew) {
-  auto held = gated();
-  EXPECT_THROW(gated(), Botan::Invalid_State);
+TEST_F(ModuleTest, TheHoldMovesWithTheModuleAndEndsOnAnyThreadAndIfAConstructorThrows) {
+  auto made_here = gated();
+  std::unique_ptr<Module> moved(new Module(std::move(*made_here)));
+  made_here.reset();
+  EXPECT_THROW(gated(), Botan::Invalid_State) << "a thread does not wait for itself";
   EXPECT_CODE(CKR_CRYPTOKI_ALREADY_INITIALIZED, Module{SPYTOKEN}) << "one of two arguments does not wait";
-  held.reset();
+  std::thread([&] { moved.reset(); }).join();
   spy.answer("C_Initialize", CKR_DEVICE_ERROR);
   EXPECT_CODE(CKR_DEVICE_ERROR, gated());
   EXPECT_THROW(gated("/nowhere/token.so"), Botan::System_Error);
   spy.stop_interfering();
-  EXPECT_NO_THROW(gated());
-}
-
-TEST_F(ModuleTest, TheHoldMovesWithTheModuleAndEndsOnAnyThread) {
-  auto made_here = gated();
-  std::unique_ptr<Module> moved(new Module(std::move(*made_here)));
-  made_here.reset();
-  EXPECT_THROW(gated(), Botan::Invalid_State) << "the moved Module still holds";
-  std::thread([&] { moved.reset(); }).join();
   EXPECT_NO_THROW(gated());
 }
 

@@ -63,8 +63,7 @@ CK_RV C_GetInterface(unsigned char* name, CK_VERSION* version, TEE_INTERFACE** i
   const CK_RV code = symbol<TEE_C_GetInterface>("C_GetInterface")(name, version, interface, flags);
   token_vendor = faulty_vendor = *static_cast<const TEE_FUNCTION_LIST*>((*interface)->functions);
   put_in_fault();
-  static TEE_INTERFACE given;
-  given = {name, &faulty_vendor, 0};
+  static TEE_INTERFACE given = {nullptr, &faulty_vendor, 0};
   *interface = &given;
   return code;
 }
