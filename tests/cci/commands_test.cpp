@@ -18,9 +18,8 @@ TEST_F(CommandsTest, StatusSaysWhetherTheKeyMatches) {
   // Applications may install a chain that cci would refuse: its leaf is not the first.
   const std::string chain =
       text("cci csr --common-name device --pem >r.pem; cat ca.pem; " + issue() + " -in r.pem");
-  EXPECT_EQ(ozk::tee::ClientCertInitializerAPI::get_instance()->set_client_cert_and_move_key(chain, "LYR_CSR",
-                                                                                             "LYR"),
-            ozk::tee::ResultCode::OK);
+  const auto library = ozk::tee::ClientCertInitializerAPI::get_instance();
+  EXPECT_EQ(library->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"), ozk::tee::ResultCode::OK);
   expect({"cci status", 0, "match       NO"});
   expect({"cci status --json", 0, "\"key_matches\": false"});
 }
@@ -58,9 +57,8 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
 
 TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
   const auto refuse = [&](const std::string& when) {
-    token_test::alter_store(path("token/token.db"), "DROP TRIGGER IF EXISTS no; CREATE TRIGGER no BEFORE " +
-                                                        when +
-                                                        " BEGIN SELECT RAISE(ABORT, 'not today'); END");
+    const std::string trigger = "TRIGGER no BEFORE " + when + " BEGIN SELECT RAISE(ABORT, 'no'); END";
+    token_test::alter_store(path("token/token.db"), "DROP TRIGGER IF EXISTS no; CREATE " + trigger);
   };
   const std::string certify = "cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem";
   const std::string never = "INSERT ON object WHEN FALSE";
@@ -82,11 +80,10 @@ TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
 }
 
 TEST_F(CommandsTest, AFileIsWrittenWholeOrNotAtAll) {
-  run(provision() +
-      "; cci cert > expected; for i in $(seq 20); do cat ca.pem; done > many; "
-      "tee-token add-trust-group many many");
+  run(provision());
+  run("cci cert > expected; for i in $(seq 20); do cat ca.pem; done > g; tee-token add-trust-group g g");
   expect({"umask 027; cci cert -o new; cmp expected new && stat -c %a new", 0, "640"});
-  expect({"(ulimit -f 8; trap '' XFSZ; cci roots many -o new)", 1, "cannot write"});  // full after 8 KiB
+  expect({"(ulimit -f 8; trap '' XFSZ; cci roots g -o new)", 1, "cannot write"});  // full after 8 KiB
   expect({"cmp expected new && ls | grep -c new", 0, "1\n"});
   expect({"mkfifo pipe; cat pipe > got & cci cert -o pipe; wait; cmp expected got", 0});
   expect({"echo first > log; cci vin -o - >> log; cci vin -o /dev/stdout >> log; wc -l <log", 0, "3\n"});

@@ -20,7 +20,7 @@ const char kMakeFiles[] = R"(
   printf 'basicConstraints=CA:false\nextendedKeyUsage=clientAuth' > client.ext
   echo extendedKeyUsage=serverAuth > server.ext
   issue leaf -extfile client.ext; issue server -extfile server.ext
-  openssl x509 -in leaf.pem -outform DER -out leaf.der; cat ca.pem leaf.pem > reversed.pem
+  cat ca.pem leaf.pem > reversed.pem
   cat leaf.pem ca.pem > right.pem; cat leaf.pem other.pem > gap.pem; cat right.pem device.csr > mixed.pem
   openssl ecparam -name prime256v1 -genkey -out key.pem  # with a block of parameters
   openssl pkcs8 -topk8 -nocrypt -outform DER -in key.pem -out key.der
@@ -73,7 +73,6 @@ const Case kSteps[] = {
     {"list", 4, "make one with tee-token init"},
     {"init --label Device", 0, "made token 'Device'\n"},
     {"init", 1, "there is a token already"},
-    {"init --force --so-pin-hex 3132333435", 3, "CKR_PIN_INCORRECT"},
     {"import-key 1_10 key.pem", 0, "stored 1_10 as object 1"},
     {"import-key 1_20 key.der", 0, "object 2"},
     {"import-key 1_20 key.der", 1, "tee-token destroy 2"},
@@ -86,7 +85,6 @@ const Case kSteps[] = {
     {"add-trust-group backend two.pem", 0, "with 2 roots as object 7"},
     {"add-trust-group 'a\nb' --client '\x1b[2K'", 0, "with 0 roots as object 8"},
     {"list", 0, "private key 1_20    pre-installed -"},
-    {"list", 0, "trust group backend trusted       CCI_CLIENT      2 roots"},
     {"list", 0, R"(trust group a\x0ab  trusted       \x1b[2K)"},
     {"list --json", 0, R"("label": "2_1")"},
     {"export 1", 1, "does not leave the token"},
@@ -183,7 +181,6 @@ TEST_F(AdminTest, FindsEachFaultOfAFile) {
 TEST_F(AdminTest, TellsApartWhatIsWrongWithAChain) {
   const Case cases[] = {
       {"device.csr right.pem --roots ca.pem", 0, "would be installed"},
-      {"device.csr leaf.der", 0, "would be installed"},
       {"device.csr ca.pem", 12, "would be refused"},
       {"device.csr /dev/null", 13, "an empty chain would be installed"},
       {"device.csr mixed.pem", 14, "1 part cannot be read"},

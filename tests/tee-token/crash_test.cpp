@@ -24,7 +24,7 @@ using ozk::tee::ResultCode;
 enum class Caller { kNobody, kUser, kOfficer, kNoSession, kLibrary };
 
 struct Operation {
-  const char* name;
+  std::string name;
   Caller caller;
   std::function<bool()> act;  // whether it ended as it does when nothing interferes
   const char* folder = "/token";
@@ -64,8 +64,7 @@ class CrashTest : public TokenTest {
       return product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR") == ResultCode::OK;
     };
     return {
-        {"C_Login with a wrong PIN", Caller::kNobody,
-         [this] { return login(kWrongPin) == CKR_PIN_INCORRECT; }},
+        {"C_Login, wrong PIN", Caller::kNobody, [this] { return login(kWrongPin) == CKR_PIN_INCORRECT; }},
         {"C_InitToken in a new folder", Caller::kNoSession, init, "/new"},
         {"C_InitToken again", Caller::kNoSession, init},
         {"C_InitPIN", Caller::kOfficer, [this] { return init_pin(kNewPin) == OK; }},
@@ -156,8 +155,7 @@ class CrashTest : public TokenTest {
     EXPECT_FALSE(undisturbed.empty());
     for (std::size_t i = 1; i <= undisturbed.size() && !HasFailure(); ++i) {
       const SystemCall& call = undisturbed[i - 1];
-      SCOPED_TRACE(std::string(operation.name) + ", " + std::to_string(i) + ": " + call.function + " " +
-                   call.path);
+      SCOPED_TRACE(operation.name + ", " + std::to_string(i) + ": " + call.function + " " + call.path);
       if (!is_library || call.is_change()) try_fault(operation, {Fault::kFailure, i, EIO});
       if (!call.is_change()) continue;
       try_fault(operation, {Fault::kFull, i, ENOSPC});

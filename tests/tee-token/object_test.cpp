@@ -29,7 +29,6 @@ TEST_F(ObjectTest, TemplatesAreChecked) {
     Template object;
     CK_RV code;
   } cases[] = {
-      {"class of 4 bytes", Template().add(CKA_CLASS, {0, 0, 0, 0}), CKR_ATTRIBUTE_VALUE_INVALID},
       {"attribute of another class", data_object("x").add(CKA_EC_PARAMS, kP256), CKR_TEMPLATE_INCONSISTENT},
       {"attribute twice", data_object("x").text(CKA_VALUE, "y"), CKR_TEMPLATE_INCONSISTENT},
       {"permanent", data_object("x").flag(TEE_CKA_VENDOR_PERMANENT, true), CKR_ATTRIBUTE_READ_ONLY},

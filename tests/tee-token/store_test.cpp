@@ -56,10 +56,8 @@ class StoreTest : public TokenTest {
              "UPDATE object SET record = (SELECT record FROM object WHERE number = 4) WHERE number = 2",
              "UPDATE object SET record = (SELECT record FROM object WHERE number = 6) WHERE number = 8",
              "UPDATE object SET number = number + 100",
-             "INSERT INTO object SELECT number + 100, record FROM object",
              "UPDATE OR REPLACE attribute_index SET object = object + 1",
              "INSERT OR IGNORE INTO attribute_index SELECT type, value, number FROM attribute_index, object",
-             "INSERT OR IGNORE INTO attribute_index SELECT type, value, object + 100 FROM attribute_index",
              "DELETE FROM token",
          }) {
       whole->restore();
