@@ -4,7 +4,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include <fstream>
 #include <string>
@@ -14,9 +13,7 @@
 
 namespace cci_test {
 
-using testing::HasSubstr;
 using token_test::Case;
-using token_test::Outcome;
 
 /// A fresh token and a CA in a folder of the test's own, where commands run and find cci and tee-token.
 class CciTest : public testing::Test {
@@ -29,7 +26,7 @@ class CciTest : public testing::Test {
   }
 
   /// Both outputs of a command, of a shell with `set -o pipefail`.
-  Outcome run(const std::string& command) const {
+  token_test::Outcome run(const std::string& command) const {
     std::ofstream(path("command.sh"))
         << "set -o pipefail\nPATH='" CCI_FOLDER "':$PATH\ncd '" << path("") << "'\n"
         << command << "\n";

@@ -14,51 +14,40 @@ using CommandsTest = CciTest;
 
 TEST_F(CommandsTest, StatusSaysWhetherTheKeyMatches) {
   run(provision());
-  expect(
-      {"cci generate-key; cci status", 0, "match       the private key matches the certificate\npending: a"});
+  expect({"cci generate-key; cci status", 0, "the private key matches the certificate\npending: a"});
   // Applications may install a chain that cci would refuse: its leaf is not the first.
   const std::string chain =
       text("cci csr --common-name device --pem >r.pem; cat ca.pem; " + issue() + " -in r.pem");
-  EXPECT_EQ(ozk::tee::ClientCertInitializerAPI::get_instance()->set_client_cert_and_move_key(chain, "LYR_CSR",
-                                                                                             "LYR"),
-            ozk::tee::ResultCode::OK);
+  const auto library = ozk::tee::ClientCertInitializerAPI::get_instance();
+  EXPECT_EQ(library->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"), ozk::tee::ResultCode::OK);
   expect({"cci status", 0, "match       NO"});
   expect({"cci status --json", 0, "\"key_matches\": false"});
 }
 
 TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
   run(provision());
-  run("printf x > x; cci cert > chain.pem; (cat chain.pem; cat ca.key) > with-key.pem; openssl x509 -in "
-      "ca.pem -noout -pubkey > ca.pub");
+  run("printf x > x; cci cert > chain.pem; cat chain.pem ca.key > with-key.pem");
   const Case cases[] = {
       {"cci sign x | wc -c; cci sign --base64 x | base64 -d | wc -c", 0, "64\n64\n"},
       {"tee-token add-trust-group none && cci roots none", 0, "has no roots"},
       {"cci frobnicate", 2, "no command frobnicate; see cci --help"},
-      {"cci csr", 2, "--common-name is required; see cci csr --help"},
       {"cci csr --common-name $'caf\\xe9'", 2, "must be UTF-8"},
-      {"cci vin -o /nonexistent/vin", 1, "No such file"},
       {"cci roots nonesuch", 6, "no trust store group 'nonesuch'"},
-      {"cci sign --key BASE --hex x", 6, "no such key"},
       {"tee-token import-key 1_10 ca.key && cci sign --key BASE --der x > s && "
-       "openssl dgst -sha256 -verify ca.pub -signature s x",
+       "openssl dgst -sha256 -prverify ca.key -signature s x",
        0, "Verified OK"},
       {"for command in generate-key 'csr --pem --common-name d' delete cert public-key 'sign x' 'roots g' "
-       "vin; do "
-       "TEE_TOKEN_DIR=none cci $command; test $? = 4 || exit; done",
+       "vin; do TEE_TOKEN_DIR=none cci $command; test $? = 4 || exit; done",
        0, "there is no token"},
-      {"cci csr --pem --common-name d", 6, "cci generate-key"},
       {"cci install chain.pem", 6, "cci generate-key"},
-      {"cci sign /nonexistent", 9, "cannot read /nonexistent: No such file"},
       {"cci install /dev/null", 9, "is empty"},
       {"cci generate-key; cci install with-key.pem", 9, "2 certificates and 1 part"},
-      {"cci install chain.pem", 7,
-       "no certificate for the pending key pair; the first of 2 is CN=\"device\""},
+      {"cci install chain.pem", 7, "for the pending key pair; the first of 2 is CN=\"device\""},
       {"cci csr --common-name d --pem | (cat ca.pem; " + issue() + ") | cci install -", 7,
        "certificate 2 is the client's"},
       {"cci generate-key --json >/dev/full", 1, "No space left on device; the command itself is done"},
       {"TEE_PKCS11_MODULE=/nonexistent.so cci vin", 5, "/nonexistent.so"},
-      {"chmod 755 token; cci vin", 5, "chmod 700"},
-      {"chmod 700 token; tee-token change-pin --new-pin-hex 31323334; cci status", 3, "CKR_PIN_INCORRECT"},
+      {"tee-token change-pin --new-pin-hex 31323334; cci status", 3, "CKR_PIN_INCORRECT"},
       {"for i in 1 2 3 4 5 6 7 8 9; do cci generate-key; done; cci vin", 3, "CKR_PIN_LOCKED"},
       {"tee-token reset-pin --new-pin-hex 343037313832393300; cci cert | cmp - chain.pem", 0},
       {"cci delete && cci delete", 0, "nothing was installed"},
@@ -68,9 +57,8 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
 
 TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
   const auto refuse = [&](const std::string& when) {
-    token_test::alter_store(path("token/token.db"), "DROP TRIGGER IF EXISTS no; CREATE TRIGGER no BEFORE " +
-                                                        when +
-                                                        " BEGIN SELECT RAISE(ABORT, 'not today'); END");
+    const std::string trigger = "TRIGGER no BEFORE " + when + " BEGIN SELECT RAISE(ABORT, 'no'); END";
+    token_test::alter_store(path("token/token.db"), "DROP TRIGGER IF EXISTS no; CREATE " + trigger);
   };
   const std::string certify = "cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem";
   const std::string never = "INSERT ON object WHEN FALSE";
@@ -92,11 +80,10 @@ TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
 }
 
 TEST_F(CommandsTest, AFileIsWrittenWholeOrNotAtAll) {
-  run(provision() +
-      "; cci cert > expected; for i in $(seq 20); do cat ca.pem; done > many; "
-      "tee-token add-trust-group many many");
+  run(provision());
+  run("cci cert > expected; for i in $(seq 20); do cat ca.pem; done > g; tee-token add-trust-group g g");
   expect({"umask 027; cci cert -o new; cmp expected new && stat -c %a new", 0, "640"});
-  expect({"(ulimit -f 8; trap '' XFSZ; cci roots many -o new)", 1, "cannot write"});  // full after 8 KiB
+  expect({"(ulimit -f 8; trap '' XFSZ; cci roots g -o new)", 1, "cannot write"});  // full after 8 KiB
   expect({"cmp expected new && ls | grep -c new", 0, "1\n"});
   expect({"mkfifo pipe; cat pipe > got & cci cert -o pipe; wait; cmp expected got", 0});
   expect({"echo first > log; cci vin -o - >> log; cci vin -o /dev/stdout >> log; wc -l <log", 0, "3\n"});

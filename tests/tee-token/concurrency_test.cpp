@@ -62,15 +62,13 @@ TEST_F(ConcurrencyTest, OneTokenComesOutOfSeveralInitialisationsAtOnce) {
     std::vector<pid_t> children(3);
     for (pid_t& child : children) child = start([this] { return init_token() == OK; });
     for (const pid_t child : children) EXPECT_TRUE(result_of(child));
-    ASSERT_EQ(restart(), OK);
-    EXPECT_EQ(login_officer(), OK);
+    EXPECT_TRUE(restart() == OK && login_officer() == OK);
   }
 }
 
 TEST_F(ConcurrencyTest, AWaitForAnotherProcessEndsAfterFiveSeconds) {
   const int counters = ::open(file("pin-tries").c_str(), O_RDWR | O_CLOEXEC);
-  struct flock whole {};
-  whole.l_type = F_WRLCK;
+  struct flock whole = {F_WRLCK, SEEK_SET, 0, 0, 0};
   ASSERT_EQ(::fcntl(counters, F_OFD_SETLK, &whole), 0);
   sqlite3* store = nullptr;
   ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &store), SQLITE_OK);

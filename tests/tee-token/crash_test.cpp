@@ -17,24 +17,18 @@
 namespace token_test {
 namespace {
 
+using namespace test_support;
 using ozk::tee::ClientCertInitializerAPI;
 using ozk::tee::ResultCode;
-using test_support::Fault;
-using test_support::Interruption;
-using test_support::SystemCall;
-using test_support::TokenSnapshot;
 
 enum class Caller { kNobody, kUser, kOfficer, kNoSession, kLibrary };
 
 struct Operation {
-  const char* name;
+  std::string name;
   Caller caller;
-  std::function<Answer()> act;
-  CK_RV answer = CKR_OK;  // when nothing interferes
+  std::function<bool()> act;  // whether it ended as it does when nothing interferes
   const char* folder = "/token";
 };
-
-Answer answer_of(ResultCode result) { return result == ResultCode::OK ? CKR_OK : CKR_FUNCTION_FAILED; }
 
 /// A token in the middle of a rotation.
 class CrashTest : public TokenTest {
@@ -56,63 +50,59 @@ class CrashTest : public TokenTest {
 
   std::string request_chain() {
     EXPECT_EQ(product->generate_private_key("LYR_CSR"), ResultCode::OK);
-    return test_support::pem({authority.issue(product->generate_csr("device", "LYR_CSR")), authority.root()});
+    return pem({authority.issue(product->generate_csr("device", "LYR_CSR")), authority.root()});
   }
 
   std::vector<Operation> operations() {
-    const auto init = [this] { return init_token(); };
-    const auto set_pin = [this]() -> Answer {
-      return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), bytes(kNewPin), kNewPin.size());
+    const auto init = [this] { return init_token() == OK; };
+    const auto set_pin = [this] {
+      return m_token->C_SetPIN(m_session, bytes(kPin), kPin.size(), bytes(kNewPin), kNewPin.size()) == OK;
     };
     const Template large = data_object(std::string(9000, 'v')), label = Template().text(CKA_LABEL, "new");
-    const auto generate_pair = [this] { return generate()[0] != 0 ? CKR_OK : CKR_FUNCTION_FAILED; };
-    const auto generate_key = [this] { return answer_of(product->generate_private_key("LYR_CSR")); };
+    const auto generate_key = [this] { return product->generate_private_key("LYR_CSR") == ResultCode::OK; };
     const auto install_chain = [this] {
-      return answer_of(product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR"));
+      return product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR") == ResultCode::OK;
     };
     return {
-        {"C_Login with a wrong PIN", Caller::kNobody, [this] { return login(kWrongPin); }, CKR_PIN_INCORRECT},
-        {"C_InitToken in a new folder", Caller::kNoSession, init, CKR_OK, "/new"},
+        {"C_Login, wrong PIN", Caller::kNobody, [this] { return login(kWrongPin) == CKR_PIN_INCORRECT; }},
+        {"C_InitToken in a new folder", Caller::kNoSession, init, "/new"},
         {"C_InitToken again", Caller::kNoSession, init},
-        {"C_InitPIN", Caller::kOfficer, [this] { return init_pin(kNewPin); }},
+        {"C_InitPIN", Caller::kOfficer, [this] { return init_pin(kNewPin) == OK; }},
         {"C_SetPIN", Caller::kUser, set_pin},
-        {"C_CreateObject", Caller::kUser, [=] { return create(large); }},
-        {"C_SetAttributeValue", Caller::kUser, [=] { return set(data, label); }},
-        {"C_DestroyObject", Caller::kUser, [this] { return destroy(data); }},
-        {"C_GenerateKeyPair", Caller::kUser, generate_pair},
+        {"C_CreateObject", Caller::kUser, [=] { return create(large) == OK; }},
+        {"C_SetAttributeValue", Caller::kUser, [=] { return set(data, label) == OK; }},
+        {"C_DestroyObject", Caller::kUser, [this] { return destroy(data) == OK; }},
+        {"C_GenerateKeyPair", Caller::kUser, [this] { return generate()[0] != 0; }},
         {"generate_private_key", Caller::kLibrary, generate_key},
         {"set_client_cert_and_move_key", Caller::kLibrary, install_chain},
     };
   }
 
-  Answer run(const Operation& operation, const Interruption& interruption) {
+  bool run(const Operation& operation, const Interruption& interruption) {
     start->restore();
     const bool has_session = operation.caller < Caller::kNoSession;
     if (operation.caller == Caller::kNoSession) m_token->C_Initialize(nullptr);
     EXPECT_EQ(has_session ? restart() : OK, OK);
     EXPECT_EQ(operation.caller == Caller::kUser ? login() : OK, OK);
     EXPECT_EQ(operation.caller == Caller::kOfficer ? login_officer() : OK, OK);
-    test_support::watch_system_calls(parent, interruption);
-    Answer answer = CKR_FUNCTION_FAILED;
-    CK_OBJECT_HANDLE made = 0;
+    watch_system_calls(parent, interruption);
+    bool is_done = false;
     try {
-      answer = operation.act();
+      is_done = operation.act();
     } catch (const std::exception&) {  // from the library
     }
-    calls = test_support::stop_watching();
-    if (has_session) {
-      EXPECT_EQ(create(data_object(""), &made), OK) << "the token can be used on";
-      EXPECT_EQ(destroy(made), OK);
-    }
+    calls = stop_watching();
+    CK_OBJECT_HANDLE made = 0;
+    EXPECT_TRUE(!has_session || (create(data_object(""), &made) == OK && destroy(made) == OK)) << "unusable";
     m_token->C_Finalize(nullptr);
-    return answer;
+    return is_done;
   }
 
   /// Without the temporary objects that the library may leave, and removes later.
   std::string state_for(const Operation& operation) {
     const std::string tries = content_of(file("pin-tries"));
     const std::string temporary = std::to_string(TEE_CKA_VENDOR_PERMANENT) + "=" + '\0';
-    std::string text = operation.answer == CKR_PIN_INCORRECT ? std::to_string(tries.at(0)) + " tries\n" : "";
+    std::string text = operation.caller == Caller::kNobody ? std::to_string(tries.at(0)) + " tries\n" : "";
     for (const std::string& line : state()) {
       const bool is_temporary = line.find(temporary) != std::string::npos;
       if (operation.caller != Caller::kLibrary || !is_temporary) text += line + "\n";
@@ -130,7 +120,7 @@ class CrashTest : public TokenTest {
         unsynced.erase(call.path);
       } else if (call.is_write() || call.function == "ftruncate") {
         EXPECT_FALSE(call.path == file("token.db") && unsynced.count(file("token.db-journal")) != 0);
-        if (call.path != file("pin-tries") || operation.answer != CKR_OK) unsynced.insert(call.path);
+        if (call.path != file("pin-tries") || operation.caller == Caller::kNobody) unsynced.insert(call.path);
       } else {
         EXPECT_FALSE(call.function == "rename" && unsynced.count(call.path) != 0) << call.path;
         if (call.function == "unlink") unsynced.erase(call.path);
@@ -141,11 +131,8 @@ class CrashTest : public TokenTest {
   }
 
   void try_fault(const Operation& operation, const Interruption& interruption) {
-    ++points;
-    bool is_reported = false;
-    if (interruption.error != 0) {
-      is_reported = run(operation, interruption) == operation.answer;
-    } else {
+    const bool dies = interruption.error == 0, is_reported = !dies && run(operation, interruption);
+    if (dies) {
       EXPECT_EXIT(run(operation, interruption), testing::KilledBySignal(SIGKILL), "");
     }
     const std::string found = state_for(operation);
@@ -161,14 +148,14 @@ class CrashTest : public TokenTest {
     ::setenv("TEE_TOKEN_DIR", (parent + operation.folder).c_str(), 1);
     start->restore();
     before = state_for(operation);
-    EXPECT_EQ(run(operation, {}), operation.answer);
+    EXPECT_TRUE(run(operation, {}));
     if (!is_library) expect_synced(operation);
     after = state_for(operation);
     const std::vector<SystemCall> undisturbed = calls;
+    EXPECT_FALSE(undisturbed.empty());
     for (std::size_t i = 1; i <= undisturbed.size() && !HasFailure(); ++i) {
       const SystemCall& call = undisturbed[i - 1];
-      SCOPED_TRACE(std::string(operation.name) + ", " + std::to_string(i) + ": " + call.function + " " +
-                   call.path);
+      SCOPED_TRACE(operation.name + ", " + std::to_string(i) + ": " + call.function + " " + call.path);
       if (!is_library || call.is_change()) try_fault(operation, {Fault::kFailure, i, EIO});
       if (!call.is_change()) continue;
       try_fault(operation, {Fault::kFull, i, ENOSPC});
@@ -179,18 +166,17 @@ class CrashTest : public TokenTest {
 
   const std::string parent = folder().substr(0, folder().find_last_of('/'));
   std::shared_ptr<ClientCertInitializerAPI> product;
-  test_support::CertificateAuthority authority;
+  CertificateAuthority authority;
   std::string next_chain, before, after;
   CK_OBJECT_HANDLE data = 0;
   std::optional<TokenSnapshot> start;
   std::vector<SystemCall> calls;
-  unsigned points = 0;
 };
 
 // So that ending the process gives no free try.
 TEST_F(CrashTest, ATryIsCountedBeforeThePinIsJudged) {
-  const Operation right_login = {"C_Login", Caller::kNobody, [this] { return login(); }};
-  EXPECT_EQ(run(right_login, {}), OK);
+  const Operation right_login = {"C_Login", Caller::kNobody, [this] { return login() == OK; }};
+  EXPECT_TRUE(run(right_login, {}));
   std::size_t last = calls.size();
   while (last > 0 && !calls[last - 1].is_write()) --last;  // it takes the count back
   EXPECT_EXIT(run(right_login, {Fault::kDeath, last}), testing::KilledBySignal(SIGKILL), "");
@@ -201,14 +187,12 @@ TEST_F(CrashTest, ADeathOrAFailureInATokenCallLeavesTheOldStateOrTheNewOne) {
   for (const Operation& operation : operations()) {
     if (operation.caller != Caller::kLibrary) try_all_faults(operation);
   }
-  EXPECT_GT(points, 500u);
 }
 
 TEST_F(CrashTest, ADeathOrAFailureInALibraryCallLeavesOneIdentityAndTheNextOneIsInstalled) {
   for (const Operation& operation : operations()) {
     if (operation.caller == Caller::kLibrary) try_all_faults(operation);
   }
-  EXPECT_GT(points, 500u);
 }
 
 }  // namespace

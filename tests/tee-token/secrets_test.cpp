@@ -57,8 +57,7 @@ bool is_in_memory(const Masked& secret) {
     constexpr unsigned long kSanitizersOwn = 1UL << 24;  // its shadow has terabytes
     if (rights[1] != 'w' || end - first > kSanitizersOwn) continue;
     std::string content(end - first, ' ');
-    const ssize_t length = ::pread(memory, content.data(), content.size(), static_cast<off_t>(first));
-    content.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+    if (::pread(memory, content.data(), content.size(), static_cast<off_t>(first)) < 0) continue;
     is_found = is_in(content, secret) || is_found;
     OPENSSL_cleanse(content.data(), content.size());
   }
@@ -81,9 +80,6 @@ TEST_F(SecretsTest, NeitherPinNorKeyStaysInMemoryOrComesIntoAFile) {
     ASSERT_EQ(answer(m_token->C_CreateObject(m_session, attributes, object.size(), &key)), OK);
   }
   ASSERT_EQ(copy(key, Template().flag(CKA_TOKEN, false), &session_copy), OK);
-  Value result;
-  EXPECT_EQ(read(key, CKA_VALUE, result), CKR_ATTRIBUTE_SENSITIVE);
-  EXPECT_EQ(sign(key, CKM_ECDSA_SHA256, {1}, result), OK);
   CK_MECHANISM mechanism = {CKM_ECDSA_SHA256, nullptr, 0};
   ASSERT_EQ(answer(m_token->C_SignInit(m_session, &mechanism, session_copy)), OK);
   EXPECT_TRUE(is_in_memory(scalar)) << "a key at work can be found";

@@ -15,9 +15,12 @@ using tee_token::return_value_name;
 
 namespace {
 
+CK_MECHANISM s_signature = {CKM_ECDSA_SHA256, nullptr, 0};
+CK_BYTE s_data = 1;
+
 void* module_symbol(const char* name) {
   static void* const module = ::dlopen(TEE_TOKEN_MODULE, RTLD_NOW);
-  return module == nullptr ? nullptr : ::dlsym(module, name);
+  return ::dlsym(module, name);
 }
 
 }  // namespace
@@ -37,17 +40,6 @@ TokenTest::TokenTest() {
   EXPECT_EQ(login_officer(), OK);
   EXPECT_EQ(init_pin(kPin), OK);
   EXPECT_EQ(logout(), OK);
-}
-
-Answer TokenTest::restart() {
-  m_token->C_Finalize(nullptr);
-  m_token->C_Initialize(nullptr);
-  return open();
-}
-
-Answer TokenTest::init_token() {
-  unsigned char label[33] = "token under test                ";
-  return m_token->C_InitToken(0, bytes(kOfficerPin), kOfficerPin.size(), label);
 }
 
 Handles TokenTest::generate(Template marks) {
@@ -70,37 +62,19 @@ Handles TokenTest::find(Template wanted) {
   return found;
 }
 
-Answer TokenTest::read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Value& value) {
-  value.resize(4000);
-  CK_ATTRIBUTE attribute = {type, value.data(), value.size()};
+Answer TokenTest::read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
+  m_result.resize(4000);
+  CK_ATTRIBUTE attribute = {type, m_result.data(), m_result.size()};
   const Answer found = m_token->C_GetAttributeValue(m_session, object, &attribute, 1);
-  value.resize(found == OK ? attribute.ulValueLen : 0);
+  m_result.resize(found == OK ? attribute.ulValueLen : 0);
   return found;
 }
 
-Value TokenTest::value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
-  Value value;
-  read(object, type, value);
-  return value;
-}
-
-Answer TokenTest::sign(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE type, const Value& data, Value& signature) {
-  CK_MECHANISM mechanism = {type, nullptr, 0};
-  CK_ULONG length = 200;
-  signature.resize(length);
-  const Answer begun = m_token->C_SignInit(m_session, &mechanism, key);
-  if (begun != OK) return begun;
-  const Answer done = m_token->C_Sign(m_session, bytes(data), data.size(), signature.data(), &length);
-  signature.resize(length);
-  return done;
-}
-
-Answer TokenTest::verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE type, const Value& data,
-                         const Value& signature) {
-  CK_MECHANISM mechanism = {type, nullptr, 0};
-  const Answer begun = m_token->C_VerifyInit(m_session, &mechanism, key);
-  if (begun != OK) return begun;
-  return m_token->C_Verify(m_session, bytes(data), data.size(), bytes(signature), signature.size());
+Answer TokenTest::sign(CK_OBJECT_HANDLE key) {
+  CK_ULONG length = 64;
+  m_result.resize(length);
+  const CK_RV begun = m_token->C_SignInit(m_session, &s_signature, key);
+  return begun != CKR_OK ? begun : m_token->C_Sign(m_session, &s_data, 1, m_result.data(), &length);
 }
 
 Template TokenTest::marks(const std::string& client, const std::string& key) {
@@ -129,48 +103,38 @@ std::vector<std::string> TokenTest::state() {
   const bool is_empty = opened == CKR_TOKEN_NOT_RECOGNIZED;  // as good as none
   std::vector<std::string> lines = {return_value_name(is_empty ? CKR_TOKEN_NOT_PRESENT : opened.code)};
   if (opened == OK) {
-    CK_TOKEN_INFO info{};
-    lines.push_back(return_value_name(m_token->C_GetTokenInfo(0, &info)));
-    lines.back().append(info.label, info.label + sizeof info.label);
-    lines.push_back("user's PIN: " + pin_of(CKU_USER, kPin));
+    for (const Value& pin : {kPin, kNewPin}) lines.push_back("user's PIN: " + return_value_name(login(pin)));
     for (const CK_OBJECT_HANDLE object : find()) lines.push_back(described(object));
     logout();
-    lines.push_back("officer's PIN: " + pin_of(CKU_SO, kOfficerPin));
+    lines.push_back("officer's PIN: " + return_value_name(login_officer()));
   }
   m_token->C_Finalize(nullptr);
   return lines;
-}
-
-std::string TokenTest::pin_of(CK_USER_TYPE user, const Value& first) {
-  const Answer answer = login(first, user);
-  if (answer == OK) return "first";
-  return answer == CKR_PIN_INCORRECT && login(kNewPin, user) == OK ? "new" : return_value_name(answer.code);
 }
 
 std::string TokenTest::described(CK_OBJECT_HANDLE object) {
   std::string line = "object " + std::to_string(object);
   for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_PRIVATE, CKA_LABEL, CKA_VALUE, TEE_CKA_VENDOR_CLIENT_ID,
                                        TEE_CKA_VENDOR_KEY_ID, TEE_CKA_VENDOR_PERMANENT}) {
-    Value value;
-    const Answer answer = read(object, type, value);
+    const Answer answer = read(object, type);
     if (answer == CKR_ATTRIBUTE_TYPE_INVALID || answer == CKR_ATTRIBUTE_SENSITIVE) continue;
-    line += ' ' + std::to_string(type) + '=' + (answer == OK ? "" : return_value_name(answer.code));
-    line.append(value.begin(), value.end());
+    line += ' ' + std::to_string(type) + '=' + (answer == OK ? "" : return_value_name(answer));
+    line.append(m_result.begin(), m_result.end());
   }
-  Value signature;
-  if (sign(object, CKM_ECDSA_SHA256, {1}, signature) != OK) return line;
-  CK_OBJECT_HANDLE verifier = 0;
+  if (sign(object) != OK) return line;
+  std::string verifier;
   for (const CK_OBJECT_HANDLE key : find(Class(CKO_PUBLIC_KEY))) {
-    if (verify(key, CKM_ECDSA_SHA256, {1}, signature) == OK) verifier = key;
+    m_token->C_VerifyInit(m_session, &s_signature, key);
+    const CK_RV code = m_token->C_Verify(m_session, &s_data, 1, m_result.data(), m_result.size());
+    if (code == CKR_OK) verifier = " for " + std::to_string(key);
   }
-  return line + " signs" + (verifier != 0 ? " for " + std::to_string(verifier) : "");
+  return line + " signs" + verifier;
 }
 
 void alter_store(const std::string& file, const std::string& sql) {
   sqlite3* store = nullptr;
-  char* error = nullptr;
   ASSERT_EQ(sqlite3_open(file.c_str(), &store), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(store, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
+  EXPECT_EQ(sqlite3_exec(store, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sql;
   sqlite3_close(store);
 }
 

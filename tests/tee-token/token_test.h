@@ -7,7 +7,6 @@
 
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "base/error.h"
@@ -22,8 +21,7 @@ using Handles = std::vector<CK_OBJECT_HANDLE>;
 /// What a Cryptoki function returns; a failed comparison prints its name.
 struct Answer {
   constexpr Answer(CK_RV value) : code(value) {}
-  friend bool operator==(Answer a, Answer b) { return a.code == b.code; }
-  friend bool operator!=(Answer a, Answer b) { return a.code != b.code; }
+  constexpr operator CK_RV() const { return code; }
   friend void PrintTo(Answer a, std::ostream* out) { *out << tee_token::return_value_name(a.code); }
 
   CK_RV code;
@@ -66,7 +64,7 @@ inline Template data_object(const std::string& value) {
   return Class(CKO_DATA).flag(CKA_TOKEN, true).text(CKA_VALUE, value);
 }
 
-/// The platform's user PIN, and others.
+/// The platform's user PIN.
 const Value kPin = {'4', '0', '7', '1', '8', '2', '9', '3', 0}, kNewPin = {'n', 'e', 'w', '-', 'p', 'i', 'n'};
 const Value kOfficerPin = {'o', 'f', 'f', 'i', 'c', 'e', 'r'}, kWrongPin = {'w', 'r', 'o', 'n', 'g'};
 const Value kP256 = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07};
@@ -86,7 +84,11 @@ class TokenTest : public testing::Test {
   ~TokenTest() override { m_token->C_Finalize(nullptr); }
 
   /// C_Finalize and C_Initialize, then a session: what a new process would see.
-  Answer restart();
+  Answer restart() {
+    m_token->C_Finalize(nullptr);
+    m_token->C_Initialize(nullptr);
+    return open();
+  }
   Answer open(CK_FLAGS flags = CKF_SERIAL_SESSION | CKF_RW_SESSION) {
     return m_token->C_OpenSession(0, flags, nullptr, nullptr, &m_session);
   }
@@ -95,7 +97,10 @@ class TokenTest : public testing::Test {
   }
   Answer login_officer() { return login(kOfficerPin, CKU_SO); }
   Answer logout() { return m_token->C_Logout(m_session); }
-  Answer init_token();
+  Answer init_token() {
+    unsigned char label[33] = "token under test                ";
+    return m_token->C_InitToken(0, bytes(kOfficerPin), kOfficerPin.size(), label);
+  }
   Answer init_pin(const Value& pin) { return m_token->C_InitPIN(m_session, bytes(pin), pin.size()); }
 
   Answer create(Template object, CK_OBJECT_HANDLE* made = &s_ignored) {
@@ -111,19 +116,19 @@ class TokenTest : public testing::Test {
   /// A key pair on the token, the public half first, or two zeros; both halves get the marks.
   Handles generate(Template marks = Template());
   Handles find(Template wanted = Template());
-  Answer read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type, Value& value);
-  Value value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
-  Answer sign(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, Value& signature);
-  Answer verify(CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE mechanism, const Value& data, const Value& signature);
+  /// Leaves the value in m_result, up to 4000 bytes.
+  Answer read(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
+  Value value_of(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) { return read(object, type), m_result; }
+  /// Signs a byte with SHA-256 and leaves the signature in m_result.
+  Answer sign(CK_OBJECT_HANDLE key);
   /// Of the objects of an identity that is not installed yet.
   static Template marks(const std::string& client = "CCI_CLIENT", const std::string& key = "LYR");
   CK_OBJECT_HANDLE store_chain(const Value& chain, Template object = marks());
   Answer install(const Handles& installed, const Handles& added);
   Handles installed() { return find(Template().flag(TEE_CKA_VENDOR_PERMANENT, true)); }
 
-  /// What a program that starts now finds, in lines: the answer to its first session and the label; which PIN
-  /// is the user's and the officer's; the objects, and of a private key also the public key that verifies its
-  /// signatures. Leaves the module finalised.
+  /// What a program that starts now finds, in lines: the answers to its first session and to the PINs; the
+  /// objects, and of a private key also the public key that verifies its signatures. Finalises the module.
   std::vector<std::string> state();
 
   std::string folder() const { return (m_folder.path() / "token").string(); }
@@ -132,10 +137,10 @@ class TokenTest : public testing::Test {
 
   CK_FUNCTION_LIST* const m_token = cryptoki();
   CK_SESSION_HANDLE m_session = 0;
+  Value m_result;
   static inline CK_OBJECT_HANDLE s_ignored = 0;
 
  private:
-  std::string pin_of(CK_USER_TYPE user, const Value& first);
   std::string described(CK_OBJECT_HANDLE object);
 
   test_support::TemporaryFolder m_folder;
