@@ -18,8 +18,6 @@
 #include <mutex>
 #include <string>
 
-#include "write_signals.h"
-
 namespace ara::log::host {
 
 namespace {

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "environment.h"
-#include "write_signals.h"
+#include "sinks.h"
 
 namespace ara::log {
 

@@ -11,8 +11,6 @@
 #include <ctime>
 #include <string>
 
-#include "write_signals.h"
-
 namespace ara::log::host {
 
 namespace {
