@@ -5,6 +5,7 @@
 #include <botan/p11_randomgenerator.h>
 #include <botan/pubkey.h>
 
+#include <filesystem>
 #include <set>
 
 #include "layer_test.h"
@@ -56,12 +57,21 @@ class ContractTest : public TokenTest, public testing::WithParamInterface<std::s
   secure_string digest = rng.random_vec(32);
 };
 
-INSTANTIATE_TEST_SUITE_P(Rules, ContractTest, testing::Values(BUILT_TOKEN, SOFTHSM), [](const auto& each) {
+const std::vector<std::string> kTokens = std::filesystem::exists(SOFTHSM)
+                                             ? std::vector<std::string>{BUILT_TOKEN, SOFTHSM}
+                                             : std::vector<std::string>{BUILT_TOKEN};
+INSTANTIATE_TEST_SUITE_P(Rules, ContractTest, testing::ValuesIn(kTokens), [](const auto& each) {
   return std::string(each.param == SOFTHSM ? "SoftHSM" : "teetoken");
 });
 
+TEST(SoftHsm, IsInstalled) {
+  if (kTokens.size() == 1) GTEST_SKIP() << "SoftHSM2 is not: the rules were tried on one token alone";
+}
+
 TEST_P(ContractTest, SessionsShareTheLoginOfOneUserWhichEndsWithTheLastOfThem) {
   EXPECT_CODE(CKR_SESSION_EXISTS, slot.initialize("busy", so_pin));
+  EXPECT_CODE(CKR_SLOT_ID_INVALID, Slot(module, 4711).get_slot_info());
+  EXPECT_CODE(CKR_SESSION_PARALLEL_NOT_SUPPORTED, Session(slot, Flags(CKF_RW_SESSION), nullptr, nullptr));
   Session reader(slot, true);
   EXPECT_EQ(state_of(reader), CKS_RO_USER_FUNCTIONS);
   EXPECT_CODE(CKR_USER_ALREADY_LOGGED_IN, reader.login(UserType::User, pin));
@@ -184,8 +194,12 @@ TEST_P(ContractTest, ALengthQueryKeepsTheSignatureActiveAndAnythingElseEndsIt) {
 }
 
 TEST_P(ContractTest, MessagesAreSignedInAnyPiecesIfTheTokenHashes) {
-  if (GetParam() == SOFTHSM) GTEST_SKIP() << "it signs digests only";
   const auto pair = generate(session, "secp384r1");
+  if (GetParam() == SOFTHSM) {  // signs digests only
+    Botan::PK_Signer signer(pair.second, rng, "EMSA1(SHA-256)");
+    EXPECT_CODE(CKR_MECHANISM_INVALID, signer.sign_message(digest, rng));
+    return;
+  }
   const auto update = [&](auto& operation) {
     for (const size_t piece : {0U, 1U, 2U}) operation.update(digest.data(), piece);
   };
