@@ -62,6 +62,10 @@ class WrongChainsTest : public ProductTest {
     });
   }
 
+  std::string replaced(const char* pattern, const std::string& by) const {
+    return std::regex_replace(both, std::regex(pattern), by);
+  }
+
   const Chain before = provision("before"), after = requestChain("after");
   const Bytes leaf_der = after[0].BER_encode();
   const std::string installed_key = product->get_public_key("LYR"),
@@ -75,6 +79,7 @@ class WrongChainsTest : public ProductTest {
       {"leaf alone", leaf, 1},
       {"no leaf", root, kRefused},
       {"leaf last", root + leaf, 2},
+      {"leaf twice", leaf + both, 3},
       {"root of others", leaf + CertificateAuthority("Other").root().PEM_encode(), 2},
       {"leaf for another key first", leafFor(EVP_EC_gen("P-256")) + both, 4},
       // Something is wrong with the leaf.
@@ -84,12 +89,26 @@ class WrongChainsTest : public ProductTest {
       {"curve as parameters", leafKeyWith(OSSL_PKEY_PARAM_EC_ENCODING, "explicit"), 2},
       {"compressed point", leafKeyWith(OSSL_PKEY_PARAM_EC_POINT_CONVERSION_FORMAT, "compressed"), 2},
       {"expired", leafWith([](X509* c) { X509_gmtime_adj(X509_getm_notAfter(c), -1); }), 2},
+      {"not valid yet", leafWith([](X509* c) { X509_gmtime_adj(X509_getm_notBefore(c), 86400); }), 2},
+      {"subject of the issuer", leafWith([](X509* c) { X509_set_subject_name(c, X509_get_issuer_name(c)); }),
+       2},
+      {"version 1", leafWith([](X509* c) { X509_set_version(c, X509_VERSION_1); }), 2},
+      {"without end date",
+       leafWith([](X509* c) { ASN1_TIME_set_string_X509(X509_getm_notAfter(c), "99991231235959Z"); }),
+       kRefused, 1},
       // PEM with something else, or damaged.
+      {"CRLF", replaced("\n", "\r\n"), 2},
+      {"byte order mark", "\xEF\xBB\xBF" + both, 2},
       {"text around", "Certificate:\n    Data:\n" + both + "0 errors\n", 2},
       {"cut in the leaf", both.substr(0, leaf.size() - 90), 0},
       {"cut in the root", both.substr(0, both.size() - 128), 1},
       {"not base64", std::string(both).insert(28, "*"), kRefused, 1},
       // No PEM, or no certificates.
+      {"line breaks of JSON", replaced("\n", "\\n"), 0, 2},
+      {"label TRUSTED CERTIFICATE", replaced("CERTIFICATE", "TRUSTED CERTIFICATE"), 0, 2},
+      {"label PKCS7", replaced("CERTIFICATE", "PKCS7"), 0, 2},
+      {"base64 alone", replaced("-----[A-Z ]*-----\n", ""), 0},
+      {"UTF-16", replaced("([^])", std::string("$1") + '\0'), 0},
       {"DER", std::string(leaf_der.begin(), leaf_der.end()), 1},
       {"private key behind", both + Botan::PKCS8::PEM_encode(newKey()), 2, 1},
       {"error page", "<html><body><h1>502 Bad Gateway</h1></body></html>\n", 0},
