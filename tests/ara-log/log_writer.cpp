@@ -7,6 +7,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <iostream>
+#include <string>
+
 namespace {
 
 struct Farewell {
@@ -18,6 +21,7 @@ struct Farewell {
 int main(int argc, char** argv) {
   const auto& log = ara::log::CreateLogger(argv[1], "writer");
   for (int text = 2; text < argc; ++text) log.LogWarn() << argv[text];
+  for (std::string line; argc == 2 && std::getline(std::cin, line);) log.LogDebug() << line;
   if (::fork() == 0) {
     log.LogInfo() << "child";
     ::_exit(0);
