@@ -65,7 +65,7 @@ INSTANTIATE_TEST_SUITE_P(Rules, ContractTest, testing::ValuesIn(kTokens), [](con
 });
 
 TEST(SoftHsm, IsInstalled) {
-  if (kTokens.size() == 1) GTEST_SKIP() << "SoftHSM2 is not: the rules were tried on one token alone";
+  if (kTokens.size() == 1) GTEST_SKIP() << "without SoftHSM2, the rules are tried on one token";
 }
 
 TEST_P(ContractTest, SessionsShareTheLoginOfOneUserWhichEndsWithTheLastOfThem) {
