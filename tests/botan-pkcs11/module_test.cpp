@@ -1,11 +1,20 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <botan/auto_rng.h>
+#include <botan/pubkey.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <thread>
 
 #include "layer_test.h"
+
+/// The same in a forked child, as it may be in a PID namespace of its own.
+extern "C" pid_t getpid() noexcept {
+  static const long first = ::syscall(SYS_getpid);
+  return static_cast<pid_t>(first);
+}
 
 namespace {
 
@@ -74,6 +83,25 @@ TEST_F(ModuleTest, AForkedChildDoesNotWaitForItsParent) {
       },
       testing::ExitedWithCode(0), "");
   EXPECT_THROW(gated(), Botan::Invalid_State) << "the parent still holds";
+}
+
+using InheritedTest = SpiedTest;
+
+TEST_F(InheritedTest, ObjectsMakeNoCallsWhenAForkedChildDestroysThem) {
+  Botan::AutoSeeded_RNG rng;
+  const auto pair = generate_ecdsa_keypair(session, params(Botan::EC_Group("secp256r1")), {});
+  Botan::PK_Signer signer(pair.second, rng, "EMSA1(SHA-256)");
+  signer.update("begun");
+  Session other(slot, true);
+  ObjectFinder finder(other, {});
+  const auto child = [&] {
+    spy.take_calls();
+    finder.~ObjectFinder(), signer.~PK_Signer(), session.~Session(), module.~Module();
+    ::_exit(spy.take_calls().empty() ? 0 : 1);
+  };
+  EXPECT_EXIT(child(), testing::ExitedWithCode(0), "");
+  EXPECT_EQ(finder.find().size(), 2U) << "the parent's search is still active";
+  EXPECT_EQ(signer.signature(rng).size(), 64U);
 }
 
 }  // namespace

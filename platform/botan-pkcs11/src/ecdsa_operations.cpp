@@ -35,8 +35,9 @@ class TokenOperation {
   /// Returns the state and goes back to Idle.
   State end();
 
-  /// Ends the token's operation, which is in this state, and discards the result.
-  virtual void abandon(State state) noexcept = 0;
+  /// Ends the token's operation, which is in this state, and discards the result and any failure.
+  void abandon(State state) noexcept;
+  virtual void discard(State state) const = 0;
 
   const LowLevel& token() const { return *m_key.module().operator->(); }
   SessionHandle session() const { return m_key.session().handle(); }
@@ -75,6 +76,12 @@ void TokenOperation::add(const uint8_t message[], size_t length) {
   } catch (...) {
     abandon(end());
     throw;
+  }
+}
+
+void TokenOperation::abandon(State state) noexcept {
+  if (state != State::Idle) {
+    m_key.module().clean_up([&](const LowLevel&) { discard(state); });
   }
 }
 
@@ -139,13 +146,13 @@ class Signature final : public PK_Ops::Signature, private TokenOperation {
   size_t signature_length() const override { return m_length; }
 
  private:
-  void abandon(State state) noexcept override {
+  void discard(State state) const override {
     Discarded signature;
     Ulong length = signature.size();
     if (state == State::OnePiece) {
       Byte* const message = const_cast<Byte*>(piece().data());
       token().C_Sign(session(), message, piece().size(), signature.data(), &length, nullptr);
-    } else if (state == State::Streaming) {
+    } else {
       token().C_SignFinal(session(), signature.data(), &length, nullptr);
     }
   }
@@ -174,7 +181,7 @@ class Verification final : public PK_Ops::Verification, private TokenOperation {
   }
 
  private:
-  ReturnValue verify(State state, const uint8_t signature[], size_t length) const noexcept {
+  ReturnValue verify(State state, const uint8_t signature[], size_t length) const {
     ReturnValue result = ReturnValue::OK;
     Byte* const message = const_cast<Byte*>(piece().data());
     Byte* const expected = const_cast<Byte*>(signature);
@@ -186,11 +193,7 @@ class Verification final : public PK_Ops::Verification, private TokenOperation {
     return result;
   }
 
-  void abandon(State state) noexcept override {
-    if (state != State::Idle) {
-      verify(state, Discarded{}.data(), m_length);
-    }
-  }
+  void discard(State state) const override { verify(state, Discarded{}.data(), m_length); }
 
   const size_t m_length;
 };

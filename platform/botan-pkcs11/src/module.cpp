@@ -18,8 +18,9 @@ namespace PKCS11 {
 namespace {
 
 struct Gate {
-  std::mutex mutex;
-  std::condition_variable free;
+  const uint64_t generation;  // 0, and one more in each forked child
+  std::mutex mutex{};
+  std::condition_variable free{};
   uint64_t holder = 0;  // a thread_number(), or 0
 };
 
@@ -27,9 +28,12 @@ struct Gate {
 /// gets a new gate: the threads that hold it, wait for it or have locked its mutex do not exist there.
 Gate& gate() {
   alignas(Gate) static unsigned char storage[sizeof(Gate)];
+  static uint64_t generation = 0;
   static Gate* const gate = [] {
-    ::pthread_atfork(nullptr, nullptr, [] { new (storage) Gate; });
-    return new (storage) Gate;
+    if (::pthread_atfork(nullptr, nullptr, [] { new (storage) Gate{++generation}; }) != 0) {
+      throw std::bad_alloc();
+    }
+    return new (storage) Gate{generation};
   }();
   return *gate;
 }
@@ -73,7 +77,7 @@ class ModuleHold {
   ModuleHold& operator=(const ModuleHold&) = delete;
 
  private:
-  const pid_t m_process = ::getpid();
+  const uint64_t m_generation = gate().generation;
 };
 
 ModuleHold::ModuleHold() {
@@ -87,10 +91,10 @@ ModuleHold::ModuleHold() {
 }
 
 ModuleHold::~ModuleHold() {
-  if (m_process != ::getpid()) {
-    return;  // inherited through fork: the parent holds it
-  }
   Gate& g = gate();
+  if (m_generation != g.generation) {
+    return;  // the parent holds it
+  }
   const std::lock_guard<std::mutex> lock(g.mutex);
   g.holder = 0;
   g.free.notify_one();
@@ -113,15 +117,10 @@ Module::Module(const std::string& file_path, C_InitializeArgs init_args, LowLeve
 Module::Module(Module&& other) noexcept = default;
 
 Module::~Module() noexcept {
-  if (m_low_level == nullptr) {
-    return;  // moved from
-  }
-  try {
-    m_low_level->C_Finalize(nullptr, nullptr);
-  } catch (...) {
-    // a destructor cannot report it
-  }
+  clean_up([](const LowLevel& token) { token.C_Finalize(nullptr, nullptr); });
 }
+
+uint64_t Module::generation() { return gate().generation; }
 
 void Module::reload(C_InitializeArgs init_args) {
   if (m_low_level != nullptr) {
@@ -139,6 +138,7 @@ void Module::reload(C_InitializeArgs init_args) {
   }
   m_low_level = std::move(low_level);
   m_library = std::move(library);
+  m_generation = generation();
 
   m_low_level->C_Initialize(&init_args);
 }

@@ -17,11 +17,7 @@ ObjectFinder::~ObjectFinder() noexcept {
   if (!*m_active || m_active.use_count() > 1) {
     return;
   }
-  try {
-    module()->C_FindObjectsFinal(m_session.handle(), nullptr);
-  } catch (...) {
-    // a destructor cannot report it
-  }
+  module().clean_up([this](const LowLevel& token) { token.C_FindObjectsFinal(m_session.handle(), nullptr); });
 }
 
 std::vector<ObjectHandle> ObjectFinder::find(std::uint32_t max_count) const {

@@ -61,14 +61,10 @@ Session::~Session() noexcept {
   if (m_handle == 0) {
     return;
   }
-  try {
-    if (m_logged_in) {
-      module()->C_Logout(m_handle, nullptr);
-    }
-    module()->C_CloseSession(m_handle, nullptr);
-  } catch (...) {
-    // a destructor cannot report it
+  if (m_logged_in) {
+    module().clean_up([this](const LowLevel& token) { token.C_Logout(m_handle, nullptr); });
   }
+  module().clean_up([this](const LowLevel& token) { token.C_CloseSession(m_handle, nullptr); });
 }
 
 SessionHandle Session::release() { return std::exchange(m_handle, 0); }

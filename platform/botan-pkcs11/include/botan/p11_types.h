@@ -49,7 +49,7 @@ class BOTAN_PKCS11_API Module final {
   Module& operator=(const Module&) = delete;
   Module& operator=(Module&&) = delete;
 
-  /// Finalizes the library, ignoring errors, and unloads it.
+  /// Finalizes the library, as `clean_up` does, and unloads it.
   ~Module() noexcept;
 
   /// Finalizes the library, loads it again and initializes it. Sessions opened before are closed.
@@ -60,14 +60,33 @@ class BOTAN_PKCS11_API Module final {
 
   Info get_info() const;
 
+  /// For destructors: passes the token to `call` and drops what it throws. Does nothing in a forked child
+  /// that inherited this Module: sessions and operations are the parent's, and their handles may be in use
+  /// here.
+  template <typename Call>
+  void clean_up(Call call) const noexcept {
+    if (m_low_level == nullptr || m_generation != generation()) {
+      return;
+    }
+    try {
+      call(*m_low_level);
+    } catch (...) {
+      // a destructor cannot report it
+    }
+  }
+
  private:
   friend class VendorInterface;
+
+  /// Of this process: a forked child is of the next one.
+  static uint64_t generation();
 
   std::unique_ptr<ModuleHold> m_hold;  // first, so that it is destroyed last
   std::string m_file_path;
   std::unique_ptr<LowLevel> m_given_low_level;
   std::unique_ptr<Dynamically_Loaded_Library> m_library;
   std::unique_ptr<LowLevel> m_low_level;
+  uint64_t m_generation = 0;  // of the process that loaded the library
 };
 
 /// A slot, with or without a token. The constructor does not call the token.
@@ -110,7 +129,7 @@ class BOTAN_PKCS11_API Session final {
   Session& operator=(const Session&) = delete;
   Session& operator=(Session&&) = delete;
 
-  /// Logs out if this session logged in, and closes the session. Errors are ignored.
+  /// Logs out if this session logged in, and closes the session, by `Module::clean_up`.
   ~Session() noexcept;
 
   /// Returns the handle and leaves the session open.
