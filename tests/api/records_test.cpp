@@ -12,7 +12,6 @@ namespace ozk::tee {
 
 using namespace ::testing;
 
-/// An implementation object of the test's own.
 struct ClientCertInitializerTestAccess {
   ClientCertInitializer implementation;
 };

@@ -6,7 +6,35 @@
 #include "api/product_test.h"
 #include "support/token_snapshot.h"
 
+/// Of the next large allocations, the one that fails; 0: none. Botan makes small ones when it frees memory.
+static unsigned g_failing_new = 0;
+
+void* operator new(std::size_t size) {
+  const bool fails = size > 9999 && g_failing_new != 0 && --g_failing_new == 0;
+  void* const memory = fails ? nullptr : std::malloc(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
 namespace ozk::tee {
+
+TEST_F(ProductTest, LackOfMemoryInstallsNoPartOfAChain) {
+  std::string installed;
+  bool failed = true;
+  for (unsigned nth = 1; failed; ++nth) {
+    const std::string chain = pem(requestChain(std::string(20000, 'n')));
+    g_failing_new = nth;
+    try {
+      install(chain);
+    } catch (const std::bad_alloc&) {
+    }
+    failed = std::exchange(g_failing_new, 0) == 0;
+    const std::string now = product->get_client_cert("LYR");
+    EXPECT_TRUE(now == installed || now == chain) << "allocation " << nth;
+    installed = now;
+  }
+}
 
 namespace {
 
@@ -25,18 +53,21 @@ struct Operation {
   std::function<std::string()> run;  // returns what the caller gets
 };
 
+/// A call fails before it is made, or it is made and fails then, or it throws kNoMemory.
+constexpr CK_RV kNotMade = CKR_DEVICE_ERROR, kMade = CKR_GENERAL_ERROR;
+
 /// What one run of an operation came to.
 struct Outcome {
   std::string result;
   bool reported = false;  // by an exception or a record
+  bool out_of_memory = false;
   std::vector<SpiedCall> calls;
   TokenContent content;
 };
 
 }  // namespace
 
-/// Each call of each operation, in each state of the token, fails: it is not made, or made and then answered
-/// with an error.
+/// Each call of each operation, in each state of the token, fails.
 class FailuresTest : public ProductTest {
  protected:
   FailuresTest() {
@@ -58,17 +89,20 @@ class FailuresTest : public ProductTest {
   }
 
   /// Call `nth` fails, if it is not 0.
-  Outcome outcomeOf(const Operation& operation, const State& state, unsigned nth = 0, bool made = false) {
+  Outcome outcomeOf(const Operation& operation, const State& state, unsigned nth = 0,
+                    CK_RV failure = CKR_OK) {
     state.snapshot.restore();
     chain = state.chain;
     log.take();
     spytoken().take_calls();
-    if (nth != 0) spytoken().answer("", made ? CKR_GENERAL_ERROR : CKR_DEVICE_ERROR, nth, made);
+    if (nth != 0) spytoken().answer("", failure, nth, failure == kMade);
     Outcome outcome;
     try {
       outcome.result = operation.run();
     } catch (const Botan::PKCS11::PKCS11_ReturnError&) {
       outcome.reported = true;
+    } catch (const std::bad_alloc&) {
+      outcome.out_of_memory = outcome.reported = true;
     }
     outcome.calls = spytoken().take_calls();
     for (const auto& [level, text] : log.take()) outcome.reported |= level == ara::log::LogLevel::kError;
@@ -111,17 +145,18 @@ class FailuresTest : public ProductTest {
     const Outcome clean = outcomeOf(operation, state);
     for (unsigned nth = 1; nth <= clean.calls.size(); ++nth) {
       const std::string& function = clean.calls[nth - 1].function;
-      for (const bool made : {false, true}) {
-        // C_Finalize is always made, or the module would stay up; C_Initialize never, or it would be up
-        // unknown to its caller.
-        if (function == (made ? "C_Initialize" : "C_Finalize")) continue;
+      for (const CK_RV failure : {kNotMade, kMade, kNoMemory}) {
+        // Or the module would stay initialised, unknown to its caller.
+        if (function == (failure == kMade ? "C_Initialize" : "C_Finalize")) continue;
 #ifdef CCI_SANITIZED  // ten times slower
-        if (made && function != "set_client_cert_and_move_key") continue;
+        if (failure != kNotMade && function != "set_client_cert_and_move_key") continue;
 #endif
         SCOPED_TRACE(operation.name + " with " + state.name + ", call " + std::to_string(nth) + ' ' +
-                     function + (made ? ", made" : ""));
-        const Outcome outcome = outcomeOf(operation, state, nth, made);
+                     function + ", failure " + std::to_string(failure));
+        const Outcome outcome = outcomeOf(operation, state, nth, failure);
         EXPECT_TRUE(outcome.reported || outcome.result == clean.result) << "no word of it";
+        const bool closes = function == "C_Logout" || function == "C_CloseSession";  // mostly in destructors
+        EXPECT_TRUE(outcome.out_of_memory || closes || failure != kNoMemory) << "lack of memory";
         expectSound(operation, state.content, outcome);
       }
     }

@@ -17,7 +17,6 @@ using ::testing::SizeIs;
 
 namespace {
 
-/// What a call returned and was given, as texts.
 struct Call {
   std::string result, argument = {};
 };

@@ -1,8 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <botan/pem.h>
-
 #include <map>
 
 #include "api/product_test.h"
@@ -32,16 +30,6 @@ TEST_F(StoredObjectsTest, DeviceCertificatesComeInTheOrderOfTheirLabels) {
   }
   EXPECT_EQ(product->get_client_cert("ZEMP"), pem({certificates.at(13), certificates.at(12)}));
   EXPECT_EQ(product->get_client_cert("BASE"), pem({certificates.at(15), certificates.at(14)}));
-}
-
-TEST_F(StoredObjectsTest, PublicKeysNameTheirCurveAndCarryAnUncompressedPoint) {
-  provision("installed");
-  ASSERT_EQ(generate(), ResultCode::OK);
-  for (const std::string key_id : {"LYR", "LYR_CSR"}) {
-    const auto der = Botan::PEM_Code::decode_check_label(product->get_public_key(key_id), "PUBLIC KEY");
-    EXPECT_EQ(der.size(), 91u) << "with explicit parameters it is 311 bytes";
-    EXPECT_EQ(der.at(26), 0x04);
-  }
 }
 
 TEST_F(StoredObjectsTest, TheVinIsReturnedByteForByte) {

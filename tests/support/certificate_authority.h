@@ -15,13 +15,11 @@
 
 namespace test_support {
 
-/// A software key on secp256r1.
 inline Botan::ECDSA_PrivateKey newKey() {
   Botan::AutoSeeded_RNG rng;
   return Botan::ECDSA_PrivateKey(rng, Botan::EC_Group("secp256r1"));
 }
 
-/// Certificates in PEM, back to back.
 inline std::string pem(const std::vector<Botan::X509_Certificate>& certificates) {
   std::string text;
   for (const auto& certificate : certificates) text += certificate.PEM_encode();

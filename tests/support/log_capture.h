@@ -21,7 +21,6 @@ class LogCapture {
  public:
   LogCapture();
 
-  /// Returns what was gathered since the last call.
   std::vector<LogLine> take() { return std::exchange(m_sink->lines, {}); }
 
  private:

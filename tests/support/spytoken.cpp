@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <iomanip>
+#include <new>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -120,6 +121,7 @@ CK_RV SpyToken::call(const std::string& function, const std::string& arguments,
   if (answer) code = answer->code;
   const std::lock_guard<std::mutex> lock(m_mutex);
   m_calls.push_back({function, function + arguments, code, std::this_thread::get_id()});
+  if (code == kNoMemory) throw std::bad_alloc();
   return code;
 }
 

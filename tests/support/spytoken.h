@@ -30,6 +30,9 @@ struct SpiedCall {
   std::thread::id thread;
 };
 
+/// As the code of an answer: the function throws std::bad_alloc instead.
+constexpr CK_RV kNoMemory = ~0UL;
+
 /// A PKCS #11 module (libspytoken.so) that forwards each call to another one, records it, and can answer it
 /// with an error. A test that links it and loads it as a module has one instance of it. It knows Cryptoki
 /// alone, none of the layers that it watches.
@@ -50,7 +53,6 @@ class SpyToken {
   std::vector<SpiedCall> take_calls() { return std::exchange(m_calls, {}); }
   std::vector<std::string> take_texts();
 
-  /// What each function of the module does.
   CK_RV call(const std::string& function, const std::string& arguments,
              const std::function<CK_RV()>& forward);
 
@@ -69,7 +71,6 @@ class SpyToken {
   std::vector<SpiedCall> m_calls;
 };
 
-/// The one spy of this process.
 SpyToken& spytoken();
 
 }  // namespace test_support

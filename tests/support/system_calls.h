@@ -38,7 +38,6 @@ struct Interruption {
 /// It stands between all libraries of the process and libc: link it before them. For one thread.
 void watch_system_calls(const std::string& folder, const Interruption& interruption = {});
 
-/// The calls so far.
 std::vector<SystemCall> stop_watching();
 
 }  // namespace test_support

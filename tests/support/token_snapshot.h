@@ -18,7 +18,6 @@ class TokenSnapshot {
     std::filesystem::copy(m_folder, m_copy->path(), std::filesystem::copy_options::recursive);
   }
 
-  /// Puts them back, and nothing else.
   void restore() const {
     for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
       std::filesystem::remove_all(entry.path());

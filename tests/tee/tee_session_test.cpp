@@ -26,11 +26,6 @@ TEST_F(ProductTest, ASessionIsReadWriteOnTheFirstSlotAndLogsInOnRequest) {
                           "C_OpenSession 0 6", "C_CloseSession 1", "C_Finalize"));
 }
 
-TEST_F(ProductTest, ALoginThatFailsIsThrown) {
-  spytoken().answer("C_Login", CKR_PIN_INCORRECT);
-  EXPECT_THROW(product->get_zemp_vin(), Botan::PKCS11::PKCS11_ReturnError);
-}
-
 TEST_F(ProductTest, WithoutATokenNothingFaults) {
   ::setenv("TEE_TOKEN_DIR", (token.path() / "nowhere").c_str(), 1);
   EXPECT_EQ(product->generate_private_key("LYR"), ResultCode::INVALID_KEY_ID);
