@@ -5,8 +5,8 @@
 
 #include <botan/secmem.h>
 
-#include <string>
-#include <vector>
+#include <cstdint>
+#include <iterator>
 
 namespace TEESession {
 
@@ -24,8 +24,12 @@ const C_InitializeArgs kUseSystemLocks = {
 
 constexpr auto kPlatformModule = "";  // an empty path is the platform's own token
 
-// The zero byte is part of the PIN.
-Botan::secure_vector<uint8_t> userPin() { return {'4', '0', '7', '1', '8', '2', '9', '3', '\0'}; }
+// The zero byte is part of the PIN. An initializer list in its place would leave a copy on the stack.
+constexpr std::uint8_t kUserPin[] = {'4', '0', '7', '1', '8', '2', '9', '3', '\0'};
+
+Botan::secure_vector<std::uint8_t> userPin() {
+  return Botan::secure_vector<std::uint8_t>(std::begin(kUserPin), std::end(kUserPin));
+}
 
 }  // namespace
 

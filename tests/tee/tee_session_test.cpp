@@ -26,6 +26,19 @@ TEST_F(ProductTest, ASessionIsReadWriteOnTheFirstSlotAndLogsInOnRequest) {
                           "C_OpenSession 0 6", "C_CloseSession 1", "C_Finalize"));
 }
 
+#ifndef CCI_SANITIZED
+// Looked for without a call, which would overwrite the stack of those before it.
+TEST_F(ProductTest, ALoginLeavesNoPinOnTheStack) {
+  static const char pin[] = "40718293";
+  const ::TEESession::TEESession session(true);
+  const char* const here = static_cast<const char*>(__builtin_frame_address(0));
+  std::size_t equal = 0;
+  for (const char* at = here - 0x4000; at != here && equal != 8; ++at)
+    equal = *at == pin[equal] ? equal + 1 : 0;
+  EXPECT_NE(equal, 8u);
+}
+#endif
+
 TEST_F(ProductTest, WithoutATokenNothingFaults) {
   ::setenv("TEE_TOKEN_DIR", (token.path() / "nowhere").c_str(), 1);
   EXPECT_EQ(product->generate_private_key("LYR"), ResultCode::INVALID_KEY_ID);
