@@ -8,6 +8,8 @@
 
 #include "layer_test.h"
 
+static_assert(BOTAN_HAS_PKCS11 == 20160219 && BOTAN_HAS_DYNAMIC_LOADER == 20160310, "as Botan has them");
+
 namespace {
 
 using Botan::PointGFp;

@@ -3,7 +3,17 @@
 
 #pragma once
 
+#include <botan/build.h>
+
 #include <string>
+
+// What build.h says of a Botan that has these headers itself, for programs that test it.
+#ifndef BOTAN_HAS_DYNAMIC_LOADER
+#define BOTAN_HAS_DYNAMIC_LOADER 20160310
+#endif
+#ifndef BOTAN_HAS_PKCS11
+#define BOTAN_HAS_PKCS11 20160219
+#endif
 
 /// Marks what libbotan-pkcs11 exports; everything else is hidden.
 #define BOTAN_PKCS11_API __attribute__((visibility("default")))
