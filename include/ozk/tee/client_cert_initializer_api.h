@@ -31,18 +31,26 @@ enum class ResultCode : std::uint32_t {
 ///
 /// Provisioning is generate_private_key("LYR_CSR"), generate_csr(name, "LYR_CSR"), certification elsewhere,
 /// and set_client_cert_and_move_key(chain, "LYR_CSR", "LYR"). The installed key stays in use until the last
-/// of these has succeeded.
+/// of these has succeeded (platform).
 ///
-/// Each operation may be called at any time and from any thread. It opens a session of its own, logs the user
-/// in, and closes everything before it returns or throws; nothing is kept between calls. The platform's
-/// PKCS#11 layer decides how overlapping calls are handled.
+/// What is marked "(platform)" is up to the platform's PKCS#11 layer and token; the host platform does it.
 ///
-/// Failures for which an operation has no result are thrown: Botan::Exception when the token fails or cannot
-/// be opened, and exceptions of the standard library such as std::bad_alloc. Without a token in any slot
-/// nothing is thrown: operations with a ResultCode return CRYPTO_OP_ERROR, the others an empty result.
+/// Each operation may be called at any time and from any thread; overlapping calls wait for one another
+/// (platform). It opens a session of its own, logs the user in, and closes everything before it returns or
+/// throws; nothing is kept between calls.
+///
+/// Failures that an operation has a ResultCode for are returned. A failed search for one of the client's
+/// objects or for the device's key is logged, and the object counts as missing; only generate_private_key
+/// throws when its search for earlier keys fails. Failures while closing are dropped. All others are thrown:
+/// Botan::Exception when the token fails or cannot be opened, and exceptions of the standard library such as
+/// std::bad_alloc.
+///
+/// Without a token in any slot nothing is thrown, not even where a missing object is: operations with a
+/// ResultCode return CRYPTO_OP_ERROR or INVALID_KEY_ID, the others an empty result.
 class [[gnu::visibility("default")]] ClientCertInitializerAPI {
  public:
-  /// Returns the process's only instance, which the first call creates. The caller shares its ownership.
+  /// Returns the process's only instance, which the first call creates. The caller shares its ownership, and
+  /// releases it before the library is unloaded.
   static std::shared_ptr<ClientCertInitializerAPI> get_instance();
 
   virtual ~ClientCertInitializerAPI();
@@ -50,14 +58,17 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// Destroys the temporary keys and chain of earlier attempts, then generates a temporary key pair, ECDSA on
   /// secp256r1, inside the token. The installed key pair is not changed.
   ///
+  /// An earlier key that cannot be destroyed ends the clean-up, not the generation. That and more than 100
+  /// keys leave some, and a later request can be for one of them. Of several chains one is destroyed.
+  ///
   /// INVALID_KEY_ID when `key_id` is not "LYR_CSR": nothing is changed.
-  /// CRYPTO_OP_ERROR when the token could not generate the key pair; the earlier temporary keys are deleted
-  /// by then.
+  /// CRYPTO_OP_ERROR when the token did not report the new key pair, which may exist all the same. The
+  /// clean-up is done by then.
   virtual ResultCode generate_private_key(std::string key_id) = 0;
 
   /// Returns a certificate request (PKCS#10, RFC 2986) in DER for the temporary key pair, signed inside the
   /// token with ECDSA and SHA-256. Its subject is C=DE, O=QAVR and `common_name` (UTF-8; left out when
-  /// empty).
+  /// empty; its length and characters are not checked).
   ///
   /// Empty when `key_id` is not "LYR_CSR" or there is no temporary key pair.
   virtual std::vector<std::uint8_t> generate_csr(std::string common_name, std::string key_id) = 0;
@@ -74,40 +85,45 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// Returns the public key of the installed ("LYR") or the temporary ("LYR_CSR") key pair in PEM: a
   /// SubjectPublicKeyInfo (RFC 5480) that names its curve and carries an uncompressed point.
   ///
-  /// Empty for any other `key_id`. Throws Botan::Exception when the token has no such key.
+  /// Empty for any other `key_id`, and without a token. Throws Botan::Exception when the token has no such
+  /// key.
   virtual std::string get_public_key(std::string key_id) = 0;
 
   /// Returns certificates as PEM blocks (RFC 7468, 64 characters a line), back to back: for "LYR" the chain
-  /// in the order in which it was installed, for "BASE" and "ZEMP" the device's own. A certificate of the
-  /// device that is missing or cannot be read is left out.
+  /// in the order in which it was installed (platform), for "BASE" and "ZEMP" the device's own. A certificate
+  /// of the device that is missing or cannot be read is left out.
   ///
   /// Empty when there is none, and for any other `key_id`.
   virtual std::string get_client_cert(std::string key_id) = 0;
 
   /// Replaces the installed key pair and chain by the temporary key pair and the chain issued for it, in one
-  /// change of the token, and then destroys the temporary objects.
-  /// `cert_chain` is PEM, the client's certificate first; blocks that cannot be decoded are logged and left
-  /// out, and when none is left the keys are installed with an empty chain: check an answer before you pass
-  /// it on. Neither dates nor signatures are checked.
+  /// change of the token (platform), and then destroys the temporary objects.
+  /// `cert_chain` is PEM, the client's certificate first. Blocks that cannot be decoded are left out (and
+  /// logged, but for one at the end), and when none is left the keys are installed with an empty chain: check
+  /// an answer before you pass it on. Limit its size too: reading 40 kB made for the purpose takes Botan 12
+  /// s, and ten times as much a hundred times as long. Neither dates nor signatures are checked.
   ///
   /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR": nothing is changed.
   /// TOKEN_STORE_ERROR when the chain cannot be stored: nothing is installed, the temporary keys stay.
-  /// CRYPTO_OP_ERROR when the token refuses, for instance a chain for another key: the installed objects stay
-  /// and the temporary ones are destroyed. Also when the installation succeeded but the temporary objects
-  /// could not be destroyed; get_client_cert("LYR") returns the chain that is installed.
+  /// CRYPTO_OP_ERROR when the token refuses, for instance a chain for another key (platform): the installed
+  /// objects stay and the temporary ones are destroyed, up to the first that cannot be; without a temporary
+  /// key pair the new chain stays. Also when the installation succeeded but the temporary objects could not
+  /// be destroyed; get_client_cert("LYR") returns the chain that is installed.
   ///
   /// With `cert_chain` and `temp_key_id` both empty and `key_id` "LYR" it destroys the installed key pair and
-  /// chain instead. A missing object is no error, so a deletion that failed can be repeated.
+  /// chain instead, up to the first that cannot be: CRYPTO_OP_ERROR. A missing object is no error, so a
+  /// deletion that failed can be repeated; nor is one whose search fails, so OK can leave objects behind.
   virtual ResultCode set_client_cert_and_move_key(std::string cert_chain, std::string temp_key_id,
                                                   std::string key_id) = 0;
 
   /// Returns the root certificates of a trust store group as PEM blocks (RFC 7468, 64 characters a line),
   /// back to back in the token's order, the usual format of a file with trust anchors.
   /// `trust_store_group` is the identifier that the token's security officer gave the group; it is compared
-  /// byte for byte.
+  /// byte for byte (platform).
   ///
-  /// Empty when the group has no roots. Throws Botan::Exception when the token has no such group for the
-  /// clients of this library, and when a root cannot be decoded: none is left out.
+  /// Empty when the group has no roots, and without a token. Throws Botan::Exception when the token has no
+  /// such group for the clients of this library, and when a root cannot be decoded: none is left out
+  /// (platform).
   virtual std::string get_root_cert_bundle(std::string trust_store_group) = 0;
 
   /// Returns the vehicle identification number as the bytes that the token stores, NUL bytes included.
