@@ -56,8 +56,7 @@ struct TokenContent {
   static TokenContent now();
 };
 
-/// The library on a fresh token that it reaches through the spy, with a backend that certifies its requests.
-/// Records are captured.
+/// The library on a fresh token behind the spy, with a backend for its requests. Records are captured.
 class ProductTest : public ::testing::Test {
  protected:
   ProductTest();

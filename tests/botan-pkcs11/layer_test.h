@@ -42,7 +42,9 @@ std::string code_of(Call call) {
 /// A token in a folder of its own, with a read-write session that its user is logged in to.
 class TokenTest : public testing::Test {
  protected:
-  explicit TokenTest(const std::string& library) : module(configured(library)) {
+  explicit TokenTest(const std::string& library)
+      : module(configured(library),
+               C_InitializeArgs{nullptr, nullptr, nullptr, nullptr, CKF_OS_LOCKING_OK, nullptr}, nullptr) {
     session.login(UserType::User, pin);
   }
 

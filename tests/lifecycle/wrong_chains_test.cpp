@@ -92,7 +92,6 @@ class WrongChainsTest : public ProductTest {
        leafWith([](X509* c) { ASN1_TIME_set_string_X509(X509_getm_notAfter(c), "99991231235959Z"); }),
        kRefused, 1},
       {"CRLF", replaced("\n", "\r\n"), 2},
-      {"byte order mark", "\xEF\xBB\xBF" + both, 2},
       {"text around", "Certificate:\n    Data:\n" + both + "0 errors\n", 2},
       {"cut in the leaf", both.substr(0, leaf.size() - 90), 0},
       {"cut in the root", both.substr(0, both.size() - 128), 1},

@@ -12,15 +12,6 @@ class StoredObjectsTest : public ProductTest {
   static Botan::X509_Certificate root(const std::string& name) { return CertificateAuthority(name).root(); }
 };
 
-TEST_F(StoredObjectsTest, TheInstalledChainComesInItsOrder) {
-  EXPECT_EQ(product->get_client_cert("LYR"), "");
-  auto chain = requestChain("device");
-  chain.insert(chain.begin() + 1, root("between"));
-  EXPECT_EQ(install(pem(chain)), ResultCode::OK);
-  requestChain("temporary");
-  EXPECT_EQ(product->get_client_cert("LYR"), pem(chain));
-}
-
 TEST_F(StoredObjectsTest, DeviceCertificatesComeInTheOrderOfTheirLabels) {
   std::map<unsigned, Botan::X509_Certificate> certificates;
   importCertificate(label(1, 11), {kNoCertificate, kNoCertificate});  // unreadable: it is left out

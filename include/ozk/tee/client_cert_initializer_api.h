@@ -100,8 +100,8 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// change of the token (platform), and then destroys the temporary objects.
   /// `cert_chain` is PEM, the client's certificate first. Blocks that cannot be decoded are left out (and
   /// logged, but for one at the end), and when none is left the keys are installed with an empty chain: check
-  /// an answer before you pass it on. Limit its size too: reading 40 kB made for the purpose takes Botan 12
-  /// s, and ten times as much a hundred times as long. Neither dates nor signatures are checked.
+  /// an answer before you pass it on. Limit its size too: Botan takes 12 s to read 40 kB made for the
+  /// purpose, and the time grows with the square of the size. Neither dates nor signatures are checked.
   ///
   /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR": nothing is changed.
   /// TOKEN_STORE_ERROR when the chain cannot be stored: nothing is installed, the temporary keys stay.
