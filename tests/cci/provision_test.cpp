@@ -55,7 +55,7 @@ TEST_F(ProvisionTest, AfterItsTimeOrAnInterruptionNoProcessOfTheBackendIsLeft) {
       "-q");
   const std::string watch = "test -z \"$(timeout 60 cat alive)\" && wait $pid";
   expect({hang + " --timeout 1 & pid=$!; " + watch, 8, "no answer within 1 s"});
-  for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}}) {
+  for (const auto& [signal, status] : {std::pair{"INT", 130}, {"TERM", 143}, {"KILL", 137}}) {
     expect({"set -m; rm begun; " + hang + " & pid=$!; (until test -e begun; do sleep 0.1; done; kill -" +
                 signal + " $pid) & " + watch,
             status});

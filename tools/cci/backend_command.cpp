@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,6 +31,11 @@ constexpr timespec kGrace = {0, 300'000'000};
 /// The process group of the command that runs; 0: none.
 volatile std::sig_atomic_t g_group = 0;
 
+void end_by(int signal) {
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
 void end_group() {
   ::kill(-g_group, SIGTERM);
   ::nanosleep(&kGrace, nullptr);
@@ -39,8 +45,7 @@ void end_group() {
 // A signal handler: calls async-signal-safe functions only.
 void end_with_command(int signal) {
   if (g_group != 0) end_group();
-  std::signal(signal, SIG_DFL);
-  std::raise(signal);
+  end_by(signal);
 }
 
 void handle_signals() {
@@ -66,6 +71,12 @@ File file_with(const std::string& bytes) {
   return file;
 }
 
+/// Requests the signal for the calling process when its parent ends.
+void end_with(pid_t parent, int signal) {
+  ::prctl(PR_SET_PDEATHSIG, signal);
+  if (::getppid() != parent) ::raise(signal);
+}
+
 /// A shell command in a session, and so a process group, of its own.
 class Process {
  public:
@@ -74,8 +85,9 @@ class Process {
     int ends[2];
     require(::pipe2(ends, O_CLOEXEC) == 0);
     handle_signals();
+    const pid_t parent = ::getpid();
     m_id = ::fork();
-    if (m_id == 0) execute(backend.command.c_str(), ::fileno(input.get()), ends[1]);
+    if (m_id == 0) execute(parent, backend.command.c_str(), ::fileno(input.get()), ends[1]);
     require(m_id > 0);
     g_group = m_id;
     ::close(ends[1]);
@@ -129,8 +141,22 @@ class Process {
   }
 
  private:
-  [[noreturn]] static void execute(const char* command, int input, int output) {
-    ::setsid();
+  // This process waits for the shell, and ends the group when the program gets SIGKILL.
+  [[noreturn]] static void execute(pid_t parent, const char* command, int input, int output) {
+    g_group = ::setsid();
+    std::signal(SIGTERM, [](int) {});  // end_group is for the shell
+    std::signal(SIGUSR1, end_with_command);
+    end_with(parent, SIGUSR1);
+    const pid_t shell = ::fork();
+    if (shell == 0) run_shell(command, input, output);
+    int status = -1;
+    ::waitpid(shell, &status, 0);
+    if (WIFSIGNALED(status)) end_by(WTERMSIG(status));
+    ::_exit(WIFEXITED(status) ? WEXITSTATUS(status) : 127);
+  }
+
+  [[noreturn]] static void run_shell(const char* command, int input, int output) {
+    end_with(g_group, SIGKILL);
     ::dup2(input, STDIN_FILENO);
     ::dup2(output, STDOUT_FILENO);
     std::signal(SIGPIPE, SIG_DFL);

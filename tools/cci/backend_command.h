@@ -18,7 +18,7 @@ struct BackendCommand {
 /// Runs the command with the input as its stdin and returns what it writes to stdout; its stderr is the
 /// caller's. It has no terminal. Calls `waiting` about every second. Throws a Failure of class kBackendFailed
 /// when the command fails, takes too long or writes more than 16 MiB. All processes of the command's group
-/// are ended when this returns, and when SIGINT, SIGQUIT, SIGTERM or SIGHUP ends this program.
+/// are ended when this returns, and when a signal ends this program.
 std::string answer_of_command(const BackendCommand& backend,
                               const std::function<void(std::chrono::seconds)>& waiting);
 
