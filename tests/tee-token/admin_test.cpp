@@ -19,7 +19,9 @@ const char kMakeFiles[] = R"(
   for name in device other; do openssl req -new -key device.key -subj /CN=$name -out $name.csr; done
   printf 'basicConstraints=CA:false\nextendedKeyUsage=clientAuth' > client.ext
   echo extendedKeyUsage=serverAuth > server.ext
-  issue leaf -extfile client.ext; issue server -extfile server.ext
+  printf 'nsComment=%016384d' 0 > long.ext
+  issue leaf -extfile client.ext; issue server -extfile server.ext; issue long -extfile long.ext
+  perl -e 'print "\x30\x80" x 14, "\x30\x80\0\0" x 100000, "\x30\x80" x 20' > nested.der
   cat ca.pem leaf.pem > reversed.pem
   cat leaf.pem ca.pem > right.pem; cat leaf.pem other.pem > gap.pem; cat right.pem device.csr > mixed.pem
   openssl ecparam -name prime256v1 -genkey -out key.pem  # with a block of parameters
@@ -184,6 +186,8 @@ TEST_F(AdminTest, TellsApartWhatIsWrongWithAChain) {
       {"device.csr ca.pem", 12, "would be refused"},
       {"device.csr /dev/null", 13, "an empty chain would be installed"},
       {"device.csr mixed.pem", 14, "1 part cannot be read"},
+      {"device.csr long.pem", 13, "1 part cannot be read"},
+      {"device.csr nested.der", 13, "17 parts cannot be read"},
       {"device.csr reversed.pem", 15, "certificate 2 matches the key; it must be the first"},
       {"device.csr gap.pem", 15, "certificate 1 is not issued by the next one"},
       {"device.csr right.pem --days 31", 16, "certificate 2 will expire"},

@@ -20,7 +20,8 @@ struct FoundCertificates {
 };
 
 /// Finds the certificates in a text, PEM or DER, as an installation does: the text around PEM blocks is
-/// skipped. Stops at the 17th unreadable part, since each costs an attempt.
+/// skipped. The time that hostile text takes is bounded: stops at the 17th unreadable part, and a certificate
+/// of more than 16 KiB counts as one.
 FoundCertificates find_certificates(const std::string& text);
 
 /// The certificates of a file, PEM or DER. Throws std::runtime_error when there are none or an unreadable
