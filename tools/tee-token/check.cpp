@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "base/error.h"
 #include "checks.h"
@@ -25,10 +26,10 @@ struct File {
   const char* remedy;
 };
 
-constexpr File kFiles[] = {
-    {"device.key", 32, "; put back a copy of the folder, or make a new token in an empty one"},
-    {"token.db", 0, ""},
-    {"pin-tries", 2, "; write two zero bytes to it"}};
+constexpr char kRestore[] = "; put back a copy of the folder, or make a new token in an empty one";
+constexpr File kFiles[] = {{"device.key", 32, kRestore},
+                           {"token.db", 0, kRestore},
+                           {"pin-tries", 2, "; write two zero bytes to it"}};
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
   struct stat status {};
@@ -47,26 +48,26 @@ void check_integrity(Findings& findings, const std::string& path) {
     result = damage.what();
   }
   if (result != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + result +
-                                    "; put back a copy of the folder, or make a new token in an empty one");
+    findings.add(Fault::kFiles, path + " is damaged: " + result + kRestore);
   }
 }
 
 /// Presence, owner, mode, length, SQLite's integrity, and temporary files of an interrupted run. Returns
 /// whether the token can be used.
 bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
-  const auto check_access = [&](const std::string& prefix, const auto& require) {
+  const auto check_access = [&](const std::string& prefix, const char* remedy, const auto& require) {
     try {
       require();
     } catch (const tee_token::Failure& failure) {
-      findings.add(Fault::kFiles, prefix + failure.what());
+      findings.add(Fault::kFiles, prefix + failure.what() + remedy);
     }
   };
   const auto usable = [&] { return findings.exit_code() != static_cast<int>(Fault::kFiles); };
-  check_access(folder.path() + ": ", [&] { folder.require_private(); });
+  check_access(folder.path() + ": ", "", [&] { folder.require_private(); });
   for (const File& file : kFiles) {
     const std::string path = folder.file(file.name);
-    check_access("", [&] { tee_token::require_private_file(path); });
+    check_access("", ::access(path.c_str(), F_OK) == 0 ? "" : file.remedy,
+                 [&] { tee_token::require_private_file(path); });
     check_length(findings, path, file);
     struct stat status {};
     if (::lstat((path + ".new").c_str(), &status) == 0) {

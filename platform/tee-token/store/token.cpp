@@ -81,7 +81,7 @@ void Token::load_keys() {
     return;
   }
   if (m_login) {
-    throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token anew; log in again");
+    throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token again; log in");
   }
   const Bytes device_key = m_folder.device_key();
   Bytes record_key = token_record_key(device_key);
