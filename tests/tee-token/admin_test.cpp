@@ -18,13 +18,11 @@ const char kMakeFiles[] = R"(
   authority ca; authority other; authority device; openssl x509 -in ca.pem -outform DER -out ca.der
   for name in device other; do openssl req -new -key device.key -subj /CN=$name -out $name.csr; done
   printf 'basicConstraints=CA:false\nextendedKeyUsage=clientAuth' > client.ext
-  echo extendedKeyUsage=serverAuth > server.ext
-  printf 'nsComment=%016384d' 0 > long.ext
+  echo extendedKeyUsage=serverAuth > server.ext; printf 'nsComment=%016384d' 0 > long.ext
   issue leaf -extfile client.ext; issue server -extfile server.ext; issue long -extfile long.ext
   perl -e 'print "\x30\x80" x 14, "\x30\x80\0\0" x 100000, "\x30\x80" x 20' > nested.der
-  cat ca.pem leaf.pem > reversed.pem
-  cat leaf.pem ca.pem > right.pem; cat leaf.pem other.pem > gap.pem; cat right.pem device.csr > mixed.pem
-  openssl ecparam -name prime256v1 -genkey -out key.pem  # with a block of parameters
+  cat ca.pem leaf.pem > reversed.pem; cat leaf.pem ca.pem > right.pem; cat leaf.pem other.pem > gap.pem
+  cat right.pem device.csr > mixed.pem; openssl ecparam -name prime256v1 -genkey -out key.pem  # with a block of parameters
   openssl pkcs8 -topk8 -nocrypt -outform DER -in key.pem -out key.der
   openssl pkcs8 -topk8 -passout pass:x -in key.pem -out encrypted.pem
   cat ca.pem ca.pem > two.pem; (cat ca.pem; head -n 5 ca.pem) > cut.pem; printf '32323232\n34343434\n' > pins)";
@@ -98,13 +96,18 @@ const Case kSteps[] = {
     {"destroy --force 1", 0, ""},
     {"check-chain ca.pem", 2, "--key or --csr"},
     {"change-pin --new-pin-hex 3132333x", 1, "hexadecimal"},
-    {"change-pin --new-pin-hex 31313131", 0, "4 bytes"},
+    {"change-pin --new-pin-hex 31313131", 1, "one of ten tries; nothing was changed; --yes"},
+    {"change-pin --new-pin-hex 31313131 --yes", 0, "4 bytes"},
     {"list", 3, "CKR_PIN_INCORRECT"},
     {"change-so-pin < pins", 0, ""},
-    {"reset-pin --new-pin-hex - --so-pin-hex - < pins", 0, ""},
+    {"reset-pin --new-pin-hex - --so-pin-hex - --yes < pins", 0, ""},
     {"list --pin-hex 34343434", 0, "\n4 objects"},
-    {"--pin-hex 31323334 --so-pin-hex 32323232 init --force", 0, "it cannot use this token"},
-    {"list --pin-hex 31323334", 0, "0 objects"},
+    {"--pin-hex 31323334 init --force || '" TEE_TOKEN_ADMIN "' reset-pin --new-pin-hex 3131", 1, "--yes"},
+    {"--pin-hex 31323334 --so-pin-hex 32323232 init --force --yes", 0, "made token"},
+    {"--help; echo y | script -qec \"'" TEE_TOKEN_ADMIN
+     "' --pin-hex 31323334 change-pin --new-pin-hex 35353535\" /dev/null",
+     0, "[y/N]"},
+    {"list --pin-hex 35353535", 0, "0 objects"},
     {"list; chmod 755 $TEE_TOKEN_DIR; '" TEE_TOKEN_ADMIN "' list", 5, "chmod 700"},
 };
 
@@ -170,7 +173,7 @@ TEST_F(AdminTest, FindsEachFaultOfAFile) {
   const Case cases[] = {
       {"chmod 644 device.key", 10, "chmod 600 "},
       {"echo words > token.db", 10, "file is not a database"},
-      {"rm pin-tries", 10, "pin-tries: No such file"},
+      {"rm pin-tries", 10, "pin-tries: No such file or directory; write two"},
       {"touch device.key.new", 19, "device.key.new is a temporary file"},
   };
   for (const auto& each : cases) {

@@ -27,7 +27,8 @@ const struct {
     {0x31, Exit::kTokenFailed, "CKR_DEVICE_MEMORY", "the token is full; make room on it"},
     {0x32, Exit::kTokenFailed, "CKR_DEVICE_REMOVED", "the token was replaced meanwhile; try again"},
     {0xA0, Exit::kPin, "CKR_PIN_INCORRECT",
-     "the token's user PIN is not the platform's; set that one with tee-token reset-pin"},
+     "the token's user PIN is not the platform's, and each call spends one of ten tries; set the platform's "
+     "with tee-token reset-pin"},
     {0xA1, Exit::kPin, "CKR_PIN_INVALID", "the token does not accept the platform's user PIN"},
     {0xA2, Exit::kPin, "CKR_PIN_LEN_RANGE", "the token does not accept the platform's user PIN"},
     {0xA3, Exit::kPin, "CKR_PIN_EXPIRED", "the user PIN has expired; set it with tee-token reset-pin"},
@@ -42,18 +43,13 @@ const struct {
      "the token has no user PIN yet; set it with tee-token reset-pin"},
 };
 
-std::string hexadecimal(int number) {
-  std::ostringstream text;
-  text << "0x" << std::hex << number;
-  return text.str();
-}
-
 Failure failure_of_code(const std::string& what, int code) {
   const auto row = std::find_if(std::begin(kReturnValues), std::end(kReturnValues),
                                 [code](const auto& each) { return each.code == code; });
   if (row == std::end(kReturnValues)) {
-    return Failure(Exit::kRefused, "cannot " + what + ": the token refused with PKCS#11 code " +
-                                       hexadecimal(code) + "; --verbose shows the steps");
+    std::ostringstream text;
+    text << "cannot " << what << ": the token refused with PKCS#11 code 0x" << std::hex << code;
+    return Failure(Exit::kRefused, text.str() + "; --verbose shows the steps");
   }
   return Failure(row->exit, "cannot " + what + ": " + row->name + ": " + row->hint);
 }

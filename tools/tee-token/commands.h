@@ -17,8 +17,10 @@ namespace tee_token_admin {
 /// another one. Throws UsageError.
 tee_token::FileDescriptor lock_token(const Target& target);
 
-/// Makes the token, with both PINs. An existing token is only overwritten with `force`.
-void init(const Target& target, const std::string& label, bool force);
+/// Makes the token, with both PINs. An existing token is only overwritten with `force`. Here and below, a
+/// user PIN with which the library cannot use the token is only set with `yes`, or when a terminal confirms
+/// it.
+void init(const Target& target, const std::string& label, bool force, bool yes);
 
 /// Each stores one object with the label. Nothing is stored when an object of the class has the label
 /// already.
@@ -46,11 +48,11 @@ void destroy(const Target& target, Botan::PKCS11::ObjectHandle handle, bool forc
 /// `twice`. Throws UsageError; `name` begins its text.
 std::string read_pin(const std::string& name, bool twice);
 
-/// Each sets a new PIN, given in hexadecimal digits; an empty text or "-": read from stdin. `reset_pin` is
-/// how the security officer unlocks a user.
-void change_pin(const Target& target, const std::string& new_pin_hex);
-void change_so_pin(const Target& target, const std::string& new_pin_hex);
-void reset_pin(const Target& target, const std::string& new_pin_hex);
+enum class PinChange { kUser, kOfficer, kReset };
+
+/// Sets a new PIN, given in hexadecimal digits; an empty text or "-": read from stdin. `kReset` is how the
+/// security officer unlocks a user.
+void change_pin(const Target& target, PinChange change, const std::string& hex, bool yes);
 
 /// Prints what is wrong with the token and which certificates expire within `days`; returns the exit code.
 int check(const Target& target, unsigned days, bool json);

@@ -26,7 +26,7 @@ struct Arguments {
   std::optional<std::string> roots;
   std::string label, file, value, new_pin, token_label = "TEE token";
   Botan::PKCS11::ObjectHandle object = 0;
-  bool force = false, json = false;
+  bool force = false, yes = false, json = false;
   int exit_code = 0;
 };
 
@@ -57,8 +57,8 @@ void add_global_options(CLI::App& app, Arguments& given) {
 }
 
 void add_init(CLI::App& app, Arguments& given) {
-  CLI::App* const make =
-      add(app, "init", "Make the token", [&] { init(given.target, given.token_label, given.force); });
+  CLI::App* const make = add(app, "init", "Make the token",
+                             [&] { init(given.target, given.token_label, given.force, given.yes); });
   make->add_option("--label", given.token_label, "Label of the token")->capture_default_str();
   make->add_flag("--force", given.force, "Overwrite an existing token and everything on it");
 }
@@ -99,15 +99,18 @@ void add_objects(CLI::App& app, Arguments& given) {
 }
 
 void add_pins(CLI::App& app, Arguments& given) {
-  const auto add_setter = [&](const char* name, const char* description,
-                              void (*set)(const Target&, const std::string&)) {
-    add(app, name, description, [&given, set] { set(given.target, given.new_pin); })
+  const auto add_change = [&](const char* name, const char* description, PinChange change) {
+    add(app, name, description,
+        [&given, change] { change_pin(given.target, change, given.new_pin, given.yes); })
         ->add_option("--new-pin-hex", given.new_pin, "In hexadecimal; -, or without it: a line of stdin")
         ->type_name("DIGITS");
   };
-  add_setter("change-pin", "Change the user's PIN", change_pin);
-  add_setter("change-so-pin", "Change the security officer's PIN", change_so_pin);
-  add_setter("reset-pin", "Set a new PIN for the user, locked or not", reset_pin);
+  add_change("change-pin", "Change the user's PIN", PinChange::kUser);
+  add_change("change-so-pin", "Change the security officer's PIN", PinChange::kOfficer);
+  add_change("reset-pin", "Set a new PIN for the user, locked or not", PinChange::kReset);
+  for (const char* const name : {"init", "change-pin", "reset-pin"}) {
+    app.get_subcommand(name)->add_flag("--yes", given.yes, "Also a user PIN that the library does not use");
+  }
 }
 
 void add_checks(CLI::App& app, Arguments& given) {

@@ -34,9 +34,19 @@ std::string line_of_terminal(const std::string& prompt, bool twice) {
   return entered;
 }
 
-secure_string new_pin(const std::string& hex) {
-  const std::string name = "the new PIN";
-  return pin_of_hex(hex.empty() || hex == "-" ? read_pin(name, true) : hex, name);
+/// Throws UsageError for a PIN with which the library could not use the token, unless somebody agrees.
+void require_agreement(const secure_string& pin, bool yes) {
+  const std::string warning =
+      "with a user PIN that is not the platform's, the library cannot use this token, and each of its calls "
+      "spends one of ten tries";
+  std::string answer = yes || pin == user_pin({}) ? "y" : "";
+  if (answer.empty() && ::isatty(STDIN_FILENO) == 1) {
+    std::cerr << warning << "; set it? [y/N] ";
+    std::getline(std::cin, answer);
+  }
+  if (answer != "y") {
+    throw UsageError(warning + "; nothing was changed; --yes sets it");
+  }
 }
 
 }  // namespace
@@ -53,10 +63,11 @@ tee_token::FileDescriptor lock_token(const Target& target) {
   return opened;
 }
 
-void init(const Target& target, const std::string& label, bool force) {
+void init(const Target& target, const std::string& label, bool force, bool yes) {
   if (label.size() > 32) {
     throw UsageError("a token's label has at most 32 characters");
   }
+  require_agreement(user_pin(target), yes);
   if (is_platforms(target)) {
     tee_token::DeviceFolder::of_environment().make_if_absent();  // it is locked next
   }
@@ -68,9 +79,6 @@ void init(const Target& target, const std::string& label, bool force) {
   }
   initialize_token(open.slot(), label, officer_pin(target), user_pin(target));
   std::cout << "made token '" << label << "'\n";
-  if (user_pin(target) != user_pin({})) {
-    std::cerr << "note: the library logs in with the platform's user PIN, so it cannot use this token\n";
-  }
 }
 
 std::string read_pin(const std::string& name, bool twice) {
@@ -86,25 +94,22 @@ std::string read_pin(const std::string& name, bool twice) {
   return line;
 }
 
-void change_pin(const Target& target, const std::string& new_pin_hex) {
-  const secure_string pin = new_pin(new_pin_hex);
+void change_pin(const Target& target, PinChange change, const std::string& hex, bool yes) {
+  const secure_string pin =
+      pin_of_hex(hex.empty() || hex == "-" ? read_pin("the new PIN", true) : hex, "the new PIN");
+  if (change != PinChange::kOfficer) {
+    require_agreement(pin, yes);
+  }
   OpenSlot open(target, true);
-  Botan::PKCS11::change_pin(open.slot(), user_pin(target), pin);
-  std::cout << "changed the user PIN to one of " << counted(pin.size(), "byte") << "\n";
-}
-
-void change_so_pin(const Target& target, const std::string& new_pin_hex) {
-  const secure_string pin = new_pin(new_pin_hex);
-  OpenSlot open(target, true);
-  Botan::PKCS11::change_so_pin(open.slot(), officer_pin(target), pin);
-  std::cout << "changed the security officer's PIN to one of " << counted(pin.size(), "byte") << "\n";
-}
-
-void reset_pin(const Target& target, const std::string& new_pin_hex) {
-  const secure_string pin = new_pin(new_pin_hex);
-  OpenSlot open(target, true);
-  set_pin(open.slot(), officer_pin(target), pin);
-  std::cout << "set a new user PIN of " << counted(pin.size(), "byte") << "\n";
+  if (change == PinChange::kUser) {
+    Botan::PKCS11::change_pin(open.slot(), user_pin(target), pin);
+  } else if (change == PinChange::kReset) {
+    set_pin(open.slot(), officer_pin(target), pin);
+  } else {
+    change_so_pin(open.slot(), officer_pin(target), pin);
+  }
+  std::cout << "set a new " << (change == PinChange::kOfficer ? "security officer's" : "user") << " PIN of "
+            << counted(pin.size(), "byte") << "\n";
 }
 
 }  // namespace tee_token_admin
