@@ -3,6 +3,8 @@
 
 #include "shared/whole_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,11 +33,40 @@ std::system_error error(const char* action, const std::string& path) {
   return std::system_error(number, std::generic_category(), std::string("cannot ") + action + " " + name);
 }
 
-/// Writes the bytes to disk, or to a device or pipe, which cannot be synced. `mode` is that of std::fopen.
-bool write(const std::string& path, const char* mode, const std::string& bytes) {
-  const File file(std::fopen(path.c_str(), mode));
+/// Writes the bytes to disk, or to a device or pipe, which cannot be synced. Takes over owner and mode of a
+/// file that is to be replaced, if the user may.
+bool write(const std::string& path, int flags, const std::string& bytes, const struct stat* replaced) {
+  const int number = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666);
+  if (number < 0) {
+    return false;
+  }
+  if (replaced != nullptr && ::fchown(number, replaced->st_uid, replaced->st_gid) == 0) {
+    ::fchmod(number, replaced->st_mode & ACCESSPERMS);
+  }
+  const File file(::fdopen(number, "wb"));
   return file != nullptr && std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
-         std::fflush(file.get()) == 0 && (::fsync(::fileno(file.get())) == 0 || errno == EINVAL);
+         std::fflush(file.get()) == 0 && (::fsync(number) == 0 || errno == EINVAL);
+}
+
+bool replace(const std::string& path, const std::string& bytes, const struct stat* replaced) {
+  const std::string temporary = path + "." + std::to_string(::getpid()) + ".tmp";
+  const bool done =
+      write(temporary, O_EXCL, bytes, replaced) && ::rename(temporary.c_str(), path.c_str()) == 0;
+  const int number = errno;
+  if (!done) {
+    ::unlink(temporary.c_str());
+  }
+  errno = number;
+  return done;
+}
+
+/// Whether Linux lets the user follow the link with fs.protected_symlinks=1, which not every system sets.
+bool is_trusted(const std::string& path, const struct stat& link) {
+  struct stat folder {};
+  const std::string parent = std::filesystem::path(path).parent_path();
+  ::stat(parent.empty() ? "." : parent.c_str(), &folder);
+  const mode_t shared = S_ISVTX | S_IWOTH;
+  return (folder.st_mode & shared) != shared || link.st_uid == ::geteuid() || link.st_uid == folder.st_uid;
 }
 
 }  // namespace
@@ -57,19 +88,17 @@ std::string read_file(const std::string& path) {
 }
 
 void write_file(const std::string& path, const std::string& bytes) {
-  std::error_code unknown;
-  const std::filesystem::file_status status = std::filesystem::symlink_status(path, unknown);
-  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-    if (!write(path, "wb", bytes)) {
-      throw error("write", path);
-    }
-    return;
+  struct stat present {};
+  const bool exists = ::lstat(path.c_str(), &present) == 0, is_link = exists && S_ISLNK(present.st_mode);
+  if (is_link && !is_trusted(path, present)) {
+    errno = EACCES;
+    throw error("follow another user's link", path);
   }
-  const std::string temporary = path + "." + std::to_string(::getpid()) + ".tmp";
-  if (!write(temporary, "wbx", bytes) || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    const std::system_error failure = error("write", path);
-    ::unlink(temporary.c_str());
-    throw failure;
+  const bool written = exists && !S_ISREG(present.st_mode)
+                           ? write(path, is_link ? O_TRUNC : O_TRUNC | O_NOFOLLOW, bytes, nullptr)
+                           : replace(path, bytes, exists ? &present : nullptr);
+  if (!written) {
+    throw error("write", path);
   }
 }
 

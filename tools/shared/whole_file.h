@@ -12,8 +12,9 @@ namespace tools {
 std::string read_file(const std::string& path);
 
 /// Makes `bytes` the content of the file, whole or not at all: they are written to a temporary file in the
-/// same folder, which is then renamed. A device, a pipe or a link is written to directly. Throws
-/// std::system_error.
+/// same folder, which is then renamed, and gets owner and mode of the file that it replaces. A device, a pipe
+/// or a link is written to directly, but not another user's link in a sticky folder that all may write to.
+/// Throws std::system_error.
 void write_file(const std::string& path, const std::string& bytes);
 
 }  // namespace tools
