@@ -96,7 +96,6 @@ CertificateFacts facts_of(const Botan::X509_Certificate& certificate) {
 }
 
 std::string validity_of(const CertificateFacts& facts) {
-  using shown_text::counted;
   const auto days = [](long number) { return counted(static_cast<std::size_t>(number), "day"); };
   if (facts.days_left == -1) return "expired within the last day";
   if (facts.days_left < 0) return "expired " + days(-1 - facts.days_left) + " ago";

@@ -24,29 +24,20 @@ Bytes der_of(const Bytes& raw) {
   return der;
 }
 
+bool is_binary(SignatureForm form) { return form == SignatureForm::kRaw || form == SignatureForm::kDer; }
+
 Answer answer_of(const Options& options, const Bytes& raw) {
-  switch (options.form) {
-    case SignatureForm::kDer: {
-      const Bytes der = der_of(raw);
-      return {text_of(der), json_of_signature(options.key, options.form, Botan::hex_encode(der, false))};
-    }
-    case SignatureForm::kBase64: {
-      const std::string text = Botan::base64_encode(raw);
-      return {text + "\n", json_of_signature(options.key, options.form, text)};
-    }
-    default: {
-      const std::string text = Botan::hex_encode(raw, false);
-      return {options.form == SignatureForm::kRaw ? text_of(raw) : text + "\n",
-              json_of_signature(options.key, options.form, text)};
-    }
-  }
+  const Bytes signature = options.form == SignatureForm::kDer ? der_of(raw) : raw;
+  const std::string text = options.form == SignatureForm::kBase64 ? Botan::base64_encode(signature)
+                                                                  : Botan::hex_encode(signature, false);
+  return {is_binary(options.form) ? text_of(signature) : text + "\n",
+          json_of_signature(options.key, options.form, text)};
 }
 
 }  // namespace
 
 Answer sign(const Options& options, Notes&) {
-  const bool binary = options.form == SignatureForm::kRaw || options.form == SignatureForm::kDer;
-  if (binary && !options.json && !options.output) require_no_terminal();
+  if (is_binary(options.form) && !options.json && !options.output) require_no_terminal();
   const auto signature = Token().sign(options.key, bytes_of(read_input(options.file)));
   if (!signature) {
     throw Failure(Exit::kNotFound, "cannot sign with " + options.key + ": the token has no such key" +
