@@ -55,7 +55,7 @@ is_open() { grep -q ":$(printf %04X "$port") [0-9A-F]*:0000 0A" /proc/net/tcp /p
 choose_port() { while port=$((20000 + RANDOM % 10000)) && is_open; do :; done; }
 
 make_token() {
-  expect "made token 'desk'" "$tee_token" --pin-hex 34333231 --so-pin-hex 3837363534333231 init --yes --label desk
+  expect "made token 'desk'" "$tee_token" --pin-hex 34333231 --so-pin-hex 3837363534333231 init --label desk
 }
 
 # By its public key's file, for the rest of the script.

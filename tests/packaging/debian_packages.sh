@@ -67,7 +67,7 @@ for program in build/program ./program; do
 done
 quietly "$root/usr/bin/cci" status
 export TEE_TOKEN_DIR=$work/other
-quietly "$root/usr/bin/tee-token" --pin-hex 3132333435363738 init --yes
+quietly "$root/usr/bin/tee-token" --pin-hex 3132333435363738 init
 for program in layer/sign-in-token ./sign-in-token; do
   "$program" "$root/usr/lib/libteetoken.so" 12345678 "a text" | grep -Eqx '[0-9A-F]{128}' ||
     { echo "$program did not sign"; exit 1; }

@@ -17,10 +17,8 @@ namespace tee_token_admin {
 /// another one. Throws UsageError.
 tee_token::FileDescriptor lock_token(const Target& target);
 
-/// Makes the token, with both PINs. An existing token is only overwritten with `force`. Here and below, a
-/// user PIN with which the library cannot use the token is only set with `yes`, or when a terminal confirms
-/// it.
-void init(const Target& target, const std::string& label, bool force, bool yes);
+/// Makes the token, with both PINs. An existing token is only overwritten with `force`.
+void init(const Target& target, const std::string& label, bool force);
 
 /// Each stores one object with the label. Nothing is stored when an object of the class has the label
 /// already.
@@ -51,7 +49,8 @@ std::string read_pin(const std::string& name, bool twice);
 enum class PinChange { kUser, kOfficer, kReset };
 
 /// Sets a new PIN, given in hexadecimal digits; an empty text or "-": read from stdin. `kReset` is how the
-/// security officer unlocks a user.
+/// security officer unlocks a user. A user PIN with which the library cannot use the token is only set with
+/// `yes`, or when a terminal confirms it.
 void change_pin(const Target& target, PinChange change, const std::string& hex, bool yes);
 
 /// Prints what is wrong with the token and which certificates expire within `days`; returns the exit code.

@@ -57,8 +57,8 @@ void add_global_options(CLI::App& app, Arguments& given) {
 }
 
 void add_init(CLI::App& app, Arguments& given) {
-  CLI::App* const make = add(app, "init", "Make the token",
-                             [&] { init(given.target, given.token_label, given.force, given.yes); });
+  CLI::App* const make =
+      add(app, "init", "Make the token", [&] { init(given.target, given.token_label, given.force); });
   make->add_option("--label", given.token_label, "Label of the token")->capture_default_str();
   make->add_flag("--force", given.force, "Overwrite an existing token and everything on it");
 }
@@ -108,7 +108,7 @@ void add_pins(CLI::App& app, Arguments& given) {
   add_change("change-pin", "Change the user's PIN", PinChange::kUser);
   add_change("change-so-pin", "Change the security officer's PIN", PinChange::kOfficer);
   add_change("reset-pin", "Set a new PIN for the user, locked or not", PinChange::kReset);
-  for (const char* const name : {"init", "change-pin", "reset-pin"}) {
+  for (const char* const name : {"change-pin", "reset-pin"}) {
     app.get_subcommand(name)->add_flag("--yes", given.yes, "Also a user PIN that the library does not use");
   }
 }

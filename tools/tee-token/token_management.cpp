@@ -34,18 +34,19 @@ std::string line_of_terminal(const std::string& prompt, bool twice) {
   return entered;
 }
 
+constexpr char kWarning[] =
+    "with a user PIN that is not the platform's, the library cannot use this token, and each of its calls "
+    "spends one of ten tries";
+
 /// Throws UsageError for a PIN with which the library could not use the token, unless somebody agrees.
 void require_agreement(const secure_string& pin, bool yes) {
-  const std::string warning =
-      "with a user PIN that is not the platform's, the library cannot use this token, and each of its calls "
-      "spends one of ten tries";
   std::string answer = yes || pin == user_pin({}) ? "y" : "";
   if (answer.empty() && ::isatty(STDIN_FILENO) == 1) {
-    std::cerr << warning << "; set it? [y/N] ";
+    std::cerr << kWarning << "; set it? [y/N] ";
     std::getline(std::cin, answer);
   }
   if (answer != "y") {
-    throw UsageError(warning + "; nothing was changed; --yes sets it");
+    throw UsageError(std::string(kWarning) + "; nothing was changed; --yes sets it");
   }
 }
 
@@ -63,11 +64,10 @@ tee_token::FileDescriptor lock_token(const Target& target) {
   return opened;
 }
 
-void init(const Target& target, const std::string& label, bool force, bool yes) {
+void init(const Target& target, const std::string& label, bool force) {
   if (label.size() > 32) {
     throw UsageError("a token's label has at most 32 characters");
   }
-  require_agreement(user_pin(target), yes);
   if (is_platforms(target)) {
     tee_token::DeviceFolder::of_environment().make_if_absent();  // it is locked next
   }
@@ -79,6 +79,9 @@ void init(const Target& target, const std::string& label, bool force, bool yes) 
   }
   initialize_token(open.slot(), label, officer_pin(target), user_pin(target));
   std::cout << "made token '" << label << "'\n";
+  if (user_pin(target) != user_pin({})) {
+    std::cerr << "note: " << kWarning << "\n";
+  }
 }
 
 std::string read_pin(const std::string& name, bool twice) {

@@ -45,8 +45,8 @@ enum class ResultCode : std::uint32_t {
 /// Botan::Exception when the token fails or cannot be opened, and exceptions of the standard library such as
 /// std::bad_alloc.
 ///
-/// Without a token in any slot nothing is thrown, not even where a missing object is: operations with a
-/// ResultCode return CRYPTO_OP_ERROR or INVALID_KEY_ID, the others an empty result.
+/// Without a token in any slot nothing is thrown, not even by operations that throw when an object is
+/// missing: those with a ResultCode return CRYPTO_OP_ERROR or INVALID_KEY_ID, the others an empty result.
 class [[gnu::visibility("default")]] ClientCertInitializerAPI {
  public:
   /// Returns the process's only instance, which the first call creates. The caller shares its ownership, and
