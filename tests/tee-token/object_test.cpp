@@ -63,6 +63,9 @@ TEST_F(ObjectTest, ProtectionOnlyGrowsByChangeAndByCopy) {
     EXPECT_TRUE(made == 0 || value_of(made, each.type) == found) << each.type;
   }
   EXPECT_EQ(find(Template().add(CKA_VALUE, Value(32, 5))), Handles()) << "a guarded value matches nothing";
+  CK_OBJECT_HANDLE silent = 0;
+  ASSERT_EQ(create(private_key().flag(CKA_EXTRACTABLE, true), &silent), OK);
+  EXPECT_EQ(value_of(silent, CKA_VALUE), Value(32, 5)) << "extractable and silent about CKA_SENSITIVE";
 }
 
 TEST_F(ObjectTest, ATrustStoreGroupIsMadeAndChangedByTheOfficerAloneAndSoAreItsRoots) {
