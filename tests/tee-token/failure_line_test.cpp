@@ -11,7 +11,7 @@ using FailureLineTest = TokenTest;
 TEST_F(FailureLineTest, IsWrittenAsTheSettingAsksAndHasNoPin) {
   const std::string log = folder() + "/../log", start = "tee-token: ";
   CK_OBJECT_HANDLE fixed = 0;
-  ASSERT_EQ(create(Class(CKO_DATA).text(CKA_LABEL, "a\"\x01").flag(CKA_DESTROYABLE, false), &fixed), OK);
+  ASSERT_EQ(create(data_object("x").text(CKA_LABEL, "a\"\x01").flag(CKA_DESTROYABLE, false), &fixed), OK);
   const std::string wrong_pin = start + "C_Login: CKR_PIN_INCORRECT: " + folder() +
                                 ": this is not the PIN of the user; tries left: 9\n";
   const std::string refusal = start + "C_DestroyObject: CKR_ACTION_PROHIBITED: " + folder() +
@@ -29,6 +29,8 @@ TEST_F(FailureLineTest, IsWrittenAsTheSettingAsksAndHasNoPin) {
   };
   for (const auto& each : cases) {
     ::setenv("TEE_TOKEN_LOG", each.setting.c_str(), 1);
+    ASSERT_EQ(restart(), OK);
+    ::setenv("TEE_TOKEN_LOG", "ignored until the next C_Initialize", 1);
     testing::internal::CaptureStderr();
     EXPECT_EQ(login(kWrongPin), CKR_PIN_INCORRECT);
     EXPECT_EQ(destroy(fixed), CKR_ACTION_PROHIBITED);

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,23 +9,38 @@
 
 #include "token_test.h"
 
+static pid_t s_process = 0;  // what getpid answers; 0: the truth
+extern "C" __attribute__((visibility("default"))) pid_t getpid() {
+  return s_process != 0 ? s_process : static_cast<pid_t>(::syscall(SYS_getpid));
+}
+
 namespace token_test {
 namespace {
 
-using ModuleTest = TokenTest;
+class ModuleTest : public TokenTest {
+ protected:
+  Answer random(CK_BYTE (&bytes)[32]) { return m_token->C_GenerateRandom(m_session, bytes, sizeof bytes); }
+};
 
+// As in another PID namespace, the child has the parent's number.
 TEST_F(ModuleTest, AForkedChildInitialisesForItselfAndTheParentGoesOn) {
   ASSERT_EQ(login(), OK);
   const Handles keys = generate();
-  const pid_t child = ::fork();
-  if (child == 0) {
+  int pipe[2], status = 1;
+  CK_BYTE numbers[32], numbers_of_child[32] = {};
+  ASSERT_EQ(::pipe(pipe), 0);
+  s_process = ::getpid();
+  if (::fork() == 0) {
     const bool apart = m_token->C_GetInfo(nullptr) == CKR_CRYPTOKI_NOT_INITIALIZED;
-    ::_exit(apart && restart() == OK && login() == OK && find() == keys ? 0 : 1);
+    const bool works = restart() == OK && login() == OK && find() == keys && random(numbers) == OK;
+    ::_exit(apart && works && ::write(pipe[1], numbers, sizeof numbers) > 0 ? 0 : 1);
   }
-  int status = 1;
-  ::waitpid(child, &status, 0);
+  ::wait(&status);
   EXPECT_EQ(status, 0);
+  EXPECT_EQ(random(numbers), OK);
   EXPECT_EQ(sign(keys[1]), OK);
+  EXPECT_EQ(::read(pipe[0], numbers_of_child, sizeof numbers), 32);
+  EXPECT_THAT(numbers, testing::Not(testing::ElementsAreArray(numbers_of_child)));
 }
 
 TEST_F(ModuleTest, ThreadsSignInSessionsOfTheirOwn) {

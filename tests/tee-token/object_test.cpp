@@ -63,6 +63,28 @@ TEST_F(ObjectTest, ProtectionOnlyGrowsByChangeAndByCopy) {
     EXPECT_TRUE(made == 0 || value_of(made, each.type) == found) << each.type;
   }
   EXPECT_EQ(find(Template().add(CKA_VALUE, Value(32, 5))), Handles()) << "a guarded value matches nothing";
+  CK_OBJECT_HANDLE silent = 0;
+  ASSERT_EQ(create(private_key().flag(CKA_EXTRACTABLE, true), &silent), OK);
+  EXPECT_EQ(value_of(silent, CKA_VALUE), Value(32, 5)) << "extractable and silent about CKA_SENSITIVE";
+}
+
+TEST_F(ObjectTest, AKeySignsWithItsMechanismsAndForItsLoggedInUser) {
+  CK_MECHANISM raw = {CKM_ECDSA, nullptr, 0};
+  CK_ULONG length = 64;
+  m_result.resize(length);
+  const auto sign_raw = [&](const Value& digest) {
+    return answer(m_token->C_Sign(m_session, bytes(digest), 32, m_result.data(), &length));
+  };
+  ASSERT_EQ(login(), OK);
+  const Handles keys = generate(Template().number(CKA_ALLOWED_MECHANISMS, CKM_ECDSA));
+  EXPECT_EQ(sign(keys[0]), CKR_KEY_TYPE_INCONSISTENT);
+  EXPECT_EQ(sign(keys[1]), CKR_MECHANISM_INVALID);
+  ASSERT_EQ(answer(m_token->C_SignInit(m_session, &raw, keys[1])), OK);
+  EXPECT_EQ(sign_raw({}), CKR_ARGUMENTS_BAD);
+  ASSERT_EQ(answer(m_token->C_SignInit(m_session, &raw, keys[1])), OK) << "the error has ended the operation";
+  ASSERT_EQ(logout(), OK);
+  EXPECT_EQ(sign_raw(Value(32)), CKR_OPERATION_NOT_INITIALIZED);
+  EXPECT_EQ(sign(keys[1]), CKR_KEY_HANDLE_INVALID);
 }
 
 TEST_F(ObjectTest, ATrustStoreGroupIsMadeAndChangedByTheOfficerAloneAndSoAreItsRoots) {

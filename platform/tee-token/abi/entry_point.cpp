@@ -22,31 +22,16 @@ namespace {
 struct LogSettings {
   bool failures = true, all = false;
   std::string file;  // empty: stderr
-  std::string unknown;
+  std::string warning;
 };
 
-LogSettings log_settings() {
-  LogSettings found;
-  const char* const text = ::secure_getenv("TEE_TOKEN_LOG");
-  std::istringstream words(text == nullptr ? "" : text);
-  for (std::string word; std::getline(words, word, ',');) {
-    if (word == "failures" || word == "all" || word == "off") {
-      found.failures = word != "off";
-      found.all = word == "all";
-    } else if (word == "stderr") {
-      found.file.clear();
-    } else if (word.rfind("file:/", 0) == 0) {  // absolute: the program may change its working directory
-      found.file = word.substr(5);
-    } else if (!word.empty()) {
-      found.unknown = word;
-    }
-  }
-  return found;
+// Not destroyed: a program may call the module while it exits.
+LogSettings& log_settings() {
+  static LogSettings& settings = *new LogSettings;
+  return settings;
 }
 
-bool is_wanted(const LogSettings& settings, bool is_failure) {
-  return is_failure ? settings.failures : settings.all;
-}
+bool is_wanted(bool is_failure) { return is_failure ? log_settings().failures : log_settings().all; }
 
 /// Blocks SIGPIPE while it exists: a failure line that nobody reads must not end the program.
 class WithoutSigpipe {
@@ -86,19 +71,20 @@ bool append_to(const std::string& path, const std::string& line) {
   return file.get() >= 0 && write_line(file.get(), line);
 }
 
+/// Its texts belong to the exception.
 struct Reason {
   CK_RV code;
   bool is_failure;
-  std::string text;
+  const char* text;
+  const char* subject = "";
 };
 
-Reason reason_of_current_exception() {
+Reason reason_of_current_exception() noexcept {
   try {
     throw;
   } catch (const Error& error) {
-    const bool is_failure = dynamic_cast<const Failure*>(&error) != nullptr;
-    return {error.code(), is_failure,
-            error.subject().empty() ? error.what() : error.subject() + ": " + error.what()};
+    return {error.code(), dynamic_cast<const Failure*>(&error) != nullptr, error.what(),
+            error.subject().c_str()};
   } catch (const std::bad_alloc&) {
     return {CKR_HOST_MEMORY, true, "out of memory"};
   } catch (const std::exception& exception) {
@@ -110,21 +96,43 @@ Reason reason_of_current_exception() {
 
 }  // namespace
 
-bool is_logged(const Error& error) {
-  return is_wanted(log_settings(), dynamic_cast<const Failure*>(&error) != nullptr);
+void read_log_settings() {
+  LogSettings found;
+  const char* const text = ::secure_getenv("TEE_TOKEN_LOG");
+  std::istringstream words(text == nullptr ? "" : text);
+  for (std::string word; std::getline(words, word, ',');) {
+    if (word == "failures" || word == "all" || word == "off") {
+      found.failures = word != "off";
+      found.all = word == "all";
+    } else if (word == "stderr") {
+      found.file.clear();
+    } else if (word.rfind("file:/", 0) == 0) {  // absolute: the program may change its working directory
+      found.file = word.substr(5);
+    } else if (!word.empty()) {
+      found.warning =
+          "tee-token: TEE_TOKEN_LOG: \"" + word + "\" is none of failures, all, off, stderr and file:/PATH\n";
+    }
+  }
+  log_settings() = std::move(found);
 }
 
+bool is_logged(const Error& error) { return is_wanted(dynamic_cast<const Failure*>(&error) != nullptr); }
+
 Answer answer_for_current_exception(const char* call, const char* folder) noexcept {
+  const Reason reason = reason_of_current_exception();
+  Answer answer;
+  answer.code = reason.code;
   try {
-    const Reason reason = reason_of_current_exception();
-    if (!is_wanted(log_settings(), reason.is_failure)) {
-      return {reason.code, {}};
+    if (is_wanted(reason.is_failure)) {
+      answer.file = log_settings().file;
+      answer.line = log_settings().warning + "tee-token: " + call + ": " + return_value_name(reason.code) +
+                    ": " + folder + ": " + reason.subject + (*reason.subject == 0 ? "" : ": ") + reason.text +
+                    "\n";
     }
-    return {reason.code, std::string("tee-token: ") + call + ": " + return_value_name(reason.code) + ": " +
-                             folder + ": " + reason.text + "\n"};
-  } catch (const std::bad_alloc&) {  // no memory for the line
-    return {CKR_HOST_MEMORY, {}};
+  } catch (const std::bad_alloc&) {
+    // no memory for the line
   }
+  return answer;
 }
 
 void write_failure_line(const Answer& answer) noexcept {
@@ -132,15 +140,10 @@ void write_failure_line(const Answer& answer) noexcept {
     return;
   }
   try {
-    const LogSettings settings = log_settings();
-    if (!settings.unknown.empty()) {
-      write_line(STDERR_FILENO, "tee-token: TEE_TOKEN_LOG: \"" + settings.unknown +
-                                    "\" is none of failures, all, off, stderr and file:/PATH\n");
-    }
-    if (settings.file.empty()) {
+    if (answer.file.empty()) {
       write_line(STDERR_FILENO, answer.line);
-    } else if (!append_to(settings.file, answer.line)) {
-      write_line(STDERR_FILENO, answer.line + "tee-token: TEE_TOKEN_LOG: cannot write to " + settings.file +
+    } else if (!append_to(answer.file, answer.line)) {
+      write_line(STDERR_FILENO, answer.line + "tee-token: TEE_TOKEN_LOG: cannot write to " + answer.file +
                                     ": " + std::strerror(errno) + "\n");
     }
   } catch (const std::bad_alloc&) {

@@ -15,10 +15,14 @@ namespace tee_token {
 /// The module's Cryptoki 2.40 functions; every entry is filled.
 CK_FUNCTION_LIST* cryptoki_functions();
 
+/// Reads TEE_TOKEN_LOG, which holds for all calls until this is called again.
+void read_log_settings();
+
 /// The result of a call, and its failure line, which is empty when none is to be written.
 struct Answer {
   CK_RV code = CKR_OK;
   std::string line;
+  std::string file;  // for the line; empty: stderr
 };
 
 /// Turns the exception that is being handled into the answer of `call`, with a line such as
@@ -34,15 +38,17 @@ bool is_logged(const Error& error);
 /// Writes the line of `answer`. Not to be called under a lock: it blocks while nobody reads stderr.
 void write_failure_line(const Answer& answer) noexcept;
 
-/// Runs `operation` under the module's lock and turns an exception into the answer of `call`. Leaves
-/// libcrypto's error queue, which the host program uses too, as it was.
+/// Runs `operation` under the module's lock and turns an exception into the answer of `call`.
 template <typename Operation>
 CK_RV answer_of(const char* call, Operation operation) noexcept {
   Answer answer;
   {
-    const std::lock_guard<std::mutex> lock(Module::mutex());
-    const OpensslErrors own;
+    const CallLock lock;
     try {
+      if (lock.is_nested()) {
+        throw Failure(CKR_FUNCTION_FAILED,
+                      "a RAND_METHOD or ENGINE that libcrypto uses must not use this token");
+      }
       operation();
     } catch (...) {
       const Module* const module = Module::current();
@@ -54,10 +60,15 @@ CK_RV answer_of(const char* call, Operation operation) noexcept {
   return answer.code;
 }
 
-/// `answer_of` for a call that needs the module.
+/// `answer_of` for a call that needs the module. Leaves libcrypto's error queue, which the host program uses
+/// too, as it was.
 template <typename Operation>
 CK_RV entry_point(const char* call, Operation operation) noexcept {
-  return answer_of(call, [&] { operation(Module::required()); });
+  return answer_of(call, [&] {
+    Module& module = Module::required();
+    const OpensslErrors own;
+    operation(module);
+  });
 }
 
 /// `entry_point` for a call in a session. Errors of the session come before those of the other arguments

@@ -4,69 +4,98 @@
 #include "abi/module.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <new>
 #include <utility>
+
+#include "crypto/openssl_handles.h"
 
 namespace tee_token {
 namespace {
 
-struct Process {
-  std::mutex mutex;
-  std::unique_ptr<Module> module;
-};
+// Ready before the first call, and not destroyed: a program may call the module while it exits.
+std::mutex g_mutex;
+std::atomic<::pthread_t> g_calling_thread;
+Module* g_module = nullptr;
+bool g_has_ended = false;
 
-// Never destroyed: a program may call the module while it exits.
-Process& process();
-
-/// A child does not inherit the login of its parent.
-void leave_to_child() {
-  if (process().module != nullptr) {
-    process().module->token().forget_login();
+// The child inherits neither the module (its database connection must not be closed there) nor the login.
+void leave_to_parent() {
+  if (g_module != nullptr) {
+    g_module->token().forget_login();
   }
-  process().mutex.unlock();
+  g_module = nullptr;
+  Libcrypto::leave_to_parent();
+  g_mutex.unlock();
 }
 
-Process& process() {
-  static Process& only = *[] {
-    auto* const made = new Process;
-    ::pthread_atfork([] { process().mutex.lock(); }, [] { process().mutex.unlock(); }, leave_to_child);
-    return made;
-  }();
-  return only;
+bool add_fork_handlers() {
+  return ::pthread_atfork([] { g_mutex.lock(); }, [] { g_mutex.unlock(); }, leave_to_parent) == 0;
+}
+
+// At load, before another thread can hold the mutex while this one forks.
+bool g_has_fork_handlers = add_fork_handlers();
+
+/// Called when the program ends libcrypto, at the latest when it exits.
+void end() {
+  const CallLock lock;
+  if (!lock.is_nested()) {
+    g_has_ended = true;
+    Module::finalise();
+  }
+}
+
+void require_handlers() {
+  static bool has_end_handler = false;
+  g_has_fork_handlers = g_has_fork_handlers || add_fork_handlers();
+  has_end_handler = has_end_handler || OPENSSL_atexit(end) == 1;
+  if (!g_has_fork_handlers || !has_end_handler) {
+    throw std::bad_alloc();
+  }
 }
 
 }  // namespace
 
-Module::Module(DeviceFolder folder)
-    : m_process(::getpid()), m_token(std::move(folder)), m_token_was_present(m_token.is_present()) {}
-
-std::mutex& Module::mutex() { return process().mutex; }
-
-Module* Module::current() {
-  Module* const module = process().module.get();
-  return module != nullptr && module->m_process == ::getpid() ? module : nullptr;
+CallLock::CallLock() noexcept : m_is_nested(g_calling_thread == ::pthread_self()) {
+  if (!m_is_nested) {
+    g_mutex.lock();
+    g_calling_thread = ::pthread_self();
+  }
 }
 
+CallLock::~CallLock() {
+  if (!m_is_nested) {
+    g_calling_thread = ::pthread_t();
+    g_mutex.unlock();
+  }
+}
+
+Module::Module(DeviceFolder folder) : m_token(std::move(folder)), m_token_was_present(m_token.is_present()) {}
+
+Module* Module::current() noexcept { return g_module; }
+
 Module& Module::required() {
-  Module* const module = current();
-  if (module == nullptr) {
+  if (g_module == nullptr) {
     throw Error(CKR_CRYPTOKI_NOT_INITIALIZED, "call C_Initialize first, in each process");
   }
-  return *module;
+  return *g_module;
 }
 
 void Module::initialise() {
-  if (current() != nullptr) {
+  if (g_module != nullptr) {
     throw Error(CKR_CRYPTOKI_ALREADY_INITIALIZED, "call C_Finalize first");
   }
-  // Not destroyed when it is the parent's: its database connection must not be closed in the child.
-  static_cast<void>(process().module.release());
-  process().module = std::make_unique<Module>(DeviceFolder::of_environment());
+  if (g_has_ended || OPENSSL_init_crypto(0, nullptr) != 1) {
+    throw Failure(CKR_GENERAL_ERROR, "the program exits, or it has ended libcrypto");
+  }
+  require_handlers();
+  g_module = new Module(DeviceFolder::of_environment());
 }
 
-void Module::finalise() { process().module.reset(); }
+void Module::finalise() { delete std::exchange(g_module, nullptr); }
 
 void Module::require_slot(CK_SLOT_ID slot) {
   if (slot != kSlot) {

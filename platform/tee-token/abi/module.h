@@ -3,11 +3,7 @@
 
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
-#include <memory>
-#include <mutex>
 
 #include "session/session.h"
 
@@ -16,22 +12,36 @@ namespace tee_token {
 /// The one slot.
 constexpr CK_SLOT_ID kSlot = 0;
 
-/// The state of the module between C_Initialize and C_Finalize. Hold `mutex()` to use it or the static
-/// functions: calls run one at a time.
+/// Held during each call: calls run one at a time. A fork waits for it, so that no child begins in the middle
+/// of a transaction.
+class CallLock {
+ public:
+  CallLock() noexcept;
+  CallLock(const CallLock&) = delete;
+  CallLock& operator=(const CallLock&) = delete;
+  ~CallLock();
+
+  /// Whether this thread is in another call: a RAND_METHOD or ENGINE of the host program calls the module.
+  bool is_nested() const noexcept { return m_is_nested; }
+
+ private:
+  const bool m_is_nested;
+};
+
+/// The state of the module between C_Initialize and C_Finalize. Hold a CallLock to use it or the static
+/// functions.
 class Module {
  public:
   explicit Module(DeviceFolder folder);
 
-  /// Held during each call. A fork waits for it, so that no child begins in the middle of a transaction.
-  static std::mutex& mutex();
-
   /// The process's module; null when it is not initialised. A forked child has to initialise its own.
-  static Module* current();
+  static Module* current() noexcept;
   /// The same, but throws CKR_CRYPTOKI_NOT_INITIALIZED when there is none.
   static Module& required();
-  /// Makes the module. Throws CKR_CRYPTOKI_ALREADY_INITIALIZED when there is one.
+  /// Makes the module. Throws CKR_CRYPTOKI_ALREADY_INITIALIZED when there is one, CKR_GENERAL_ERROR after the
+  /// end of libcrypto.
   static void initialise();
-  /// Destroys the module.
+  /// Destroys the module, if there is one.
   static void finalise();
 
   Token& token() { return m_token; }
@@ -56,7 +66,6 @@ class Module {
   bool take_slot_event();
 
  private:
-  const pid_t m_process;
   Token m_token;
   bool m_token_was_present;
   CK_SESSION_HANDLE m_last_handle = 0;

@@ -25,6 +25,9 @@ void require_usable(const CK_C_INITIALIZE_ARGS& args) {
 
 CK_RV C_Initialize(void* args) {
   return answer_of("C_Initialize", [&] {
+    if (Module::current() == nullptr) {
+      read_log_settings();
+    }
     if (args != nullptr) {
       require_usable(*static_cast<const CK_C_INITIALIZE_ARGS*>(args));
     }

@@ -59,7 +59,7 @@ constexpr AttributeRule kRules[] = {
     RULE(CKA_KEY_TYPE, kNumber, kKeys, kRequired, kCreator, kIndexed),
     RULE(CKA_SUBJECT, kBytes, kNamed, kEmpty, kAnytimeOfKeys, kIndexed),
     RULE(CKA_ID, kBytes, kNamed, kEmpty, kAnytime, kIndexed),
-    RULE(CKA_SENSITIVE, kBool, kPrivateKey, kTrue, kUpwards, kCompared),
+    RULE(CKA_SENSITIVE, kBool, kPrivateKey, kUnlessExtractable, kUpwards, kCompared),
     RULE(CKA_ENCRYPT, kBool, kPublicKey, kFalse, kAnytime, kCompared),
     RULE(CKA_DECRYPT, kBool, kPrivateKey, kFalse, kAnytime, kCompared),
     RULE(CKA_WRAP, kBool, kPublicKey, kFalse, kAnytime, kCompared),

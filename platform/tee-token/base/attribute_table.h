@@ -16,7 +16,8 @@ enum class Default {
   kNone,  // the object does not have the attribute
   kFalse,
   kTrue,
-  kIfPrivateKey,  // true for a private key, else false
+  kIfPrivateKey,       // true for a private key, else false
+  kUnlessExtractable,  // true unless the template asks for CKA_EXTRACTABLE
   kZero,
   kUnavailable,
   kEmpty,

@@ -21,18 +21,17 @@ constexpr Curve kCurves[] = {
 };
 
 Group group_of(const Curve& curve) {
-  return Group(require_handle(EC_GROUP_new_by_curve_name(curve.nid), "the curve"));
+  return Group(
+      require_handle(EC_GROUP_new_by_curve_name_ex(library_context(), nullptr, curve.nid), "the curve"));
 }
 
 BigNumber number_in(ByteView bytes) {
   return BigNumber(require_handle(BN_bin2bn(bytes.data, static_cast<int>(bytes.size), nullptr), "a number"));
 }
 
-// By the object identifier: for the name "EC", libcrypto would first use an ENGINE of the host program, which
-// may in turn use this token.
-PKeyContext new_context(const Curve& curve) {
+PKeyContext context_of(const PKey& key) {
   return PKeyContext(
-      require_handle(EVP_PKEY_CTX_new_from_name(nullptr, "1.2.840.10045.2.1", nullptr), curve.name));
+      require_handle(EVP_PKEY_CTX_new_from_pkey(library_context(), key.get(), nullptr), "ECDSA"));
 }
 
 // `part` is the private value or the public point.
@@ -40,16 +39,18 @@ PKey key_from(const Curve& curve, const OSSL_PARAM& part, int selection) {
   OSSL_PARAM parameters[] = {
       OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, const_cast<char*>(curve.name), 0), part,
       OSSL_PARAM_construct_end()};
-  const PKeyContext context = new_context(curve);
+  // By the object identifier: for the name "EC", libcrypto would first use an ENGINE of the host program.
+  const PKeyContext context(require_handle(
+      EVP_PKEY_CTX_new_from_name(library_context(), "1.2.840.10045.2.1", nullptr), curve.name));
   require_openssl(EVP_PKEY_fromdata_init(context.get()) == 1, curve.name);
   EVP_PKEY* key = nullptr;
   require_openssl(EVP_PKEY_fromdata(context.get(), &key, selection, parameters) == 1, "the key");
   return PKey(key);
 }
 
-// The DER encoding; `content`, a point, has at most 133 bytes.
-Bytes octet_string_around(const Bytes& content) {
-  Bytes encoded = {V_ASN1_OCTET_STRING};
+// The DER encoding; `content` has less than 256 bytes.
+Bytes der(std::uint8_t tag, const Bytes& content) {
+  Bytes encoded = {tag};
   if (content.size() >= 0x80) {
     encoded.push_back(0x81);
   }
@@ -63,7 +64,8 @@ Bytes uncompressed_point(const Curve& curve, const Bytes& ec_point) {
   // On these curves a coordinate is as long as the order.
   const std::size_t length = std::min(1 + 2 * curve.order_bytes, ec_point.size());
   const Bytes point = ByteView(ec_point.data() + (ec_point.size() - length), length).copy();
-  if (point.empty() || point[0] != POINT_CONVERSION_UNCOMPRESSED || octet_string_around(point) != ec_point) {
+  if (point.empty() || point[0] != POINT_CONVERSION_UNCOMPRESSED ||
+      der(V_ASN1_OCTET_STRING, point) != ec_point) {
     throw Error(
         CKR_ATTRIBUTE_VALUE_INVALID,
         "CKA_EC_POINT is not a DER OCTET STRING around an uncompressed point of " + std::string(curve.name));
@@ -141,14 +143,14 @@ Bytes EcPrivateKey::ec_point() const {
   require_openssl(EC_POINT_point2oct(group.get(), point.get(), POINT_CONVERSION_UNCOMPRESSED, encoded.data(),
                                      encoded.size(), nullptr) == encoded.size(),
                   "the public point");
-  return octet_string_around(encoded);
+  return der(V_ASN1_OCTET_STRING, encoded);
 }
 
 Bytes EcPrivateKey::sign(ByteView digest) const {
-  const PKeyContext context(require_handle(EVP_PKEY_CTX_new(m_key.get(), nullptr), "ECDSA"));
-  Bytes der(static_cast<std::size_t>(EVP_PKEY_get_size(m_key.get())));
+  const PKeyContext context = context_of(m_key);
+  Bytes der(static_cast<std::size_t>(std::max(0, EVP_PKEY_get_size(m_key.get()))));
   std::size_t length = der.size();
-  require_openssl(EVP_PKEY_sign_init(context.get()) == 1 &&
+  require_openssl(!der.empty() && EVP_PKEY_sign_init(context.get()) == 1 &&
                       EVP_PKEY_sign(context.get(), der.data(), &length, digest.data, digest.size) == 1,
                   "ECDSA");
   const std::uint8_t* end = der.data();
@@ -157,13 +159,16 @@ Bytes EcPrivateKey::sign(ByteView digest) const {
   return fixed_width(signature, m_curve->order_bytes);
 }
 
-EcPublicKey::EcPublicKey(const Bytes& ec_params, const Bytes& ec_point) : m_curve(&curve_of(ec_params)) {
-  Bytes point = uncompressed_point(*m_curve, ec_point);
+EcPublicKey::EcPublicKey(const Bytes& ec_params, const Bytes& ec_point)
+    : m_curve(&curve_of(ec_params)), m_point(uncompressed_point(*m_curve, ec_point)) {
   const OSSL_PARAM part =
-      OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size());
+      OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, m_point.data(), m_point.size());
   try {
     m_key = key_from(*m_curve, part, EVP_PKEY_PUBLIC_KEY);
   } catch (const Failure&) {
+    if (ERR_GET_REASON(ERR_peek_last_error()) == EC_R_UNKNOWN_GROUP) {
+      throw;
+    }
     throw Error(CKR_ATTRIBUTE_VALUE_INVALID, std::string("CKA_EC_POINT is not a point of ") + m_curve->name);
   }
 }
@@ -174,19 +179,25 @@ bool EcPublicKey::verifies(ByteView digest, ByteView signature) const {
   BigNumber s = number_in(ByteView(signature.data + width, width));
   const EcdsaSignature halves(require_handle(ECDSA_SIG_new(), "ECDSA"));
   require_openssl(ECDSA_SIG_set0(halves.get(), r.release(), s.release()) == 1, "ECDSA");
-  Bytes der(static_cast<std::size_t>(i2d_ECDSA_SIG(halves.get(), nullptr)));
+  Bytes der(static_cast<std::size_t>(std::max(0, i2d_ECDSA_SIG(halves.get(), nullptr))));
   std::uint8_t* end = der.data();
-  i2d_ECDSA_SIG(halves.get(), &end);
-  const PKeyContext context(require_handle(EVP_PKEY_CTX_new(m_key.get(), nullptr), "ECDSA"));
+  require_openssl(!der.empty() && i2d_ECDSA_SIG(halves.get(), &end) > 0, "ECDSA");
+  const PKeyContext context = context_of(m_key);
   require_openssl(EVP_PKEY_verify_init(context.get()) == 1, "ECDSA");
-  return EVP_PKEY_verify(context.get(), der.data(), der.size(), digest.data, digest.size) == 1;
+  const int result = EVP_PKEY_verify(context.get(), der.data(), der.size(), digest.data, digest.size);
+  require_openssl(result >= 0, "ECDSA");
+  return result == 1;
 }
 
 Bytes EcPublicKey::info() const {
-  Bytes der(static_cast<std::size_t>(std::max(0, i2d_PUBKEY(m_key.get(), nullptr))));
-  std::uint8_t* end = der.data();
-  require_openssl(!der.empty() && i2d_PUBKEY(m_key.get(), &end) > 0, "the public key's encoding");
-  return der;
+  constexpr std::uint8_t kSequence = V_ASN1_SEQUENCE | V_ASN1_CONSTRUCTED;
+  Bytes algorithm = ByteView("\x06\x07\x2A\x86\x48\xCE\x3D\x02\x01", 9).copy();  // id-ecPublicKey
+  append(algorithm, ByteView(m_curve->ec_params, m_curve->ec_params_length));
+  Bytes bits = {0};  // none is unused
+  append(bits, m_point);
+  Bytes content = der(kSequence, algorithm);
+  append(content, der(V_ASN1_BIT_STRING, bits));
+  return der(kSequence, content);
 }
 
 bool EcPublicKey::equals(const EVP_PKEY* other) const { return EVP_PKEY_eq(m_key.get(), other) == 1; }

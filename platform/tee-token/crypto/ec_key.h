@@ -54,13 +54,14 @@ class EcPublicKey {
 
   const Curve& curve() const { return *m_curve; }
   bool verifies(ByteView digest, ByteView signature) const;
-  /// The DER SubjectPublicKeyInfo.
+  /// The DER SubjectPublicKeyInfo (RFC 5480).
   Bytes info() const;
   /// Whether `other` is the same key.
   bool equals(const EVP_PKEY* other) const;
 
  private:
   const Curve* m_curve;
+  Bytes m_point;
   PKey m_key;
 };
 

@@ -14,14 +14,10 @@ namespace {
 constexpr CK_FLAGS kSigns = CKF_SIGN | CKF_VERIFY;
 
 constexpr Mechanism kMechanisms[] = {
-    {CKM_EC_KEY_PAIR_GEN, CKF_GENERATE_KEY_PAIR, nullptr},
-    {CKM_ECDSA, kSigns, nullptr},
-    {CKM_ECDSA_SHA256, kSigns, EVP_sha256},
-    {CKM_ECDSA_SHA384, kSigns, EVP_sha384},
-    {CKM_ECDSA_SHA512, kSigns, EVP_sha512},
-    {CKM_SHA256, CKF_DIGEST, EVP_sha256},
-    {CKM_SHA384, CKF_DIGEST, EVP_sha384},
-    {CKM_SHA512, CKF_DIGEST, EVP_sha512},
+    {CKM_EC_KEY_PAIR_GEN, CKF_GENERATE_KEY_PAIR, nullptr}, {CKM_ECDSA, kSigns, nullptr},
+    {CKM_ECDSA_SHA256, kSigns, &Libcrypto::sha256},        {CKM_ECDSA_SHA384, kSigns, &Libcrypto::sha384},
+    {CKM_ECDSA_SHA512, kSigns, &Libcrypto::sha512},        {CKM_SHA256, CKF_DIGEST, &Libcrypto::sha256},
+    {CKM_SHA384, CKF_DIGEST, &Libcrypto::sha384},          {CKM_SHA512, CKF_DIGEST, &Libcrypto::sha512},
 };
 
 constexpr std::size_t kLongestOrder = 66;  // bytes, of secp521r1

@@ -12,8 +12,8 @@ namespace tee_token {
 /// A mechanism of the token (PKCS #11 2.40 current mechanisms, 2.3 and 2.22 to 2.24).
 struct Mechanism {
   CK_MECHANISM_TYPE type;
-  CK_FLAGS flags;           // CKF_SIGN, CKF_VERIFY, CKF_GENERATE_KEY_PAIR, CKF_DIGEST
-  const EVP_MD* (*hash)();  // the hash of the data; null when the data is not hashed
+  CK_FLAGS flags;         // CKF_SIGN, CKF_VERIFY, CKF_GENERATE_KEY_PAIR, CKF_DIGEST
+  Hash Libcrypto::*hash;  // the hash of the data; null when the data is not hashed
 };
 
 struct Mechanisms {
@@ -34,7 +34,7 @@ CK_MECHANISM_INFO info_of(const Mechanism& mechanism);
 class Message {
  public:
   explicit Message(const Mechanism& mechanism)
-      : m_hash(mechanism.hash == nullptr ? nullptr : mechanism.hash()) {}
+      : m_hash(mechanism.hash == nullptr ? nullptr : (Libcrypto::get().*mechanism.hash).get()) {}
 
   /// The digest (the input of ECDSA) of `data`, which is the whole message. Throws CKR_DATA_LEN_RANGE when a
   /// mechanism without a hash gets no data, and CKR_OPERATION_ACTIVE when parts were added before.

@@ -10,9 +10,12 @@
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
 #include <openssl/params.h>
+#include <openssl/provider.h>
+#include <openssl/rand.h>
 #include <openssl/x509.h>
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include "base/error.h"
@@ -35,6 +38,7 @@ using CipherContext = Owned<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
 using DigestContext = Owned<EVP_MD_CTX, EVP_MD_CTX_free>;
 using EcdsaSignature = Owned<ECDSA_SIG, ECDSA_SIG_free>;
 using Group = Owned<EC_GROUP, EC_GROUP_free>;
+using Hash = Owned<EVP_MD, EVP_MD_free>;
 using KdfContext = Owned<EVP_KDF_CTX, EVP_KDF_CTX_free>;
 using MacContext = Owned<EVP_MAC_CTX, EVP_MAC_CTX_free>;
 using PKey = Owned<EVP_PKEY, EVP_PKEY_free>;
@@ -56,11 +60,20 @@ class OpensslErrors {
   ~OpensslErrors() { ERR_pop_to_mark(); }
 };
 
-/// Throws a Failure (CKR_FUNCTION_FAILED) with the text of OpenSSL's own error unless `succeeded`.
+/// Throws std::bad_alloc when libcrypto's last error is that memory was short.
+inline void require_openssl_memory() {
+  if (ERR_GET_REASON(ERR_peek_last_error()) == ERR_R_MALLOC_FAILURE) {
+    throw std::bad_alloc();
+  }
+}
+
+/// Throws a Failure (CKR_FUNCTION_FAILED) with the text of OpenSSL's own error unless `succeeded`, or
+/// std::bad_alloc.
 inline void require_openssl(bool succeeded, const char* step) {
   if (succeeded) {
     return;
   }
+  require_openssl_memory();
   char text[256] = "no reason given";
   const unsigned long code = ERR_peek_last_error();
   if (code != 0 && ERR_GET_LIB(code) != ERR_LIB_USER) {
@@ -75,5 +88,45 @@ Handle require_handle(Handle handle, const char* step) {
   require_openssl(handle != nullptr, step);
   return handle;
 }
+
+/// libcrypto's algorithms in a library context of the token's own, with the default provider alone and no
+/// configuration file, so that no provider and property of the host program reaches them.
+struct Libcrypto {
+  /// The one of this process, made when it is first needed and never freed. Hold the module's lock.
+  static const Libcrypto& get() {
+    if (s_of_process == nullptr) {
+      s_of_process = new Libcrypto;
+    }
+    return *s_of_process;
+  }
+  /// In a forked child, whose random generators must not repeat the parent's numbers.
+  static void leave_to_parent() noexcept { s_of_process = nullptr; }
+
+  Owned<OSSL_LIB_CTX, OSSL_LIB_CTX_free> context{require_handle(OSSL_LIB_CTX_new(), "the library context")};
+  Owned<OSSL_PROVIDER, OSSL_PROVIDER_unload> provider{
+      require_handle(OSSL_PROVIDER_load(context.get(), "default"), "the default provider")};
+  Owned<EVP_CIPHER, EVP_CIPHER_free> aes_256_gcm{fetched(EVP_CIPHER_fetch, "AES-256-GCM")};
+  Owned<EVP_KDF, EVP_KDF_free> hkdf{fetched(EVP_KDF_fetch, "HKDF")};
+  Owned<EVP_MAC, EVP_MAC_free> hmac{fetched(EVP_MAC_fetch, "HMAC")};
+  Hash sha256{fetched(EVP_MD_fetch, "SHA256")};
+  Hash sha384{fetched(EVP_MD_fetch, "SHA384")};
+  Hash sha512{fetched(EVP_MD_fetch, "SHA512")};
+  // For calls that use them by name: libcrypto does not complete a context for which memory was short once.
+  Owned<EVP_KEYMGMT, EVP_KEYMGMT_free> ec{fetched(EVP_KEYMGMT_fetch, "EC")};
+  Owned<EVP_SIGNATURE, EVP_SIGNATURE_free> ecdsa{fetched(EVP_SIGNATURE_fetch, "ECDSA")};
+
+ private:
+  template <typename Algorithm>
+  Algorithm* fetched(Algorithm* (*fetch)(OSSL_LIB_CTX*, const char*, const char*), const char* name) const {
+    return require_handle(fetch(context.get(), name, nullptr), name);
+  }
+
+  Libcrypto() { require_handle(RAND_get0_private(context.get()), "the random generator"); }
+
+  static inline Libcrypto* s_of_process = nullptr;
+};
+
+/// The token's library context.
+inline OSSL_LIB_CTX* library_context() { return Libcrypto::get().context.get(); }
 
 }  // namespace tee_token

@@ -7,7 +7,6 @@
 #include <openssl/rand.h>
 
 #include <algorithm>
-#include <climits>
 
 namespace tee_token {
 namespace {
@@ -22,13 +21,18 @@ CipherContext new_context() { return CipherContext(require_handle(EVP_CIPHER_CTX
 Bytes random_bytes(std::size_t length) {
   Bytes bytes(length);
   // Not RAND_priv_bytes: that would use a RAND_METHOD of the host program.
-  require_openssl(EVP_RAND_generate(RAND_get0_private(nullptr), bytes.data(), length, 0, 0, nullptr, 0) == 1,
+  EVP_RAND_CTX* const generator =
+      require_handle(RAND_get0_private(library_context()), "the random generator");
+  require_openssl(EVP_RAND_generate(generator, bytes.data(), length, 0, 0, nullptr, 0) == 1,
                   "random generation");
   return bytes;
 }
 
 void add_entropy(ByteView bytes) {
-  RAND_add(bytes.data, static_cast<int>(std::min<std::size_t>(bytes.size, INT_MAX)), 0);
+  EVP_RAND_CTX* const generator =
+      require_handle(RAND_get0_primary(library_context()), "the random generator");
+  require_openssl(EVP_RAND_reseed(generator, 0, nullptr, 0, bytes.data, bytes.size) == 1,
+                  "seeding the random generator");
 }
 
 Bytes seal(const Bytes& key, ByteView plaintext, ByteView context) {
@@ -37,16 +41,16 @@ Bytes seal(const Bytes& key, ByteView plaintext, ByteView context) {
   std::uint8_t* const ciphertext = sealed.data() + kNonceLength;
   const CipherContext cipher = new_context();
   int length = 0;
-  require_openssl(
-      EVP_EncryptInit_ex(cipher.get(), EVP_aes_256_gcm(), nullptr, key.data(), sealed.data()) == 1 &&
-          EVP_EncryptUpdate(cipher.get(), nullptr, &length, context.data, static_cast<int>(context.size)) ==
-              1 &&
-          EVP_EncryptUpdate(cipher.get(), ciphertext, &length, plaintext.data,
-                            static_cast<int>(plaintext.size)) == 1 &&
-          EVP_EncryptFinal_ex(cipher.get(), ciphertext + plaintext.size, &length) == 1 &&
-          EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_GET_TAG, kTagLength, ciphertext + plaintext.size) ==
-              1,
-      "AES-GCM");
+  require_openssl(EVP_EncryptInit_ex(cipher.get(), Libcrypto::get().aes_256_gcm.get(), nullptr, key.data(),
+                                     sealed.data()) == 1 &&
+                      EVP_EncryptUpdate(cipher.get(), nullptr, &length, context.data,
+                                        static_cast<int>(context.size)) == 1 &&
+                      EVP_EncryptUpdate(cipher.get(), ciphertext, &length, plaintext.data,
+                                        static_cast<int>(plaintext.size)) == 1 &&
+                      EVP_EncryptFinal_ex(cipher.get(), ciphertext + plaintext.size, &length) == 1 &&
+                      EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_GET_TAG, kTagLength,
+                                          ciphertext + plaintext.size) == 1,
+                  "AES-GCM");
   return sealed;
 }
 
@@ -60,14 +64,14 @@ std::optional<Bytes> unseal(const Bytes& key, ByteView sealed, ByteView context)
   Bytes plaintext(length);
   const CipherContext cipher = new_context();
   int produced = 0;
-  require_openssl(
-      EVP_DecryptInit_ex(cipher.get(), EVP_aes_256_gcm(), nullptr, key.data(), sealed.data) == 1 &&
-          EVP_DecryptUpdate(cipher.get(), nullptr, &produced, context.data, static_cast<int>(context.size)) ==
-              1 &&
-          EVP_DecryptUpdate(cipher.get(), plaintext.data(), &produced, ciphertext,
-                            static_cast<int>(length)) == 1 &&
-          EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_SET_TAG, kTagLength, tag.data()) == 1,
-      "AES-GCM");
+  require_openssl(EVP_DecryptInit_ex(cipher.get(), Libcrypto::get().aes_256_gcm.get(), nullptr, key.data(),
+                                     sealed.data) == 1 &&
+                      EVP_DecryptUpdate(cipher.get(), nullptr, &produced, context.data,
+                                        static_cast<int>(context.size)) == 1 &&
+                      EVP_DecryptUpdate(cipher.get(), plaintext.data(), &produced, ciphertext,
+                                        static_cast<int>(length)) == 1 &&
+                      EVP_CIPHER_CTX_ctrl(cipher.get(), EVP_CTRL_GCM_SET_TAG, kTagLength, tag.data()) == 1,
+                  "AES-GCM");
   std::uint8_t rest[16];
   if (EVP_DecryptFinal_ex(cipher.get(), rest, &produced) != 1) {
     return std::nullopt;
@@ -76,9 +80,7 @@ std::optional<Bytes> unseal(const Bytes& key, ByteView sealed, ByteView context)
 }
 
 Bytes derive_key(const Bytes& secret, ByteView salt, ByteView info) {
-  static EVP_KDF* const hkdf =
-      EVP_KDF_fetch(nullptr, "HKDF", nullptr);  // never freed: fetched once a process
-  const KdfContext context(require_handle(EVP_KDF_CTX_new(hkdf), "HKDF"));
+  const KdfContext context(require_handle(EVP_KDF_CTX_new(Libcrypto::get().hkdf.get()), "HKDF"));
   const auto octets = [](const char* name, ByteView view) {
     return OSSL_PARAM_construct_octet_string(name, const_cast<std::uint8_t*>(view.data), view.size);
   };
@@ -92,9 +94,7 @@ Bytes derive_key(const Bytes& secret, ByteView salt, ByteView info) {
 }
 
 Mac::Mac(const Bytes& key) {
-  static EVP_MAC* const hmac =
-      EVP_MAC_fetch(nullptr, "HMAC", nullptr);  // never freed: fetched once a process
-  m_context.reset(require_handle(EVP_MAC_CTX_new(hmac), "HMAC"));
+  m_context.reset(require_handle(EVP_MAC_CTX_new(Libcrypto::get().hmac.get()), "HMAC"));
   char digest[] = "SHA256";
   const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, 0),
                                    OSSL_PARAM_construct_end()};

@@ -13,10 +13,11 @@ namespace tee_token {
 /// Length of the device key, the master key and all keys that are derived from them, in bytes.
 constexpr std::size_t kKeyLength = 32;
 
-/// `length` bytes from libcrypto's private generator.
+/// `length` bytes from the private generator of the token's library context.
 Bytes random_bytes(std::size_t length);
 
-/// Mixes a caller's bytes into libcrypto's generators; they count as 0 bits of entropy.
+/// Mixes a caller's bytes into the generators of the token's library context; they count as 0 bits of
+/// entropy.
 void add_entropy(ByteView bytes);
 
 /// `plaintext` under AES-256-GCM: nonce (12 bytes), ciphertext, tag (16 bytes).

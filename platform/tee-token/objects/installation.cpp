@@ -88,8 +88,10 @@ bool has_certificate_for(const EcPublicKey& key, const Bytes& chain) {
   const std::uint8_t* next = chain.data();
   const std::uint8_t* const end = chain.data() + chain.size();
   while (next != end) {
-    const X509Certificate certificate(d2i_X509(nullptr, &next, end - next));
+    const X509Certificate certificate(reinterpret_cast<X509*>(
+        ASN1_item_d2i_ex(nullptr, &next, end - next, ASN1_ITEM_rptr(X509), library_context(), nullptr)));
     if (certificate == nullptr) {
+      require_openssl_memory();
       return false;
     }
     const EVP_PKEY* const certified = X509_get0_pubkey(certificate.get());

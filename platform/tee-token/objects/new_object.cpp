@@ -30,10 +30,12 @@ void require_allowed(const AttributeRule& rule, const Bytes& value, Classes obje
   }
 }
 
-Bytes value_of(Default fallback, Classes object_class) {
+Bytes value_of(Default fallback, Classes object_class, const Attributes& given) {
   switch (fallback) {
     case Default::kIfPrivateKey:
       return Bytes(1, object_class == kPrivateKey ? CK_TRUE : CK_FALSE);
+    case Default::kUnlessExtractable:
+      return Bytes(1, given.is_true(CKA_EXTRACTABLE) ? CK_FALSE : CK_TRUE);
     case Default::kFalse:
       return Bytes(1, CK_FALSE);
     case Default::kTrue:
@@ -64,7 +66,7 @@ void complete(Attributes& object, Classes object_class) {
     if (rule.fallback == Default::kRequired) {
       object.at(rule.type);  // throws when it is missing
     } else {
-      object.set_if_absent(rule.type, value_of(rule.fallback, object_class));
+      object.set_if_absent(rule.type, value_of(rule.fallback, object_class, object));
     }
   }
   require_private_key_is_private(object);

@@ -24,16 +24,6 @@ void require_allows(const Attributes& key, CK_MECHANISM_TYPE mechanism) {
   throw Error(CKR_MECHANISM_INVALID, "the mechanism is not among the key's CKA_ALLOWED_MECHANISMS");
 }
 
-/// Keys are checked before they are stored, so a key that is refused here is damaged.
-template <typename Key>
-Key stored_key(CK_OBJECT_HANDLE key, const Attributes& attributes, CK_ATTRIBUTE_TYPE content) {
-  try {
-    return Key(attributes.at(CKA_EC_PARAMS), attributes.at(content));
-  } catch (const Error&) {
-    throw DamagedObject(key);
-  }
-}
-
 }  // namespace
 
 void Session::begin_search(Attributes wanted) {
@@ -76,7 +66,8 @@ void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   const Mechanism& mechanism = mechanism_of(given, CKF_SIGN);
   const Attributes attributes = usable_key(key, CKO_PRIVATE_KEY, CKA_SIGN);
   require_allows(attributes, mechanism.type);
-  m_operation = Signature{stored_key<EcPrivateKey>(key, attributes, CKA_VALUE), Message(mechanism)};
+  m_operation =
+      Signature{EcPrivateKey(attributes.at(CKA_EC_PARAMS), attributes.at(CKA_VALUE)), Message(mechanism)};
 }
 
 void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
@@ -84,7 +75,8 @@ void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key
   const Mechanism& mechanism = mechanism_of(given, CKF_VERIFY);
   const Attributes attributes = usable_key(key, CKO_PUBLIC_KEY, CKA_VERIFY);
   require_allows(attributes, mechanism.type);
-  m_operation = Verification{stored_key<EcPublicKey>(key, attributes, CKA_EC_POINT), Message(mechanism)};
+  m_operation = Verification{EcPublicKey(attributes.at(CKA_EC_PARAMS), attributes.at(CKA_EC_POINT)),
+                             Message(mechanism)};
 }
 
 void Session::Verification::require_match(ByteView digest, ByteView signature) const {

@@ -126,8 +126,14 @@ Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User use
   const std::uint8_t wrong = counters.read(user);
   require_unlocked(user, wrong);
   counters.write(user, static_cast<std::uint8_t>(wrong + 1));
-  std::optional<Bytes> key =
-      unseal(wrapping_key(device_key, wrapped.salt, user, pin), wrapped.sealed, std::string(name_of(user)));
+  std::optional<Bytes> key;
+  try {
+    key =
+        unseal(wrapping_key(device_key, wrapped.salt, user, pin), wrapped.sealed, std::string(name_of(user)));
+  } catch (...) {
+    counters.write(user, wrong);  // the PIN was not checked
+    throw;
+  }
   if (!key) {
     counters.sync();  // before the caller learns that the PIN was wrong
     throw Failure(CKR_PIN_INCORRECT, std::string("this is not the PIN of the ") + name_of(user) +

@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
+// SPDX-License-Identifier: Apache-2.0
+
+// Allocations of the module and of its libraries fail. The sanitizers have allocators of their own.
+#ifndef CCI_SANITIZED
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "token_test.h"
+
+static long s_allocations_left = -1;  // until one fails; negative: none does
+
+#define REPLACE(name, parameters, ...)                                                                  \
+  extern "C" void* __libc_##name parameters;                                                            \
+  extern "C" __attribute__((visibility("default"))) void* name parameters {                             \
+    return s_allocations_left >= 0 && s_allocations_left-- == 0 ? nullptr : __libc_##name(__VA_ARGS__); \
+  }
+REPLACE(malloc, (std::size_t size), size)
+REPLACE(calloc, (std::size_t count, std::size_t size), count, size)
+REPLACE(realloc, (void* old, std::size_t size), old, size)
+
+namespace token_test {
+
+struct MemoryTest : TokenTest {
+  bool works() { return restart() == OK && login() == OK && sign(generate()[1]) == OK; }
+  bool has_all_tries() {
+    CK_TOKEN_INFO info{};
+    return restart() == OK && m_token->C_GetTokenInfo(0, &info) == CKR_OK &&
+           (info.flags & CKF_USER_PIN_COUNT_LOW) == 0;
+  }
+};
+
+TEST_F(MemoryTest, AfterAFailedAllocationTheNextCallsWorkAndNoTryAtThePinIsLost) {
+  int status = 0;  // of the child: 0; 1 after a fault; 2 when no allocation has failed
+  // Most allocations make the library context; a few of them stand for all.
+  for (long n = 0; status == 0; n += n < 5000 ? 61 : 3) {
+    if (::fork() == 0) {
+      s_allocations_left = n;
+      try {
+        works();
+      } catch (const std::bad_alloc&) {
+        // in this test itself
+      }
+      const int end = std::exchange(s_allocations_left, -1) < 0 ? 0 : 2;
+      ::_exit(has_all_tries() && works() ? end : 1);
+    }
+    ::wait(&status);
+    ASSERT_TRUE(status == 0 || status == 2 << 8) << "allocation " << n;
+  }
+}
+
+}  // namespace token_test
+#endif
