@@ -46,7 +46,7 @@ tee_token::FileDescriptor lock_token(const Target& target) {
   if (!is_platforms(target) || !folder.exists()) {
     return tee_token::FileDescriptor(-1);
   }
-  tee_token::FileDescriptor opened(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  tee_token::FileDescriptor opened = tee_token::open_file(folder.path(), O_RDONLY | O_DIRECTORY);
   if (opened.get() < 0 || ::flock(opened.get(), LOCK_EX) != 0) {
     throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
   }

@@ -46,8 +46,11 @@ DeviceFolder DeviceFolder::of_environment() {
 bool DeviceFolder::exists() const { return find_folder().has_value(); }
 
 std::optional<struct stat> DeviceFolder::find_folder() const {
-  const auto status = m_path.empty() ? std::nullopt : find_status(m_path, 0);
-  return status && S_ISDIR(status->st_mode) ? status : std::nullopt;
+  auto status = m_path.empty() ? std::nullopt : find_status(m_path, 0);
+  if (status && !S_ISDIR(status->st_mode)) {
+    throw Failure(CKR_DEVICE_ERROR, m_path + " is not a folder; choose another one with TEE_TOKEN_DIR");
+  }
+  return status;
 }
 
 void DeviceFolder::make_if_absent() const {

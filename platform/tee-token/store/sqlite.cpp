@@ -4,11 +4,15 @@
 #include "store/sqlite.h"
 
 #include <algorithm>
+#include <cerrno>
+
+#include "base/files.h"
 
 namespace tee_token {
 namespace {
 
-[[noreturn]] void fail_as_moved() {
+[[noreturn]] void fail_as_moved(sqlite3* connection) {
+  find_status(sqlite3_db_filename(connection, "main"), 0);  // it may only not be found out
   throw Failure(CKR_DEVICE_REMOVED,
                 "the store was moved or removed while it was in use; call C_Finalize and C_Initialize");
 }
@@ -16,7 +20,7 @@ namespace {
 [[noreturn]] void fail(sqlite3* connection, int code) {
   const std::string reason = connection == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(connection);
   if (connection != nullptr && sqlite3_extended_errcode(connection) == SQLITE_READONLY_DBMOVED) {
-    fail_as_moved();
+    fail_as_moved(connection);
   }
   switch (code & 0xFF) {
     case SQLITE_FULL:
@@ -28,11 +32,15 @@ namespace {
       throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-      throw Damage(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+      throw Damage(CKR_DEVICE_ERROR, "cannot use the store: " + reason);
     case SQLITE_NOMEM:
       throw std::bad_alloc();
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+      errno = sqlite3_system_errno(connection);
+      fail_with_errno("use", "the store: " + reason);
     default:
-      throw Failure(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+      throw Failure(CKR_DEVICE_ERROR, "cannot use the store: " + reason);
   }
 }
 
@@ -45,6 +53,7 @@ void require(int code, sqlite3* connection) {
 using Connection = Owned<sqlite3, sqlite3_close>;
 
 Connection opened(const std::string& path) {
+  const StandardStreamsTaken taken;
   sqlite3* connection = nullptr;
   const int code =
       sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -106,7 +115,7 @@ void Database::require_in_place() {
   int moved = 0;
   if (sqlite3_file_control(m_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
       moved != 0) {
-    fail_as_moved();
+    fail_as_moved(m_connection.get());
   }
 }
 
