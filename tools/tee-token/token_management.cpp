@@ -62,8 +62,9 @@ void init(const Target& target, const std::string& label, bool force) {
   }
   const tee_token::FileDescriptor lock = lock_token(target);
   OpenSlot open(target, false);
-  const bool present = (open.slot().get_slot_info().flags & CKF_TOKEN_PRESENT) != 0;
-  if (present && (open.slot().get_token_info().flags & CKF_TOKEN_INITIALIZED) != 0 && !force) {
+  const bool is_present = (open.slot().get_slot_info().flags & CKF_TOKEN_PRESENT) != 0;
+  // With --force a damaged token need not say whether it is initialised.
+  if (!force && is_present && (open.slot().get_token_info().flags & CKF_TOKEN_INITIALIZED) != 0) {
     throw UsageError("there is a token already, which was not changed; --force destroys everything on it");
   }
   initialize_token(open.slot(), label, officer_pin(target), user_pin(target));

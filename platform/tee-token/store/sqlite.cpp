@@ -32,7 +32,10 @@ namespace {
       throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-      throw Damage(CKR_DEVICE_ERROR, "cannot use the store: " + reason);
+      throw Damage(reason);
+    case SQLITE_TOOBIG:
+    case SQLITE_INTERRUPT:
+      throw Damage("a row or the schema is too long");
     case SQLITE_NOMEM:
       throw std::bad_alloc();
     case SQLITE_CANTOPEN:
@@ -60,6 +63,17 @@ Connection opened(const std::string& path) {
   Connection owned(connection);
   require(code, connection);
   return owned;
+}
+
+void distrust_content(sqlite3* connection) {
+  sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, kMaxRowLength);
+  constexpr std::pair<int, int> kSettings[] = {{SQLITE_DBCONFIG_DEFENSIVE, 1},
+                                               {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+                                               {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+                                               {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}};
+  for (const auto& [setting, value] : kSettings) {
+    require(sqlite3_db_config(connection, setting, value, nullptr), connection);
+  }
 }
 
 }  // namespace
@@ -96,15 +110,32 @@ Bytes Query::bytes(int column) const {
 }
 
 Database::Database(const std::string& path) : m_connection(opened(path)) {
+  distrust_content(m_connection.get());
   require(sqlite3_busy_timeout(m_connection.get(), 5'000), m_connection.get());
 }
 
-std::string Database::integrity() {
+std::string Database::schema() {
+  // SQLite first reads the whole schema, the token's in far fewer steps.
+  sqlite3_progress_handler(
+      m_connection.get(), 1000, [](void*) { return 1; }, nullptr);
+  Query rows = query("SELECT ifnull(sql, '') || ';' FROM sqlite_schema ORDER BY rowid");
+  std::string statements;
+  while (rows.step()) {
+    const Bytes statement = rows.bytes(0);
+    statements.append(statement.begin(), statement.end());
+  }
+  sqlite3_progress_handler(m_connection.get(), 0, nullptr, nullptr);
+  return statements;
+}
+
+void Database::check_integrity() {
   Query answer = query("PRAGMA integrity_check(1)");
   const Bytes text = answer.step() ? answer.bytes(0) : Bytes();
   std::string line(text.begin(), text.end());
   std::replace(line.begin(), line.end(), '\n', ' ');
-  return line;
+  if (line != "ok") {
+    throw Damage(line);
+  }
 }
 
 void Database::execute(const char* sql) {
