@@ -20,6 +20,20 @@ namespace fs = std::filesystem;
 
 constexpr char kHighestNumber[] = "UPDATE sqlite_sequence SET seq = (1 << 62) - 1";
 
+// SQLite's allocations that still succeed; all when negative.
+int g_allocations_left = -1;
+sqlite3_mem_methods g_allocator;
+void* allocate(int size) {
+  if (g_allocations_left > 0) --g_allocations_left;
+  return g_allocations_left == 0 ? nullptr : g_allocator.xMalloc(size);
+}
+const int g_installed = [] {
+  sqlite3_config(SQLITE_CONFIG_GETMALLOC, &g_allocator);
+  sqlite3_mem_methods failing = g_allocator;
+  failing.xMalloc = allocate;
+  return sqlite3_config(SQLITE_CONFIG_MALLOC, &failing);
+}();
+
 /// A token with two key pairs and data, whose module is finalised.
 class StoreTest : public TokenTest {
  protected:
@@ -138,10 +152,12 @@ TEST_F(StoreTest, ADamagedObjectStopsNoSearchAndCanOnlyBeDestroyed) {
   EXPECT_EQ(destroy(keys[1]), CKR_DEVICE_ERROR) << "it may be private";
   ASSERT_EQ(login(), OK);
   EXPECT_EQ(destroy(keys[1]), OK);
-  sqlite3_hard_heap_limit64(0);
   const std::string large(12 << 20, 'x');
   const Template unreadable = data_object(large).text(CKA_LABEL, large).text(CKA_APPLICATION, large);
   EXPECT_EQ(create(unreadable), CKR_ATTRIBUTE_VALUE_INVALID);
+  alter_store("UPDATE token SET mac = zeroblob(60000000)");
+  EXPECT_TRUE(logout() == OK && login() == CKR_DEVICE_ERROR);
+  sqlite3_hard_heap_limit64(0);
 }
 
 TEST_F(StoreTest, ADamagedTokenRecordAndAnotherVersionAreRefusedLeftAsTheyAreAndCostNoTry) {
@@ -192,6 +208,19 @@ TEST_F(StoreTest, NumbersOutOfRangeAreFoundAndANewTokenHasNone) {
   start();
   alter_store(kHighestNumber);
   EXPECT_EQ(create(data_object("")), CKR_DEVICE_ERROR);
+}
+
+TEST_F(StoreTest, AFailedAllocationDisablesNothing) {
+  const auto work = [this] { return open() == OK && login() == OK && create(data_object("")) == OK; };
+  for (int nth = 1, left = 0; left == 0; ++nth) {
+    m_token->C_Initialize(nullptr);
+    g_allocations_left = nth;
+    work();
+    left = std::exchange(g_allocations_left, -1);
+    logout();
+    ASSERT_TRUE(work()) << nth;
+    m_token->C_Finalize(nullptr);
+  }
 }
 
 // Of a user who is not root, who may write to all files.

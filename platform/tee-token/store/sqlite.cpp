@@ -162,6 +162,8 @@ Query Database::query(const char* sql) {
 }
 
 Change::Change(Database& database) : m_database(database) {
+  // Prepared now: without memory for it later, the connection would stay in the transaction for ever.
+  m_database.query("ROLLBACK");
   // EXTRA also syncs the folder after the journal is unlinked: without that, a power cut could undo the
   // change.
   m_database.query("PRAGMA synchronous = EXTRA").run();
@@ -185,6 +187,7 @@ void Change::commit() {
 
 Snapshot::Snapshot(Database& database) : m_database(database), m_is_outermost(!database.is_in_transaction()) {
   if (m_is_outermost) {
+    m_database.query("COMMIT");  // prepared now, as in Change
     m_database.query("BEGIN").run();
   }
 }
