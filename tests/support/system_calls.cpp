@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -55,17 +56,28 @@ int made(const SystemCall& call, const std::function<void()>& tear, long number,
   return result;
 }
 
+template <typename... Arguments>
+int with_file(const char* function, long number, int file, Arguments... arguments) {
+  return made({function, path_of(file)}, nullptr, number, file, arguments...);
+}
+
+template <typename... Arguments>
+int with_path(const char* function, long number, const char* path, Arguments... arguments) {
+  return made({function, path}, nullptr, number, AT_FDCWD, path, arguments...);
+}
+
 template <typename... Offset>
 int written(const char* function, long number, int file, const void* data, std::size_t size,
             Offset... offset) {
   const auto half = [=] { ::syscall(number, file, data, size / 2, offset...); };
-  return made({function, path_of(file)}, half, number, file, data, size, offset...);
+  return made({function, path_of(file), file}, half, number, file, data, size, offset...);
 }
 
 }  // namespace
 
 bool SystemCall::is_change() const {
-  return function != "open" && function != "read" && function != "pread" && function != "fcntl";
+  return function != "open" && function != "stat" && function != "read" && function != "pread" &&
+         function != "fcntl";
 }
 
 void watch_system_calls(const std::string& folder, const Interruption& interruption) {
@@ -99,11 +111,9 @@ int fcntl(int file, int command, ...) {
   return made({"fcntl", is_lock ? path_of(file) : ""}, nullptr, SYS_fcntl, file, command, argument);
 }
 
-ssize_t read(int file, void* data, std::size_t size) {
-  return made({"read", path_of(file)}, nullptr, SYS_read, file, data, size);
-}
+ssize_t read(int file, void* data, std::size_t size) { return with_file("read", SYS_read, file, data, size); }
 ssize_t pread(int file, void* data, std::size_t size, off_t offset) {
-  return made({"pread", path_of(file)}, nullptr, SYS_pread64, file, data, size, offset);
+  return with_file("pread", SYS_pread64, file, data, size, offset);
 }
 ssize_t write(int file, const void* data, std::size_t size) {
   return written("write", SYS_write, file, data, size);
@@ -111,19 +121,19 @@ ssize_t write(int file, const void* data, std::size_t size) {
 ssize_t pwrite(int file, const void* data, std::size_t size, off_t offset) {
   return written("pwrite", SYS_pwrite64, file, data, size, offset);
 }
-int ftruncate(int file, off_t length) noexcept {
-  return made({"ftruncate", path_of(file)}, nullptr, SYS_ftruncate, file, length);
+int ftruncate(int file, off_t length) noexcept { return with_file("ftruncate", SYS_ftruncate, file, length); }
+int fsync(int file) { return with_file("fsync", SYS_fsync, file); }
+int fdatasync(int file) { return with_file("fdatasync", SYS_fdatasync, file); }
+int fstatat(int, const char* path, struct stat* status, int flags) noexcept {
+  return with_path("stat", SYS_newfstatat, path, status, flags);
 }
-int fsync(int file) { return made({"fsync", path_of(file)}, nullptr, SYS_fsync, file); }
-int fdatasync(int file) { return made({"fdatasync", path_of(file)}, nullptr, SYS_fdatasync, file); }
-int mkdir(const char* path, mode_t mode) noexcept {
-  return made({"mkdir", path}, nullptr, SYS_mkdirat, AT_FDCWD, path, mode);
+int stat64(const char* path, struct stat64* status) noexcept {
+  return with_path("stat", SYS_newfstatat, path, status, 0);
 }
-int unlink(const char* path) noexcept {
-  return made({"unlink", path}, nullptr, SYS_unlinkat, AT_FDCWD, path, 0);
-}
+int mkdir(const char* path, mode_t mode) noexcept { return with_path("mkdir", SYS_mkdirat, path, mode); }
+int unlink(const char* path) noexcept { return with_path("unlink", SYS_unlinkat, path, 0); }
 int rename(const char* path, const char* new_path) noexcept {
-  return made({"rename", path}, nullptr, SYS_renameat2, AT_FDCWD, path, AT_FDCWD, new_path, 0);
+  return with_path("rename", SYS_renameat2, path, AT_FDCWD, new_path, 0);
 }
 
 int open64(const char* path, int flags, ...) __attribute__((alias("open")));

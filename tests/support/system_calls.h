@@ -10,8 +10,10 @@ namespace test_support {
 
 /// A call by which this process used a file or a folder.
 struct SystemCall {
-  std::string function;  ///< "open", "pwrite", ..., without any "64"; "create" is an open that makes a file
+  /// "open", "pwrite", ..., without any "64"; "create" is an open that makes a file, "stat" also fstatat.
+  std::string function;
   std::string path;
+  int file = -1;  ///< the number of the open file that it writes to
   bool failed = false;
 
   bool is_write() const { return function == "write" || function == "pwrite"; }

@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <functional>
 
@@ -66,19 +65,16 @@ TEST_F(ConcurrencyTest, OneTokenComesOutOfSeveralInitialisationsAtOnce) {
   }
 }
 
-TEST_F(ConcurrencyTest, AWaitForAnotherProcessEndsAfterFiveSeconds) {
+TEST_F(ConcurrencyTest, AWaitForAnotherProcessEnds) {
   const int counters = ::open(file("pin-tries").c_str(), O_RDWR | O_CLOEXEC);
   struct flock whole = {F_WRLCK, SEEK_SET, 0, 0, 0};
   ASSERT_EQ(::fcntl(counters, F_OFD_SETLK, &whole), 0);
   sqlite3* store = nullptr;
   ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &store), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(store, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-  const auto begin = std::chrono::steady_clock::now();
   const pid_t other = start([this] { return open() == OK && login() == CKR_DEVICE_ERROR; });
   EXPECT_EQ(create(data_object("")), CKR_DEVICE_ERROR);
   EXPECT_TRUE(result_of(other));
-  const auto waited = std::chrono::steady_clock::now() - begin;
-  EXPECT_TRUE(waited > std::chrono::seconds(4) && waited < std::chrono::seconds(15));
   sqlite3_close(store);
   ::close(counters);
   EXPECT_EQ(create(data_object("")), OK);

@@ -1,6 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <csignal>
 #include <exception>
@@ -12,6 +14,7 @@
 #include "support/certificate_authority.h"
 #include "support/system_calls.h"
 #include "support/token_snapshot.h"
+#include "tee-token/commands.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -21,7 +24,7 @@ using namespace test_support;
 using ozk::tee::ClientCertInitializerAPI;
 using ozk::tee::ResultCode;
 
-enum class Caller { kNobody, kUser, kOfficer, kNoSession, kLibrary };
+enum class Caller { kNobody, kUser, kOfficer, kNoSession, kCommand, kLibrary };
 
 struct Operation {
   std::string name;
@@ -34,7 +37,7 @@ struct Operation {
 class CrashTest : public TokenTest {
  protected:
   CrashTest() {
-    ::setenv("TEE_PKCS11_MODULE", TEE_TOKEN_MODULE, 1);
+    ::unsetenv("TEE_PKCS11_MODULE");  // the one beside the layer
     ::setenv("ARA_LOG_LEVEL", "off", 1);
     product = ClientCertInitializerAPI::get_instance();
     EXPECT_EQ(login(), OK);
@@ -63,7 +66,11 @@ class CrashTest : public TokenTest {
     const auto install_chain = [this] {
       return product->set_client_cert_and_move_key(next_chain, "LYR_CSR", "LYR") == ResultCode::OK;
     };
+    const auto init_command = [] {
+      return tee_token_admin::init({"", "", "6f666669636572"}, "", false), true;
+    };
     return {
+        {"tee-token init", Caller::kCommand, init_command},
         {"C_Login, wrong PIN", Caller::kNobody, [this] { return login(kWrongPin) == CKR_PIN_INCORRECT; }},
         {"C_InitToken in a new folder", Caller::kNoSession, init, "/new"},
         {"C_InitToken again", Caller::kNoSession, init},
@@ -85,6 +92,7 @@ class CrashTest : public TokenTest {
     EXPECT_EQ(has_session ? restart() : OK, OK);
     EXPECT_EQ(operation.caller == Caller::kUser ? login() : OK, OK);
     EXPECT_EQ(operation.caller == Caller::kOfficer ? login_officer() : OK, OK);
+    ::close(STDIN_FILENO);  // the number is free for the next file
     watch_system_calls(parent, interruption);
     bool is_done = false;
     try {
@@ -119,6 +127,7 @@ class CrashTest : public TokenTest {
       if (call.function == "fsync" || call.function == "fdatasync") {
         unsynced.erase(call.path);
       } else if (call.is_write() || call.function == "ftruncate") {
+        EXPECT_TRUE(call.file > STDERR_FILENO || !call.is_write()) << "the program could write to it";
         EXPECT_FALSE(call.path == file("token.db") && unsynced.count(file("token.db-journal")) != 0);
         if (call.path != file("pin-tries") || operation.caller == Caller::kNobody) unsynced.insert(call.path);
       } else {
@@ -148,7 +157,7 @@ class CrashTest : public TokenTest {
     ::setenv("TEE_TOKEN_DIR", (parent + operation.folder).c_str(), 1);
     start->restore();
     before = state_for(operation);
-    EXPECT_TRUE(run(operation, {}));
+    EXPECT_EQ(run(operation, {}), operation.caller != Caller::kCommand) << "which refuses";
     if (!is_library) expect_synced(operation);
     after = state_for(operation);
     const std::vector<SystemCall> undisturbed = calls;
@@ -157,6 +166,7 @@ class CrashTest : public TokenTest {
       const SystemCall& call = undisturbed[i - 1];
       SCOPED_TRACE(operation.name + ", " + std::to_string(i) + ": " + call.function + " " + call.path);
       if (!is_library || call.is_change()) try_fault(operation, {Fault::kFailure, i, EIO});
+      if (!is_library && !call.is_change()) try_fault(operation, {Fault::kFailure, i, EACCES});
       if (!call.is_change()) continue;
       try_fault(operation, {Fault::kFull, i, ENOSPC});
       try_fault(operation, {Fault::kDeath, i});

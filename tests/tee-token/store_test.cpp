@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -16,6 +17,22 @@ namespace token_test {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr char kHighestNumber[] = "UPDATE sqlite_sequence SET seq = (1 << 62) - 1";
+
+// SQLite's allocations that still succeed; all when negative.
+int g_allocations_left = -1;
+sqlite3_mem_methods g_allocator;
+void* allocate(int size) {
+  if (g_allocations_left > 0) --g_allocations_left;
+  return g_allocations_left == 0 ? nullptr : g_allocator.xMalloc(size);
+}
+const int g_installed = [] {
+  sqlite3_config(SQLITE_CONFIG_GETMALLOC, &g_allocator);
+  sqlite3_mem_methods failing = g_allocator;
+  failing.xMalloc = allocate;
+  return sqlite3_config(SQLITE_CONFIG_MALLOC, &failing);
+}();
 
 /// A token with two key pairs and data, whose module is finalised.
 class StoreTest : public TokenTest {
@@ -59,6 +76,10 @@ class StoreTest : public TokenTest {
              "UPDATE OR REPLACE attribute_index SET object = object + 1",
              "INSERT OR IGNORE INTO attribute_index SELECT type, value, number FROM attribute_index, object",
              "DELETE FROM token",
+             kHighestNumber,
+             "UPDATE sqlite_sequence SET seq = 1",
+             "INSERT INTO object VALUES (~(1 << 63), x'41')",
+             "INSERT OR IGNORE INTO attribute_index SELECT type, value, ~(1 << 63) FROM attribute_index",
          }) {
       whole->restore();
       alter_store(sql);
@@ -70,7 +91,9 @@ class StoreTest : public TokenTest {
   /// What is read is as it was stored, or an error, or not there; a key signs for no public key but its own;
   /// what a search finds has the value that was looked for. A change is made or refused.
   void expect_nothing_wrong() {
-    for (const std::string& line : state()) {
+    const std::vector<std::string> lines = state();
+    EXPECT_LE(lines.size(), sound.size());
+    for (const std::string& line : lines) {
       if (line.find("CKR_") == std::string::npos) {
         EXPECT_THAT(sound, testing::Contains(testing::StartsWith(line)));
       }
@@ -78,12 +101,16 @@ class StoreTest : public TokenTest {
     if (restart() != OK) return;
     login();
     for (const std::string label : {"first", "second", "data"}) {
-      for (const CK_OBJECT_HANDLE object : find(Template().text(CKA_LABEL, label))) {
+      const Handles found = find(Template().text(CKA_LABEL, label));
+      EXPECT_LE(found.size(), 4u);
+      for (const CK_OBJECT_HANDLE object : found) {
         EXPECT_TRUE(read(object, CKA_LABEL) != OK || std::string(m_result.begin(), m_result.end()) == label);
       }
     }
     CK_OBJECT_HANDLE made = 0;
-    if (create(data_object(""), &made) == OK) destroy(made);
+    if (create(data_object(""), &made) == OK) {
+      EXPECT_TRUE(made > secret && read(made, CKA_VALUE) == OK && destroy(made) == OK);
+    }
     m_token->C_Finalize(nullptr);
   }
 
@@ -116,7 +143,8 @@ TEST_F(StoreTest, EqualSecretsNeverSealAlikeAndAreNotInClear) {
 
 TEST_F(StoreTest, ADamagedObjectStopsNoSearchAndCanOnlyBeDestroyed) {
   start();
-  alter_store("UPDATE object SET record = zeroblob(200) WHERE number = " + std::to_string(keys[1]));
+  sqlite3_hard_heap_limit64(50'000'000);
+  alter_store("UPDATE object SET record = zeroblob(60000000) WHERE number = " + std::to_string(keys[1]));
   EXPECT_EQ(read(keys[1], CKA_CLASS), CKR_DEVICE_ERROR);
   EXPECT_EQ(sign(keys[1]), CKR_DEVICE_ERROR);
   EXPECT_THAT(find(Template().text(CKA_LABEL, "second")), testing::SizeIs(2)) << "which is not damaged";
@@ -124,11 +152,18 @@ TEST_F(StoreTest, ADamagedObjectStopsNoSearchAndCanOnlyBeDestroyed) {
   EXPECT_EQ(destroy(keys[1]), CKR_DEVICE_ERROR) << "it may be private";
   ASSERT_EQ(login(), OK);
   EXPECT_EQ(destroy(keys[1]), OK);
+  const std::string large(12 << 20, 'x');
+  const Template unreadable = data_object(large).text(CKA_LABEL, large).text(CKA_APPLICATION, large);
+  EXPECT_EQ(create(unreadable), CKR_ATTRIBUTE_VALUE_INVALID);
+  alter_store("UPDATE token SET mac = zeroblob(60000000)");
+  EXPECT_TRUE(logout() == OK && login() == CKR_DEVICE_ERROR);
+  sqlite3_hard_heap_limit64(0);
 }
 
 TEST_F(StoreTest, ADamagedTokenRecordAndAnotherVersionAreRefusedLeftAsTheyAreAndCostNoTry) {
   std::vector<std::string> changes = {"PRAGMA user_version = 99", "PRAGMA user_version = 0",
-                                      "PRAGMA application_id = 7"};
+                                      "PRAGMA application_id = 7", "CREATE VIEW v AS SELECT 1",
+                                      "CREATE INDEX i ON object (record)"};
   for (const std::string name : {"label", "serial", "officer_salt", "officer_key", "user_key", "mac"}) {
     changes.push_back("UPDATE token SET " + name + " = CAST(substr(" + name + ", 2) || x'00' AS BLOB)");
   }
@@ -160,10 +195,32 @@ TEST_F(StoreTest, FilesThatAreDamagedOrNotTheTokensOwnAreRefused) {
   m_token->C_Initialize(nullptr);
   EXPECT_EQ(init_token(), CKR_DEVICE_ERROR);
   EXPECT_FALSE(fs::exists(file("device.key"))) << "a new one would only hide the loss";
-  m_token->C_Finalize(nullptr);
-  whole->restore();
-  fs::permissions(folder(), fs::perms(0750));
-  EXPECT_EQ(restart(), CKR_DEVICE_ERROR);
+}
+
+TEST_F(StoreTest, NumbersOutOfRangeAreFoundAndANewTokenHasNone) {
+  for (const char* const change : {kHighestNumber, "INSERT INTO object VALUES (-1, x'41')"}) {
+    whole->restore();
+    alter_store(change);
+    expect({"check", 10, "object numbers are out of range"});
+    expect({"init --force --so-pin-hex 6f666669636572", 0});
+    expect({"import-data 2_1 VIN", 0});
+  }
+  start();
+  alter_store(kHighestNumber);
+  EXPECT_EQ(create(data_object("")), CKR_DEVICE_ERROR);
+}
+
+TEST_F(StoreTest, AFailedAllocationDisablesNothing) {
+  const auto work = [this] { return open() == OK && login() == OK && create(data_object("")) == OK; };
+  for (int nth = 1, left = 0; left == 0; ++nth) {
+    m_token->C_Initialize(nullptr);
+    g_allocations_left = nth;
+    work();
+    left = std::exchange(g_allocations_left, -1);
+    logout();
+    ASSERT_TRUE(work()) << nth;
+    m_token->C_Finalize(nullptr);
+  }
 }
 
 // Of a user who is not root, who may write to all files.
@@ -180,7 +237,7 @@ TEST_F(StoreTest, AReadOnlyStoreIsReadAndItsChangeIsRefused) {
 
 TEST_F(StoreTest, ATokenThatAnotherProgramMadeAnewOrMovedIsNotWrittenTo) {
   start();
-  alter_store("CREATE TABLE old AS SELECT * FROM object");
+  alter_store("ATTACH '" + file("../old") + "' AS other; CREATE TABLE other.old AS SELECT * FROM object");
   tee_token::Token(tee_token::DeviceFolder(folder()))
       .initialise({kOfficerPin.data(), kOfficerPin.size()}, std::string(32, ' '));
   CK_OBJECT_HANDLE made = 0;
@@ -189,8 +246,10 @@ TEST_F(StoreTest, ATokenThatAnotherProgramMadeAnewOrMovedIsNotWrittenTo) {
   ASSERT_EQ(logout(), OK);
   EXPECT_EQ(create(data_object(""), &made), OK);
   EXPECT_GT(made, secret) << "no number is used twice";
-  alter_store("INSERT INTO object SELECT * FROM old");
+  alter_store("ATTACH '" + file("../old") + "' AS other; INSERT INTO object SELECT * FROM other.old");
   EXPECT_EQ(read(data, CKA_CLASS), CKR_DEVICE_ERROR) << "an object of the old token";
+  alter_store("CREATE TRIGGER t AFTER INSERT ON object BEGIN SELECT raise(ABORT, 'it runs'); END");
+  EXPECT_EQ(create(data_object("")), OK);
   fs::rename(file("token.db"), file("moved"));
   EXPECT_EQ(login(kWrongPin), CKR_DEVICE_REMOVED) << "and no try is counted";
 }

@@ -1,16 +1,16 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <sys/stat.h>
-#include <unistd.h>
+#include <fcntl.h>
 
 #include "base/error.h"
+#include "base/files.h"
 #include "checks.h"
 #include "commands.h"
 #include "shared/error_line.h"
 #include "shared/shown_text.h"
 #include "store/device_folder.h"
-#include "store/sqlite.h"
+#include "store/token_record.h"
 
 namespace tee_token_admin {
 
@@ -32,8 +32,8 @@ constexpr File kFiles[] = {{"device.key", 32, kRestore},
                            {"pin-tries", 2, "; write two zero bytes to it"}};
 
 void check_length(Findings& findings, const std::string& path, const File& file) {
-  struct stat status {};
-  if (file.length != 0 && ::stat(path.c_str(), &status) == 0 && status.st_size != file.length) {
+  const auto status = tee_token::find_status(path, 0);
+  if (file.length != 0 && status && status->st_size != file.length) {
     findings.add(Fault::kFiles,
                  path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
   }
@@ -41,19 +41,19 @@ void check_length(Findings& findings, const std::string& path, const File& file)
 
 // Other exceptions, such as for a locked store, are no finding and end the check.
 void check_integrity(Findings& findings, const std::string& path) {
-  std::string result;
   try {
-    result = tee_token::Database(path).integrity();
+    tee_token::Database store(path);
+    if (tee_token::is_token_store(store)) {
+      tee_token::ObjectStore::last_number(store, tee_token::kTokenNumbers);
+    }
+    store.check_integrity();
   } catch (const tee_token::Damage& damage) {
-    result = damage.what();
-  }
-  if (result != "ok") {
-    findings.add(Fault::kFiles, path + " is damaged: " + result + kRestore);
+    findings.add(Fault::kFiles, path + ": " + damage.what());
   }
 }
 
-/// Presence, owner, mode, length, SQLite's integrity, and temporary files of an interrupted run. Returns
-/// whether the token can be used.
+/// Presence, owner, mode, length, the store's schema, numbers and integrity, and temporary files of an
+/// interrupted run. Returns whether the token can be used.
 bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
   const auto check_access = [&](const std::string& prefix, const char* remedy, const auto& require) {
     try {
@@ -66,11 +66,10 @@ bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
   check_access(folder.path() + ": ", "", [&] { folder.require_private(); });
   for (const File& file : kFiles) {
     const std::string path = folder.file(file.name);
-    check_access("", ::access(path.c_str(), F_OK) == 0 ? "" : file.remedy,
+    check_access("", tee_token::find_status(path, AT_SYMLINK_NOFOLLOW) ? "" : file.remedy,
                  [&] { tee_token::require_private_file(path); });
     check_length(findings, path, file);
-    struct stat status {};
-    if (::lstat((path + ".new").c_str(), &status) == 0) {
+    if (tee_token::find_status(path + ".new", AT_SYMLINK_NOFOLLOW)) {
       findings.add(Fault::kLeftover, path + ".new is a temporary file left by an interrupted run; remove it");
     }
   }

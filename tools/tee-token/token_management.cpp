@@ -57,7 +57,7 @@ tee_token::FileDescriptor lock_token(const Target& target) {
   if (!is_platforms(target) || !folder.exists()) {
     return tee_token::FileDescriptor(-1);
   }
-  tee_token::FileDescriptor opened(::open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  tee_token::FileDescriptor opened = tee_token::open_file(folder.path(), O_RDONLY | O_DIRECTORY);
   if (opened.get() < 0 || ::flock(opened.get(), LOCK_EX) != 0) {
     throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
   }
@@ -73,8 +73,9 @@ void init(const Target& target, const std::string& label, bool force) {
   }
   const tee_token::FileDescriptor lock = lock_token(target);
   OpenSlot open(target, false);
-  const bool present = (open.slot().get_slot_info().flags & CKF_TOKEN_PRESENT) != 0;
-  if (present && (open.slot().get_token_info().flags & CKF_TOKEN_INITIALIZED) != 0 && !force) {
+  const bool is_present = (open.slot().get_slot_info().flags & CKF_TOKEN_PRESENT) != 0;
+  // With --force a damaged token need not say whether it is initialised.
+  if (!force && is_present && (open.slot().get_token_info().flags & CKF_TOKEN_INITIALIZED) != 0) {
     throw UsageError("there is a token already, which was not changed; --force destroys everything on it");
   }
   initialize_token(open.slot(), label, officer_pin(target), user_pin(target));

@@ -66,8 +66,7 @@ bool write_line(int file, const std::string& line) {
 }
 
 bool append_to(const std::string& path, const std::string& line) {
-  const FileDescriptor file(
-      ::open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600));
+  const FileDescriptor file = open_file(path, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY | O_NONBLOCK);
   return file.get() >= 0 && write_line(file.get(), line);
 }
 

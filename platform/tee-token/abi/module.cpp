@@ -105,9 +105,7 @@ void Module::require_slot(CK_SLOT_ID slot) {
 
 Token& Module::token_in(CK_SLOT_ID slot) {
   require_slot(slot);
-  if (!m_token.is_present()) {
-    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
-  }
+  m_token.folder().require_exists();
   return m_token;
 }
 

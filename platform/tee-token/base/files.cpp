@@ -55,6 +55,19 @@ FileDescriptor::~FileDescriptor() {
   }
 }
 
+StandardStreamsTaken::StandardStreamsTaken() {
+  for (int number = 0; number <= STDERR_FILENO; ++number) {
+    if (::fcntl(number, F_GETFD) < 0) {
+      m_placeholders.emplace_back(::open("/", O_PATH | O_CLOEXEC));
+    }
+  }
+}
+
+FileDescriptor open_file(const std::string& path, int flags) {
+  const StandardStreamsTaken taken;
+  return FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC, 0600));
+}
+
 std::optional<struct stat> find_status(const std::string& path, int flags) {
   struct stat status {};
   if (::fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0) {
@@ -67,7 +80,7 @@ std::optional<struct stat> find_status(const std::string& path, int flags) {
 }
 
 FileDescriptor open_private_file(const std::string& path, int flags) {
-  FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW, 0600));
+  FileDescriptor file = open_file(path, flags | O_NOFOLLOW);
   if (file.get() < 0) {
     fail_with_errno("open", path);
   }
@@ -81,7 +94,7 @@ FileDescriptor open_private_file(const std::string& path, int flags) {
 
 void require_private_file(const std::string& path) {
   struct stat status {};
-  if (::lstat(path.c_str(), &status) != 0) {
+  if (::fstatat(AT_FDCWD, path.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     fail_with_errno("stat", path);
   }
   require_private(status, path);
@@ -90,8 +103,7 @@ void require_private_file(const std::string& path) {
 void write_private_file(const std::string& path, ByteView content) {
   const std::string temporary = path + ".new";
   {
-    const FileDescriptor file(
-        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const FileDescriptor file = open_file(temporary, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW);
     if (file.get() < 0 || !write_all(file, content) || ::fsync(file.get()) != 0) {
       fail_with_errno("write", temporary);
     }
@@ -103,7 +115,7 @@ void write_private_file(const std::string& path, ByteView content) {
 }
 
 void sync_folder_of(const std::string& path) {
-  const FileDescriptor folder(::open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const FileDescriptor folder = open_file(folder_of(path), O_RDONLY | O_DIRECTORY);
   if (folder.get() < 0 && errno == EACCES) {
     return;  // this user cannot read the folder, so another one has made the entry
   }

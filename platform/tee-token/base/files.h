@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/bytes.h"
 
@@ -25,6 +26,20 @@ class FileDescriptor {
  private:
   int m_number;
 };
+
+/// While it exists, files that are opened get numbers above those of stdin, stdout and stderr: a program that
+/// has closed one of these may still write to its number.
+class StandardStreamsTaken {
+ public:
+  StandardStreamsTaken();
+
+ private:
+  std::vector<FileDescriptor> m_placeholders;  // which cannot be written to
+};
+
+/// open(2) with `flags` and O_CLOEXEC, above the standard streams; O_CREAT creates the file with mode 0600.
+/// When it fails, the number is negative and errno says why.
+FileDescriptor open_file(const std::string& path, int flags);
 
 /// Throws a Failure with the text of errno: CKR_DEVICE_MEMORY when the disk is full, else CKR_DEVICE_ERROR.
 [[noreturn]] void fail_with_errno(const std::string& action, const std::string& path);

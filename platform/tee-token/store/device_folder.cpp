@@ -50,6 +50,17 @@ std::optional<struct stat> DeviceFolder::find_folder() const {
   return status && S_ISDIR(status->st_mode) ? status : std::nullopt;
 }
 
+struct stat DeviceFolder::require_exists() const {
+  const auto status = find_folder();
+  if (!status) {
+    const bool is_file = !m_path.empty() && find_status(m_path, 0);
+    throw Failure(CKR_TOKEN_NOT_PRESENT,
+                  is_file ? "this is not a folder; choose one with TEE_TOKEN_DIR"
+                          : "there is no such folder; make the token with: tee-token init");
+  }
+  return *status;
+}
+
 void DeviceFolder::make_if_absent() const {
   if (m_path.empty()) {
     throw Failure(CKR_TOKEN_NOT_PRESENT, "the token has no folder: set TEE_TOKEN_DIR");
@@ -69,17 +80,14 @@ void DeviceFolder::make_if_absent() const {
 }
 
 void DeviceFolder::require_private() const {
-  const std::optional<struct stat> status = find_folder();
-  if (!status) {
-    throw Failure(CKR_TOKEN_NOT_PRESENT, "there is no such folder; make the token with: tee-token init");
-  }
-  if (status->st_uid != ::geteuid()) {
+  const struct stat status = require_exists();
+  if (status.st_uid != ::geteuid()) {
     throw Failure(CKR_DEVICE_ERROR, "the folder belongs to another user (uid " +
-                                        std::to_string(status->st_uid) +
+                                        std::to_string(status.st_uid) +
                                         "); be that user, or have root run: chown -R " +
                                         std::to_string(::geteuid()) + " " + m_path);
   }
-  if ((status->st_mode & 077) != 0) {
+  if ((status.st_mode & 077) != 0) {
     throw Failure(CKR_DEVICE_ERROR, "the folder is open to other users; run: chmod 700 " + m_path);
   }
 }

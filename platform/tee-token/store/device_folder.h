@@ -27,6 +27,9 @@ class DeviceFolder {
   /// out.
   bool exists() const;
 
+  /// The folder's status. Throws a Failure (CKR_TOKEN_NOT_PRESENT) when it does not exist.
+  struct stat require_exists() const;
+
   /// Makes the folder and its missing parents, with mode 0700.
   void make_if_absent() const;
 

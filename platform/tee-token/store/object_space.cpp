@@ -9,15 +9,9 @@
 #include "crypto/symmetric.h"
 
 namespace tee_token {
-namespace {
-
-// The numbers of session objects begin here, so that the place of an object follows from its handle.
-constexpr CK_OBJECT_HANDLE kFirstSessionObject = 1UL << 62;
-
-}  // namespace
 
 Place place_of(CK_OBJECT_HANDLE object) {
-  return object < kFirstSessionObject ? Place::kToken : Place::kSession;
+  return object < kSessionNumbers.first ? Place::kToken : Place::kSession;
 }
 
 Place place_of(const Attributes& object) {
@@ -25,8 +19,8 @@ Place place_of(const Attributes& object) {
 }
 
 ObjectSpace::SessionObjects::SessionObjects(const std::optional<Login>& login)
-    : store(memory, random_bytes(kKeyLength), login) {
-  ObjectStore::create_tables(memory, kFirstSessionObject);
+    : store(memory, kSessionNumbers, random_bytes(kKeyLength), login) {
+  ObjectStore::create_tables(memory, kSessionNumbers);
 }
 
 ObjectStore& ObjectSpace::in(Place place) {
@@ -77,7 +71,7 @@ std::vector<CK_OBJECT_HANDLE> ObjectSpace::search(const Attributes& wanted, CK_O
     search_in(in(Place::kToken), wanted, after, limit, found);
   }
   if (m_session_objects) {
-    search_in(m_session_objects->store, wanted, std::max(after, kFirstSessionObject - 1), limit, found);
+    search_in(m_session_objects->store, wanted, std::max(after, kSessionNumbers.first - 1), limit, found);
   }
   return found;
 }
@@ -131,7 +125,7 @@ void ObjectSpace::end_session(CK_SESSION_HANDLE session) {
 void ObjectSpace::end_login() {
   Attributes is_private;
   is_private.set_bool(CKA_PRIVATE, true);
-  CK_OBJECT_HANDLE object = kFirstSessionObject - 1;
+  CK_OBJECT_HANDLE object = kSessionNumbers.first - 1;
   while (m_session_objects && (object = m_session_objects->store.next_match(is_private, object)) != 0) {
     m_session_objects->store.erase(object);
   }

@@ -12,6 +12,20 @@ namespace {
 
 sqlite3_int64 row(CK_ULONG number) { return static_cast<sqlite3_int64>(number); }
 
+// AUTOINCREMENT: sqlite_sequence, which SQLite makes, keeps the last number after that object is deleted.
+constexpr char kObjectTable[] =
+    "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, record BLOB NOT NULL);";
+constexpr char kIndexTable[] =
+    "CREATE TABLE attribute_index (type INTEGER NOT NULL, value BLOB NOT NULL, object INTEGER NOT NULL,"
+    " PRIMARY KEY (type, value, object)) WITHOUT ROWID;";
+
+constexpr int kMaxRecordLength = kMaxRowLength - 64;  // the row also has the number and lengths
+
+void set_last_number(Database& database, CK_OBJECT_HANDLE number) {
+  database.execute("DELETE FROM sqlite_sequence");
+  database.query("INSERT INTO sqlite_sequence (name, seq) VALUES ('object', ?)").bind(row(number)).run();
+}
+
 bool is_indexed(CK_ATTRIBUTE_TYPE type) {
   const AttributeRule* const rule = find_rule(type);
   return rule != nullptr && rule->is_indexed;
@@ -40,17 +54,19 @@ Bytes ObjectStore::mac_key(const Bytes& device_key, const Bytes& serial) {
   return derive_key(device_key, serial, std::string("tee-token objects"));
 }
 
-void ObjectStore::create_tables(Database& database, CK_OBJECT_HANDLE first) {
-  // AUTOINCREMENT: sqlite_sequence keeps the last number after that object is deleted.
-  database.execute(
-      "CREATE TABLE object (number INTEGER PRIMARY KEY AUTOINCREMENT, record BLOB NOT NULL);"
-      "CREATE TABLE attribute_index (type INTEGER NOT NULL, value BLOB NOT NULL, object INTEGER NOT NULL,"
-      " PRIMARY KEY (type, value, object)) WITHOUT ROWID;");
-  database.query("INSERT INTO sqlite_sequence (name, seq) VALUES ('object', ?)").bind(row(first - 1)).run();
+std::string ObjectStore::schema() {
+  return std::string(kObjectTable) + "CREATE TABLE sqlite_sequence(name,seq);" + kIndexTable;
+}
+
+void ObjectStore::create_tables(Database& database, const Numbers& numbers) {
+  database.execute(kObjectTable);
+  database.execute(kIndexTable);
+  set_last_number(database, numbers.first - 1);
 }
 
 CK_OBJECT_HANDLE ObjectStore::insert(const Attributes& object) {
-  const CK_OBJECT_HANDLE number = next_number();
+  // The last number stays unused: with it the store would be refused from then on.
+  const CK_OBJECT_HANDLE number = last_number(m_database, {m_numbers.first, m_numbers.last - 1}) + 1;
   Attributes stored = object;
   if (object.is_true(CKA_PRIVATE) && object.has(CKA_VALUE)) {
     stored.set(CKA_VALUE, seal_value(number, object.at(CKA_VALUE)));
@@ -59,12 +75,15 @@ CK_OBJECT_HANDLE ObjectStore::insert(const Attributes& object) {
   return number;
 }
 
-CK_OBJECT_HANDLE ObjectStore::next_number() {
-  Query last = m_database.query("SELECT seq FROM sqlite_sequence WHERE name = 'object'");
-  if (!last.step()) {
-    throw Failure(CKR_DEVICE_ERROR, "the store is damaged: the number of the next object is missing");
+CK_OBJECT_HANDLE ObjectStore::last_number(Database& database, const Numbers& numbers) {
+  Query query = database.query(
+      "SELECT seq FROM sqlite_sequence WHERE name = 'object' AND seq BETWEEN ?1 - 1 AND ?2 - 1"
+      " AND NOT EXISTS (SELECT * FROM object WHERE number < ?1)"
+      " AND NOT EXISTS (SELECT * FROM object WHERE number > seq)");
+  if (!query.bind(row(numbers.first)).bind(row(numbers.last)).step()) {
+    throw Damage("object numbers are out of range", "make a new token over it: tee-token init --force");
   }
-  return static_cast<CK_OBJECT_HANDLE>(last.number(0)) + 1;
+  return static_cast<CK_OBJECT_HANDLE>(query.number(0));
 }
 
 void ObjectStore::update(CK_OBJECT_HANDLE object, const Attributes& changes) {
@@ -79,6 +98,9 @@ void ObjectStore::update(CK_OBJECT_HANDLE object, const Attributes& changes) {
 void ObjectStore::write(CK_OBJECT_HANDLE object, const Attributes& attributes) {
   Bytes record = attributes.encode();
   append(record, mac_of(object, record, m_mac_key).result());
+  if (record.size() > kMaxRecordLength) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "the object is longer than 32 MiB");
+  }
   m_database.query("INSERT OR REPLACE INTO object (number, record) VALUES (?, ?)")
       .bind(row(object))
       .bind(record)
@@ -108,11 +130,18 @@ void ObjectStore::remove_from_index(CK_OBJECT_HANDLE object, const Attributes& a
   change_index("DELETE FROM attribute_index WHERE type = ? AND value = ? AND object = ?", object, attributes);
 }
 
-void ObjectStore::erase_all() { m_database.execute("DELETE FROM attribute_index; DELETE FROM object;"); }
+void ObjectStore::erase_all(Database& database, const Numbers& numbers) {
+  try {
+    last_number(database, numbers);
+  } catch (const Damage&) {  // there is no number to go on from
+    set_last_number(database, numbers.first - 1);
+  }
+  database.execute("DELETE FROM attribute_index; DELETE FROM object;");
+}
 
 std::optional<Attributes> ObjectStore::load(CK_OBJECT_HANDLE object) {
-  Query query = m_database.query("SELECT record FROM object WHERE number = ?");
-  if (!query.bind(row(object)).step()) {
+  Query query = m_database.query("SELECT iif(length(record) <= ?, record, '') FROM object WHERE number = ?");
+  if (!query.bind(kMaxRecordLength).bind(row(object)).step()) {
     return std::nullopt;
   }
   const Bytes record = query.bytes(0);
@@ -120,9 +149,10 @@ std::optional<Attributes> ObjectStore::load(CK_OBJECT_HANDLE object) {
     throw DamagedObject(object);
   }
   const ByteView encoded(record.data(), record.size() - Mac::kLength);
-  std::optional<Attributes> attributes = Attributes::decode(encoded);
   const ByteView mac(encoded.data + encoded.size, Mac::kLength);
-  if (!attributes || !mac_of(object, encoded, m_mac_key).matches(mac)) {
+  const bool is_authentic = mac_of(object, encoded, m_mac_key).matches(mac);
+  std::optional<Attributes> attributes = is_authentic ? Attributes::decode(encoded) : std::nullopt;
+  if (!attributes) {
     throw DamagedObject(object);
   }
   return attributes;
@@ -179,14 +209,15 @@ bool ObjectStore::matches(CK_OBJECT_HANDLE object, const Attributes& wanted) {
 // candidate. The rarest attribute limits the number of rounds to the number of its objects.
 CK_OBJECT_HANDLE ObjectStore::next_in_index(const Attributes& wanted, CK_OBJECT_HANDLE from) {
   if (wanted.empty()) {
-    Query query = m_database.query("SELECT min(number) FROM object WHERE number >= ?");
-    return query.bind(row(from)).step() ? static_cast<CK_OBJECT_HANDLE>(query.number(0)) : 0;
+    Query query = m_database.query("SELECT min(number) FROM object WHERE number BETWEEN ? AND ?");
+    query.bind(row(from)).bind(row(m_numbers.last)).step();
+    return static_cast<CK_OBJECT_HANDLE>(query.number(0));
   }
   CK_OBJECT_HANDLE candidate = from;
   for (auto next = wanted.begin(), first_to_agree = wanted.end(); next != first_to_agree;) {
     Query query = m_database.query(
-        "SELECT min(object) FROM attribute_index WHERE type = ? AND value = ? AND object >= ?");
-    query.bind(row(next->first)).bind(next->second).bind(row(candidate)).step();
+        "SELECT min(object) FROM attribute_index WHERE type = ? AND value = ? AND object BETWEEN ? AND ?");
+    query.bind(row(next->first)).bind(next->second).bind(row(candidate)).bind(row(m_numbers.last)).step();
     const auto found = static_cast<CK_OBJECT_HANDLE>(query.number(0));
     if (found == 0) {
       return 0;

@@ -18,6 +18,12 @@ class DamagedObject : public Failure {
   explicit DamagedObject(CK_OBJECT_HANDLE object);
 };
 
+/// A range of object numbers. The place of an object follows from its number.
+struct Numbers {
+  CK_OBJECT_HANDLE first, last;
+};
+constexpr Numbers kTokenNumbers = {1, (1UL << 62) - 1}, kSessionNumbers = {1UL << 62, (1UL << 63) - 2};
+
 /// The objects of one database: those of the token in its store, or those of the sessions in memory.
 ///
 /// An object is one record: its attributes, the CKA_VALUE of a private object sealed under the master key and
@@ -27,20 +33,27 @@ class DamagedObject : public Failure {
 class ObjectStore {
  public:
   /// `login`, which may change, has the key of sealed values.
-  ObjectStore(Database& database, Bytes mac_key, const std::optional<Login>& login)
-      : m_database(database), m_mac_key(std::move(mac_key)), m_login(login) {}
+  ObjectStore(Database& database, const Numbers& numbers, Bytes mac_key, const std::optional<Login>& login)
+      : m_database(database), m_numbers(numbers), m_mac_key(std::move(mac_key)), m_login(login) {}
 
   /// The key that authenticates the objects of the token with this serial number.
   static Bytes mac_key(const Bytes& device_key, const Bytes& serial);
 
-  /// Makes the tables; the first object gets the number `first`.
-  static void create_tables(Database& database, CK_OBJECT_HANDLE first);
+  /// What Database::schema returns of the tables.
+  static std::string schema();
+  /// Makes the tables for objects of these numbers.
+  static void create_tables(Database& database, const Numbers& numbers);
+
+  /// The last number that was given to an object, or the one before the first. Throws Damage when that number
+  /// or that of an object is out of range, or an object has a higher one.
+  static CK_OBJECT_HANDLE last_number(Database& database, const Numbers& numbers);
 
   CK_OBJECT_HANDLE insert(const Attributes& object);
   void update(CK_OBJECT_HANDLE object, const Attributes& changes);
   /// Does nothing when there is no such object.
   void erase(CK_OBJECT_HANDLE object);
-  void erase_all();
+  /// Numbering goes on, unless the numbers are damaged: then it begins again.
+  static void erase_all(Database& database, const Numbers& numbers);
 
   /// The attributes of an object, a private CKA_VALUE still sealed; nothing when there is no such object.
   /// Throws DamagedObject.
@@ -56,7 +69,6 @@ class ObjectStore {
   Database& database() { return m_database; }
 
  private:
-  CK_OBJECT_HANDLE next_number();
   void write(CK_OBJECT_HANDLE object, const Attributes& attributes);
   /// Runs `sql` with type, value and object for each attribute that is indexed.
   void change_index(const char* sql, CK_OBJECT_HANDLE object, const Attributes& attributes);
@@ -66,6 +78,7 @@ class ObjectStore {
   bool matches(CK_OBJECT_HANDLE object, const Attributes& wanted);
 
   Database& m_database;
+  Numbers m_numbers;
   Bytes m_mac_key;
   const std::optional<Login>& m_login;
 };

@@ -4,11 +4,15 @@
 #include "store/sqlite.h"
 
 #include <algorithm>
+#include <cerrno>
+
+#include "base/files.h"
 
 namespace tee_token {
 namespace {
 
-[[noreturn]] void fail_as_moved() {
+[[noreturn]] void fail_as_moved(sqlite3* connection) {
+  find_status(sqlite3_db_filename(connection, "main"), 0);  // it may only not be found out
   throw Failure(CKR_DEVICE_REMOVED,
                 "the store was moved or removed while it was in use; call C_Finalize and C_Initialize");
 }
@@ -16,7 +20,7 @@ namespace {
 [[noreturn]] void fail(sqlite3* connection, int code) {
   const std::string reason = connection == nullptr ? sqlite3_errstr(code) : sqlite3_errmsg(connection);
   if (connection != nullptr && sqlite3_extended_errcode(connection) == SQLITE_READONLY_DBMOVED) {
-    fail_as_moved();
+    fail_as_moved(connection);
   }
   switch (code & 0xFF) {
     case SQLITE_FULL:
@@ -28,11 +32,18 @@ namespace {
       throw Failure(CKR_DEVICE_ERROR, "another process has held the store for more than 5 s; try again");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-      throw Damage(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+      throw Damage(reason);
+    case SQLITE_TOOBIG:
+    case SQLITE_INTERRUPT:
+      throw Damage("a row or the schema is too long");
     case SQLITE_NOMEM:
       throw std::bad_alloc();
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+      errno = sqlite3_system_errno(connection);
+      fail_with_errno("use", "the store: " + reason);
     default:
-      throw Failure(CKR_DEVICE_ERROR, "the store cannot be used: " + reason);
+      throw Failure(CKR_DEVICE_ERROR, "cannot use the store: " + reason);
   }
 }
 
@@ -45,12 +56,24 @@ void require(int code, sqlite3* connection) {
 using Connection = Owned<sqlite3, sqlite3_close>;
 
 Connection opened(const std::string& path) {
+  const StandardStreamsTaken taken;
   sqlite3* connection = nullptr;
   const int code =
       sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
   Connection owned(connection);
   require(code, connection);
   return owned;
+}
+
+void distrust_content(sqlite3* connection) {
+  sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, kMaxRowLength);
+  constexpr std::pair<int, int> kSettings[] = {{SQLITE_DBCONFIG_DEFENSIVE, 1},
+                                               {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+                                               {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+                                               {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}};
+  for (const auto& [setting, value] : kSettings) {
+    require(sqlite3_db_config(connection, setting, value, nullptr), connection);
+  }
 }
 
 }  // namespace
@@ -87,15 +110,32 @@ Bytes Query::bytes(int column) const {
 }
 
 Database::Database(const std::string& path) : m_connection(opened(path)) {
+  distrust_content(m_connection.get());
   require(sqlite3_busy_timeout(m_connection.get(), 5'000), m_connection.get());
 }
 
-std::string Database::integrity() {
+std::string Database::schema() {
+  // SQLite first reads the whole schema, the token's in far fewer steps.
+  sqlite3_progress_handler(
+      m_connection.get(), 1000, [](void*) { return 1; }, nullptr);
+  Query rows = query("SELECT ifnull(sql, '') || ';' FROM sqlite_schema ORDER BY rowid");
+  std::string statements;
+  while (rows.step()) {
+    const Bytes statement = rows.bytes(0);
+    statements.append(statement.begin(), statement.end());
+  }
+  sqlite3_progress_handler(m_connection.get(), 0, nullptr, nullptr);
+  return statements;
+}
+
+void Database::check_integrity() {
   Query answer = query("PRAGMA integrity_check(1)");
   const Bytes text = answer.step() ? answer.bytes(0) : Bytes();
   std::string line(text.begin(), text.end());
   std::replace(line.begin(), line.end(), '\n', ' ');
-  return line;
+  if (line != "ok") {
+    throw Damage(line);
+  }
 }
 
 void Database::execute(const char* sql) {
@@ -106,7 +146,7 @@ void Database::require_in_place() {
   int moved = 0;
   if (sqlite3_file_control(m_connection.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
       moved != 0) {
-    fail_as_moved();
+    fail_as_moved(m_connection.get());
   }
 }
 
@@ -122,6 +162,8 @@ Query Database::query(const char* sql) {
 }
 
 Change::Change(Database& database) : m_database(database) {
+  // Prepared now: without memory for it later, the connection would stay in the transaction for ever.
+  m_database.query("ROLLBACK");
   // EXTRA also syncs the folder after the journal is unlinked: without that, a power cut could undo the
   // change.
   m_database.query("PRAGMA synchronous = EXTRA").run();
@@ -145,6 +187,7 @@ void Change::commit() {
 
 Snapshot::Snapshot(Database& database) : m_database(database), m_is_outermost(!database.is_in_transaction()) {
   if (m_is_outermost) {
+    m_database.query("COMMIT");  // prepared now, as in Change
     m_database.query("BEGIN").run();
   }
 }

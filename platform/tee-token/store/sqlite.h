@@ -40,22 +40,31 @@ class Query {
   int m_next = 1;
 };
 
-/// SQLite has found that the database is damaged (CKR_DEVICE_ERROR).
+/// The store is damaged (CKR_DEVICE_ERROR).
 class Damage : public Failure {
  public:
-  using Failure::Failure;
+  explicit Damage(const std::string& reason,
+                  const std::string& remedy = "make a new token in an empty folder")
+      : Failure(CKR_DEVICE_ERROR,
+                "the store is damaged: " + reason + "; put a copy of the whole folder back, or " + remedy) {}
 };
 
-/// A connection to one SQLite database. Errors are thrown as a Failure: CKR_DEVICE_MEMORY when the disk is
-/// full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, otherwise CKR_DEVICE_ERROR. Waits at most 5 s for
-/// other processes.
+/// The longest row that is read or written, in bytes.
+constexpr int kMaxRowLength = 1 << 25;
+
+/// A connection to one SQLite database, whose content may be hostile. Errors are thrown as a Failure:
+/// CKR_DEVICE_MEMORY when the disk is full, CKR_TOKEN_WRITE_PROTECTED on a read-only medium, otherwise
+/// CKR_DEVICE_ERROR. Waits at most 5 s for other processes.
 class Database {
  public:
   /// Opens the database at `path`, which must exist, or for ":memory:" an empty one in memory.
   explicit Database(const std::string& path);
 
-  /// The result of SQLite's integrity check, in one line: "ok", or the first damage.
-  std::string integrity();
+  /// SQLite's integrity check. Throws Damage with the first damage.
+  void check_integrity();
+
+  /// The statements of the schema, in the order in which they were run, each with a semicolon.
+  std::string schema();
 
   /// Runs statements that need no parameters.
   void execute(const char* sql);

@@ -45,8 +45,7 @@ Database* Token::find_store() {
   if (!m_store) {
     m_folder.require_private();
     const std::string path = m_folder.file(kStore);
-    const auto status = find_status(path, AT_SYMLINK_NOFOLLOW);
-    if (!status || status->st_size == 0) {
+    if (!find_status(path, AT_SYMLINK_NOFOLLOW)) {
       return nullptr;
     }
     require_private_file(path);
@@ -86,8 +85,9 @@ void Token::load_keys() {
   const Bytes device_key = m_folder.device_key();
   Bytes record_key = token_record_key(device_key);
   const TokenRecord record = load_token_record(database, record_key);  // authenticates the serial number
+  ObjectStore::last_number(database, kTokenNumbers);                   // throws when the numbers are damaged
   m_objects.use_token_objects(
-      ObjectStore(database, ObjectStore::mac_key(device_key, record.serial), m_login));
+      ObjectStore(database, kTokenNumbers, ObjectStore::mac_key(device_key, record.serial), m_login));
   m_keys = StoreKeys{record.serial, std::move(record_key)};
 }
 
@@ -115,18 +115,20 @@ bool Token::make_store(ByteView officer_pin, ByteView label) {
   }
   m_folder.make_device_key_if_absent();
   make_counters(m_folder);
-  create_token_table(made);
-  ObjectStore::create_tables(made, 1);
+  create_tables(made);
   save_new_record(made, m_folder.device_key(), officer_pin, label);
   change.commit();
   return true;
 }
 
 void Token::clear_store(ByteView officer_pin, ByteView label) {
-  ObjectChange change(*this, Place::kToken);
-  unwrap_key(record().officer, m_folder, User::kSecurityOfficer, officer_pin);
-  m_objects.in(Place::kToken).erase_all();
-  save_new_record(*m_store, m_folder.device_key(), officer_pin, label);
+  Change change(store());  // no ObjectChange: the objects may be damaged
+  m_store->require_in_place();
+  const Bytes device_key = m_folder.device_key();
+  const TokenRecord current = load_token_record(*m_store, token_record_key(device_key));
+  unwrap_key(current.officer, m_folder, User::kSecurityOfficer, officer_pin);
+  ObjectStore::erase_all(*m_store, kTokenNumbers);
+  save_new_record(*m_store, device_key, officer_pin, label);
   change.commit();
 }
 

@@ -12,6 +12,11 @@ namespace {
 constexpr sqlite3_int64 kApplication = 0x54454554;  // "TEET"
 constexpr sqlite3_int64 kVersion = 1;
 
+constexpr char kTokenTable[] =
+    "CREATE TABLE token (id INTEGER PRIMARY KEY CHECK (id = 1), label BLOB NOT NULL, serial BLOB NOT NULL,"
+    " officer_salt BLOB NOT NULL, officer_key BLOB NOT NULL, user_salt BLOB, user_key BLOB,"
+    " mac BLOB NOT NULL);";
+
 Mac mac_of(const TokenRecord& record, const Bytes& key) {
   Mac mac(key);
   mac.add(record.label).add(record.serial).add(record.officer.salt).add(record.officer.sealed);
@@ -32,20 +37,17 @@ Bytes token_record_key(const Bytes& device_key) {
   return derive_key(device_key, std::string("tee-token"), std::string("tee-token record"));
 }
 
-void create_token_table(Database& store) {
-  store.execute(
-      "CREATE TABLE token (id INTEGER PRIMARY KEY CHECK (id = 1), label BLOB NOT NULL, serial BLOB NOT NULL,"
-      " officer_salt BLOB NOT NULL, officer_key BLOB NOT NULL, user_salt BLOB, user_key BLOB,"
-      " mac BLOB NOT NULL);"
-      "PRAGMA application_id = 0x54454554;"
-      "PRAGMA user_version = 1;");
+void create_tables(Database& store) {
+  store.execute(kTokenTable);
+  ObjectStore::create_tables(store, kTokenNumbers);
+  store.execute("PRAGMA application_id = 0x54454554; PRAGMA user_version = 1;");
 }
 
 bool is_token_store(Database& store) {
   const Snapshot snapshot(store);
   const sqlite3_int64 application = number(store, "PRAGMA application_id");
   const sqlite3_int64 version = number(store, "PRAGMA user_version");
-  if (version == 0 && application == 0 && number(store, "SELECT count(*) FROM sqlite_schema") == 0) {
+  if (version == 0 && application == 0 && store.schema().empty()) {
     return false;
   }
   if (application != kApplication) {
@@ -56,6 +58,9 @@ bool is_token_store(Database& store) {
     throw Failure(CKR_TOKEN_NOT_RECOGNIZED, "the store has version " + std::to_string(version) +
                                                 ", this libteetoken.so works with version " +
                                                 std::to_string(kVersion) + "; nothing was changed");
+  }
+  if (store.schema() != std::string(kTokenTable) + ObjectStore::schema()) {
+    throw Damage("its schema is not that of a token");
   }
   return true;
 }

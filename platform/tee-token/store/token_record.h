@@ -3,8 +3,7 @@
 
 #pragma once
 
-#include "store/pin.h"
-#include "store/sqlite.h"
+#include "store/object_store.h"
 
 namespace tee_token {
 
@@ -19,11 +18,12 @@ struct TokenRecord {
 /// The key that authenticates the record.
 Bytes token_record_key(const Bytes& device_key);
 
-/// Makes the table of the record and marks the database as a token's store of this version.
-void create_token_table(Database& store);
+/// Makes all tables, and marks the database as a token's store of this version.
+void create_tables(Database& store);
 
 /// Whether the database is a token's store; false when it is empty. Throws a Failure
-/// (CKR_TOKEN_NOT_RECOGNIZED) for another program's database or a store of another version.
+/// (CKR_TOKEN_NOT_RECOGNIZED) for another program's database or a store of another version, Damage when the
+/// schema is another one.
 bool is_token_store(Database& store);
 
 /// The record. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or not as it was stored.
