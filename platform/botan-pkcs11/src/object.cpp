@@ -4,6 +4,8 @@
 #include <botan/p11_object.h>
 #include <botan/p11_x509.h>
 
+#include <algorithm>
+
 namespace Botan {
 namespace PKCS11 {
 
@@ -24,7 +26,7 @@ std::vector<ObjectHandle> ObjectFinder::find(std::uint32_t max_count) const {
   std::vector<ObjectHandle> handles(max_count);
   Ulong count = 0;
   module()->C_FindObjects(m_session.handle(), handles.data(), max_count, &count);
-  handles.resize(count);
+  handles.resize(std::min<size_t>(handles.size(), count));
   return handles;
 }
 

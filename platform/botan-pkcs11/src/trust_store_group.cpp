@@ -12,6 +12,7 @@ namespace PKCS11 {
 namespace {
 
 constexpr uint32_t kHandlesAtOnce = 100;
+constexpr size_t kMostHandles = 10000;
 
 constexpr auto kTrustStoreGroup = static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP);
 constexpr auto kClient = static_cast<AttributeType>(TEE_CKA_VENDOR_CLIENT_ID);
@@ -32,13 +33,17 @@ CertificateProperties root_search(const std::string& group, const std::string& c
   return sought;
 }
 
-/// All matching objects. The search has ended when a call returns fewer handles than requested.
+/// All matching objects. The search has ended when a call returns fewer handles than requested. Throws
+/// Invalid_State if it does not end.
 std::vector<ObjectHandle> find_all(Session& session, const AttributeContainer& sought) {
   ObjectFinder finder(session, sought.attributes());
   std::vector<ObjectHandle> all, some;
   do {
     some = finder.find(kHandlesAtOnce);
     all.insert(all.end(), some.begin(), some.end());
+    if (all.size() > kMostHandles) {
+      throw Invalid_State("the token's search does not end");
+    }
   } while (some.size() == kHandlesAtOnce);
   finder.finish();
   return all;

@@ -441,7 +441,7 @@ class BOTAN_PKCS11_API LowLevel {
     if (!function(out.data(), &size)) {
       return false;
     }
-    out.resize(size);
+    out.resize(std::min<size_t>(out.size(), size));
     return true;
   }
 
