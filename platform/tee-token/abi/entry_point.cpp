@@ -125,8 +125,8 @@ Answer answer_for_current_exception(const char* call, const char* folder) noexce
     if (is_wanted(reason.is_failure)) {
       answer.file = log_settings().file;
       answer.line = log_settings().warning + "tee-token: " + call + ": " + return_value_name(reason.code) +
-                    ": " + folder + ": " + reason.subject + (*reason.subject == 0 ? "" : ": ") + reason.text +
-                    "\n";
+                    ": " + folder + (*folder == 0 ? "" : ": ") + reason.subject +
+                    (*reason.subject == 0 ? "" : ": ") + reason.text + "\n";
     }
   } catch (const std::bad_alloc&) {
     // no memory for the line
