@@ -28,7 +28,7 @@ TEST_F(ProvisionTest, AWrongAnswerLeavesTheInstalledIdentity) {
   const std::pair<std::string, const char*> cases[] = {
       {issue() + "; exit 3", "exit code 3"}, {"kill -KILL $$", "signal 9 (Killed)"},
       {"cat", "holds no certificate"},       {"cat /dev/zero", "more than 16 MiB"},
-      {"tty </dev/tty", "exit code"},
+      {"tty </dev/tty", "exit code"},        {"cat ca.pem", "for the pending key pair"},
   };
   for (const auto& [backend, said] : cases) {
     expect({"timeout 20 " + provision(backend), 8, said});
