@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 # SPDX-License-Identifier: Apache-2.0
-# external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library and product-tests
-# against it as against any other's, takes the library through a whole provisioning there and runs these tests.
-# The library includes only what each platform has.
+# external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library, which includes only
+# what any platform has, and product-tests against it, takes the library through a whole provisioning and runs the tests.
 set -euo pipefail
 source=$1 build=$2
 work=$(mktemp -d)
