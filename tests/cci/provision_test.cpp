@@ -4,7 +4,6 @@
 #include "cci_test.h"
 
 namespace cci_test {
-namespace {
 
 using ProvisionTest = CciTest;
 
@@ -50,7 +49,7 @@ TEST_F(ProvisionTest, AnotherProgramThatTookTheKeyPairIsNamedAsTheReason) {
 TEST_F(ProvisionTest, AfterItsTimeOrAnInterruptionNoProcessOfTheBackendIsLeft) {
   run("mkfifo alive");
   const std::string hang = provision(
-      "exec 3>alive; (trap : TERM; for i in $(seq 300); do sleep 0.1; done; echo left >&3) & echo >begun; "
+      "exec 3>alive; (trap : TERM; for i in $(seq 300); do echo >begun; sleep 0.1; done; echo left >&3) & "
       "sleep 60",
       "-q");
   const std::string watch = "test -z \"$(timeout 60 cat alive)\" && wait $pid";
@@ -67,5 +66,4 @@ TEST_F(ProvisionTest, DatesAreWarnedOf) {
   expect({provision(issue("100000")) + "; cci status", 0, "valid to    23"});  // behind the end of clocks
 }
 
-}  // namespace
 }  // namespace cci_test
