@@ -57,16 +57,11 @@ class ContractTest : public TokenTest, public testing::WithParamInterface<std::s
   secure_string digest = rng.random_vec(32);
 };
 
-const std::vector<std::string> kTokens = std::filesystem::exists(SOFTHSM)
-                                             ? std::vector<std::string>{BUILT_TOKEN, SOFTHSM}
-                                             : std::vector<std::string>{BUILT_TOKEN};
+const auto kTokens = std::filesystem::exists(SOFTHSM) ? std::vector<std::string>{BUILT_TOKEN, SOFTHSM}
+                                                      : std::vector<std::string>{BUILT_TOKEN};
 INSTANTIATE_TEST_SUITE_P(Rules, ContractTest, testing::ValuesIn(kTokens), [](const auto& each) {
   return std::string(each.param == SOFTHSM ? "SoftHSM" : "teetoken");
 });
-
-TEST(SoftHsm, IsInstalled) {
-  if (kTokens.size() == 1) GTEST_SKIP() << "without SoftHSM2, the rules are tried on one token";
-}
 
 TEST_P(ContractTest, SessionsShareTheLoginOfOneUserWhichEndsWithTheLastOfThem) {
   EXPECT_CODE(CKR_SESSION_EXISTS, slot.initialize("busy", so_pin));
@@ -195,11 +190,7 @@ TEST_P(ContractTest, ALengthQueryKeepsTheSignatureActiveAndAnythingElseEndsIt) {
 
 TEST_P(ContractTest, MessagesAreSignedInAnyPiecesIfTheTokenHashes) {
   const auto pair = generate(session, "secp384r1");
-  if (GetParam() == SOFTHSM) {  // signs digests only
-    Botan::PK_Signer signer(pair.second, rng, "EMSA1(SHA-256)");
-    EXPECT_CODE(CKR_MECHANISM_INVALID, signer.sign_message(digest, rng));
-    return;
-  }
+  if (GetParam() == SOFTHSM) return;  // it signs digests only
   const auto update = [&](auto& operation) {
     for (const size_t piece : {0U, 1U, 2U}) operation.update(digest.data(), piece);
   };

@@ -8,7 +8,6 @@
 #include "tee-token/token_test.h"
 
 namespace cci_test {
-namespace {
 
 using CommandsTest = CciTest;
 
@@ -158,5 +157,4 @@ wc -w <<<"$commands")"),
             "11\n");
 }
 
-}  // namespace
 }  // namespace cci_test

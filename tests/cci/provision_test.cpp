@@ -4,7 +4,6 @@
 #include "cci_test.h"
 
 namespace cci_test {
-namespace {
 
 using ProvisionTest = CciTest;
 
@@ -28,7 +27,7 @@ TEST_F(ProvisionTest, AWrongAnswerLeavesTheInstalledIdentity) {
   const std::pair<std::string, const char*> cases[] = {
       {issue() + "; exit 3", "exit code 3"}, {"kill -KILL $$", "signal 9 (Killed)"},
       {"cat", "holds no certificate"},       {"cat /dev/zero", "more than 16 MiB"},
-      {"tty </dev/tty", "exit code"},
+      {"tty </dev/tty", "exit code"},        {"cat ca.pem", "for the pending key pair"},
   };
   for (const auto& [backend, said] : cases) {
     expect({"timeout 20 " + provision(backend), 8, said});
@@ -50,7 +49,7 @@ TEST_F(ProvisionTest, AnotherProgramThatTookTheKeyPairIsNamedAsTheReason) {
 TEST_F(ProvisionTest, AfterItsTimeOrAnInterruptionNoProcessOfTheBackendIsLeft) {
   run("mkfifo alive");
   const std::string hang = provision(
-      "exec 3>alive; (trap : TERM; for i in $(seq 300); do sleep 0.1; done; echo left >&3) & echo >begun; "
+      "exec 3>alive; (trap : TERM; for i in $(seq 300); do echo >begun; sleep 0.1; done; echo left >&3) & "
       "sleep 60",
       "-q");
   const std::string watch = "test -z \"$(timeout 60 cat alive)\" && wait $pid";
@@ -67,5 +66,4 @@ TEST_F(ProvisionTest, DatesAreWarnedOf) {
   expect({provision(issue("100000")) + "; cci status", 0, "valid to    23"});  // behind the end of clocks
 }
 
-}  // namespace
 }  // namespace cci_test

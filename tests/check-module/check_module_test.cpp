@@ -3,13 +3,10 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
-
 #include "support/temporary_folder.h"
 #include "tee-token/admin_shell.h"
 
 namespace token_test {
-namespace {
 
 /// `tee-token check-module` on a token with one object.
 class CheckModuleTest : public testing::Test {
@@ -26,7 +23,7 @@ class CheckModuleTest : public testing::Test {
 };
 
 TEST_F(CheckModuleTest, FindsEachFaultAndKeepsTheObjectsOfOthers) {
-  const std::array<std::string, 3> cases[] = {
+  const std::string cases[][3] = {
       {"dies", "signature", "wrong      signature: died by signal 6 (Aborted)\n"},
       {"hangs", "signature", "wrong      signature: no end within 2 s\n"},
       {"logs in twice", "login-rules", "CKR_OK instead of CKR_USER_ALREADY_LOGGED_IN\n"},
@@ -68,5 +65,4 @@ TEST_F(CheckModuleTest, LeavesNothingWhenASignalEndsIt) {
   EXPECT_EQ(objects(), m_before);
 }
 
-}  // namespace
 }  // namespace token_test

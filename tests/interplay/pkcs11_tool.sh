@@ -13,7 +13,6 @@ expect 'uninitialized' tool -L
 expect 'successfully initialized' tool --init-token --label desk --so-pin "$officer_pin"
 expect 'successfully initialized' tool --init-pin --login --so-pin "$officer_pin" --new-pin 1111
 expect 'successfully changed' tool --change-pin --login --pin 1111 --new-pin "$pin"
-expect 'token label        : desk' tool -L
 expect 'ECDSA-SHA256, keySize={256,521}, sign, verify' tool -M
 
 number=0

@@ -54,16 +54,4 @@ wait_for() {
 is_open() { grep -q ":$(printf %04X "$port") [0-9A-F]*:0000 0A" /proc/net/tcp /proc/net/tcp6; }
 choose_port() { while port=$((20000 + RANDOM % 10000)) && is_open; do :; done; }
 
-make_token() {
-  expect "made token 'desk'" "$tee_token" --pin-hex 34333231 --so-pin-hex 3837363534333231 init --label desk
-}
-
-# By its public key's file, for the rest of the script.
-make_key() {
-  expect 'Key pair generated' pkcs11-tool --module "$module" --login --pin "$pin" --keypairgen \
-    --key-type EC:prime256v1 --id 01 --label one
-  pkcs11-tool --module "$module" --read-object --type pubkey --id 01 2>/dev/null |
-    openssl pkey -pubin -inform DER -out one.pub
-}
-
 echo 'to be signed' >message

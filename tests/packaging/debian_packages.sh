@@ -53,7 +53,6 @@ quietly cmake --build layer
 export PKG_CONFIG_PATH=$root/usr/lib/pkgconfig
 # with_pkg_config STANDARD SOURCE PROGRAM PACKAGE
 with_pkg_config() {
-  # shellcheck disable=SC2046 # flags are words
   quietly c++ -std="$1" -Wall -Wextra -Werror "$2" -o "$3" $(pkg-config --cflags --libs "$4") -Wl,-rpath,"$root/usr/lib"
 }
 with_pkg_config c++14 main.cpp program ozk-client-cert-initializer

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 # SPDX-License-Identifier: Apache-2.0
-# external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library and product-tests
-# against it as against any other's, takes the library through a whole provisioning there and runs these tests.
+# external_platform.sh SOURCE BUILD: installs the host platform to a prefix, builds the library, which includes only
+# what any platform has, and product-tests against it, takes the library through a whole provisioning and runs the tests.
 set -euo pipefail
 source=$1 build=$2
 work=$(mktemp -d)
@@ -10,6 +10,9 @@ trap 'rm -rf "$work"' EXIT
 
 quietly() { "$@" >"$work/log" 2>&1 || { cat "$work/log"; echo "failed: $*"; exit 1; }; }
 
+other=$(grep -rhoE '^#include <[^>]+>' "$source/src" "$source/include" | sort -u |
+  grep -vE '<(botan/[a-z0-9_]+\.h|ara/log/logging\.h|[a-z_]+)>' || true)
+[[ -z $other ]] || { echo "headers that not every platform has: $other"; exit 1; }
 quietly cmake --install "$build" --prefix "$work/platform"
 # What was installed of the library itself must not help.
 find "$work/platform" \( -name '*clientcertinitializer*' -o -name 'ozk-client-cert-initializer*' -o -path '*/ozk/tee' \) \

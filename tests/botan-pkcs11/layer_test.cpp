@@ -4,7 +4,9 @@
 #include <botan/auto_rng.h>
 #include <botan/p11_trust_store_group.h>
 #include <botan/p11_x509.h>
+#include <botan/pubkey.h>
 #include <botan/x509self.h>
+#include <tee_token/vendor_interface.h>
 
 #include "layer_test.h"
 
@@ -21,7 +23,7 @@ Bytes operator+(Bytes a, const Bytes& b) {
 
 Bytes octet_string(const Bytes& content) { return Bytes{4, static_cast<uint8_t>(content.size())} + content; }
 
-class ObjectTest : public SpiedTest {
+class LayerTest : public SpiedTest {
  protected:
   /// The attributes as the token receives them.
   std::string text(const AttributeContainer& attributes) {
@@ -34,7 +36,7 @@ class ObjectTest : public SpiedTest {
   const PointGFp base = group.get_base_point();
 };
 
-TEST_F(ObjectTest, TemplatesKeepEachValueInItsOwnWidthAndPlaceWhenTheyGrowMoveAndChange) {
+TEST_F(LayerTest, TemplatesKeepEachValueInItsOwnWidthAndPlaceWhenTheyGrowMoveAndChange) {
   AttributeContainer first(ObjectClass::Data);
   std::string label = "ab";
   first.add_string(AttributeType::Label, label);
@@ -52,7 +54,7 @@ TEST_F(ObjectTest, TemplatesKeepEachValueInItsOwnWidthAndPlaceWhenTheyGrowMoveAn
                                   "121=0008000000000000 161=66000000 80000000=78 80000001=78 "));
 }
 
-TEST_F(ObjectTest, GeneratedKeysHaveTheirPointAndAreFoundByLabelAndId) {
+TEST_F(LayerTest, GeneratedKeysHaveTheirPointAndAreFoundByLabelAndId) {
   const PKCS11_ECDSA_PrivateKey alone(session, params(group), EC_PrivateKeyGenerationProperties());
   EXPECT_THAT(spy.take_texts().at(0), testing::HasSubstr(" 10a=01 2=00 1=00] ["))
       << "a public half to delete";
@@ -67,7 +69,7 @@ TEST_F(ObjectTest, GeneratedKeysHaveTheirPointAndAreFoundByLabelAndId) {
   EXPECT_EQ(alone.public_key_bits().size(), 33U) << "compressed unless set otherwise";
 }
 
-TEST_F(ObjectTest, PointsAreAcceptedInEachFormAndNothingElse) {
+TEST_F(LayerTest, PointsAreAcceptedInEachFormAndNothingElse) {
   spy.answer("C_CreateObject", CKR_OK);  // whatever the token thinks of the point
   const auto read = [&](const Bytes& ec_point) {
     return PKCS11_ECDSA_PublicKey(session, EC_PublicKeyImportProperties(params(group), ec_point))
@@ -86,10 +88,7 @@ TEST_F(ObjectTest, PointsAreAcceptedInEachFormAndNothingElse) {
   }
 }
 
-TEST_F(ObjectTest, ChainsHaveALabelOfAGroupAndAnIndex) {
-  TrustStoreGroupCertificateChainProperties properties({0x30, 0x00});
-  properties.set_label("10_102");
-  EXPECT_EQ(text(properties), "[0=0100000000000000 80=0110008000000000 11=3000 3=0a66000000]");
+TEST_F(LayerTest, LabelsAreAGroupAndAnIndex) {
   EXPECT_THAT(encode_label("255_4278387201"), ElementsAre(255, 1, 2, 3, 255));
   for (const std::string bad :
        {"", "_", "10", "10_", "_102", "10_x", "1_2_3", "1_2 ", "-1_2", "256_1", "1_4294967296"}) {
@@ -98,7 +97,7 @@ TEST_F(ObjectTest, ChainsHaveALabelOfAGroupAndAnIndex) {
   }
 }
 
-TEST_F(ObjectTest, ChainsAreReadInOrderAndRefusedIfAnythingElseIsInThem) {
+TEST_F(LayerTest, ChainsAreReadInOrderAndRefusedIfAnythingElseIsInThem) {
   Botan::AutoSeeded_RNG rng;
   const auto certificate = [&](const std::string& name) {
     const Botan::ECDSA_PrivateKey key(rng, group);
@@ -115,6 +114,52 @@ TEST_F(ObjectTest, ChainsAreReadInOrderAndRefusedIfAnythingElseIsInThem) {
   for (const Bytes& garbage : {Bytes{0}, Bytes{0xFF}, Bytes{0x30, 0x00}, Bytes(der.begin(), der.end() - 1)}) {
     EXPECT_THROW(read(der + garbage), Botan::Decoding_Error) << testing::PrintToString(garbage);
   }
+}
+
+TEST_F(LayerTest, ATokensCodeIsThrownReturnedOrDroppedAsTheLastArgumentSays) {
+  ReturnValue code = ReturnValue::OK;
+  EXPECT_CODE(CKR_SESSION_HANDLE_INVALID, module->C_Logout(0));
+  EXPECT_FALSE(module->C_Logout(0, nullptr));
+  EXPECT_FALSE(module->C_Logout(0, &code));
+  EXPECT_EQ(code, ReturnValue::SessionHandleInvalid);
+}
+
+TEST_F(LayerTest, AValueThatShrinksBetweenTheTwoCallsIsReadWhole) {
+  CK_FUNCTION_LIST functions = {};
+  functions.C_GetAttributeValue = [](CK_ULONG, CK_ULONG, CK_ATTRIBUTE* attribute, CK_ULONG) -> CK_RV {
+    return attribute->ulValueLen = attribute->pValue == nullptr ? 2 : 1, CKR_OK;
+  };
+  const LowLevel shrinking(&functions);
+  std::map<AttributeType, Bytes> values = {{AttributeType::Label, {}}};
+  EXPECT_TRUE(shrinking.C_GetAttributeValue(0, 0, values));
+  EXPECT_EQ(values[AttributeType::Label].size(), 1U);
+  EXPECT_CODE(CKR_FUNCTION_NOT_SUPPORTED, shrinking.C_Logout(0)) << "it is not in the list";
+}
+
+TEST_F(LayerTest, ASignatureThatFailsOrIsDroppedIsEndedOnTheToken) {
+  Botan::AutoSeeded_RNG rng;
+  const auto pair = generate_ecdsa_keypair(session, params(group), {});
+  Botan::PK_Signer signer(pair.second, rng, "EMSA1(SHA-256)");
+  for (const std::string function : {"C_SignUpdate", "C_SignFinal"}) {
+    spy.answer(function, CKR_DEVICE_ERROR, 1);
+    EXPECT_CODE(CKR_DEVICE_ERROR, signer.update("one"); signer.update("two"); signer.signature(rng));
+    EXPECT_CODE(CKR_OK, ObjectFinder(session, {})) << function;
+  }
+  Botan::PK_Signer(pair.second, rng, "EMSA1(SHA-256)").update("dropped");
+  Botan::PK_Verifier(pair.first, "EMSA1(SHA-256)").update("dropped");
+  EXPECT_CODE(CKR_OK, ObjectFinder(session, {}));
+}
+
+TEST_F(LayerTest, ATrustStoreWhoseGroupWasDeletedMeanwhileIsAnError) {
+  session.logoff();
+  session.login(UserType::SO, so_pin);
+  ObjectProperties stored(static_cast<ObjectClass>(TEE_CKO_TRUST_STORE_GROUP));
+  stored.add_string(AttributeType::Label, "group");
+  stored.add_string(static_cast<AttributeType>(TEE_CKA_VENDOR_CLIENT_ID), "CCI");
+  const Object created(session, stored);
+  PKCS11_TrustStoreGroup_Store store(session, "group", "CCI");
+  created.destroy();
+  EXPECT_THROW(store.GetRootCertBundle(session), Botan::Lookup_Error);
 }
 
 }  // namespace
