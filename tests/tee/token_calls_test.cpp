@@ -84,6 +84,7 @@ TEST_F(TemplatesTest, OfTheDevicesObjectsReachTheTokenByteForByte) {
 
 TEST_F(TemplatesTest, HaveLabelsOfTheGroupsLowByteAndTheIndexInLittleEndian) {
   EXPECT_EQ(Botan::unlock(labelFromText("257_305419896")), Bytes({1, 0x78, 0x56, 0x34, 0x12}));
+  EXPECT_EQ(Botan::unlock(labelFromText("111")), Bytes());
 }
 
 TEST_F(ProductTest, ASessionIsReadWriteOnTheFirstSlotAndLogsInOnRequest) {
