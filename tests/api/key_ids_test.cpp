@@ -34,4 +34,19 @@ TEST_F(ProductTest, OtherKeyIdentifiersAreRefusedAndNothingChanges) {
   EXPECT_EQ(std::tie(after.installed, after.temporary), std::tie(before.installed, before.temporary));
 }
 
+TEST_F(ProductTest, WithoutATokenNothingFaults) {
+  ::setenv("TEE_TOKEN_DIR", (token.path() / "nowhere").c_str(), 1);
+  EXPECT_EQ(product->generate_private_key("LYR"), ResultCode::INVALID_KEY_ID);
+  EXPECT_EQ(generate(), ResultCode::CRYPTO_OP_ERROR);
+  EXPECT_EQ(product->set_client_cert_and_move_key("", "LYR_CSR", "BASE"), ResultCode::INVALID_KEY_ID);
+  EXPECT_EQ(install(""), ResultCode::CRYPTO_OP_ERROR);
+  EXPECT_EQ(remove(), ResultCode::CRYPTO_OP_ERROR);
+  for (const std::string key_id : {"LYR", "LYR_CSR", "BASE", "ZEMP"}) {
+    EXPECT_TRUE(product->generate_csr("name", key_id).empty()) << key_id;
+    EXPECT_TRUE(product->generate_signature(key_id, {1}, "").empty()) << key_id;
+    EXPECT_EQ(product->get_public_key(key_id) + product->get_client_cert(key_id), "") << key_id;
+  }
+  EXPECT_EQ(product->get_zemp_vin() + product->get_root_cert_bundle("backend"), "");
+}
+
 }  // namespace ozk::tee

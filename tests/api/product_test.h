@@ -23,8 +23,6 @@ using ::testing::ElementsAre;
 using Bytes = std::vector<std::uint8_t>;
 using Chain = std::vector<Botan::X509_Certificate>;
 
-const Bytes kNoCertificate = {0x30, 0x03, 1, 2, 3};
-
 inline std::string nameOf(ResultCode code) { return "code " + std::to_string(static_cast<unsigned>(code)); }
 
 /// Verifies a raw signature (r||s over SHA-256) in software, under a public key in PEM.

@@ -97,18 +97,51 @@ class LifeCycleTest : public ProductTest {
     return issued;
   }
 
+  /// Each call initialises the token anew, one call after another: in the order of the initialisations they
+  /// must return what the model returns. There are enough for nearly every sequence of three changes.
+  void callAndCompare(std::size_t thread_count) {
+    constexpr std::size_t kCalls = 500;
+    using Calls = std::vector<std::pair<const Action*, Call>>;
+    std::vector<Calls> calls(thread_count, Calls(kCalls));
+    std::map<std::thread::id, Calls::const_iterator> next;
+    std::vector<std::thread> threads;
+    spytoken().take_calls();
+    for (Calls& of_thread : calls) {
+      threads.emplace_back([&, seed = threads.size() + 1] {
+        std::minstd_rand random(static_cast<unsigned>(seed));
+        for (auto& [action, call] : of_thread) {
+          action = &actions[random() % actions.size()];
+          call = action->call();
+        }
+      });
+      next[threads.back().get_id()] = of_thread.begin();
+    }
+    for (std::thread& thread : threads) thread.join();
+
+    std::size_t compared = 0, installations = 0;
+    for (const auto& spied : spytoken().take_calls()) {
+      installations += spied.function == "set_client_cert_and_move_key" && spied.code == CKR_OK;
+      if (spied.function != "C_Initialize") continue;
+      const auto& [action, call] = *next.at(spied.thread)++;
+      ASSERT_EQ(call.result, action->expected(model, call)) << action->name << ", call " << compared;
+      ++compared;
+    }
+    EXPECT_EQ(compared, thread_count * kCalls);
+    EXPECT_GT(installations, 0u) << "nothing was exchanged under the readers";
+  }
+
+  Model model;
   std::mutex backend;
   std::string issued = authority.root().PEM_encode();  // the last certificate; this one is for another key
   const std::string other_chain = issued, base_key = importBaseKey();
   const TokenContent::Handles others = TokenContent::now().others;
 
-  const std::vector<Action> changes = {
+  const std::vector<Action> actions = {
       {"generate", [this] { return Call{nameOf(generate())}; }, &Model::generate},
       {"request", [this] { return Call{requested()}; }, &Model::temporaryKey},
       {"install", [this] { return installed(issuedChain()); }, &Model::install},
       {"install for another key", [this] { return installed(other_chain); }, &Model::install},
-      {"delete", [this] { return Call{nameOf(remove())}; }, &Model::remove}};
-  const std::vector<Action> reads = {
+      {"delete", [this] { return Call{nameOf(remove())}; }, &Model::remove},
       {"temporary key", [this] { return publicKey("LYR_CSR"); }, &Model::temporaryKey},
       {"public key", [this] { return publicKey("LYR"); }, &Model::installedKey},
       {"chain", [this] { return Call{certifiedKey(product->get_client_cert("LYR"))}; }, &Model::certifiedKey},
@@ -117,21 +150,9 @@ class LifeCycleTest : public ProductTest {
        [this](Model&, const Call& call) { return verified(base_key, call.result); }}};
 };
 
-// Long enough for nearly every sequence of three. After each, all that can be read is compared.
-TEST_F(LifeCycleTest, EachActionAgreesWithTheModelAfterAnyOthers) {
-  Model model;
-  const auto compare = [&](const Action& action) {
-    const Call call = action.call();
-    EXPECT_EQ(call.result, action.expected(model, call)) << action.name;
-  };
-  std::minstd_rand random(1);
-  std::string steps;
-  for (unsigned step = 0; step < 500 && !HasFailure(); ++step) {
-    const Action& action = changes[random() % changes.size()];
-    steps += action.name + "; ";
-    SCOPED_TRACE(steps);
-    compare(action);
-    for (const Action& read : reads) compare(read);
+TEST_F(LifeCycleTest, CallsOfOneThreadAndOfManyAgreeWithTheModel) {
+  for (const std::size_t thread_count : {1u, 8u}) {
+    callAndCompare(thread_count);
     const TokenContent content = TokenContent::now();
     const std::size_t installed = model.installed.has_value(), temporary = model.temporary.has_value();
     EXPECT_THAT(content.installed, Each(SizeIs(installed)));
@@ -139,42 +160,6 @@ TEST_F(LifeCycleTest, EachActionAgreesWithTheModelAfterAnyOthers) {
                 ElementsAre(SizeIs(temporary), SizeIs(temporary), SizeIs(model.stray_chains)));
     EXPECT_EQ(content.others, others);
   }
-}
-
-// The token is initialised anew in each call, one call after another: in the order of the initialisations the
-// calls must return what the model returns.
-TEST_F(LifeCycleTest, CallsOfManyThreadsGiveWhatSomeOrderOfThemGives) {
-  constexpr std::size_t kThreads = 8, kCalls = 300;
-  std::vector<Action> actions = changes;
-  actions.insert(actions.end(), reads.begin(), reads.end());
-  using Calls = std::vector<std::pair<const Action*, Call>>;
-  std::vector<Calls> calls(kThreads, Calls(kCalls));
-  std::map<std::thread::id, Calls::const_iterator> next;
-  std::vector<std::thread> threads;
-  spytoken().take_calls();
-  for (Calls& of_thread : calls) {
-    threads.emplace_back([&, seed = threads.size() + 1] {
-      std::minstd_rand random(static_cast<unsigned>(seed));
-      for (auto& [action, call] : of_thread) {
-        action = &actions[random() % actions.size()];
-        call = action->call();
-      }
-    });
-    next[threads.back().get_id()] = of_thread.begin();
-  }
-  for (std::thread& thread : threads) thread.join();
-
-  Model model;
-  std::size_t compared = 0, installations = 0;
-  for (const auto& spied : spytoken().take_calls()) {
-    installations += spied.function == "set_client_cert_and_move_key" && spied.code == CKR_OK;
-    if (spied.function != "C_Initialize") continue;
-    const auto& [action, call] = *next.at(spied.thread)++;
-    ASSERT_EQ(call.result, action->expected(model, call)) << action->name << ", call " << compared;
-    ++compared;
-  }
-  EXPECT_EQ(compared, kThreads * kCalls);
-  EXPECT_GT(installations, 0u) << "nothing was exchanged under the readers";
 }
 
 }  // namespace ozk::tee

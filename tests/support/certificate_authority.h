@@ -36,7 +36,6 @@ class CertificateAuthority {
   }
 
   const Botan::X509_Certificate& root() const { return m_root; }
-  const Botan::Private_Key& key() const { return m_key; }
 
   /// Certifies a PKCS#10 request in DER, for a day.
   Botan::X509_Certificate issue(const std::vector<std::uint8_t>& request) {

@@ -4,6 +4,8 @@
 #include <botan/hex.h>
 
 #include "api/product_test.h"
+#include "tee/tee_session.h"
+#include "tee/templates.h"
 
 namespace ozk::tee {
 
@@ -24,22 +26,19 @@ std::string chainSearch(const std::string& state) {
   return searchFor(kCertificate + ' ' + kLYR + ' ' + kClient + ' ' + state);
 }
 
-class TemplatesTest : public ProductTest {
- protected:
-  /// The calls with templates or handles that an operation makes.
-  template <typename Operation>
-  std::vector<std::string> callsOf(Operation operation) {
-    spytoken().take_calls();
-    operation();
-    std::vector<std::string> texts;
-    for (const std::string& text : spytoken().take_texts()) {
-      const bool reads = text.rfind("C_FindObjects ", 0) == 0;
-      EXPECT_TRUE(!reads || text == "C_FindObjects 1 100") << text;
-      if (text.find('[') != std::string::npos) texts.push_back(text);
-    }
-    return texts;
+/// The calls with templates or handles that an operation makes.
+std::vector<std::string> callsOf(const std::function<void()>& operation) {
+  spytoken().take_calls();
+  operation();
+  std::vector<std::string> texts;
+  for (const std::string& text : spytoken().take_texts()) {
+    EXPECT_TRUE(text.rfind("C_FindObjects ", 0) != 0 || text == "C_FindObjects 1 100") << text;
+    if (text.find('[') != std::string::npos) texts.push_back(text);
   }
-};
+  return texts;
+}
+
+class TemplatesTest : public ProductTest {};
 
 TEST_F(TemplatesTest, OfTheKeyPairReachTheTokenByteForByte) {
   EXPECT_THAT(
@@ -82,5 +81,40 @@ TEST_F(TemplatesTest, OfTheDevicesObjectsReachTheTokenByteForByte) {
   EXPECT_THAT(callsOf([&] { product->get_client_cert("BASE"); }),
               ElementsAre(certificate("0b"), certificate("0f"), certificate("0e")));
 }
+
+TEST_F(TemplatesTest, HaveLabelsOfTheGroupsLowByteAndTheIndexInLittleEndian) {
+  EXPECT_EQ(Botan::unlock(labelFromText("257_305419896")), Bytes({1, 0x78, 0x56, 0x34, 0x12}));
+  EXPECT_EQ(Botan::unlock(labelFromText("111")), Bytes());
+}
+
+TEST_F(ProductTest, ASessionIsReadWriteOnTheFirstSlotAndLogsInOnRequest) {
+  CK_FUNCTION_LIST two_slots = *spytoken().module().cryptoki;
+  two_slots.C_GetSlotList = [](CK_BBOOL, CK_SLOT_ID* slots, CK_ULONG* count) -> CK_RV {
+    *count = 2;
+    if (slots != nullptr) slots[0] = 0, slots[1] = 4711;
+    return CKR_OK;
+  };
+  spytoken().module().cryptoki = &two_slots;
+  spytoken().take_calls();
+  { const ::TEESession::TEESession session(true); }
+  EXPECT_THAT(spytoken().take_texts(), ElementsAre("C_GetFunctionList", "C_Initialize 2", "C_GetSlotList 1",
+                                                   "C_GetSlotList 1", "C_OpenSession 0 6", "C_Login 1 1 9",
+                                                   "C_Logout 1", "C_CloseSession 1", "C_Finalize"));
+  { const ::TEESession::TEESession session(false); }
+  EXPECT_EQ(spytoken().take_texts().size(), 7u) << "the same without login and logout";
+}
+
+#ifndef CCI_SANITIZED
+// Looked for without a call, which would overwrite the stack of those before it.
+TEST_F(ProductTest, ALoginLeavesNoPinOnTheStack) {
+  static const char pin[] = "40718293";
+  const ::TEESession::TEESession session(true);
+  const char* const here = static_cast<const char*>(__builtin_frame_address(0));
+  std::size_t equal = 0;
+  for (const char* at = here - 0x4000; at != here && equal != 8; ++at)
+    equal = *at == pin[equal] ? equal + 1 : 0;
+  EXPECT_NE(equal, 8u);
+}
+#endif
 
 }  // namespace ozk::tee
