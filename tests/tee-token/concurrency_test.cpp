@@ -2,13 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <fcntl.h>
-#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <functional>
 
+#include "base/files.h"
+#include "store/sqlite.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -66,17 +67,15 @@ TEST_F(ConcurrencyTest, OneTokenComesOutOfSeveralInitialisationsAtOnce) {
 }
 
 TEST_F(ConcurrencyTest, AWaitForAnotherProcessEnds) {
-  const int counters = ::open(file("pin-tries").c_str(), O_RDWR | O_CLOEXEC);
-  struct flock whole = {F_WRLCK, SEEK_SET, 0, 0, 0};
-  ASSERT_EQ(::fcntl(counters, F_OFD_SETLK, &whole), 0);
-  sqlite3* store = nullptr;
-  ASSERT_EQ(sqlite3_open(file("token.db").c_str(), &store), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(store, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-  const pid_t other = start([this] { return open() == OK && login() == CKR_DEVICE_ERROR; });
-  EXPECT_EQ(create(data_object("")), CKR_DEVICE_ERROR);
-  EXPECT_TRUE(result_of(other));
-  sqlite3_close(store);
-  ::close(counters);
+  {
+    tee_token::Database store(file("token.db"));
+    const tee_token::Change change(store);
+    const tee_token::FileDescriptor counters(::open(file("pin-tries").c_str(), O_RDWR));
+    ASSERT_EQ(::lockf(counters.get(), F_LOCK, 0), 0);
+    const pid_t other = start([this] { return open() == OK && login() == CKR_DEVICE_ERROR; });
+    EXPECT_EQ(create(data_object("")), CKR_DEVICE_ERROR);
+    EXPECT_TRUE(result_of(other));
+  }
   EXPECT_EQ(create(data_object("")), OK);
 }
 

@@ -193,16 +193,8 @@ TEST_F(CrashTest, ATryIsCountedBeforeThePinIsJudged) {
   EXPECT_EQ(content_of(file("pin-tries")).at(0), 2);
 }
 
-TEST_F(CrashTest, ADeathOrAFailureInATokenCallLeavesTheOldStateOrTheNewOne) {
-  for (const Operation& operation : operations()) {
-    if (operation.caller != Caller::kLibrary) try_all_faults(operation);
-  }
-}
-
-TEST_F(CrashTest, ADeathOrAFailureInALibraryCallLeavesOneIdentityAndTheNextOneIsInstalled) {
-  for (const Operation& operation : operations()) {
-    if (operation.caller == Caller::kLibrary) try_all_faults(operation);
-  }
+TEST_F(CrashTest, ADeathOrAFailureLeavesTheOldStateOrTheNewOne) {
+  for (const Operation& operation : operations()) try_all_faults(operation);
 }
 
 }  // namespace

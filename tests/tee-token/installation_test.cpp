@@ -1,29 +1,16 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <openssl/x509.h>
-
-#include "crypto/openssl_handles.h"
+#include "admin_shell.h"
 #include "token_test.h"
 
 namespace token_test {
 namespace {
 
-/// A certificate of the public key `point` (CKA_EC_POINT on secp256r1), or of some key.
-Value certificate_for(const Value& point = {}) {
-  const tee_token::X509Certificate certificate(X509_new());
-  const tee_token::PKey signer(EVP_EC_gen("prime256v1")), carried(EVP_EC_gen("prime256v1"));
-  if (!point.empty()) EVP_PKEY_set1_encoded_public_key(carried.get(), point.data() + 2, point.size() - 2);
-  X509_set_pubkey(certificate.get(), carried.get());
-  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 1000);
-  X509_sign(certificate.get(), signer.get(), EVP_sha256());
-  std::uint8_t* der = nullptr;
-  const int length = i2d_X509(certificate.get(), &der);
-  Value bytes(der, der + length);
-  OPENSSL_free(der);
-  return bytes;
-}
+const char kIssueChain[] = R"( >own.pub
+  openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj /CN=CA -keyout ca.key -out ca.pem
+  openssl x509 -in ca.pem -outform DER >chain
+  openssl x509 -new -force_pubkey own.pub -subj /CN=own -CA ca.pem -CAkey ca.key -outform DER >>chain)";
 
 class InstallationTest : public TokenTest {
  protected:
@@ -32,10 +19,9 @@ class InstallationTest : public TokenTest {
   /// A temporary key pair and a chain in which its certificate is the second.
   Handles new_parts(Template object = marks()) {
     Handles parts = generate(object);
-    Value chain = certificate_for();
-    const Value own = certificate_for(value_of(parts[0], CKA_EC_POINT));
-    chain.insert(chain.end(), own.begin(), own.end());
-    parts.push_back(store_chain(chain, object));
+    shell("cd '" + folder() + "/..'; '" TEE_TOKEN_ADMIN "' export " + std::to_string(parts[0]) + kIssueChain);
+    const std::string chain = content_of(file("../chain"));
+    parts.push_back(store_chain(Value(chain.begin(), chain.end()), object));
     return parts;
   }
 };

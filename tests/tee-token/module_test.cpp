@@ -17,10 +17,7 @@ extern "C" __attribute__((visibility("default"))) pid_t getpid() {
 namespace token_test {
 namespace {
 
-class ModuleTest : public TokenTest {
- protected:
-  Answer random(CK_BYTE (&bytes)[32]) { return m_token->C_GenerateRandom(m_session, bytes, sizeof bytes); }
-};
+using ModuleTest = TokenTest;
 
 // As in another PID namespace, the child has the parent's number.
 TEST_F(ModuleTest, AForkedChildInitialisesForItselfAndTheParentGoesOn) {
@@ -32,12 +29,13 @@ TEST_F(ModuleTest, AForkedChildInitialisesForItselfAndTheParentGoesOn) {
   s_process = ::getpid();
   if (::fork() == 0) {
     const bool apart = m_token->C_GetInfo(nullptr) == CKR_CRYPTOKI_NOT_INITIALIZED;
-    const bool works = restart() == OK && login() == OK && find() == keys && random(numbers) == OK;
-    ::_exit(apart && works && ::write(pipe[1], numbers, sizeof numbers) > 0 ? 0 : 1);
+    const bool works = restart() == OK && login() == OK && find() == keys;
+    const CK_RV answer = m_token->C_GenerateRandom(m_session, numbers, sizeof numbers);
+    ::_exit(apart && works && answer == CKR_OK && ::write(pipe[1], numbers, sizeof numbers) > 0 ? 0 : 1);
   }
   ::wait(&status);
   EXPECT_EQ(status, 0);
-  EXPECT_EQ(random(numbers), OK);
+  EXPECT_EQ(answer(m_token->C_GenerateRandom(m_session, numbers, sizeof numbers)), OK);
   EXPECT_EQ(sign(keys[1]), OK);
   EXPECT_EQ(::read(pipe[0], numbers_of_child, sizeof numbers), 32);
   EXPECT_THAT(numbers, testing::Not(testing::ElementsAreArray(numbers_of_child)));

@@ -70,32 +70,27 @@ TEST_F(ObjectTest, ProtectionOnlyGrowsByChangeAndByCopy) {
 
 TEST_F(ObjectTest, AKeySignsWithItsMechanismsAndForItsLoggedInUser) {
   CK_MECHANISM raw = {CKM_ECDSA, nullptr, 0};
-  CK_ULONG length = 64;
-  m_result.resize(length);
-  const auto sign_raw = [&](const Value& digest) {
-    return answer(m_token->C_Sign(m_session, bytes(digest), 32, m_result.data(), &length));
-  };
+  CK_BYTE digest[32] = {}, signature[64];
+  CK_ULONG length = sizeof signature;
   ASSERT_EQ(login(), OK);
   const Handles keys = generate(Template().number(CKA_ALLOWED_MECHANISMS, CKM_ECDSA));
   EXPECT_EQ(sign(keys[0]), CKR_KEY_TYPE_INCONSISTENT);
   EXPECT_EQ(sign(keys[1]), CKR_MECHANISM_INVALID);
   ASSERT_EQ(answer(m_token->C_SignInit(m_session, &raw, keys[1])), OK);
-  EXPECT_EQ(sign_raw({}), CKR_ARGUMENTS_BAD);
+  EXPECT_EQ(answer(m_token->C_Sign(m_session, nullptr, 32, signature, &length)), CKR_ARGUMENTS_BAD);
   ASSERT_EQ(answer(m_token->C_SignInit(m_session, &raw, keys[1])), OK) << "the error has ended the operation";
   ASSERT_EQ(logout(), OK);
-  EXPECT_EQ(sign_raw(Value(32)), CKR_OPERATION_NOT_INITIALIZED);
+  EXPECT_EQ(answer(m_token->C_Sign(m_session, digest, 32, signature, &length)),
+            CKR_OPERATION_NOT_INITIALIZED);
   EXPECT_EQ(sign(keys[1]), CKR_KEY_HANDLE_INVALID);
 }
 
 TEST_F(ObjectTest, ATrustStoreGroupIsMadeAndChangedByTheOfficerAloneAndSoAreItsRoots) {
   const Template trusted = Template().flag(CKA_TRUSTED, true), group_class = Class(TEE_CKO_TRUST_STORE_GROUP);
   const Template group = Template(group_class).flag(CKA_TOKEN, true).text(TEE_CKA_VENDOR_CLIENT_ID, "C");
-  const Template certificate = Class(CKO_CERTIFICATE)
-                                   .number(CKA_CERTIFICATE_TYPE, CKC_X_509)
-                                   .text(CKA_SUBJECT, "DN")
-                                   .flag(CKA_TOKEN, true)
-                                   .text(CKA_VALUE, "DER")
-                                   .text(TEE_CKA_VENDOR_TRUST_STORE_GROUP, "backend");
+  Template certificate = Class(CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_X_509).flag(CKA_TOKEN, true);
+  certificate.text(CKA_SUBJECT, "DN").text(CKA_VALUE, "DER");
+  certificate.text(TEE_CKA_VENDOR_TRUST_STORE_GROUP, "backend");
   CK_OBJECT_HANDLE made = 0, root = 0, own = 0;
   ASSERT_EQ(login_officer(), OK);
   EXPECT_EQ(create(group, &made), OK);
