@@ -132,7 +132,10 @@ TEST_P(ContractTest, PrivateObjectsNeedTheLoginAndTokenObjectsAReadWriteSession)
   EXPECT_CODE(CKR_USER_NOT_LOGGED_IN, create(session, hidden));
   EXPECT_CODE(CKR_USER_NOT_LOGGED_IN, generate(session));
   EXPECT_CODE(CKR_OBJECT_HANDLE_INVALID, secret_object.get_attribute_value(Type::Label));
-  EXPECT_EQ(count(reader), 2U);
+  EXPECT_CODE(CKR_OK, create(session, {{Type::Private, {0}}}));
+  EXPECT_EQ(count(reader), 3U);
+  EXPECT_CODE(CKR_OK, module->C_CloseSession(reader.handle()));
+  EXPECT_EQ(count(session), 2U) << "the objects of that session are gone, and no others";
   module.reload();
   EXPECT_EQ(count(Session(slot, true)), 1U) << "objects of sessions are gone";
 }

@@ -55,26 +55,16 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
 }
 
 TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
-  const auto refuse = [&](const std::string& when) {
-    const std::string trigger = "TRIGGER no BEFORE " + when + " BEGIN SELECT RAISE(ABORT, 'no'); END";
-    token_test::alter_store(path("token/token.db"), "DROP TRIGGER IF EXISTS no; CREATE " + trigger);
-  };
   const std::string certify = "cci generate-key; cci csr --common-name d --pem | " + issue() + " > chain.pem";
-  const std::string never = "INSERT ON object WHEN FALSE";
-  refuse("INSERT ON object");
-  expect({"cci generate-key", 7, "refused"});
-  refuse(never);
+  const std::string refusing = "TEE_PKCS11_MODULE='" FAULTY_MODULE "' FAULTY_MODULE=refuses-";
+  expect({refusing + "C_GenerateKeyPair cci generate-key", 7, "refused"});
   run(certify);
-  refuse("INSERT ON object");
-  expect({"cci install chain.pem", 5, "cannot store"});
-  refuse("INSERT ON object WHEN (SELECT count(*) FROM object) > 3");  // in the exchange
-  expect({"cci install chain.pem", 7, "cci generate-key"});
-  refuse(never);
+  expect({refusing + "C_CreateObject cci install chain.pem", 5, "cannot store"});
+  expect({refusing + "installation cci install chain.pem", 7, "cci generate-key"});
   expect({"cci status", 0, "installed: nothing"});
   run(certify);
-  refuse("DELETE ON object");
-  expect({"cci install chain.pem", 0, "warning: the chain is installed, but"});
-  expect({"cci delete", 7, "cci delete again"});
+  expect({refusing + "C_DestroyObject cci install chain.pem", 0, "warning: the chain is installed, but"});
+  expect({refusing + "C_DestroyObject cci delete", 7, "cci delete again"});
   expect({"cci cert | cmp - chain.pem", 0});
 }
 

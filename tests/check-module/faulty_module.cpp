@@ -34,6 +34,11 @@ void put_in_fault() {
   const char* const named = std::getenv("FAULTY_MODULE");
   const std::string fault = named != nullptr ? named : "";
   auto& install = faulty_vendor.set_client_cert_and_move_key;
+  const auto refuse = [](auto...) -> CK_RV { return CKR_FUNCTION_FAILED; };
+  if (fault == "refuses-C_GenerateKeyPair") faulty.C_GenerateKeyPair = refuse;
+  if (fault == "refuses-C_CreateObject") faulty.C_CreateObject = refuse;
+  if (fault == "refuses-C_DestroyObject") faulty.C_DestroyObject = refuse;
+  if (fault == "refuses-installation") install = refuse;
   if (fault == "dies") faulty.C_SignInit = [](auto...) -> CK_RV { std::abort(); };
   if (fault == "hangs") faulty.C_SignInit = [](auto...) { return static_cast<CK_RV>(::pause()); };
   if (fault == "logs in twice") faulty.C_Login = [](auto... to) { return token.C_Login(to...), CK_RV{}; };

@@ -108,6 +108,10 @@ const Case kSteps[] = {
      "' --pin-hex 31323334 change-pin --new-pin-hex 35353535\" /dev/null",
      0, "[y/N]"},
     {"list --pin-hex 35353535", 0, "0 objects"},
+    {"--help; TEE_TOKEN_DIR=pins '" TEE_TOKEN_ADMIN "' list", 4, "there is no token"},
+    {"--help; cp $TEE_TOKEN_DIR/device.key . && rm $TEE_TOKEN_DIR/token.db && '" TEE_TOKEN_ADMIN
+     "' init && cmp device.key $TEE_TOKEN_DIR/device.key",
+     0, "made token"},
     {"list; chmod 755 $TEE_TOKEN_DIR; '" TEE_TOKEN_ADMIN "' list", 5, "chmod 700"},
 };
 
