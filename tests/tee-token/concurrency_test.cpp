@@ -77,6 +77,12 @@ TEST_F(ConcurrencyTest, AWaitForAnotherProcessEnds) {
     EXPECT_TRUE(result_of(other));
   }
   EXPECT_EQ(create(data_object("")), OK);
+  const tee_token::FileDescriptor counters(::open(file("pin-tries").c_str(), O_RDWR));
+  ASSERT_EQ(::lockf(counters.get(), F_LOCK, 0), 0);
+  const pid_t other = start([this] { return open() == OK && login() == OK; });
+  ::usleep(200'000);
+  ASSERT_EQ(::lockf(counters.get(), F_ULOCK, 0), 0);
+  EXPECT_TRUE(result_of(other)) << "it has waited";
 }
 
 }  // namespace

@@ -67,10 +67,8 @@ Connection opened(const std::string& path) {
 
 void distrust_content(sqlite3* connection) {
   sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, kMaxRowLength);
-  constexpr std::pair<int, int> kSettings[] = {{SQLITE_DBCONFIG_DEFENSIVE, 1},
-                                               {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
-                                               {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
-                                               {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}};
+  constexpr std::pair<int, int> kSettings[] = {
+      {SQLITE_DBCONFIG_DEFENSIVE, 1}, {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0}, {SQLITE_DBCONFIG_ENABLE_VIEW, 0}};
   for (const auto& [setting, value] : kSettings) {
     require(sqlite3_db_config(connection, setting, value, nullptr), connection);
   }
