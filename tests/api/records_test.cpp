@@ -102,6 +102,7 @@ TEST_F(RecordsTest, OfNothingFoundAndOfRefusals) {
   EXPECT_THAT(recordsOf([&] { product->generate_private_key("LYR"); }),
               EndsWith("\n! ::generate_private_key :: Invalid Key Id\n"));
   EXPECT_EQ(recordsOf([&] { product->set_client_cert_and_move_key("", "", ""); }), kSet + " ==>\n");
+  EXPECT_THAT(recordsOf(generates), HasSubstr(" = 0\n::deleteOldTemporaryKeys return OK\n"));
 }
 
 TEST_F(RecordsTest, OfTokenCallsThatFail) {

@@ -154,6 +154,7 @@ TEST_F(StoreTest, NumbersOutOfRangeAreFoundAndANewTokenHasNone) {
     whole->restore();
     alter_store(change);
     expect({"check", 10, "object numbers are out of range"});
+    expect({"list", 5, "CKR_DEVICE_ERROR"});
     expect({"init --force --so-pin-hex 6f666669636572", 0});
     expect({"import-data 2_1 VIN", 0});
   }
