@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // After any calls with any arguments only the user reaches private objects, and a guarded value is neither
-// read nor found by a search. The length that a buffer lacked suffices.
+// read nor found by a search. A buffer of the length that CKR_BUFFER_TOO_SMALL reports is large enough.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include "base/attribute_table.h"

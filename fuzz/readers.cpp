@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // What the tools read without a complaint the library installs; what was read is read again from PEM; a label
-// that layer and library both take has one encoding.
+// that layer and library both accept is encoded the same by both.
 #include "api/client_cert_initializer.h"
 #include "shared/certificates.h"
 #include "tee/templates.h"

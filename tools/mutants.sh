@@ -86,7 +86,8 @@ git ls-files -- 'src/*.cpp' 'src/*.h' 'platform/tee-token/store/*.cpp' platform/
 total=$(wc -l <build-mutants/all.tsv)
 [[ $wanted != all ]] || wanted=$total
 echo "==> $wanted of $total mutants"
-tried=0 survived=0 broken=0
+tried=0 survived=0 broken=0 file=
+trap '[[ -z $file ]] || cp "$file" "$copy/$file"' EXIT
 while IFS=$'\t' read -r -u 3 file line what text; do
   tests=("${token_tests[@]}")
   [[ $file == platform/* ]] || tests=("${library_tests[@]}")

@@ -38,7 +38,8 @@ struct MemoryTest : TokenTest {
 TEST_F(MemoryTest, AfterFailedAllocationsTheNextCallsWorkAndNoTryAtThePinIsLost) {
   int status = 0;  // of the child: 0; 1 after a fault; 2 when no allocation has failed
   // Most allocations make the library context; a few of them stand for all.
-  for (long n = 0; status == 0; n += n > 500 && n < 5000 ? 61 : 3) {
+  long n = 0;
+  for (; status == 0; n += n > 500 && n < 5000 ? 61 : 3) {
     if (::fork() == 0) {
       s_left_then = n % 2 - 1;
       s_allocations_left = n;
@@ -54,6 +55,7 @@ TEST_F(MemoryTest, AfterFailedAllocationsTheNextCallsWorkAndNoTryAtThePinIsLost)
     ::wait(&status);
     ASSERT_TRUE(status == 0 || status == 2 << 8) << "allocation " << n;
   }
+  EXPECT_GT(n, 1000) << "too few for a session";
 }
 
 }  // namespace token_test

@@ -36,7 +36,8 @@ std::system_error error(const char* action, const std::string& path) {
 /// Writes the bytes to disk, or to a device or pipe, which cannot be synced. Takes over owner and mode of a
 /// file that is to be replaced, if the user may.
 bool write(const std::string& path, int flags, const std::string& bytes, const struct stat* replaced) {
-  const int number = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666);
+  const int number = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags,
+                            replaced != nullptr ? replaced->st_mode & ACCESSPERMS : 0666);
   if (number < 0) {
     return false;
   }

@@ -64,6 +64,9 @@ bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
   };
   const auto usable = [&] { return findings.exit_code() != static_cast<int>(Fault::kFiles); };
   check_access(folder.path() + ": ", "", [&] { folder.require_private(); });
+  if (!usable()) {
+    return false;
+  }
   for (const File& file : kFiles) {
     const std::string path = folder.file(file.name);
     check_access("", tee_token::find_status(path, AT_SYMLINK_NOFOLLOW) ? "" : file.remedy,
