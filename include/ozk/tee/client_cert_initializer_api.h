@@ -36,7 +36,7 @@ enum class ResultCode : std::uint32_t {
 /// What is marked "(platform)" is up to the platform's PKCS#11 layer and token; the host platform does it.
 ///
 /// Each operation may be called at any time and from any thread; overlapping calls wait for one another
-/// (platform). It opens a session of its own, logs the user in, and closes everything before it returns or
+/// (platform). Each opens a session of its own, logs the user in, and closes everything before it returns or
 /// throws; nothing is kept between calls.
 ///
 /// Failures that an operation has a ResultCode for are returned. A failed search for one of the client's
@@ -58,8 +58,9 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// Destroys the temporary keys and chain of earlier attempts, then generates a temporary key pair, ECDSA on
   /// secp256r1, inside the token. The installed key pair is not changed.
   ///
-  /// An earlier key that cannot be destroyed ends the clean-up, not the generation. That and more than 100
-  /// keys leave some, and a later request can be for one of them. Of several chains one is destroyed.
+  /// An earlier key that cannot be destroyed ends the clean-up, not the generation. Then, or with more
+  /// than 100 keys, some are left, and a later request can be for one of those. Of several chains one is
+  /// destroyed.
   ///
   /// INVALID_KEY_ID when `key_id` is not "LYR_CSR": nothing is changed.
   /// CRYPTO_OP_ERROR when the token did not report the new key pair, which may exist all the same. The
@@ -100,8 +101,8 @@ class [[gnu::visibility("default")]] ClientCertInitializerAPI {
   /// change of the token (platform), and then destroys the temporary objects.
   /// `cert_chain` is PEM, the client's certificate first. Blocks that cannot be decoded are left out (and
   /// logged, but for one at the end), and when none is left the keys are installed with an empty chain: check
-  /// an answer before you pass it on. Limit its size too: Botan takes 12 s to read 40 kB made for the
-  /// purpose, and the time grows with the square of the size. Neither dates nor signatures are checked.
+  /// an answer before you pass it on. Limit its size too: Botan takes 12 s to read 40 kB of hostile input,
+  /// and the time grows with the square of the size. Neither dates nor signatures are checked.
   ///
   /// INVALID_KEY_ID when `temp_key_id` is not "LYR_CSR" or `key_id` not "LYR": nothing is changed.
   /// TOKEN_STORE_ERROR when the chain cannot be stored: nothing is installed, the temporary keys stay.

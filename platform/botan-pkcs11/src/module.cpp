@@ -18,7 +18,7 @@ namespace PKCS11 {
 namespace {
 
 struct Gate {
-  const uint64_t generation;  // 0, and one more in each forked child
+  uint64_t generation;  // 0, and one more in each forked child
   std::mutex mutex{};
   std::condition_variable free{};
   uint64_t holder = 0;  // a thread_number(), or 0

@@ -56,6 +56,7 @@ FileDescriptor::~FileDescriptor() {
 }
 
 StandardStreamsTaken::StandardStreamsTaken() {
+  m_placeholders.reserve(STDERR_FILENO + 1);
   for (int number = 0; number <= STDERR_FILENO; ++number) {
     if (::fcntl(number, F_GETFD) < 0) {
       m_placeholders.emplace_back(::open("/", O_PATH | O_CLOEXEC));
@@ -65,7 +66,12 @@ StandardStreamsTaken::StandardStreamsTaken() {
 
 FileDescriptor open_file(const std::string& path, int flags) {
   const StandardStreamsTaken taken;
-  return FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC, 0600));
+  FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC, 0600));
+  if (file.get() < 0 || file.get() > STDERR_FILENO) {
+    return file;
+  }
+  // another thread has closed a low number meanwhile
+  return FileDescriptor(::fcntl(file.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
 std::optional<struct stat> find_status(const std::string& path, int flags) {

@@ -90,7 +90,7 @@ Handle require_handle(Handle handle, const char* step) {
 }
 
 /// libcrypto's algorithms in a library context of the token's own, with the default provider alone and no
-/// configuration file, so that no provider and property of the host program reaches them.
+/// configuration file, so that the providers and properties of the host program do not reach them.
 struct Libcrypto {
   /// The one of this process, made when it is first needed and never freed. Hold the module's lock.
   static const Libcrypto& get() {

@@ -6,8 +6,6 @@
 #include <openssl/crypto.h>
 #include <openssl/rand.h>
 
-#include <algorithm>
-
 namespace tee_token {
 namespace {
 

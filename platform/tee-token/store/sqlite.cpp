@@ -12,7 +12,7 @@ namespace tee_token {
 namespace {
 
 [[noreturn]] void fail_as_moved(sqlite3* connection) {
-  find_status(sqlite3_db_filename(connection, "main"), 0);  // it may only not be found out
+  find_status(sqlite3_db_filename(connection, "main"), 0);  // throws when the file cannot be looked at
   throw Failure(CKR_DEVICE_REMOVED,
                 "the store was moved or removed while it was in use; call C_Finalize and C_Initialize");
 }
@@ -41,6 +41,7 @@ namespace {
     case SQLITE_CANTOPEN:
     case SQLITE_IOERR:
       errno = sqlite3_system_errno(connection);
+      errno = errno == 0 ? EIO : errno;  // such as a file that is too short
       fail_with_errno("use", "the store: " + reason);
     default:
       throw Failure(CKR_DEVICE_ERROR, "cannot use the store: " + reason);

@@ -138,8 +138,8 @@ void Token::log_in(User user, ByteView pin) {
 }
 
 void Token::log_out() {
+  m_login.reset();  // first: nobody stays logged in when the objects cannot be removed
   m_objects.end_login();
-  m_login.reset();
 }
 
 void Token::set_user_pin(ByteView pin) {
