@@ -22,7 +22,8 @@ class CciTest : public testing::Test {
     ::setenv("TEE_TOKEN_DIR", path("token").c_str(), 1);
     ::unsetenv("TEE_TOKEN_LOG");
     run("tee-token init; tee-token import-data 2_1 WXY00TEEDEMO00001; openssl req -x509 -newkey ec -pkeyopt "
-        "ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem -subj /O=QAVR/CN=CA");
+        "ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem -days 3650 -subj /O=QAVR/CN=CA; "
+        "echo extendedKeyUsage=clientAuth > client.ext");
   }
 
   /// Both outputs of a command, of a shell with `set -o pipefail`.
@@ -37,7 +38,7 @@ class CciTest : public testing::Test {
 
   /// A command that certifies the request on stdin.
   static std::string issue(const std::string& days = "90") {
-    return "openssl x509 -req -CA ca.pem -CAkey ca.key -days " + days + " 2>/dev/null";
+    return "openssl x509 -req -CA ca.pem -CAkey ca.key -extfile client.ext -days " + days + " 2>/dev/null";
   }
   static std::string provision(const std::string& backend = issue() + "; cat ca.pem",
                                const std::string& options = "--pem") {

@@ -31,6 +31,8 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
       {"tee-token add-trust-group none && cci roots none", 0, "has no roots"},
       {"cci frobnicate", 2, "no command frobnicate; see cci --help"},
       {"cci csr --common-name $'caf\\xe9'", 2, "must be UTF-8"},
+      {"cci csr --common-name \"$(printf 'é%.0s' {1..64})\"", 6, "no key pair is pending"},
+      {"cci csr --common-name $(printf %065d 0)", 2, "1 to 64 characters; see cci csr --help"},
       {"cci roots nonesuch", 6, "no trust store group 'nonesuch'"},
       {"tee-token import-key 1_10 ca.key && cci sign --key BASE --der x > s && "
        "openssl dgst -sha256 -prverify ca.key -signature s x",
@@ -41,9 +43,9 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
       {"cci install chain.pem", 6, "cci generate-key"},
       {"cci install /dev/null", 9, "is empty"},
       {"cci generate-key; cci install with-key.pem", 9, "2 certificates and 1 part"},
-      {"cci install chain.pem", 7, "for the pending key pair; the first of 2 is CN=\"device\""},
+      {"cci install chain.pem", 7, "none of its 2 certificates is for the key; the first is CN=\"device\""},
       {"cci csr --common-name d --pem | (cat ca.pem; " + issue() + ") | cci install -", 7,
-       "certificate 2 is the client's"},
+       "certificate 2 is the client's; it must be the first"},
       {"cci generate-key --json >/dev/full", 1, "No space left on device; the command itself is done"},
       {"TEE_PKCS11_MODULE=/nonexistent.so cci vin", 5, "/nonexistent.so"},
       {"tee-token change-pin --yes --new-pin-hex 31323334; cci status", 3, "one of ten tries; set the platf"},
@@ -52,6 +54,42 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
       {"cci delete && cci delete", 0, "nothing was installed"},
   };
   for (const Case& each : cases) expect(each);
+}
+
+// The verdict of check-chain, and the exit code of cci.
+TEST_F(CommandsTest, BothToolsJudgeAChainAlike) {
+  run("cci generate-key; cci csr --common-name d --pem -o r.pem; issue() { openssl x509 -req -in r.pem -CA "
+      "ca.pem "
+      "-CAkey ca.key \"$@\"; }; echo extendedKeyUsage=serverAuth > server.ext; cp ca.pem a-other; : > "
+      "a-empty; "
+      "issue > b-version-1; issue -extfile server.ext > b-server; issue -extfile client.ext -days -1 > "
+      "b-expired; "
+      "issue -extfile client.ext > leaf; cat leaf leaf > b-order; cat ca.pem leaf > c-ca-first; "
+      "sed 's/MII/AAA/' ca.pem | cat leaf - > c-part; openssl x509 -in leaf -outform DER > d-der; "
+      "openssl req -x509 -key ca.key -out root.pem -subj /CN=other");
+  EXPECT_EQ(text(R"(for chain in [a-d]-*; do
+  verdict=$(tee-token check-chain --key 10_100 $chain | tail -n 1)
+  cci install $chain 2>said; code=$?
+  test $code = 0 -o ${chain%%-*} != b || grep -q -- '--force installs it' said || cat said
+  echo "$chain: $verdict, $code"
+done)"),
+            R"(a-empty: the token would take it; cci would refuse it, 9
+a-other: would be refused, 7
+b-expired: the token would take it; cci would refuse it, 7
+b-order: the token would take it; cci would refuse it, 7
+b-server: the token would take it; cci would refuse it, 7
+b-version-1: the token would take it; cci would refuse it, 7
+c-ca-first: the token would take it; cci would refuse it, 7
+c-part: the token would take it; cci would refuse it, 9
+d-der: would be installed, 0
+)");
+  run("tee-token add-trust-group other root.pem");
+  for (const std::string roots : {"other", "root.pem"}) {
+    expect({provision(issue(), "--pem --roots " + roots), 8, "it does not verify with the roots in "});
+  }
+  expect({"cci status", 0, "CN=\"d\""});
+  expect({provision(issue(), "--pem --roots ca.pem"), 0, "verified: "});
+  expect({provision(issue("-1"), "--pem --roots other --force") + "; cci status", 0, "expired within"});
 }
 
 TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
@@ -100,6 +138,8 @@ public_key sha256:public-key
 algorithm form hex key:sign --der ca.pem
 algorithm base64 form key:sign --base64 ca.pem
 hex vin:vin
+error exit_code:cert BASE
+error exit_code:frobnicate
 deleted:delete
 END)"),
             "");
@@ -133,6 +173,15 @@ TEST_F(CommandsTest, ThePagesShowWhatTheirCommandsPrint) {
   EXPECT_EQ(text("page='" CCI_PROJECT_FOLDER "/docs/cci.md'" + std::string(kReplay)), "");
   if (!std::filesystem::exists("/usr/lib/softhsm/libsofthsm2.so")) GTEST_SKIP() << "README.md uses SoftHSM2";
   EXPECT_EQ(text("page='" CCI_PROJECT_FOLDER "/README.md'" + std::string(kReplay)), "");
+}
+
+TEST_F(CommandsTest, TheExamplesOfTheManPagesRun) {
+  for (const std::string page : {"cci.1", "tee-token.1"}) {
+    expect({"rm -rf token; sed -n '/^.Sh EXAMPLES/,$ s/^[^.].*/&/p' '" CCI_PROJECT_FOLDER "/docs/man/" +
+                page +
+                R"(' | sed '1d; s/\\e$/\\/; s#/tmp/t$#token#' >example; test -s example && bash -e example)",
+            0});
+  }
 }
 
 TEST_F(CommandsTest, BashCompletesTheCommandsAndOptionsOfTheHelp) {

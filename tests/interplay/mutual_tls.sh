@@ -16,6 +16,7 @@ openssl req -x509 -CA ca.pem -CAkey ca.key "${new_key[@]}" -keyout server.key -o
 cat ca.pem >>server.pem  # as some servers do; it must not make the client trust it
 
 expect 'made token' "$tee_token" init
+echo extendedKeyUsage=clientAuth >client.ext
 expect '' "$tee_token" add-trust-group backend ca.pem
 expect '' "$tee_token" add-trust-group empty
 
@@ -49,7 +50,7 @@ installed_serial() { "$programs/cci" cert | openssl x509 -noout -serial | sed 's
 
 refused 'no client certificate is installed' connect
 expect 'verified' "$programs/cci" provision --common-name device --issue \
-  'openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key'
+  'openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key -extfile client.ext'
 expect "serial $(installed_serial) SUCCESS TLSv1.2" connect
 refused 'Cannot establish trust' connect empty
 refused 'does not match' connect backend 127.0.0.1  # the certificate is for localhost

@@ -187,11 +187,11 @@ TEST_F(AdminTest, TellsApartWhatIsWrongWithAChain) {
   const Case cases[] = {
       {"device.csr right.pem --roots ca.pem", 0, "would be installed"},
       {"device.csr ca.pem", 12, "would be refused"},
-      {"device.csr /dev/null", 13, "an empty chain would be installed"},
+      {"device.csr /dev/null", 13, "the token would take it; cci would refuse it"},
       {"device.csr mixed.pem", 14, "1 part cannot be read"},
       {"device.csr long.pem", 13, "1 part cannot be read"},
       {"device.csr nested.der", 13, "17 parts cannot be read"},
-      {"device.csr reversed.pem", 15, "certificate 2 matches the key; it must be the first"},
+      {"device.csr reversed.pem", 15, "certificate 2 is the client's; it must be the first"},
       {"device.csr gap.pem", 15, "certificate 1 is not issued by the next one"},
       {"device.csr right.pem --days 31", 16, "certificate 2 will expire"},
       {"device.csr server.pem", 17, "is not for TLS clients"},

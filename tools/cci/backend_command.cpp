@@ -31,6 +31,9 @@ constexpr timespec kGrace = {0, 300'000'000};
 /// The process group of the command that runs; 0: none.
 volatile std::sig_atomic_t g_group = 0;
 
+/// What a signal's handler writes while the command runs; null in other processes.
+const std::string* volatile g_on_interrupt = nullptr;
+
 void end_by(int signal) {
   std::signal(signal, SIG_DFL);
   std::raise(signal);
@@ -44,6 +47,10 @@ void end_group() {
 
 // A signal handler: calls async-signal-safe functions only.
 void end_with_command(int signal) {
+  if (g_on_interrupt != nullptr &&
+      ::write(STDERR_FILENO, g_on_interrupt->data(), g_on_interrupt->size()) < 0) {
+    // nobody can be told
+  }
   if (g_group != 0) end_group();
   end_by(signal);
 }
@@ -89,6 +96,7 @@ class Process {
     m_id = ::fork();
     if (m_id == 0) execute(parent, backend.command.c_str(), ::fileno(input.get()), ends[1]);
     require(m_id > 0);
+    g_on_interrupt = &backend.on_interrupt;
     g_group = m_id;
     ::close(ends[1]);
     m_output.fd = ends[0];
@@ -99,6 +107,7 @@ class Process {
     } else {
       end_group();
     }
+    g_on_interrupt = nullptr;
     g_group = 0;
     ::waitpid(m_id, nullptr, 0);
   }

@@ -13,6 +13,7 @@ struct BackendCommand {
   std::string command;  // for /bin/sh
   std::string input;
   std::chrono::seconds timeout;
+  std::string on_interrupt;  // goes to stderr when a signal ends this program meanwhile
 };
 
 /// Runs the command with the input as its stdin and returns what it writes to stdout; its stderr is the

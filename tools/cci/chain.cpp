@@ -5,15 +5,16 @@
 
 #include <botan/data_src.h>
 #include <botan/hex.h>
-#include <botan/pem.h>
 #include <botan/x509_dn.h>
 #include <botan/x509_key.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
-#include <ctime>
 #include <memory>
 #include <utility>
 
+#include "shared/chain_rule.h"
 #include "shared/shown_text.h"
 
 namespace cci {
@@ -31,68 +32,85 @@ Certificates certificates_of(const std::string& pem) {
   return read_chain({"the token's answer", pem, Exit::kTokenFailed, Exit::kTokenFailed});
 }
 
+namespace {
+
+/// The first line that is not empty, at most 60 bytes of it.
+std::string beginning_of(const std::string& text) {
+  const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+  const std::string line = text.substr(begin, text.find_first_of("\r\n", begin) - begin);
+  return line.size() <= 60 ? line : line.substr(0, 60) + "...";
+}
+
+}  // namespace
+
 Certificates read_chain(const ChainText& chain) {
   tools::FoundCertificates found = tools::find_certificates(chain.text);
   if (found.certificates.empty()) {
+    const std::string begins = "; " + chain.name + " begins: " + beginning_of(chain.text);
     throw Failure(chain.unreadable,
-                  chain.name + (chain.text.empty() ? " is empty" : " holds no certificate") +
-                      "; expected are certificates in PEM, the client's first" + chain.hint);
+                  chain.name + (chain.text.empty() ? " is empty" : " holds no certificate" + begins) +
+                      "; expected are certificates, the client's first" + chain.hint);
   }
   if (found.unreadable > 0) {
     throw Failure(chain.unreadable, chain.name + " has " + counted(found.certificates.size(), "certificate") +
                                         " and " + counted(found.unreadable, "part") +
-                                        " that cannot be read as one; expected are complete certificates in "
-                                        "PEM and nothing else");
+                                        " that cannot be read as one; expected are complete certificates and "
+                                        "nothing else");
   }
   return std::move(found.certificates);
 }
 
-void require_leaf_of(const ChainText& chain, const Certificates& certificates, const std::string& key) {
-  const auto wanted = Botan::unlock(Botan::PEM_Code::decode_check_label(key, "PUBLIC KEY"));
-  for (std::size_t i = 0; i < certificates.size(); ++i) {
-    if (certificates[i].subject_public_key_info() != wanted) continue;
-    if (i == 0) return;
-    throw Failure(chain.unfit, chain.name + ": certificate " + std::to_string(i + 1) +
-                                   " is the client's; it must be the first");
-  }
-  throw Failure(chain.unfit, chain.name + " has no certificate for the pending key pair; the first of " +
-                                 std::to_string(certificates.size()) + " is " +
-                                 certificates.front().subject_dn().to_string() + chain.hint);
-}
-
 namespace {
 
-constexpr double kSecondsADay = 86400;
-
-/// From "2026/11/25 09:30:00 UTC": Botan's own numbers go through a clock that ends in 2262.
-std::tm parts_of(const Botan::X509_Time& time) {
-  std::tm parts{};
-  ::strptime(time.readable_string().c_str(), "%Y/%m/%d %H:%M:%S", &parts);
-  return parts;
+std::unique_ptr<Botan::Public_Key> key_of_pem(const std::string& pem) {
+  Botan::DataSource_Memory source(pem);
+  return std::unique_ptr<Botan::Public_Key>(Botan::X509::load_key(source));
 }
 
-std::string iso_time(const Botan::X509_Time& time) {
-  const std::tm parts = parts_of(time);
-  char text[40];
-  return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts));
+std::string clock() { return tools::iso_time(Botan::X509_Time(std::chrono::system_clock::now())); }
+
+/// The finding for somebody who has to install the chain, or ask for another one.
+std::string text_of(const ChainText& chain, const tools::ChainFinding& finding) {
+  const std::string text = chain.name + ": " + finding.text;
+  switch (finding.fault) {
+    case tools::ChainFault::kOtherKey:
+      return text + chain.hint;
+    case tools::ChainFault::kDates:
+      return text + "; the clock says " + clock();
+    default:
+      return text + "; " + finding.remedy;
+  }
 }
 
-double days_until(const Botan::X509_Time& time) {
-  std::tm parts = parts_of(time);
-  return std::difftime(::timegm(&parts), std::time(nullptr)) / kSecondsADay;
+bool can_be_forced(tools::ChainFault fault) {
+  return fault != tools::ChainFault::kOtherKey && fault != tools::ChainFault::kLeafNotFirst;
 }
 
 }  // namespace
+
+void require_usable(const ChainText& chain, const Certificates& certificates, const std::string& key,
+                    const Demands& demands, const std::function<void(const std::string&)>& warn) {
+  tools::ChainFindings findings = tools::findings_of_chain(certificates, *key_of_pem(key));
+  if (demands.roots) {
+    const auto path = tools::findings_of_path(certificates, *demands.roots, demands.roots_name);
+    findings.insert(findings.end(), path.begin(), path.end());
+  }
+  for (const tools::ChainFinding& each : findings) {
+    if (!can_be_forced(each.fault)) throw Failure(chain.unfit, text_of(chain, each));
+    if (!demands.force) throw Failure(chain.unfit, text_of(chain, each) + "; --force installs it");
+    warn(text_of(chain, each));
+  }
+}
 
 CertificateFacts facts_of(const Botan::X509_Certificate& certificate) {
   return {certificate.subject_dn().to_string(),
           certificate.issuer_dn().to_string(),
           Botan::hex_encode(certificate.serial_number(), false),
-          iso_time(certificate.not_before()),
-          iso_time(certificate.not_after()),
+          tools::iso_time(certificate.not_before()),
+          tools::iso_time(certificate.not_after()),
           certificate.fingerprint("SHA-256"),
-          std::lround(std::ceil(days_until(certificate.not_before()))),
-          std::lround(std::floor(days_until(certificate.not_after())))};
+          std::lround(std::ceil(tools::days_until(certificate.not_before()))),
+          std::lround(std::floor(tools::days_until(certificate.not_after())))};
 }
 
 std::string validity_of(const CertificateFacts& facts) {
@@ -103,13 +121,19 @@ std::string validity_of(const CertificateFacts& facts) {
   return days(facts.days_left) + " left";
 }
 
-bool is_valid_now(const CertificateFacts& facts) {
-  return facts.days_left >= 0 && facts.days_until_valid <= 0;
+ChainValidity validity_of(const Certificates& chain) {
+  ChainValidity result{0, facts_of(chain.front())};
+  for (std::size_t i = 1; i < chain.size(); ++i) {
+    const CertificateFacts facts = facts_of(chain[i]);
+    const bool is_worse = result.facts.days_until_valid <= 0 &&
+                          (facts.days_until_valid > 0 || facts.days_left < result.facts.days_left);
+    if (is_worse) result = {i, facts};
+  }
+  return result;
 }
 
 std::string fingerprint_of_key(const std::string& pem) {
-  Botan::DataSource_Memory source(pem);
-  return std::unique_ptr<Botan::Public_Key>(Botan::X509::load_key(source))->fingerprint_public("SHA-256");
+  return key_of_pem(pem)->fingerprint_public("SHA-256");
 }
 
 }  // namespace cci

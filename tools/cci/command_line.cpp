@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <vector>
@@ -16,7 +17,21 @@ namespace {
 
 const char kExitCodes[] =
     "Exit code: 0 done, 1 cannot write, 2 usage, 3 wrong or locked PIN, 4 no token,\n"
-    "5 token failed, 6 not found, 7 refused, 8 backend failed, 9 input unreadable";
+    "5 token failed, 6 not found, 7 refused, 8 backend failed, 9 input unreadable,\n"
+    "10 needs provisioning (status --days)";
+
+const char kKeys[] =
+    "Keys:\n"
+    "  LYR_CSR               The new key pair, pending until its chain is installed\n"
+    "  LYR                   The installed key pair and chain\n"
+    "  BASE                  The device's own key and certificates, from its maker\n"
+    "  ZEMP                  Further certificates of the device, without a key\n\n";
+
+std::string wrong_with_name(const std::string& name) {
+  if (!is_utf8(name)) return "must be UTF-8";
+  const auto count = std::count_if(name.begin(), name.end(), [](char byte) { return (byte & 0xC0) != 0x80; });
+  return count >= 1 && count <= 64 ? "" : "must have 1 to 64 characters";  // RFC 5280, ub-common-name
+}
 
 /// The subcommands and where their options go.
 class Parser {
@@ -25,7 +40,7 @@ class Parser {
     m_app.require_subcommand(1);
     m_app.fallthrough();
     m_app.formatter(std::make_shared<shown_text::BriefFormatter>());  // of the subcommands, too
-    m_app.footer(kExitCodes);
+    m_app.footer(std::string(kKeys) + kExitCodes);
     m_app.get_help_ptr()->group("");  // a line less, so that it fits on a screen
     m_app.set_version_flag("--version", "cci " CCI_VERSION, "Print the version and exit");
     m_app.add_flag("--json", m_options.json, "Write one JSON object to stdout");
@@ -81,9 +96,21 @@ class Parser {
   void add_name(CLI::App* command) {
     command->add_option("--common-name", m_options.common_name, "CN of the request's subject")
         ->required()
-        ->check([](const std::string& name) { return is_utf8(name) ? "" : "must be UTF-8"; })
+        ->check(wrong_with_name)
         ->type_name("NAME");
     command->add_flag("--pem", m_options.pem, "The request in PEM instead of DER");
+  }
+
+  void add_days(CLI::App* command, const char* name, const char* description) {
+    command->add_option(name, m_options.days, description)
+        ->check(CLI::Range(0, 36500).description(""))
+        ->type_name("DAYS");
+  }
+
+  void add_demands(CLI::App* command) {
+    command->add_option("--roots", m_options.roots, "Trust store group or file: the chain must end there")
+        ->type_name("ROOTS");
+    command->add_flag("--force", m_options.force, "Install it although it is expired or unfit");
   }
 
   void add_key(CLI::App* command, const char* name, const std::set<std::string>& keys) {
@@ -102,6 +129,10 @@ class Parser {
     all->add_option("--timeout", m_seconds, "Time for the command; without it 60")
         ->check(CLI::Range(1, 86400).description(""))
         ->type_name("SECONDS");
+    add_days(all, "--if-expiring", "Only when the chain ends within so many days");
+    all->add_option("--after", m_options.after, "Shell command to run once the identity is active")
+        ->type_name("COMMAND");
+    add_demands(all);
     add("generate-key", "Make a key pair, pending until it is installed", cci::generate_key);
     CLI::App* const request = add("csr", "Write the request for the pending key pair", cci::csr);
     add_name(request);
@@ -109,14 +140,15 @@ class Parser {
   }
 
   void add_installation() {
-    add("install", "Install the pending key pair with its chain", cci::install)
-        ->add_option("CHAIN", m_options.file, "File in PEM, client's first; -: stdin")
-        ->required();
+    CLI::App* const all = add("install", "Install the pending key pair with its chain", cci::install);
+    all->add_option("CHAIN", m_options.file, "File in PEM or DER, client's first; -: stdin")->required();
+    add_demands(all);
     add("delete", "Delete the installed key pair and chain", cci::delete_identity);
   }
 
   void add_reading() {
-    add("status", "Show what is installed and what is pending", cci::status);
+    add_days(add("status", "Show what is installed and what is pending", cci::status), "--days",
+             "Exit code 10 when it ends within so many days");
     CLI::App* const certificates = add("cert", "Write certificates in PEM", cci::cert);
     add_key(certificates, "KEY", {"LYR", "ZEMP", "BASE"});
     CLI::App* const key = add("public-key", "Write a public key in PEM", cci::public_key);

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "failure.h"
+
 namespace cci {
 
 class Notes;
@@ -15,8 +17,9 @@ enum class SignatureForm { kRaw, kDer, kHex, kBase64 };
 
 /// The options of all commands.
 struct Options {
-  bool json = false, quiet = false, verbose = false, pem = false;
-  std::string common_name, key = "LYR", group, issue;
+  bool json = false, quiet = false, verbose = false, pem = false, force = false;
+  std::string common_name, key = "LYR", group, issue, after, roots;
+  std::optional<long> days;           // of validity that an identity needs
   std::string file = "-";             // input; "-": stdin
   std::optional<std::string> output;  // a file; without it stdout
   SignatureForm form = SignatureForm::kRaw;
@@ -27,6 +30,7 @@ struct Options {
 struct Answer {
   std::string data;
   std::string json;  // instead of the data, with --json
+  Exit exit = Exit::kDone;
 };
 
 /// Carries out one subcommand or throws a Failure.

@@ -22,17 +22,22 @@ enum class Exit {
   kRefused = 7,
   kBackendFailed = 8,
   kInput = 9,
+  kNeedsProvisioning = 10,
 };
 
 /// A command was not carried out. what() says what failed, why, and what to try.
 class Failure : public std::runtime_error {
  public:
-  Failure(Exit exit, const std::string& text) : std::runtime_error(text), m_exit(exit) {}
+  /// `state` is a line of its own: what is on the token now, and which command goes on.
+  Failure(Exit exit, const std::string& text, const std::string& state = "")
+      : std::runtime_error(text), m_exit(exit), m_state(state) {}
 
   Exit exit() const { return m_exit; }
+  const std::string& state() const { return m_state; }
 
  private:
   Exit m_exit;
+  std::string m_state;
 };
 
 /// The failure for an exception of the library: "cannot `what`: ", the reason and what to try.

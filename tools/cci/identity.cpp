@@ -5,6 +5,7 @@
 
 #include <botan/exceptn.h>
 #include <botan/pubkey.h>
+#include <unistd.h>
 
 #include <memory>
 
@@ -26,16 +27,20 @@ bool signs_for(const Token& token, const Botan::X509_Certificate& certificate) {
   }
 }
 
-void warn_of_dates(const Certificates& chain, Notes& notes) {
-  for (std::size_t i = 0; i < chain.size(); ++i) {
-    const CertificateFacts facts = facts_of(chain[i]);
-    if (!is_valid_now(facts)) {
-      notes.warn("certificate " + std::to_string(i + 1) + " of the chain: " + validity_of(facts));
-    }
-  }
+/// The roots of a file, or else of a trust store group.
+Demands demands_of(const Token& token, const Options& options) {
+  Demands demands;
+  demands.force = options.force;
+  demands.roots_name = options.roots;
+  if (options.roots.empty()) return demands;
+  const bool is_file = ::access(options.roots.c_str(), F_OK) == 0;
+  const std::string name = is_file ? "file '" + options.roots + "'" : "trust store group " + options.roots;
+  const std::string text = is_file ? read_input(options.roots) : token.roots(options.roots);
+  if (!is_file && text.empty()) throw Failure(Exit::kNotFound, "the " + name + " has no roots");
+  demands.roots = read_chain({name, text, Exit::kInput, Exit::kInput});
+  return demands;
 }
 
-/// The library returns the same code when the token refused and when only the clean-up afterwards failed.
 void install_or_warn(const Token& token, const Certificates& chain, const std::string& key, Notes& notes) {
   try {
     token.install(pem_of(chain));
@@ -60,20 +65,30 @@ Identity identity_on(const Token& token) {
   return identity;
 }
 
-Identity install_chain(const Token& token, const ChainText& chain, Notes& notes) {
+std::optional<std::string> need_of(const Identity& identity, long days) {
+  if (!identity.is_installed()) return "nothing is installed";
+  if (identity.chain.empty()) return "the installed key pair has no certificate";
+  if (!identity.key_matches) return "the private key does not match the certificate";
+  const ChainValidity validity = validity_of(identity.chain);
+  if (validity.facts.is_valid_now() && validity.facts.days_left >= days) return std::nullopt;
+  return "certificate " + std::to_string(validity.index + 1) +
+         " of the chain: " + validity_of(validity.facts);
+}
+
+Identity install_chain(const Token& token, const ChainText& chain, const Options& options, Notes& notes) {
+  const Demands demands = demands_of(token, options);
   const Certificates certificates = read_chain(chain);
   const auto key = token.public_key("LYR_CSR");
   if (!key) {
     throw Failure(Exit::kNotFound,
                   "cannot install the chain: no key pair is pending; begin with: cci generate-key");
   }
-  require_leaf_of(chain, certificates, *key);
-  warn_of_dates(certificates, notes);
+  require_usable(chain, certificates, *key, demands, [&](const std::string& text) { notes.warn(text); });
   install_or_warn(token, certificates, *key, notes);
   if (!signs_for(token, certificates.front())) {
     throw Failure(Exit::kTokenFailed,
                   "the chain is installed, but the private key does not match its first certificate; "
-                  "see cci status and provision again");
+                  "run: cci provision");
   }
   const CertificateFacts leaf = facts_of(certificates.front());
   notes.say("installed " + leaf.subject + ", serial " + leaf.serial + ", valid to " + leaf.not_after);

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "chain.h"
+#include "commands.h"
 #include "input_output.h"
 #include "token.h"
 
@@ -24,8 +25,11 @@ struct Identity {
 
 Identity identity_on(const Token& token);
 
+/// Why a new identity is needed now, or will be within so many days; nothing when it is not.
+std::optional<std::string> need_of(const Identity& identity, long days);
+
 /// Installs the chain with the pending key pair, which must be the first certificate's. Checks the chain
 /// first, because a chain that the token refuses costs the key pair. Returns what is installed afterwards.
-Identity install_chain(const Token& token, const ChainText& chain, Notes& notes);
+Identity install_chain(const Token& token, const ChainText& chain, const Options& options, Notes& notes);
 
 }  // namespace cci

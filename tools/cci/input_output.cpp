@@ -16,33 +16,18 @@
 #include "shared/whole_file.h"
 
 namespace cci {
-namespace {
-
-const char kBlankLine[] = "\r\x1b[K";
-
-}  // namespace
-
 Notes::Notes(bool quiet) : m_quiet(quiet), m_on_terminal(::isatty(STDERR_FILENO) == 1) {}
 
-void Notes::say(const std::string& text) {
-  clear();
+void Notes::say(const std::string& text) const {
   if (!m_quiet) std::cerr << shown_text::shown(text) << std::endl;
 }
 
-void Notes::warn(const std::string& text) {
-  clear();
+void Notes::warn(const std::string& text) const {
   std::cerr << "cci: warning: " << shown_text::shown(text) << std::endl;
 }
 
-void Notes::tick(const std::string& text) {
-  if (m_quiet || !m_on_terminal) return;
-  std::cerr << kBlankLine << text << std::flush;
-  m_ticking = true;
-}
-
-void Notes::clear() {
-  if (m_ticking) std::cerr << kBlankLine << std::flush;
-  m_ticking = false;
+void Notes::progress(const std::string& text) const {
+  if (m_on_terminal) say(text);
 }
 
 std::string read_input(const std::string& path) try {

@@ -13,22 +13,16 @@ class Notes {
  public:
   /// With `quiet`, only warnings are written.
   explicit Notes(bool quiet);
-  ~Notes() { clear(); }
-  Notes(const Notes&) = delete;
-  Notes& operator=(const Notes&) = delete;
 
   /// A line about a step that begins or has ended.
-  void say(const std::string& text);
-  void warn(const std::string& text);
+  void say(const std::string& text) const;
+  void warn(const std::string& text) const;
 
-  /// On a terminal, a line that the next one replaces; elsewhere nothing.
-  void tick(const std::string& text);
+  /// For somebody who waits: a line on a terminal, elsewhere nothing.
+  void progress(const std::string& text) const;
 
  private:
-  void clear();
-
   bool m_quiet, m_on_terminal;
-  bool m_ticking = false;
 };
 
 /// All bytes of a file, or of stdin for "-". Throws a Failure of class kInput.

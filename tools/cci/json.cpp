@@ -22,9 +22,9 @@ Json key_object(const std::string& pem) { return {{"public_key", pem}, {"sha256"
 Json certificate_object(const Botan::X509_Certificate& certificate) {
   const CertificateFacts facts = facts_of(certificate);
   return {
-      {"subject", facts.subject},         {"issuer", facts.issuer},       {"serial", facts.serial},
-      {"not_before", facts.not_before},   {"not_after", facts.not_after}, {"days_left", facts.days_left},
-      {"valid_now", is_valid_now(facts)}, {"sha256", facts.sha256},       {"pem", certificate.PEM_encode()}};
+      {"subject", facts.subject},          {"issuer", facts.issuer},       {"serial", facts.serial},
+      {"not_before", facts.not_before},    {"not_after", facts.not_after}, {"days_left", facts.days_left},
+      {"valid_now", facts.is_valid_now()}, {"sha256", facts.sha256},       {"pem", certificate.PEM_encode()}};
 }
 
 Json certificate_array(const Certificates& certificates) {
@@ -62,15 +62,27 @@ std::string json_of_signature(const std::string& key, SignatureForm form, const 
                   {form == SignatureForm::kBase64 ? "base64" : "hex", text}});
 }
 
-std::string json_of_identity(const Identity& identity) {
+std::string json_of_identity(const Identity& identity, const std::optional<std::string>& need) {
   Json installed, pending;
   if (identity.is_installed()) {
     installed = identity.key ? key_object(*identity.key) : Json::object();
     installed["key_matches"] = identity.key_matches;
+    if (!identity.chain.empty()) installed["days_left"] = validity_of(identity.chain).facts.days_left;
     installed["certificates"] = certificate_array(identity.chain);
   }
   if (identity.pending_key) pending = key_object(*identity.pending_key);
-  return text_of_json({{"installed", installed}, {"pending", pending}});
+  Json result = {{"installed", installed}, {"pending", pending}};
+  if (need) {
+    result["needs_provisioning"] = !need->empty();
+    result["reason"] = *need;
+  }
+  return text_of_json(result);
+}
+
+std::string json_of_failure(const Failure& failure) {
+  Json object = {{"error", failure.what()}, {"exit_code", static_cast<int>(failure.exit())}};
+  if (!failure.state().empty()) object["state"] = failure.state();
+  return text_of_json(object);
 }
 
 }  // namespace cci

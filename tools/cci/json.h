@@ -22,6 +22,8 @@ std::string json_of(std::initializer_list<Field> fields);
 std::string json_of_key(const std::string& key_pem);
 std::string json_of_certificates(const Certificates& certificates);
 std::string json_of_signature(const std::string& key, SignatureForm form, const std::string& text);
-std::string json_of_identity(const Identity& identity);
+/// With `need`, it also says whether a new identity is needed (not when the text is empty), and why.
+std::string json_of_identity(const Identity& identity, const std::optional<std::string>& need = std::nullopt);
+std::string json_of_failure(const Failure& failure);
 
 }  // namespace cci

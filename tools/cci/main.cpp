@@ -5,13 +5,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <string>
 
 #include "commands.h"
 #include "failure.h"
 #include "input_output.h"
+#include "json.h"
 #include "shared/shown_text.h"
 
 namespace {
@@ -41,9 +44,12 @@ void reserve_standard_files() {
   }
 }
 
-void run(const CommandLine& line) {
+Exit run(const CommandLine& line) {
   const Options& options = line.options;
-  if (line.command == nullptr) return write_output(std::nullopt, line.help);
+  if (line.command == nullptr) {
+    write_output(std::nullopt, line.help);
+    return Exit::kDone;
+  }
   direct_records(options.verbose);
   Notes notes(options.quiet);
   const Answer answer = line.command(options, notes);
@@ -53,11 +59,16 @@ void run(const CommandLine& line) {
     if (!answer.data.empty()) throw;
     throw Failure(failure.exit(), std::string(failure.what()) + "; the command itself is done");
   }
+  return answer.exit;
 }
 
-int fail(const std::exception& error, Exit exit) {
-  std::cerr << "cci: " << shown_text::shown(error.what()) << std::endl;
-  return static_cast<int>(exit);
+void write_line(const std::string& text) { std::cerr << "cci: " << shown_text::shown(text) << std::endl; }
+
+int fail(const Failure& failure, bool json) {
+  write_line(failure.what());
+  if (!failure.state().empty()) write_line(failure.state());
+  if (json) std::cout << json_of_failure(failure) << std::flush;
+  return static_cast<int>(failure.exit());
 }
 
 }  // namespace
@@ -66,12 +77,13 @@ int main(int argc, char** argv) {
   reserve_standard_files();
   std::signal(SIGPIPE, SIG_IGN);  // write reports an error instead
   std::signal(SIGCHLD, SIG_DFL);  // if it were ignored, waiting for a child would fail
+  // A wrong command line, too, is answered in JSON.
+  const bool json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
   try {
-    run(parse(argc, argv));
-    return static_cast<int>(Exit::kDone);
+    return static_cast<int>(run(parse(argc, argv)));
   } catch (const Failure& failure) {
-    return fail(failure, failure.exit());
+    return fail(failure, json);
   } catch (const std::exception& error) {
-    return fail(error, Exit::kNotDone);
+    return fail(Failure(Exit::kNotDone, error.what()), json);
   }
 }

@@ -53,9 +53,13 @@ std::string line(const char* name, const std::string& value) {
 std::string text_of_chain(const Certificates& chain) {
   if (chain.empty()) return line("certificate", "none");
   const CertificateFacts leaf = facts_of(chain.front());
+  const ChainValidity worst = validity_of(chain);
   return line("subject", leaf.subject) + line("issuer", leaf.issuer) + line("serial", leaf.serial) +
-         line("valid from", leaf.not_before) + line("valid to", leaf.not_after + ", " + validity_of(leaf)) +
-         line("SHA-256", leaf.sha256) + line("chain", shown_text::counted(chain.size(), "certificate"));
+         line("valid from", leaf.not_before) + line("valid to", leaf.not_after) +
+         line("SHA-256", leaf.sha256) +
+         line("chain",
+              shown_text::counted(chain.size(), "certificate") + ", " + validity_of(worst.facts) +
+                  (worst.index == 0 ? "" : " (certificate " + std::to_string(worst.index + 1) + ")"));
 }
 
 std::string text_of_key(const std::optional<std::string>& key) {
@@ -75,9 +79,13 @@ std::string text_of_identity(const Identity& identity) {
 
 }  // namespace
 
-Answer status(const Options&, Notes&) {
-  const Identity identity = identity_on(Token());
-  return {text_of_identity(identity), json_of_identity(identity)};
+Answer status(const Options& options, Notes&) {
+  const Identity identity = identity_on(Token("show the status"));
+  const std::string text = text_of_identity(identity);
+  if (!options.days) return {text, json_of_identity(identity)};
+  const auto need = need_of(identity, *options.days);
+  return {text + "needs provisioning: " + (need ? "yes, " + *need : "no") + "\n",
+          json_of_identity(identity, need.value_or("")), need ? Exit::kNeedsProvisioning : Exit::kDone};
 }
 
 }  // namespace cci

@@ -33,11 +33,11 @@ Answer csr(const Options& options, Notes&) {
 Answer install(const Options& options, Notes& notes) {
   const std::string name = options.file == "-" ? "stdin" : "file '" + options.file + "'";
   const ChainText chain{name, read_input(options.file), Exit::kInput, Exit::kRefused};
-  return {"", json_of_identity(install_chain(Token(), chain, notes))};
+  return {"", json_of_identity(install_chain(Token("install the chain"), chain, options, notes))};
 }
 
 Answer delete_identity(const Options&, Notes& notes) {
-  const Token token;
+  const Token token("delete the identity");
   const bool was_there = token.public_key("LYR") || !token.certificates("LYR").empty();
   token.delete_identity();  // always: whether there is only a private key is unknown
   notes.say(was_there ? "deleted the installed key pair and chain" : "nothing was installed");

@@ -24,12 +24,13 @@ auto with_failures(const std::string& what, const Call& call) {
 
 Failure refused(const std::string& what, const std::string& state) {
   return Failure(Exit::kRefused,
-                 "cannot " + what + ": the token refused (see its line above, or --verbose); " + state);
+                 "cannot " + what + ": the token refused; see the token's line above; " + state);
 }
 
 }  // namespace
 
-Token::Token() : m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
+Token::Token(const std::string& what)
+    : m_what(what), m_api(ozk::tee::ClientCertInitializerAPI::get_instance()) {}
 
 std::optional<std::string> Token::find_public_key(const std::string& what, const std::string& key) const {
   return with_failures(what, [&]() -> std::optional<std::string> {
@@ -61,7 +62,7 @@ auto Token::result_of(const std::string& what, const Call& call) const {
 }
 
 void Token::generate_key() const {
-  const std::string what = "generate a key pair";
+  const std::string what = named("generate a key pair");
   if (with_failures(what, [&] { return m_api->generate_private_key(kPending); }) != ResultCode::OK) {
     require_token(what);
     throw refused(what, "the installed identity is unchanged");
@@ -69,7 +70,7 @@ void Token::generate_key() const {
 }
 
 Bytes Token::request(const std::string& common_name) const {
-  const std::string what = "make a request";
+  const std::string what = named("make a request");
   const Bytes der = result_of(what, [&] {
     try {
       return m_api->generate_csr(common_name, kPending);
@@ -86,7 +87,7 @@ Bytes Token::request(const std::string& common_name) const {
 }
 
 void Token::install(const std::string& chain) const {
-  const std::string what = "install the chain";
+  const std::string what = named("install the chain");
   const ResultCode code =
       with_failures(what, [&] { return m_api->set_client_cert_and_move_key(chain, kPending, kInstalled); });
   if (code == ResultCode::OK) return;
@@ -100,7 +101,7 @@ void Token::install(const std::string& chain) const {
 }
 
 void Token::delete_identity() const {
-  const std::string what = "delete the identity";
+  const std::string what = named("delete the identity");
   if (with_failures(what, [&] { return m_api->set_client_cert_and_move_key("", "", kInstalled); }) !=
       ResultCode::OK) {
     require_token(what);
@@ -109,11 +110,11 @@ void Token::delete_identity() const {
 }
 
 std::string Token::certificates(const std::string& key) const {
-  return result_of("read the certificates of " + key, [&] { return m_api->get_client_cert(key); });
+  return result_of(named("read the certificates of " + key), [&] { return m_api->get_client_cert(key); });
 }
 
 std::optional<std::string> Token::public_key(const std::string& key) const {
-  const std::string what = "read the public key of " + key;
+  const std::string what = named("read the public key of " + key);
   const auto found = find_public_key(what, key);
   if (found && found->empty()) require_token(what);
   return found;
@@ -121,16 +122,16 @@ std::optional<std::string> Token::public_key(const std::string& key) const {
 
 std::optional<Bytes> Token::sign(const std::string& key, const Bytes& data) const {
   const Bytes signature =
-      result_of("sign with " + key, [&] { return m_api->generate_signature(key, data, ""); });
+      result_of(named("sign with " + key), [&] { return m_api->generate_signature(key, data, ""); });
   return signature.empty() ? std::nullopt : std::optional<Bytes>(signature);
 }
 
 std::string Token::roots(const std::string& group) const {
-  return result_of("read the roots", [&] { return m_api->get_root_cert_bundle(group); });
+  return result_of(named("read the roots"), [&] { return m_api->get_root_cert_bundle(group); });
 }
 
 std::string Token::vin() const {
-  return result_of("read the VIN", [&] { return m_api->get_zemp_vin(); });
+  return result_of(named("read the VIN"), [&] { return m_api->get_zemp_vin(); });
 }
 
 }  // namespace cci

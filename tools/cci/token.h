@@ -22,7 +22,9 @@ inline std::string text_of(const Bytes& bytes) { return std::string(bytes.begin(
 /// Failure, as is the absence of a token.
 class Token {
  public:
-  Token();
+  /// `what` the command does, for failures: they say "cannot `what`". Without it, each operation says what it
+  /// does.
+  explicit Token(const std::string& what = "");
 
   void generate_key() const;
   /// DER.
@@ -43,12 +45,14 @@ class Token {
   std::string vin() const;
 
  private:
+  std::string named(const std::string& step) const { return m_what.empty() ? step : m_what; }
   std::optional<std::string> find_public_key(const std::string& what, const std::string& key) const;
   void require_token(const std::string& what) const;
   /// The result of the call. When it is empty, the reason may be that there is no token: then throws.
   template <typename Call>
   auto result_of(const std::string& what, const Call& call) const;
 
+  std::string m_what;
   std::shared_ptr<ozk::tee::ClientCertInitializerAPI> m_api;
 };
 

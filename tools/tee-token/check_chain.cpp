@@ -1,12 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include <botan/certstor.h>
 #include <botan/data_src.h>
 #include <botan/p11_ecdsa.h>
 #include <botan/pkcs10.h>
 #include <botan/x509_dn.h>
-#include <botan/x509path.h>
 
 #include <memory>
 
@@ -63,35 +61,33 @@ Requested key_of_label(const Target& target, const std::string& label) {
 }
 
 void check_subject(Findings& findings, const Certificates& chain, const Requested& requested) {
-  const std::size_t leaf = index_of_key(chain, *requested.key);
+  const std::size_t leaf = tools::index_of_leaf(chain, *requested.key);
   if (requested.subject && leaf != chain.size() && chain[leaf].subject_dn() != *requested.subject) {
     findings.add(Fault::kUnfit, "chain: the leaf's subject is '" + chain[leaf].subject_dn().to_string() +
                                     "', the requested one '" + requested.subject->to_string() + "'");
   }
 }
 
-void check_roots(Findings& findings, const Certificates& chain,
-                 const std::optional<std::string>& roots_file) {
-  if (!roots_file || chain.empty()) {
-    return;
+tools::ChainFindings findings_of_rule(const Certificates& chain, const Botan::Public_Key& key,
+                                      const std::optional<std::string>& roots_file, unsigned days) {
+  tools::ChainFindings findings = tools::findings_of_chain(chain, key, days);
+  if (roots_file && !chain.empty()) {
+    const auto path = tools::findings_of_path(chain, tools::read_certificates(*roots_file), *roots_file);
+    findings.insert(findings.end(), path.begin(), path.end());
   }
-  Botan::Certificate_Store_In_Memory roots;
-  for (const Botan::X509_Certificate& root : tools::read_certificates(*roots_file)) {
-    roots.add_certificate(root);
-  }
-  const auto path = Botan::x509_path_validate(chain, Botan::Path_Validation_Restrictions(), roots, "",
-                                              Botan::Usage_Type::TLS_CLIENT_AUTH);
-  if (!path.successful_validation()) {
-    findings.add(Fault::kTrust,
-                 "chain: it does not verify with the roots in " + *roots_file + ": " + path.result_string());
-  }
+  return findings;
 }
 
-/// What an installation would do: the token refuses a chain only when no certificate matches the key.
-const char* verdict_on(const Certificates& chain, const Botan::Public_Key& key) {
-  return chain.empty()                              ? "an empty chain would be installed"
-         : index_of_key(chain, key) == chain.size() ? "would be refused"
-                                                    : "would be installed";
+/// What an installation would do: the token itself refuses a chain only when no certificate is for the key.
+/// cci does not look at what ends soon, nor at the subject.
+const char* verdict_on(const tools::FoundCertificates& chain, const Botan::Public_Key& key,
+                       const std::optional<std::string>& roots_file) {
+  const bool is_for_key = tools::index_of_leaf(chain.certificates, key) != chain.certificates.size();
+  if (!chain.certificates.empty() && !is_for_key) {
+    return "would be refused";
+  }
+  const bool fits = chain.unreadable == 0 && findings_of_rule(chain.certificates, key, roots_file, 0).empty();
+  return fits ? "would be installed" : "the token would take it; cci would refuse it";
 }
 
 }  // namespace
@@ -105,10 +101,9 @@ int check_chain(const Target& target, const ChainCheck& wanted, bool json) {
     findings.add(Fault::kUnreadable, "chain: " + shown_text::counted(read.unreadable, "part") +
                                          " cannot be read as a certificate and would be left out");
   }
-  check_chain_of(findings, "chain", read.certificates, *requested.key, wanted.days);
+  add_all(findings, "chain", findings_of_rule(read.certificates, *requested.key, wanted.roots, wanted.days));
   check_subject(findings, read.certificates, requested);
-  check_roots(findings, read.certificates, wanted.roots);
-  findings.print(verdict_on(read.certificates, *requested.key), json);
+  findings.print(verdict_on(read, *requested.key, wanted.roots), json);
   return findings.exit_code();
 }
 

@@ -101,9 +101,11 @@ void check_identity(Findings& findings, Session& session, const std::string& nam
   }
   for (const ObjectHandle handle : identity.chains) {
     examine(findings, handle, [&] {
-      check_chain_of(findings, name + ": chain (object " + std::to_string(handle) + ")",
-                     PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain(),
-                     PKCS11_ECDSA_PublicKey(session, public_key), days);
+      const PKCS11_ECDSA_PublicKey key(session, public_key);
+      const auto chain = PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain();
+      add_all(
+          findings, name + ": chain (object " + std::to_string(handle) + ")",
+          tools::findings_of_chain(chain, Botan::ECDSA_PublicKey(key.domain(), key.public_point()), days));
     });
   }
 }

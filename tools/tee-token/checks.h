@@ -3,14 +3,12 @@
 
 #pragma once
 
-#include <botan/pk_keys.h>
-
 #include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "shared/certificates.h"
+#include "shared/chain_rule.h"
 #include "shared/token_access.h"
 
 namespace tee_token_admin {
@@ -68,17 +66,7 @@ void check_certificates(Findings& findings, TokenSession& token, unsigned days);
 /// has destroyed is not.
 void examine(Findings& findings, Botan::PKCS11::ObjectHandle object, const std::function<void()>& step);
 
-// Parts of `check` and of `check_chain`. `name` begins the text of a finding.
-
-/// The index of the first certificate for the key; the chain's size when there is none. Curves are compared
-/// by their numbers, however they are written.
-std::size_t index_of_key(const tools::Certificates& chain, const Botan::Public_Key& key);
-
-void check_dates(Findings& findings, const std::string& name, const Botan::X509_Certificate& certificate,
-                 unsigned days);
-
-/// Checks what a TLS client with this key needs of the chain. Its certificates are numbered from 1.
-void check_chain_of(Findings& findings, const std::string& name, const tools::Certificates& chain,
-                    const Botan::Public_Key& key, unsigned days);
+/// Adds what is wrong with a chain; `name` begins the text of a finding.
+void add_all(Findings& findings, const std::string& name, const tools::ChainFindings& found);
 
 }  // namespace tee_token_admin
