@@ -39,7 +39,8 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
        0, "Verified OK"},
       {"for command in generate-key 'csr --pem --common-name d' delete cert public-key 'sign x' 'roots g' "
        "vin; do TEE_TOKEN_DIR=none cci $command; test $? = 4 || exit; done",
-       0, "there is no token"},
+       0, "no token in none; make one"},
+      {"TEE_TOKEN_DIR=$PWD/x cci vin", 4, "is a file, not a folder"},
       {"cci install chain.pem", 6, "cci generate-key"},
       {"cci install /dev/null", 9, "is empty"},
       {"cci generate-key; cci install with-key.pem", 9, "2 certificates and 1 part"},
@@ -48,9 +49,10 @@ TEST_F(CommandsTest, EachClassOfResultHasItsCode) {
        "certificate 2 is the client's; it must be the first"},
       {"cci generate-key --json >/dev/full", 1, "No space left on device; the command itself is done"},
       {"TEE_PKCS11_MODULE=/nonexistent.so cci vin", 5, "/nonexistent.so"},
-      {"tee-token change-pin --yes --new-pin-hex 31323334; cci status", 3, "one of ten tries; set the platf"},
+      {"tee-token change-pin --yes --new-pin-hex 31323334; cci status", 3,
+       "run: tee-token reset-pin --platform-pin"},
       {"for i in 1 2 3 4 5 6 7 8 9; do cci generate-key; done; cci vin", 3, "CKR_PIN_LOCKED"},
-      {"tee-token reset-pin --new-pin-hex 343037313832393300; cci cert | cmp - chain.pem", 0},
+      {"tee-token reset-pin --platform-pin; cci cert | cmp - chain.pem", 0},
       {"cci delete && cci delete", 0, "nothing was installed"},
   };
   for (const Case& each : cases) expect(each);
@@ -104,6 +106,25 @@ TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
   expect({refusing + "C_DestroyObject cci install chain.pem", 0, "warning: the chain is installed, but"});
   expect({refusing + "C_DestroyObject cci delete", 7, "cci delete again"});
   expect({"cci cert | cmp - chain.pem", 0});
+}
+
+TEST_F(CommandsTest, AFullOrReadOnlyDiskIsAFailureOfTheToken) {
+  if (run("unshare --mount true").code != 0) GTEST_SKIP() << "needs the right to mount";
+  run(provision());
+  run("echo 'mkdir disk; mount -t tmpfs -o size=600k none disk; cp -a token disk; export "
+      "TEE_TOKEN_DIR=$PWD/disk/token'"
+      " > mount; echo 'for c in generate-key delete \"provision --common-name d --issue cat\"; do cci $c; "
+      "test $? = 5 "
+      "|| echo wrong: $c; done; tee-token import-data 2_2 a; test $? = 5 && tee-token check' > commands");
+  for (const auto& [change, said] :
+       {std::pair{"head -c 1M /dev/zero > disk/fill", "disk/token is full; free some space"},
+        {"mount -o remount,ro disk", "on a read-only medium"}}) {
+    const auto outcome =
+        run("unshare --mount bash -c '. ./mount; " + std::string(change) + "; . ./commands'");
+    EXPECT_EQ(outcome.code, 10);
+    EXPECT_THAT(outcome.text,
+                testing::AllOf(testing::HasSubstr(said), testing::Not(testing::HasSubstr("wrong: "))));
+  }
 }
 
 TEST_F(CommandsTest, AFileIsWrittenWholeOrNotAtAll) {
@@ -192,8 +213,11 @@ diff <(sort <<<"$commands") <(offered cci '' | grep ^[a-z])
 for command in $commands; do
   diff <(cci $command --help | grep -o -- '--[a-z][-a-z0-9]*' | sort -u) <(offered cci $command --)
 done
-wc -w <<<"$commands")"),
-            "11\n");
+wc -w <<<"$commands"
+. ')" CCI_PROJECT_FOLDER R"(/tools/tee-token/completion/tee-token'
+COMP_WORDS=(tee-token check-chain --r) COMP_CWORD=2; _tee_token; echo "${COMPREPLY[@]}"
+COMP_WORDS=(tee-token reset) COMP_CWORD=1; _tee_token; echo "${COMPREPLY[@]}")"),
+            "11\n--roots\nreset-pin\n");
 }
 
 }  // namespace cci_test

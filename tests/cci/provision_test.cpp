@@ -30,7 +30,7 @@ TEST_F(ProvisionTest, AWrongAnswerLeavesTheInstalledIdentity) {
       {"cat", "holds no certificate"},
       {"cat /dev/zero", "more than 16 MiB"},
       {"tty </dev/tty", "exit code"},
-      {"cat ca.pem", "none of its 1 certificate is for the key; the"},
+      {"cat ca.pem", "none of its 1 certificates is for the key; the"},
       {"echo \"<html>502\"", "the answer begins: <html>502;"},
   };
   for (const auto& [backend, said] : cases) {

@@ -88,6 +88,8 @@ const Case kSteps[] = {
     {"list", 0, R"(trust group a\x0ab  trusted       \x1b[2K)"},
     {"list --json", 0, R"("label": "2_1")"},
     {"export 1", 1, "does not leave the token"},
+    {"export 99", 1, "no object 99; see tee-token list"},
+    {"frobnicate", 2, "there is no command frobnicate; see tee-token --help"},
     {"export 3 | cmp - ca.pem", 0, ""},
     {"export 7 | cmp - two.pem", 0, ""},
     {"destroy 6", 0, "destroyed object 6\n"},
@@ -98,7 +100,9 @@ const Case kSteps[] = {
     {"change-pin --new-pin-hex 3132333x", 1, "hexadecimal"},
     {"change-pin --new-pin-hex 31313131", 1, "one of ten tries; nothing was changed; --yes"},
     {"change-pin --new-pin-hex 31313131 --yes", 0, "4 bytes"},
-    {"list", 3, "CKR_PIN_INCORRECT"},
+    {"list --json", 3, "\"exit_code\": 3"},
+    {"status", 0, "user tries left     9\n"},
+    {"reset-pin --platform-pin; '" TEE_TOKEN_ADMIN "' status --json", 0, "\"user_tries_left\": 10"},
     {"change-so-pin < pins", 0, ""},
     {"reset-pin --new-pin-hex - --so-pin-hex - --yes < pins", 0, ""},
     {"list --pin-hex 34343434", 0, "\n4 objects"},
@@ -108,7 +112,7 @@ const Case kSteps[] = {
      "' --pin-hex 31323334 change-pin --new-pin-hex 35353535\" /dev/null",
      0, "[y/N]"},
     {"list --pin-hex 35353535", 0, "0 objects"},
-    {"--help; TEE_TOKEN_DIR=pins '" TEE_TOKEN_ADMIN "' list", 4, "there is no token"},
+    {"--help; TEE_TOKEN_DIR=pins '" TEE_TOKEN_ADMIN "' list", 4, "is a file, not a folder"},
     {"--help; cp $TEE_TOKEN_DIR/device.key . && rm $TEE_TOKEN_DIR/token.db && '" TEE_TOKEN_ADMIN
      "' init && cmp device.key $TEE_TOKEN_DIR/device.key",
      0, "made token"},
@@ -171,6 +175,7 @@ TEST_F(AdminTest, FindsEachClassOfFaultAndExitsWithItsCode) {
       // The last ones: each makes the token unusable.
       {[&] { shell("echo words > $TEE_TOKEN_DIR/token.db"); }, 10, "file is not a database"},
       {[&] { shell("chmod 644 $TEE_TOKEN_DIR/device.key"); }, 10, "chmod 600 "},
+      {[&] { shell("chmod 400 $TEE_TOKEN_DIR/pin-tries"); }, 10, "cannot be written; run: chmod 600"},
       {[&] { shell("rm $TEE_TOKEN_DIR/pin-tries"); }, 10, "pin-tries: No such file or directory; write two"},
   };
   for (const auto& each : cases) {

@@ -13,7 +13,8 @@ TEST_F(FailureLineTest, IsWrittenAsTheSettingAsksAndHasNoPin) {
   CK_OBJECT_HANDLE fixed = 0;
   ASSERT_EQ(create(data_object("x").text(CKA_LABEL, "a\"\x01").flag(CKA_DESTROYABLE, false), &fixed), OK);
   const std::string wrong_pin = start + "C_Login: CKR_PIN_INCORRECT: " + folder() +
-                                ": this is not the PIN of the user; tries left: 9\n";
+                                ": wrong user PIN, 9 tries left; the library needs the platform's PIN: "
+                                "tee-token reset-pin --platform-pin\n";
   const std::string refusal = start + "C_DestroyObject: CKR_ACTION_PROHIBITED: " + folder() +
                               ": data \"a\\x22\\x01\" (object " + std::to_string(fixed) +
                               "): the object is not CKA_DESTROYABLE\n";

@@ -34,11 +34,11 @@ Certificates certificates_of(const std::string& pem) {
 
 namespace {
 
-/// The first line that is not empty, at most 60 bytes of it.
+/// The first line that is not empty.
 std::string beginning_of(const std::string& text) {
   const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
   const std::string line = text.substr(begin, text.find_first_of("\r\n", begin) - begin);
-  return line.size() <= 60 ? line : line.substr(0, 60) + "...";
+  return shown_text::shortened(line, 60);
 }
 
 }  // namespace

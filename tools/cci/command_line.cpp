@@ -61,7 +61,7 @@ class Parser {
     } catch (const CLI::CallForVersion&) {
       return {nullptr, m_options, m_app.version() + "\n"};
     } catch (const CLI::ParseError& error) {
-      throw Failure(Exit::kUsage, wrong_with(error) + "; see cci " + used() + "--help");
+      throw Failure(Exit::kUsage, shown_text::usage_error(m_app, error));
     }
     if (m_options.output == "-" || m_options.output == "/dev/stdout") m_options.output.reset();
     m_options.timeout = std::chrono::seconds(m_seconds);
@@ -69,17 +69,6 @@ class Parser {
   }
 
  private:
-  std::string wrong_with(const CLI::ParseError& error) const {
-    const auto unknown = m_app.remaining();
-    const bool no_command = m_app.get_subcommands().empty() && !unknown.empty();
-    return no_command ? "there is no command " + unknown.front() : error.what();
-  }
-
-  std::string used() const {
-    const auto commands = m_app.get_subcommands();
-    return commands.empty() ? "" : commands.front()->get_name() + " ";
-  }
-
   CLI::App* add(const char* name, const char* description, Command command) {
     CLI::App* const app = m_app.add_subcommand(name, description);
     app->set_help_flag("-h,--help", "Print this and exit");

@@ -27,20 +27,21 @@ const struct {
     {0x31, Exit::kTokenFailed, "CKR_DEVICE_MEMORY", "the token is full; make room on it"},
     {0x32, Exit::kTokenFailed, "CKR_DEVICE_REMOVED", "the token was replaced meanwhile; try again"},
     {0xA0, Exit::kPin, "CKR_PIN_INCORRECT",
-     "the token's user PIN is not the platform's, and each call spends one of ten tries; set the platform's "
-     "with tee-token reset-pin"},
+     "the token's user PIN is not the platform's, and each call spends one of ten tries; run: tee-token "
+     "reset-pin --platform-pin"},
     {0xA1, Exit::kPin, "CKR_PIN_INVALID", "the token does not accept the platform's user PIN"},
     {0xA2, Exit::kPin, "CKR_PIN_LEN_RANGE", "the token does not accept the platform's user PIN"},
-    {0xA3, Exit::kPin, "CKR_PIN_EXPIRED", "the user PIN has expired; set it with tee-token reset-pin"},
+    {0xA3, Exit::kPin, "CKR_PIN_EXPIRED",
+     "the user PIN has expired; run: tee-token reset-pin --platform-pin"},
     {0xA4, Exit::kPin, "CKR_PIN_LOCKED",
-     "the user PIN is locked after too many wrong tries; set it with tee-token reset-pin"},
+     "the user PIN is locked after too many wrong tries; run: tee-token reset-pin --platform-pin"},
     {0xB0, Exit::kTokenFailed, "CKR_SESSION_CLOSED", "the token closed the session; try again"},
     {0xB3, Exit::kTokenFailed, "CKR_SESSION_HANDLE_INVALID", "the token closed the session; try again"},
     {0xE0, Exit::kNoToken, "CKR_TOKEN_NOT_PRESENT", "the token was removed meanwhile"},
     {0xE1, Exit::kNoToken, "CKR_TOKEN_NOT_RECOGNIZED", "the token is not initialised; run: tee-token init"},
     {0xE2, Exit::kTokenFailed, "CKR_TOKEN_WRITE_PROTECTED", "the token is read-only"},
     {0x102, Exit::kNoToken, "CKR_USER_PIN_NOT_INITIALIZED",
-     "the token has no user PIN yet; set it with tee-token reset-pin"},
+     "the token has no user PIN yet; run: tee-token reset-pin --platform-pin"},
 };
 
 Failure failure_of_code(const std::string& what, int code) {

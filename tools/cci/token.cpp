@@ -3,6 +3,11 @@
 
 #include "token.h"
 
+#include <botan/p11_types.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+
 #include "failure.h"
 
 namespace cci {
@@ -22,9 +27,36 @@ auto with_failures(const std::string& what, const Call& call) {
   }
 }
 
+/// Why the token can store nothing, which the library does not tell apart from a refusal; else empty.
+std::string storage_fault() try {
+  namespace P11 = Botan::PKCS11;
+  P11::Module module("", {nullptr, nullptr, nullptr, nullptr, CKF_OS_LOCKING_OK, nullptr}, nullptr);
+  const auto slots = P11::Slot::get_available_slots(module, true);
+  const P11::TokenInfo info = P11::Slot(module, slots.at(0)).get_token_info();
+  return (info.flags & CKF_WRITE_PROTECTED) != 0 ? "the token is read-only; run: tee-token check"
+         : info.ulFreePrivateMemory == 0         ? "the token's disk is full; free some space and try again"
+                                                 : "";
+} catch (const std::exception&) {
+  return "";  // no reason but the refusal is known
+}
+
 Failure refused(const std::string& what, const std::string& state) {
-  return Failure(Exit::kRefused,
-                 "cannot " + what + ": the token refused; see the token's line above; " + state);
+  const std::string fault = storage_fault();
+  return Failure(fault.empty() ? Exit::kRefused : Exit::kTokenFailed,
+                 "cannot " + what + ": " +
+                     (fault.empty() ? "the token refused; see the token's line above" : fault) + "; " +
+                     state);
+}
+
+std::string absent_token() {
+  const char* const folder = std::getenv("TEE_TOKEN_DIR");
+  if (folder == nullptr || *folder == '\0')
+    return "no token; make one with tee-token init, or set TEE_TOKEN_DIR";
+  struct stat status {};
+  const bool is_file = ::stat(folder, &status) == 0 && !S_ISDIR(status.st_mode);
+  return is_file ? std::string(folder) + " is a file, not a folder; correct TEE_TOKEN_DIR"
+                 : "no token in " + std::string(folder) +
+                       "; make one with tee-token init, or correct TEE_TOKEN_DIR";
 }
 
 }  // namespace
@@ -48,9 +80,7 @@ std::optional<std::string> Token::find_public_key(const std::string& what, const
 void Token::require_token(const std::string& what) const {
   const auto key = find_public_key(what, kInstalled);
   if (key && key->empty()) {
-    throw Failure(Exit::kNoToken, "cannot " + what +
-                                      ": there is no token; make one with tee-token init, or correct "
-                                      "TEE_TOKEN_DIR");
+    throw Failure(Exit::kNoToken, "cannot " + what + ": " + absent_token());
   }
 }
 

@@ -23,4 +23,13 @@ class BriefFormatter : public CLI::Formatter {
   }
 };
 
+/// What is wrong with the command line, and which help to read.
+inline std::string usage_error(const CLI::App& app, const CLI::ParseError& error) {
+  const auto commands = app.get_subcommands();
+  const auto unknown = app.remaining();
+  const bool no_command = commands.empty() && !unknown.empty();
+  return (no_command ? "there is no command " + unknown.front() : std::string(error.what())) + "; see " +
+         app.get_name() + (commands.empty() ? "" : " " + commands.front()->get_name()) + " --help";
+}
+
 }  // namespace shown_text

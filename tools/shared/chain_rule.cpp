@@ -12,8 +12,6 @@
 #include <ctime>
 #include <memory>
 
-#include "shared/shown_text.h"
-
 namespace tools {
 namespace {
 
@@ -95,8 +93,9 @@ ChainFindings findings_of_chain(const Certificates& chain, const Botan::Public_K
   const std::size_t leaf = index_of_leaf(chain, key);
   if (leaf == chain.size()) {
     findings.push_back({ChainFault::kOtherKey,
-                        "none of its " + shown_text::counted(chain.size(), "certificate") +
-                            " is for the key; the first is " + chain.front().subject_dn().to_string(),
+                        "none of its " + std::to_string(chain.size()) +
+                            " certificates is for the key; the first is " +
+                            chain.front().subject_dn().to_string(),
                         "ask for one with a request for it"});
   } else {
     examine_leaf(findings, numbered(leaf), chain[leaf], key);

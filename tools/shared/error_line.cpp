@@ -23,15 +23,18 @@ const std::map<CK_RV, Meaning> kMeanings = {
     {CKR_DEVICE_ERROR, {kUnusable, "the token cannot be used; see its line above, or run: tee-token check"}},
     {CKR_DEVICE_MEMORY, {kUnusable, "the token is full"}},
     {CKR_DEVICE_REMOVED, {kUnusable, "the token was initialised again meanwhile; try again"}},
-    {CKR_OBJECT_HANDLE_INVALID, {kFailed, "no such object; see tee-token list"}},
-    {CKR_PIN_INCORRECT, {kWrongPin, "wrong PIN; give the right one with --pin-hex or --so-pin-hex"}},
+    {CKR_OBJECT_HANDLE_INVALID, {kFailed, "the object was destroyed meanwhile; see tee-token list"}},
+    {CKR_PIN_INCORRECT,
+     {kWrongPin,
+      "wrong PIN; give the right one with --pin-hex or --so-pin-hex, or run: tee-token reset-pin "
+      "--platform-pin"}},
     {CKR_PIN_LEN_RANGE, {kWrongPin, "the token does not accept a PIN of this length"}},
-    {CKR_PIN_LOCKED, {kWrongPin, "too many wrong PINs; tee-token reset-pin sets a new user PIN"}},
-    {CKR_TOKEN_NOT_PRESENT,
-     {kNoToken, "there is no token; make one with tee-token init, or correct TEE_TOKEN_DIR"}},
+    {CKR_PIN_LOCKED, {kWrongPin, "too many wrong PINs; run: tee-token reset-pin --platform-pin"}},
+    {CKR_TOKEN_NOT_PRESENT, {kNoToken, "there is no token; make one with tee-token init"}},
     {CKR_TOKEN_NOT_RECOGNIZED, {kNoToken, "the token is not initialised; run: tee-token init"}},
     {CKR_TOKEN_WRITE_PROTECTED, {kUnusable, "the token is read-only"}},
-    {CKR_USER_PIN_NOT_INITIALIZED, {kNoToken, "the user has no PIN yet; run: tee-token reset-pin"}},
+    {CKR_USER_PIN_NOT_INITIALIZED,
+     {kNoToken, "the user has no PIN yet; run: tee-token reset-pin --platform-pin"}},
 };
 
 }  // namespace
@@ -41,9 +44,9 @@ int exit_code_of(CK_RV code) {
   return meaning == kMeanings.end() ? kFailed : meaning->second.exit_code;
 }
 
-std::string error_line(CK_RV code) {
+std::string text_of_error(CK_RV code) {
   const auto meaning = kMeanings.find(code);
-  return "tee-token: " + tee_token::return_value_name(code) + ": " +
+  return tee_token::return_value_name(code) + ": " +
          (meaning == kMeanings.end() ? "the token refused the call; TEE_TOKEN_LOG=all shows its reason"
                                      : meaning->second.hint);
 }

@@ -17,8 +17,8 @@ constexpr int kFailed = 1, kWrongUsage = 2, kWrongPin = 3, kNoToken = 4, kUnusab
 /// The exit code for a token's return value.
 int exit_code_of(CK_RV code);
 
-/// The line on stderr for a token's return value: its name, its meaning and what to do.
-std::string error_line(CK_RV code);
+/// For people: the name of a token's return value, its meaning and what to do.
+std::string text_of_error(CK_RV code);
 
 /// The name of the return value for a token's error, else the exception's text.
 std::string reason_of(const Botan::Exception& error);

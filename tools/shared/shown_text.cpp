@@ -31,6 +31,13 @@ std::string shown(const std::string& text) {
 
 std::string quoted_if_empty(const std::string& name) { return name.empty() ? "''" : name; }
 
+std::string shortened(const std::string& text, std::size_t longest) {
+  if (text.size() <= longest) return text;
+  std::size_t end = longest - 3;
+  while (end > 0 && (text[end] & 0xC0) == 0x80) --end;
+  return text.substr(0, end) + "...";
+}
+
 std::string counted(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

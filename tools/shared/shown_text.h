@@ -15,6 +15,9 @@ std::string shown(const std::string& text);
 /// The name, or '' for an empty one.
 std::string quoted_if_empty(const std::string& name);
 
+/// At most so many bytes, in whole UTF-8 characters; a longer text ends with "...".
+std::string shortened(const std::string& text, std::size_t longest);
+
 /// "1 root", "2 roots".
 std::string counted(std::size_t count, const std::string& noun);
 

@@ -6,7 +6,11 @@
 #include <botan/hex.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
+
+#include "base/error.h"
+#include "store/device_folder.h"
 
 namespace tee_token_admin {
 
@@ -47,10 +51,19 @@ secure_string officer_pin(const Target& target) {
                                    : pin_of_hex(target.so_pin_hex, "--so-pin-hex");
 }
 
+std::string absent_token() {
+  const auto folder = tee_token::DeviceFolder::of_environment();
+  return folder.path().empty() ? "no token; name its folder with TEE_TOKEN_DIR"
+         : std::filesystem::exists(folder.path())
+             ? folder.path() + " is a file, not a folder; correct TEE_TOKEN_DIR"
+             : "no token in " + folder.path() + "; make one with tee-token init, or correct TEE_TOKEN_DIR";
+}
+
 OpenSlot::OpenSlot(const Target& target, bool token_present) : m_module(target.module, locking(), nullptr) {
   const std::vector<SlotId> slots = Slot::get_available_slots(m_module, token_present);
   if (slots.empty() && token_present) {
-    throw PKCS11_ReturnError(ReturnValue::TokenNotPresent);
+    throw tee_token::Error(CKR_TOKEN_NOT_PRESENT,
+                           is_platforms(target) ? absent_token() : "no slot of the module has a token");
   }
   if (slots.empty()) {
     throw UsageError("the module has no slot");
@@ -63,6 +76,18 @@ TokenSession::TokenSession(const Target& target)
 
 void TokenSession::login(UserType who) {
   m_session.login(who, who == UserType::SO ? officer_pin(m_target) : user_pin(m_target));
+}
+
+Object TokenSession::object(ObjectHandle handle) {
+  Object found(m_session, handle);
+  try {
+    found.get_attribute_value(AttributeType::Class);
+  } catch (const PKCS11_ReturnError& error) {
+    if (error.get_return_value() == ReturnValue::ObjectHandleInvalid) {
+      throw UsageError("no object " + std::to_string(handle) + "; see tee-token list");
+    }
+  }
+  return found;
 }
 
 std::vector<ObjectHandle> TokenSession::find(const AttributeContainer& wanted) {

@@ -46,8 +46,8 @@ Botan::PKCS11::secure_string officer_pin(const Target& target);
 /// The module, loaded, and its first slot.
 class OpenSlot {
  public:
-  /// Throws UsageError when the module has no slot; with `token_present`, PKCS11_ReturnError
-  /// (TokenNotPresent) when no slot has a token.
+  /// Throws UsageError when the module has no slot; with `token_present`, tee_token::Error
+  /// (CKR_TOKEN_NOT_PRESENT) when no slot has a token.
   OpenSlot(const Target& target, bool token_present);
 
   Botan::PKCS11::Slot& slot() { return *m_slot; }
@@ -67,6 +67,9 @@ class TokenSession {
   void login(Botan::PKCS11::UserType who);
 
   Botan::PKCS11::Session& session() { return m_session; }
+  /// The object, which may be unreadable. Throws UsageError when there is none that whoever is logged in can
+  /// see.
+  Botan::PKCS11::Object object(Botan::PKCS11::ObjectHandle handle);
   /// The handles of all objects that match, in the token's order.
   std::vector<Botan::PKCS11::ObjectHandle> find(const Botan::PKCS11::AttributeContainer& wanted);
 

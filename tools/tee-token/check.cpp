@@ -31,11 +31,24 @@ constexpr File kFiles[] = {{"device.key", 32, kRestore},
                            {"token.db", 0, kRestore},
                            {"pin-tries", 2, "; write two zero bytes to it"}};
 
-void check_length(Findings& findings, const std::string& path, const File& file) {
+void check_file(Findings& findings, const std::string& path, const File& file) {
   const auto status = tee_token::find_status(path, 0);
   if (file.length != 0 && status && status->st_size != file.length) {
     findings.add(Fault::kFiles,
                  path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
+  }
+  if (status && (status->st_mode & S_IWUSR) == 0) {
+    findings.add(Fault::kFiles, path + " cannot be written; run: chmod 600 " + path);
+  }
+}
+
+void check_room(Findings& findings, const tee_token::DeviceFolder& folder) {
+  if (!folder.is_writable()) {
+    findings.add(Fault::kFiles, folder.path() +
+                                    " cannot be written: it is on a read-only medium, or lacks a mode; " +
+                                    "run: findmnt -T " + folder.path() + "; chmod 700 " + folder.path());
+  } else if (folder.free_bytes() == 0) {
+    findings.add(Fault::kFiles, "the disk of " + folder.path() + " is full; free some space");
   }
 }
 
@@ -67,11 +80,12 @@ bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
   if (!usable()) {
     return false;
   }
+  check_room(findings, folder);
   for (const File& file : kFiles) {
     const std::string path = folder.file(file.name);
     check_access("", tee_token::find_status(path, AT_SYMLINK_NOFOLLOW) ? "" : file.remedy,
                  [&] { tee_token::require_private_file(path); });
-    check_length(findings, path, file);
+    check_file(findings, path, file);
     if (tee_token::find_status(path + ".new", AT_SYMLINK_NOFOLLOW)) {
       findings.add(Fault::kLeftover, path + ".new is a temporary file left by an interrupted run; remove it");
     }
@@ -90,7 +104,7 @@ bool check_pins(Findings& findings, const Target& target) {
     CK_FLAGS flag;
     const char* text;
   } rules[] = {
-      {CKF_USER_PIN_LOCKED, "the user PIN is locked; set a new one: tee-token reset-pin"},
+      {CKF_USER_PIN_LOCKED, "the user PIN is locked; run: tee-token reset-pin --platform-pin"},
       {CKF_USER_PIN_FINAL_TRY, "the user PIN has one try left; the right PIN resets the counter"},
       {CKF_SO_PIN_LOCKED, "the security officer's PIN is locked; only a new token in an empty folder helps"},
       {CKF_SO_PIN_FINAL_TRY, "the security officer's PIN has one try left; the right PIN resets the counter"},

@@ -20,6 +20,10 @@ tee_token::FileDescriptor lock_token(const Target& target);
 /// Makes the token, with both PINs. An existing token is only overwritten with `force`.
 void init(const Target& target, const std::string& label, bool force);
 
+/// Prints label, serial number and PIN states, and of the platform's token also its folder, the tries left,
+/// the number of objects. Nobody is logged in, so it costs no try.
+void status(const Target& target, bool json);
+
 /// Each stores one object with the label. Nothing is stored when an object of the class has the label
 /// already.
 void import_key(const Target& target, const std::string& label, const std::string& path);
@@ -48,10 +52,15 @@ std::string read_pin(const std::string& name, bool twice);
 
 enum class PinChange { kUser, kOfficer, kReset };
 
-/// Sets a new PIN, given in hexadecimal digits; an empty text or "-": read from stdin. `kReset` is how the
-/// security officer unlocks a user. A user PIN with which the library cannot use the token is only set with
-/// `yes`, or when a terminal confirms it.
-void change_pin(const Target& target, PinChange change, const std::string& hex, bool yes);
+struct NewPin {
+  std::string hex;         // digits; empty or "-": read from stdin
+  bool platforms = false;  // the platform's user PIN instead
+  bool yes = false;        // also one with which the library cannot use the token
+};
+
+/// Sets a new PIN. `kReset` is how the security officer unlocks a user. A user PIN with which the library
+/// cannot use the token is only set with `yes`, or when a terminal confirms it.
+void change_pin(const Target& target, PinChange change, const NewPin& wanted);
 
 /// Prints what is wrong with the token and which certificates expire within `days`; returns the exit code.
 int check(const Target& target, unsigned days, bool json);

@@ -45,9 +45,9 @@ std::size_t destroy_group(TokenSession& token, const Object& object) {
 void destroy(const Target& target, ObjectHandle handle, bool force) {
   const tee_token::FileDescriptor lock = lock_token(target);
   TokenSession token(target);
-  const Object object(token.session(), handle);
-  const UserType owner = owner_of(object);
+  const UserType owner = owner_of(Object(token.session(), handle));
   token.login(owner);
+  const Object object = token.object(handle);
   if (!force) {
     require_expendable(object);
   }

@@ -56,7 +56,7 @@ std::string exported(TokenSession& token, const Object& object) {
 void export_object(const Target& target, ObjectHandle handle) {
   TokenSession token(target);
   token.login(UserType::User);
-  std::cout << exported(token, Object(token.session(), handle));
+  std::cout << exported(token, token.object(handle));
 }
 
 }  // namespace tee_token_admin

@@ -18,7 +18,7 @@ struct FaultName {
 
 // In the order of Fault.
 constexpr FaultName kFaults[] = {
-    {"files", "a file of the token is missing, damaged or open to others"},
+    {"files", "a file is missing, damaged, open or not writable; full disk"},
     {"pin", "a PIN is locked or has one try left"},
     {"other-key", "a public key or a chain does not match the private key"},
     {"incomplete", "a part of a key pair or identity is missing or doubled; empty chain"},

@@ -89,7 +89,7 @@ void store(const Target& target, const std::string& label, StorageObjectProperti
 void import_key(const Target& target, const std::string& label, const std::string& path) {
   const std::unique_ptr<Botan::EC_PrivateKey> key = read_key(path);
   if (key == nullptr) {
-    throw UsageError(path + " holds no unencrypted EC private key on a named curve (PEM or DER)");
+    throw UsageError("file '" + path + "' holds no unencrypted EC private key on a named curve (PEM or DER)");
   }
   EC_PrivateKeyImportProperties object(key->domain().DER_encode(Botan::EC_DOMPAR_ENC_OID),
                                        key->private_value());
@@ -103,7 +103,7 @@ void import_key(const Target& target, const std::string& label, const std::strin
 void import_certificate(const Target& target, const std::string& label, const std::string& path) {
   const tools::Certificates found = tools::read_certificates(path);
   if (found.size() != 1) {
-    throw UsageError(path + " does not hold exactly one certificate");
+    throw UsageError("file '" + path + "' does not hold exactly one certificate");
   }
   X509_CertificateProperties object(found.front());
   object.set_private(false);

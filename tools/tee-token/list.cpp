@@ -7,7 +7,6 @@
 #include <botan/p11_x509.h>
 #include <botan/x509_dn.h>
 
-#include <iomanip>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <tuple>
@@ -29,15 +28,16 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string describe(const Botan::X509_Certificate& certificate) {
-  return certificate.subject_dn().to_string() + ", serial " +
-         Botan::hex_encode(certificate.serial_number(), false);
+/// The serial number is in the JSON output alone.
+std::string describe(Json& line, const Botan::X509_Certificate& certificate) {
+  line["serial"] = Botan::hex_encode(certificate.serial_number(), false);
+  return certificate.subject_dn().to_string();
 }
 
-std::string describe_chain(Session& session, ObjectHandle handle) {
+std::string describe_chain(Json& line, Session& session, ObjectHandle handle) {
   const auto chain = PKCS11_TSG_CertficateChain(session, handle).getx509CertificateChain();
   return chain.empty() ? "no certificates"
-                       : describe(chain.front()) + " (" + counted(chain.size(), "certificate") + ")";
+                       : describe(line, chain.front()) + " (" + counted(chain.size(), "certificate") + ")";
 }
 
 std::string describe_key(const Object& object) {
@@ -45,7 +45,7 @@ std::string describe_key(const Object& object) {
 }
 
 /// The object's class and details.
-std::pair<const char*, std::string> describe(TokenSession& token, const Object& object) {
+std::pair<const char*, std::string> describe(Json& line, TokenSession& token, const Object& object) {
   switch (number_of(object, CKA_CLASS)) {
     case CKO_DATA:
       return {"data", counted(value_of(object, CKA_VALUE).size(), "byte")};
@@ -55,9 +55,9 @@ std::pair<const char*, std::string> describe(TokenSession& token, const Object& 
       return {"private key", describe_key(object)};
     case CKO_CERTIFICATE:
       if (number_of(object, CKA_CERTIFICATE_TYPE) == TEE_CKC_CERTIFICATE_CHAIN) {
-        return {"chain", describe_chain(token.session(), object.handle())};
+        return {"chain", describe_chain(line, token.session(), object.handle())};
       }
-      return {"certificate", describe(PKCS11_X509_Certificate(token.session(), object.handle()))};
+      return {"certificate", describe(line, PKCS11_X509_Certificate(token.session(), object.handle()))};
     case TEE_CKO_TRUST_STORE_GROUP:
       return {"trust group", counted(roots_of(token, trust_group_of(object)).size(), "root")};
     default:
@@ -85,7 +85,7 @@ void describe_object(Json& line, TokenSession& token, const Object& object) {
   line["client"] = client;
   line["key_id"] = text_of(object, TEE_CKA_VENDOR_KEY_ID);
   line["group"] = text_of(object, TEE_CKA_VENDOR_TRUST_STORE_GROUP);
-  std::tie(line["class"], line["details"]) = describe(token, object);
+  std::tie(line["class"], line["details"]) = describe(line, token, object);
 }
 
 /// An object that another program destroys meanwhile is left out; one that cannot be read has the reason as
@@ -93,8 +93,8 @@ void describe_object(Json& line, TokenSession& token, const Object& object) {
 Json describe_objects(TokenSession& token) {
   Json objects = Json::array();
   for (const ObjectHandle handle : token.find(AttributeContainer())) {
-    Json line = {{"handle", handle}, {"class", "unreadable"}, {"label", ""}, {"state", ""},
-                 {"client", ""},     {"key_id", ""},          {"group", ""}, {"details", ""}};
+    Json line = {{"handle", handle}, {"class", "unreadable"}, {"label", ""},   {"state", ""}, {"client", ""},
+                 {"key_id", ""},     {"group", ""},           {"details", ""}, {"serial", ""}};
     try {
       describe_object(line, token, Object(token.session(), handle));
     } catch (const Botan::Exception& error) {
@@ -113,13 +113,21 @@ std::string column(const std::string& text, std::size_t width) {
   return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
 }
 
+void print_columns(const std::string& handle, const std::string& object_class, const std::string& label,
+                   const std::string& state, const std::string& owner, const std::string& details) {
+  const std::string line = std::string(handle.size() < 6 ? 6 - handle.size() : 0, ' ') + handle + "  " +
+                           column(object_class, 12) + column(label, 8) + column(state, 14) +
+                           column(owner, 15) + details;
+  std::cout << shown_text::shortened(line, 80) << "\n";
+}
+
 void print_line(const Json& object) {
   const auto text = [&](const char* name) { return shown(object.at(name).get<std::string>()); };
   const std::string label = text("label").empty() ? text("group") : text("label");
   const std::string key_id = text("key_id").empty() ? "" : "/" + text("key_id");
   const std::string owner = text("client").empty() ? "-" : text("client") + key_id;
-  std::cout << std::setw(6) << object.at("handle").get<ObjectHandle>() << "  " << column(text("class"), 12)
-            << column(label, 8) << column(text("state"), 14) << column(owner, 16) << text("details") << "\n";
+  print_columns(std::to_string(object.at("handle").get<ObjectHandle>()), text("class"), label, text("state"),
+                owner, text("details"));
 }
 
 }  // namespace
@@ -132,6 +140,9 @@ void list(const Target& target, bool json) {
     // Labels and names may be any bytes.
     std::cout << objects.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
     return;
+  }
+  if (!objects.empty()) {
+    print_columns("handle", "class", "label", "state", "owner", "details");
   }
   for (const Json& object : objects) {
     print_line(object);

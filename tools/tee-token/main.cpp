@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "base/error.h"
@@ -13,6 +16,7 @@
 #include "commands.h"
 #include "shared/brief_formatter.h"
 #include "shared/error_line.h"
+#include "shared/shown_text.h"
 
 namespace tee_token_admin {
 namespace {
@@ -24,9 +28,10 @@ struct Arguments {
   ChainCheck chain;
   ModuleToCheck module;
   std::optional<std::string> roots;
-  std::string label, file, value, new_pin, token_label = "TEE token";
+  NewPin new_pin;
+  std::string label, file, value, token_label = "TEE token";
   Botan::PKCS11::ObjectHandle object = 0;
-  bool force = false, yes = false, json = false;
+  bool force = false, json = false;
   int exit_code = 0;
 };
 
@@ -61,6 +66,9 @@ void add_init(CLI::App& app, Arguments& given) {
       add(app, "init", "Make the token", [&] { init(given.target, given.token_label, given.force); });
   make->add_option("--label", given.token_label, "Label of the token")->capture_default_str();
   make->add_flag("--force", given.force, "Overwrite an existing token and everything on it");
+  add(app, "status", "Show label, PINs, tries left, number of objects", [&] {
+    status(given.target, given.json);
+  })->add_flag("--json", given.json, "As a JSON object");
 }
 
 void add_imports(CLI::App& app, Arguments& given) {
@@ -100,17 +108,20 @@ void add_objects(CLI::App& app, Arguments& given) {
 
 void add_pins(CLI::App& app, Arguments& given) {
   const auto add_change = [&](const char* name, const char* description, PinChange change) {
-    add(app, name, description,
-        [&given, change] { change_pin(given.target, change, given.new_pin, given.yes); })
-        ->add_option("--new-pin-hex", given.new_pin, "In hexadecimal; -, or without it: a line of stdin")
+    add(app, name, description, [&given, change] { change_pin(given.target, change, given.new_pin); })
+        ->add_option("--new-pin-hex", given.new_pin.hex, "In hexadecimal; -, or without it: a line of stdin")
         ->type_name("DIGITS");
   };
   add_change("change-pin", "Change the user's PIN", PinChange::kUser);
   add_change("change-so-pin", "Change the security officer's PIN", PinChange::kOfficer);
   add_change("reset-pin", "Set a new PIN for the user, locked or not", PinChange::kReset);
   for (const char* const name : {"change-pin", "reset-pin"}) {
-    app.get_subcommand(name)->add_flag("--yes", given.yes, "Also a user PIN that the library does not use");
+    app.get_subcommand(name)->add_flag("--yes", given.new_pin.yes,
+                                       "Also a user PIN that the library does not use");
   }
+  app.get_subcommand("reset-pin")
+      ->add_flag("--platform-pin", given.new_pin.platforms, "The PIN that the library logs in with")
+      ->excludes(app.get_subcommand("reset-pin")->get_option("--new-pin-hex"));
 }
 
 void add_checks(CLI::App& app, Arguments& given) {
@@ -157,6 +168,17 @@ void add_module_check(CLI::App& app, Arguments& given) {
   command->footer(help_on_verdicts());
 }
 
+/// A command line that cannot be read.
+class WrongUsage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+std::string json_of_failure(const std::string& text, int code) {
+  const nlohmann::ordered_json object = {{"error", text}, {"exit_code", code}};
+  return object.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
 /// Runs the command of the arguments and returns the exit code.
 int run(int argc, char** argv) {
   CLI::App app(
@@ -168,17 +190,15 @@ int run(int argc, char** argv) {
     part(app, given);
   }
   app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
+  app.set_version_flag("--version", "tee-token " TEE_TOKEN_VERSION, "Print the version and exit");
   try {
     app.parse(argc, argv);
     return given.exit_code;
-  } catch (const CLI::ParseError& error) {  // or a request for help
-    return app.exit(error) == 0 ? 0 : kWrongUsage;
+  } catch (const CLI::Success& request) {  // for help or the version
+    return app.exit(request);
+  } catch (const CLI::ParseError& error) {
+    throw WrongUsage(shown_text::usage_error(app, error));
   }
-}
-
-int fail(const std::string& line, int code) {
-  std::cerr << line << std::endl;
-  return code;
 }
 
 }  // namespace
@@ -186,15 +206,25 @@ int fail(const std::string& line, int code) {
 
 int main(int argc, char** argv) {
   using namespace tee_token_admin;
+  const bool json = std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+  const auto fail = [json](const std::string& text, int code) {
+    std::cerr << "tee-token: " << shown_text::shown(text) << std::endl;
+    if (json) {
+      std::cout << json_of_failure(text, code) << std::flush;
+    }
+    return code;
+  };
   try {
     const int code = run(argc, argv);
-    return std::cout.flush() ? code : fail("tee-token: cannot write to stdout", kFailed);
+    return std::cout.flush() ? code : fail("cannot write to stdout", kFailed);
+  } catch (const WrongUsage& error) {
+    return fail(error.what(), kWrongUsage);
   } catch (const Botan::PKCS11::PKCS11_ReturnError& error) {
     const auto code = static_cast<CK_RV>(error.get_return_value());
-    return fail(error_line(code), exit_code_of(code));
+    return fail(text_of_error(code), exit_code_of(code));
   } catch (const tee_token::Error& error) {
-    return fail(std::string("tee-token: ") + error.what(), exit_code_of(error.code()));
+    return fail(error.what(), exit_code_of(error.code()));
   } catch (const std::exception& error) {
-    return fail(std::string("tee-token: ") + error.what(), kFailed);
+    return fail(error.what(), kFailed);
   }
 }

@@ -38,6 +38,12 @@ constexpr char kWarning[] =
     "with a user PIN that is not the platform's, the library cannot use this token, and each of its calls "
     "spends one of ten tries";
 
+secure_string pin_of(const NewPin& wanted) {
+  const bool is_asked = wanted.hex.empty() || wanted.hex == "-";
+  return wanted.platforms ? user_pin({})
+                          : pin_of_hex(is_asked ? read_pin("the new PIN", true) : wanted.hex, "the new PIN");
+}
+
 /// Throws UsageError for a PIN with which the library could not use the token, unless somebody agrees.
 void require_agreement(const secure_string& pin, bool yes) {
   std::string answer = yes || pin == user_pin({}) ? "y" : "";
@@ -98,11 +104,10 @@ std::string read_pin(const std::string& name, bool twice) {
   return line;
 }
 
-void change_pin(const Target& target, PinChange change, const std::string& hex, bool yes) {
-  const secure_string pin =
-      pin_of_hex(hex.empty() || hex == "-" ? read_pin("the new PIN", true) : hex, "the new PIN");
+void change_pin(const Target& target, PinChange change, const NewPin& wanted) {
+  const secure_string pin = pin_of(wanted);
   if (change != PinChange::kOfficer) {
-    require_agreement(pin, yes);
+    require_agreement(pin, wanted.yes);
   }
   OpenSlot open(target, true);
   if (change == PinChange::kUser) {

@@ -27,7 +27,7 @@ struct Answer {
 
 /// Turns the exception that is being handled into the answer of `call`, with a line such as
 ///
-///     tee-token: C_Login: CKR_PIN_INCORRECT: /var/lib/tee: this is not the PIN of the user; tries left: 9
+///     tee-token: C_Login: CKR_PIN_INCORRECT: /var/lib/tee: wrong user PIN, 9 tries left; ...
 ///
 /// To be called in a catch block. docs/token.md says which lines are written, and where.
 Answer answer_for_current_exception(const char* call, const char* folder) noexcept;

@@ -33,7 +33,7 @@ CK_TOKEN_INFO token_info(Module& module, Token& token) {
   put_text(info.serialNumber, "");
   put_text(info.manufacturerID, "TEE token");
   put_text(info.model, "software");
-  info.flags = CKF_RNG | CKF_LOGIN_REQUIRED;
+  info.flags = CKF_RNG | CKF_LOGIN_REQUIRED | (token.folder().is_writable() ? 0UL : CKF_WRITE_PROTECTED);
   if (token.is_initialised()) {
     const TokenRecord record = token.record();
     std::copy_n(record.label.begin(), std::min(record.label.size(), sizeof info.label), info.label);
@@ -46,8 +46,8 @@ CK_TOKEN_INFO token_info(Module& module, Token& token) {
   info.ulRwSessionCount = module.session_count(true);
   info.ulMaxPinLen = kMaxPinLength;
   info.ulMinPinLen = kMinPinLength;
-  info.ulTotalPublicMemory = info.ulFreePublicMemory = CK_UNAVAILABLE_INFORMATION;
-  info.ulTotalPrivateMemory = info.ulFreePrivateMemory = CK_UNAVAILABLE_INFORMATION;
+  info.ulTotalPublicMemory = info.ulTotalPrivateMemory = CK_UNAVAILABLE_INFORMATION;
+  info.ulFreePublicMemory = info.ulFreePrivateMemory = token.folder().free_bytes();
   info.hardwareVersion = info.firmwareVersion = {1, 0};
   return info;
 }

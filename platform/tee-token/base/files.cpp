@@ -19,11 +19,7 @@ void require_private(const struct stat& status, const std::string& path) {
   if (!S_ISREG(status.st_mode)) {
     throw Failure(CKR_DEVICE_ERROR, path + " is not a regular file; put the file itself there");
   }
-  if (status.st_uid != ::geteuid()) {
-    throw Failure(CKR_DEVICE_ERROR, path + " belongs to another user (uid " + std::to_string(status.st_uid) +
-                                        "); be that user, or have root run: chown " +
-                                        std::to_string(::geteuid()) + " " + path);
-  }
+  require_owner(status, path);
   if ((status.st_mode & 077) != 0) {
     throw Failure(CKR_DEVICE_ERROR, path + " is open to other users; run: chmod 600 " + path);
   }
@@ -42,6 +38,14 @@ bool write_all(const FileDescriptor& file, ByteView content) {
 }
 
 }  // namespace
+
+void require_owner(const struct stat& status, const std::string& name) {
+  if (status.st_uid != ::geteuid()) {
+    throw Failure(CKR_DEVICE_ERROR, name + " belongs to another user; run the program as user " +
+                                        std::to_string(status.st_uid) +
+                                        "; change the owner only if the token should change hands");
+  }
+}
 
 void fail_with_errno(const std::string& action, const std::string& path) {
   const int error = errno;

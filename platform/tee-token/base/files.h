@@ -48,6 +48,10 @@ FileDescriptor open_file(const std::string& path, int flags);
 /// Throws a Failure on any other error.
 std::optional<struct stat> find_status(const std::string& path, int flags);
 
+/// Throws a Failure (CKR_DEVICE_ERROR) unless what has the status belongs to the process's user; `name`
+/// begins its text.
+void require_owner(const struct stat& status, const std::string& name);
+
 /// Opens a file of the token folder with open(2)'s `flags`, never through a link; O_CREAT creates it with
 /// mode 0600. Throws a Failure (CKR_DEVICE_ERROR) when that fails or the file is not a regular file that only
 /// its owner, this user, can access.

@@ -24,6 +24,16 @@ std::string printable(const Bytes& label) {
   return text;
 }
 
+/// Most labels are a group and an index of four bytes, little-endian: 10_101. Others are text.
+std::string shown_label(const Bytes& label) {
+  if (label.size() != 5 || label[0] >= 0x20) {
+    return '"' + printable(label) + '"';
+  }
+  const CK_ULONG index =
+      label[1] | CK_ULONG{label[2]} << 8 | CK_ULONG{label[3]} << 16 | CK_ULONG{label[4]} << 24;
+  return std::to_string(label[0]) + "_" + std::to_string(index);
+}
+
 }  // namespace
 
 CK_SESSION_INFO Session::info() const {
@@ -43,8 +53,8 @@ std::string Session::description_of(CK_OBJECT_HANDLE object, CK_RV code) {
   try {
     const ObjectView view(m_token);
     const Attributes found = m_token.objects().require(object);
-    return std::string(name_of_class(found.number(CKA_CLASS))) + " \"" + printable(found.at(CKA_LABEL)) +
-           "\" (" + number + ")";
+    return std::string(name_of_class(found.number(CKA_CLASS))) + " " + shown_label(found.at(CKA_LABEL)) +
+           " (" + number + ")";
   } catch (const std::exception&) {
     return number;
   }

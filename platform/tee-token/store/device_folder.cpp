@@ -5,8 +5,10 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
@@ -81,15 +83,24 @@ void DeviceFolder::make_if_absent() const {
 
 void DeviceFolder::require_private() const {
   const struct stat status = require_exists();
-  if (status.st_uid != ::geteuid()) {
-    throw Failure(CKR_DEVICE_ERROR, "the folder belongs to another user (uid " +
-                                        std::to_string(status.st_uid) +
-                                        "); be that user, or have root run: chown -R " +
-                                        std::to_string(::geteuid()) + " " + m_path);
-  }
+  require_owner(status, "the folder");
   if ((status.st_mode & 077) != 0) {
     throw Failure(CKR_DEVICE_ERROR, "the folder is open to other users; run: chmod 700 " + m_path);
   }
+}
+
+bool DeviceFolder::is_writable() const {
+  return ::faccessat(AT_FDCWD, m_path.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
+}
+
+std::uint64_t DeviceFolder::free_bytes() const {
+  constexpr std::uint64_t kReserve = 256 * 1024;  // for SQLite's journal of a change
+  struct statvfs disk {};
+  if (::statvfs(m_path.c_str(), &disk) != 0) {
+    fail_with_errno("look at the disk of", m_path);
+  }
+  const std::uint64_t available = std::uint64_t{disk.f_bavail} * disk.f_frsize;
+  return available - std::min(available, kReserve);
 }
 
 Bytes DeviceFolder::device_key() const {

@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -36,6 +37,12 @@ class DeviceFolder {
   /// Throws a Failure unless the folder exists (CKR_TOKEN_NOT_PRESENT) and only its owner, this user, can
   /// access it (CKR_DEVICE_ERROR).
   void require_private() const;
+
+  /// Whether files can be made in the folder: neither its mode nor a read-only medium forbids it.
+  bool is_writable() const;
+
+  /// The bytes that new objects can fill on the folder's disk. Throws a Failure (CKR_DEVICE_ERROR).
+  std::uint64_t free_bytes() const;
 
   /// The device-unique key. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or damaged.
   Bytes device_key() const;

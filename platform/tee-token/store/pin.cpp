@@ -87,13 +87,14 @@ class Counters {
   FileDescriptor m_file;
 };
 
+constexpr char kResetPin[] = "; the library needs the platform's PIN: tee-token reset-pin --platform-pin";
+
 void require_unlocked(User user, std::uint8_t wrong) {
   if (wrong >= kTries) {
     throw Failure(CKR_PIN_LOCKED,
-                  std::string("the PIN of the ") + name_of(user) + " is locked after " +
-                      std::to_string(kTries) + " wrong tries" +
-                      (user == User::kUser ? "; the security officer sets a new one: tee-token reset-pin"
-                                           : "; only a new token in an empty folder helps"));
+                  std::string("the ") + name_of(user) + " PIN is locked after " + std::to_string(kTries) +
+                      " wrong tries" +
+                      (user == User::kUser ? kResetPin : "; only a new token in an empty folder helps"));
   }
 }
 
@@ -136,8 +137,10 @@ Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User use
   }
   if (!key) {
     counters.sync();  // before the caller learns that the PIN was wrong
-    throw Failure(CKR_PIN_INCORRECT, std::string("this is not the PIN of the ") + name_of(user) +
-                                         "; tries left: " + std::to_string(kTries - wrong - 1));
+    const int left = kTries - wrong - 1;
+    throw Failure(CKR_PIN_INCORRECT, std::string("wrong ") + name_of(user) + " PIN, " + std::to_string(left) +
+                                         (left == 1 ? " try left" : " tries left") +
+                                         (user == User::kUser ? kResetPin : ""));
   }
   counters.write(user, 0);  // no sync: it would cost each login time
   return *std::move(key);

@@ -33,8 +33,9 @@ void save_new_record(Database& store, const Bytes& device_key, ByteView officer_
 
 const WrappedKey& key_of(const TokenRecord& record, User user) {
   if (user == User::kUser && !record.user) {
-    throw Failure(CKR_USER_PIN_NOT_INITIALIZED,
-                  "the user has no PIN yet; the security officer sets one: tee-token reset-pin");
+    throw Failure(
+        CKR_USER_PIN_NOT_INITIALIZED,
+        "the user has no PIN yet; the security officer sets it: tee-token reset-pin --platform-pin");
   }
   return user == User::kUser ? *record.user : record.officer;
 }
