@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <iostream>
+#include <map>
 #include <system_error>
 
 #include "token_identity.h"
@@ -126,6 +127,19 @@ void ask(const std::string& host, const std::string& port, const std::string& gr
   }
 }
 
+/// The name of the token's return value, and what to do; the exception has the number alone.
+std::string text_of(const Botan::Exception& failure) {
+  static const std::map<int, const char*> kReturnValues = {
+      {0x30, "CKR_DEVICE_ERROR: the token cannot be used; run: tee-token check"},
+      {0xA0, "CKR_PIN_INCORRECT: wrong user PIN; run: tee-token reset-pin --platform-pin"},
+      {0xA4, "CKR_PIN_LOCKED: too many wrong PINs; run: tee-token reset-pin --platform-pin"},
+      {0xE1, "CKR_TOKEN_NOT_RECOGNIZED: the token is not initialised; run: tee-token init"},
+  };
+  const bool is_tokens = failure.error_type() == Botan::ErrorType::Pkcs11Error;
+  const auto found = kReturnValues.find(is_tokens ? failure.error_code() : 0);
+  return found == kReturnValues.end() ? failure.what() : found->second;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -136,8 +150,10 @@ int main(int argc, char** argv) {
   try {
     ask(argv[1], argv[2], argv[3], argc == 5 ? argv[4] : "/");
     return std::cout.flush() ? 0 : 1;
+  } catch (const Botan::Exception& failure) {
+    std::cerr << "mutual-tls: " << text_of(failure) << "\n";
   } catch (const std::exception& failure) {
     std::cerr << "mutual-tls: " << failure.what() << "\n";
-    return 1;
   }
+  return 1;
 }

@@ -9,6 +9,7 @@
 #include <botan/pubkey.h>
 
 #include <iostream>
+#include <stdexcept>
 
 using namespace Botan::PKCS11;
 
@@ -19,7 +20,11 @@ int main(int argc, char* argv[]) try {
   }
   const std::string pin = argv[2], text = argv[3];
   Module module(argv[1]);
-  Slot slot(module, Slot::get_available_slots(module, true).at(0));
+  const auto slots = Slot::get_available_slots(module, true);
+  if (slots.empty()) {
+    throw std::runtime_error(std::string(argv[1]) + " has no token; for a software token: tee-token init");
+  }
+  Slot slot(module, slots.front());
   Session session(slot, false);
   session.login(UserType::User, secure_string(pin.begin(), pin.end()));
 

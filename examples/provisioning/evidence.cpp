@@ -24,6 +24,20 @@ std::string in_colour(const char* code, const std::string& text) {
   return coloured ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
 }
 
+/// Lines of at most 80 characters, each with a margin.
+std::string wrapped(const std::string& text) {
+  const std::string margin = "     ";
+  std::string lines, line = margin;
+  std::istringstream words(text);
+  for (std::string word; words >> word; line += (line == margin ? "" : " ") + word) {
+    if (line.size() + 1 + word.size() > 80) {
+      lines += line + "\n";
+      line = margin;
+    }
+  }
+  return lines + line;
+}
+
 std::string after_equals(const std::string& text) { return text.substr(text.find('=') + 1); }
 
 }  // namespace
@@ -93,19 +107,13 @@ std::string serial_of(const std::string& pem_file) {
   return after_equals(run("openssl x509 -noout -serial -in " + pem_file));
 }
 
-std::string identity_of(const std::string& pem_file) {
-  const std::string fingerprint =
-      after_equals(run("openssl x509 -noout -fingerprint -sha256 -in " + pem_file));
-  return "serial " + serial_of(pem_file).substr(0, 12) + "..., SHA-256 " + fingerprint.substr(0, 23) + "...";
-}
-
 void Report::step(const std::string& name, const std::string& shown, const std::string& explanation) {
   std::ostringstream number, padded_name;
   number << "[" << std::setw(2) << ++m_steps << "] ";
-  padded_name << std::left << std::setw(24) << name;
+  padded_name << std::left << std::setw(20) << name;
   std::cout << in_colour("2", number.str()) << in_colour("1;32", padded_name.str()) << shown << "\n";
   if (m_explained) {
-    std::cout << in_colour("2", "     " + explanation) << "\n";
+    std::cout << in_colour("2", wrapped(explanation)) << "\n";
   }
   std::cout.flush();
 }

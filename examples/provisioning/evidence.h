@@ -32,9 +32,6 @@ void require_signature(const std::string& public_key_file, const std::string& me
 /// Serial number of the first certificate in the PEM file, in hexadecimal.
 std::string serial_of(const std::string& pem_file);
 
-/// Beginnings of serial number and SHA-256 fingerprint of the first certificate in the PEM file.
-std::string identity_of(const std::string& pem_file);
-
 /// Prints a numbered line for each step that passed, in colour on a terminal.
 class Report {
  public:

@@ -61,10 +61,13 @@ int main(int argc, char** argv) {
     const int steps = provisioning::provision(programs, explained);
     std::cout << "all " << steps << " steps passed\n";
     if (keep) {
-      std::cout << "kept the token; to list it: TEE_TOKEN_DIR=" << folder << "/token " << programs
-                << "/tee-token list\n";
+      std::cout << "kept the token; to look at it:\n"
+                << "  export TEE_TOKEN_DIR=" << folder << "/token\n"
+                << "  " << programs << "/tee-token list\n";
     } else {
       provisioning::run("rm -rf '" + folder + "'");
+      std::cout << "try next: ./run demo --explain, or ./run demo --keep to look at the token;\n"
+                   "README.md, \"A certificate of your own\", does the same with commands\n";
     }
     return 0;
   } catch (const std::exception& failure) {

@@ -152,9 +152,7 @@ class Provisioning {
     require(
         run("openssl req -inform DER -in request.der -verify -noout").find("verify OK") != std::string::npos,
         "the request's signature verifies");
-    m_report.step("request made",
-                  count_of(request.size(), "bytes, verified by openssl, ") +
-                      run("openssl req -inform DER -in request.der -noout -subject"),
+    m_report.step("request made", count_of(request.size(), "bytes, its signature verified by openssl"),
                   "generate_csr() builds a PKCS#10 request that the token signs with CKM_ECDSA_SHA256");
 
     run("openssl req -inform DER -in request.der -noout -pubkey -out request.pub");
@@ -166,7 +164,8 @@ class Provisioning {
 
   void install() {
     const std::string chain = certify("request.der");
-    m_report.step("certificate issued", identity_of("issued.pem"), "openssl x509 -req, the backend's part");
+    m_report.step("certificate issued", "serial " + serial_of("issued.pem"),
+                  "openssl x509 -req, the backend's part");
 
     require(m_api->set_client_cert_and_move_key(chain, "LYR_CSR", "LYR") == ResultCode::OK,
             "the chain is installed");
@@ -174,11 +173,11 @@ class Provisioning {
     require(objects_with(" installed ") == 3 && objects_with(" temporary ") == 0,
             "one whole identity, nothing else");
     m_installed = chain;
-    m_report.step("installed",
-                  count_of(occurrences(kBeginCertificate, chain),
-                           "certificates, key pair and chain permanent, no temporary left"),
-                  "set_client_cert_and_move_key(): key pair and chain change places with the old ones in one "
-                  "transaction");
+    m_report.step(
+        "installed",
+        count_of(occurrences(kBeginCertificate, chain), "certificates; key pair and chain are permanent"),
+        "set_client_cert_and_move_key(): key pair and chain change places with the old ones in one "
+        "transaction");
   }
 
   void require_identity_works(const std::string& chain) const {
@@ -193,7 +192,7 @@ class Provisioning {
 
   void use_what_is_installed() {
     require_identity_works(m_installed);
-    m_report.step("chain verified", "by openssl verify up to the root; its key is the one in the token",
+    m_report.step("chain verified", "by openssl up to the root; its key is the token's",
                   "get_client_cert(\"LYR\") and get_public_key(\"LYR\") belong together");
     m_report.step("LYR signature", "64 bytes, verified by openssl under the certificate's key",
                   "generate_signature(\"LYR\"): r||s, made inside the token");
@@ -220,7 +219,7 @@ class Provisioning {
     require_identity_works(m_installed);
     require(m_installed != old_chain && objects_with(" installed ") == 3,
             "the first identity is no longer there");
-    m_report.step("rotated", identity_of("chain.pem") + "; the first is gone",
+    m_report.step("rotated", "serial " + serial_of("chain.pem"),
                   "all of the above again; the old identity stays active until the new one is installed");
   }
 
@@ -248,7 +247,7 @@ class Provisioning {
       m_server.reset(new Server);
     }
     require_server_sees_installed();
-    m_report.step("TLS connection", "the server saw serial " + serial_of("page").substr(0, 12) + "...",
+    m_report.step("TLS connection", "the server saw " + serial_of("page"),
                   "examples/mutual-tls: Botan's TLS 1.2, whose handshake generate_signature(\"LYR\") signs");
   }
 
@@ -276,11 +275,11 @@ class Provisioning {
       require_identity_works(m_installed);
       require_server_sees_installed();
     }
-    m_report.step(
-        "killed while installing",
-        std::to_string(kKills) + " times: " + std::to_string(kKills - changed) + " left the old identity, " +
-            std::to_string(changed) + " the new; the server accepted each",
-        "a process is killed in set_client_cert_and_move_key(), each time later; never half is installed");
+    m_report.step("killed " + std::to_string(kKills) + " times",
+                  "installing: " + std::to_string(kKills - changed) + " left the old identity, " +
+                      std::to_string(changed) + " the new one",
+                  "the server accepted each; a process is killed in set_client_cert_and_move_key(), each "
+                  "time later; never half is installed");
   }
 
   void refuse_wrong_key_identifiers() {

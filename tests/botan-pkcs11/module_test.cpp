@@ -53,7 +53,7 @@ TEST_F(ModuleTest, FindsThePlatformsTokenOrSaysWhatItCannotLoad) {
   EXPECT_EQ(Module("", {}, nullptr).get_info().cryptokiVersion.major, 2) << "beside the layer";
   ::setenv("TEE_PKCS11_MODULE", "/nowhere/token.so", 1);
   EXPECT_THAT(message_of<Botan::System_Error>([] { gated(""); }),
-              testing::MatchesRegex("Failed to load /nowhere/token.so: .*cannot open.* error code 0"));
+              testing::MatchesRegex("Failed to load /nowhere/token.so: .*cannot open[^0]*"));
   EXPECT_EQ(message_of<Botan::Invalid_Argument>([] { Module("libm.so.6"); }),
             "Failed to resolve symbol C_GetFunctionList in libm.so.6");
 }

@@ -25,7 +25,7 @@ class CheckModuleTest : public testing::Test {
 TEST_F(CheckModuleTest, FindsEachFaultAndKeepsTheObjectsOfOthers) {
   const std::string cases[][3] = {
       {"dies", "signature", "wrong      signature: died by signal 6 (Aborted)\n"},
-      {"hangs", "signature", "wrong      signature: no end within 2 s\n"},
+      {"hangs", "signature", "wrong      signature: not finished within 2 s; --limit allows more\n"},
       {"logs in twice", "login-rules", "CKR_OK instead of CKR_USER_ALREADY_LOGGED_IN\n"},
       {"signs zeros", "signature", "wrong      signature: a signature of 0 bytes: does not verify\n"},
       {"has no installation", "installation", "not tried  installation: needs interface\n"},

@@ -53,4 +53,7 @@ expect 'verified' "$programs/cci" provision --common-name device --issue \
   'openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key -extfile client.ext'
 expect "serial $(installed_serial) SUCCESS TLSv1.2" connect
 refused 'Cannot establish trust' connect empty
+expect '' "$tee_token" change-pin --yes --new-pin-hex 31323334
+refused 'CKR_PIN_INCORRECT: wrong user PIN; run: tee-token reset-pin --platform-pin' connect
+expect '' "$tee_token" reset-pin --platform-pin
 refused 'does not match' connect backend 127.0.0.1  # the certificate is for localhost

@@ -27,6 +27,7 @@ quietly cmake -G Ninja -S "$source" -B "$work/build" -DCMAKE_BUILD_TYPE=None -DC
 quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls sbom product-tests
 quietly cmake --install "$work/build" --prefix "$work/product"
 ln -s "$work/platform/bin/tee-token" "$work/build/bin/"
-"$work/build/bin/provisioning"
+"$work/build/bin/provisioning" --explain >"$work/demo"
+! grep -E '.{81}' "$work/demo" || { echo "these lines of the demonstration are too long for a terminal"; exit 1; }
 find "$work/product" -name client_cert_initializer_api.h -o -name libclientcertinitializer.so.1 | grep -c . | grep -qx 2
 ctest --test-dir "$work/build" --output-on-failure --no-tests=error -j "$(nproc)" --tests-regex '^product-tests\.'

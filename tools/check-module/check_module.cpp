@@ -138,7 +138,8 @@ class ModuleCheck {
       throw Interrupted();
     }
     const auto message = ready > 0 ? receive_message(child.socket()) : std::nullopt;
-    const std::string end = ready > 0 ? "" : "no end within " + std::to_string(m_limit) + " s";
+    const std::string end =
+        ready > 0 ? "" : "not finished within " + std::to_string(m_limit) + " s; --limit allows more";
     m_report.add(clause, message ? judgement_of(*message)
                                  : Judgement{Verdict::kWrong, end.empty() ? child.wait() : end});
     m_report.print_last();

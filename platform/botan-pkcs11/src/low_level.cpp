@@ -12,7 +12,7 @@ namespace Botan {
 Dynamically_Loaded_Library::Dynamically_Loaded_Library(const std::string& lib_name)
     : m_lib_name(lib_name), m_lib(::dlopen(lib_name.c_str(), RTLD_LAZY)) {
   if (m_lib == nullptr) {
-    throw System_Error("Failed to load " + lib_name + ": " + ::dlerror(), 0);
+    throw System_Error("Failed to load " + lib_name + ": " + ::dlerror());
   }
 }
 
