@@ -194,12 +194,12 @@ class Provisioning {
     require_identity_works(m_installed);
     m_report.step("chain verified", "by openssl up to the root; its key is the token's",
                   "get_client_cert(\"LYR\") and get_public_key(\"LYR\") belong together");
-    m_report.step("LYR signature", "64 bytes, verified by openssl under the certificate's key",
+    m_report.step("LYR signature", "64 bytes, verified by openssl with the certificate",
                   "generate_signature(\"LYR\"): r||s, made inside the token");
 
     run("openssl pkey -in base.key -pubout -out base.pub");
     require_signature("base.pub", "hello base", m_api->generate_signature("BASE", bytes("hello base"), ""));
-    m_report.step("BASE signature", "64 bytes, verified by openssl under the device's key",
+    m_report.step("BASE signature", "64 bytes, verified by openssl with the device's key",
                   "the device's own key signs in the same way");
   }
 
