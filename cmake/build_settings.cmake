@@ -41,3 +41,12 @@ if(CCI_SANITIZE)
   add_compile_options(-fsanitize=${CCI_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${CCI_SANITIZE} -Wl,-z,undefs)
 endif()
+
+# Compressed, as Debian wants it.
+function(install_manual_page name)
+  set(page ${PROJECT_SOURCE_DIR}/docs/man/${name}.1)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${page})
+  execute_process(COMMAND gzip -9nc ${page} OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz
+    COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+endfunction()

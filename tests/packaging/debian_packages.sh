@@ -18,8 +18,8 @@ touch "$root"/var/lib/dpkg/{status,available}
 # What the packages depend on is in the machine's own root.
 into_root() { quietly dpkg --root="$root" --log=/dev/null --force-depends --force-script-chrootless "$@"; }
 into_root --install "$work"/packages/*.deb
-bill=$root/usr/share/doc/client-cert-initializer/client-cert-initializer.spdx
-for file in "$root"/usr/lib/*.so.* "$root/usr/lib/libteetoken.so" "$root"/usr/bin/*; do
+bill=$root/usr/share/doc/libclientcertinitializer1/client-cert-initializer.spdx
+for file in "$root"/usr/lib/*.so.* "$root/usr/lib/libteetoken.so" "$root"/usr/bin/{cci,tee-token}; do
   grep -q "^Relationship: SPDXRef-$(basename "$file") DYNAMIC_LINK SPDXRef-libc6$" "$bill" ||
     { echo "the bill of materials does not have $file"; exit 1; }
 done
@@ -59,6 +59,7 @@ with_pkg_config c++14 main.cpp program ozk-client-cert-initializer
 with_pkg_config c++11 "$source/examples/pkcs11-layer/main.cpp" sign-in-token ozk-botan-pkcs11
 
 export TEE_TOKEN_DIR=$work/token
+! ./program 2>said && grep -qx 'failed: no key pair; is there a token?' said || { cat said; echo "and no token"; exit 1; }
 quietly "$root/usr/bin/tee-token" init
 quietly openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem -subj /CN=CA
 for program in build/program ./program; do
@@ -72,5 +73,5 @@ for program in layer/sign-in-token ./sign-in-token; do
     { echo "$program did not sign"; exit 1; }
 done
 
-into_root --purge libclientcertinitializer1 libclientcertinitializer-dev ozk-host-platform ozk-tools
+into_root --purge libclientcertinitializer1 libclientcertinitializer-dev ozk-host-platform{,-dev} ozk-tools
 [[ ! -e $root/usr ]] || { find "$root/usr"; echo "is left after the removal"; exit 1; }

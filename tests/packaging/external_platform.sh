@@ -24,6 +24,7 @@ grep -q '~TrustStoreGroupCertificateChainProperties' "$header"
 # Without optimisation and debug information, several sources at once, it is built in a quarter of the time.
 quietly cmake -G Ninja -S "$source" -B "$work/build" -DCMAKE_BUILD_TYPE=None -DCMAKE_UNITY_BUILD=ON \
   -DCCI_PLATFORM=external -DCCI_COMMAND=OFF -DCMAKE_PREFIX_PATH="$work/platform"
+! cmake -S "$source" -B "$work/wrong" -DCCI_PLATFORM=hots >"$work/log" 2>&1 && grep -q 'must be host or external' "$work/log"
 quietly cmake --build "$work/build" --target clientcertinitializer provisioning mutual-tls sbom product-tests
 quietly cmake --install "$work/build" --prefix "$work/product"
 ln -s "$work/platform/bin/tee-token" "$work/build/bin/"
