@@ -54,7 +54,8 @@ std::string state_of(const Token& token) {
 
 /// What is on the token after a failure; nothing when it cannot be read.
 std::string state_after_failure(const Token& token) try {
-  return state_of(token) + (token.public_key("LYR_CSR") ? kPending : "no key pair is pending; begin again with: cci provision");
+  return state_of(token) +
+         (token.public_key("LYR_CSR") ? kPending : "no key pair is pending; begin again with: cci provision");
 } catch (const Failure&) {
   return "";
 }

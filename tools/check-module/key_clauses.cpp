@@ -13,7 +13,7 @@
 #include <chrono>
 
 #include "marked_objects.h"
-#include "shared/object_attributes.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

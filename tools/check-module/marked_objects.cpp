@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "shared/object_attributes.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "marked_objects.h"
-#include "shared/object_attributes.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

@@ -86,13 +86,15 @@ FoundCertificates find_certificates(const std::string& text) {
 }
 
 Certificates read_certificates(const std::string& path) {
-  FoundCertificates found = find_certificates(read_file(path));
+  const std::string text = read_file(path);
+  FoundCertificates found = find_certificates(text);
   if (found.unreadable != 0) {
     throw std::runtime_error("file '" + path + "': " + shown_text::counted(found.unreadable, "part") +
                              " cannot be read as a certificate");
   }
   if (found.certificates.empty()) {
-    throw std::runtime_error("file '" + path + "' holds no certificate (PEM or DER)");
+    throw std::runtime_error("file '" + path +
+                             (text.empty() ? "' is empty" : "' holds no certificate (PEM or DER)"));
   }
   return std::move(found.certificates);
 }

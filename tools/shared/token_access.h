@@ -6,6 +6,7 @@
 #include <botan/p11_object.h>
 #include <botan/p11_types.h>
 
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -78,5 +79,23 @@ class TokenSession {
   OpenSlot m_slot;
   Botan::PKCS11::Session m_session;
 };
+
+/// The value of an attribute; empty when the object has none, or does not disclose it.
+std::vector<std::uint8_t> value_of(const Botan::PKCS11::Object& object, CK_ATTRIBUTE_TYPE type);
+
+/// The bytes of the value as text.
+std::string text_of(const Botan::PKCS11::Object& object, CK_ATTRIBUTE_TYPE type);
+
+/// CK_UNAVAILABLE_INFORMATION when the value is not a number.
+CK_ULONG number_of(const Botan::PKCS11::Object& object, CK_ATTRIBUTE_TYPE type);
+
+bool is_true(const Botan::PKCS11::Object& object, CK_ATTRIBUTE_TYPE type);
+
+/// The five bytes of a label in text form, "1_10": the group, then the index, lowest byte first.
+/// Throws UsageError for any other text.
+std::vector<std::uint8_t> label_bytes(const std::string& text);
+
+/// The text form of a label: "1_10"; of one that does not have five bytes, the bytes in hexadecimal.
+std::string label_text(const std::vector<std::uint8_t>& bytes);
 
 }  // namespace tee_token_admin

@@ -6,9 +6,9 @@
 #include <map>
 
 #include "checks.h"
+#include "commands.h"
 #include "shared/chain_rule.h"
-#include "shared/object_attributes.h"
-#include "trust_group.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

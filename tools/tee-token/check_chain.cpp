@@ -10,8 +10,8 @@
 
 #include "checks.h"
 #include "commands.h"
-#include "shared/object_attributes.h"
 #include "shared/shown_text.h"
+#include "shared/token_access.h"
 #include "shared/whole_file.h"
 
 namespace tee_token_admin {
@@ -40,7 +40,8 @@ Requested requested_by(const std::string& request_file) {
   } catch (const Botan::Exception&) {
     // reported below
   }
-  throw UsageError(request_file + " is not a certificate request (PEM or DER) with a valid signature");
+  throw UsageError("file '" + request_file +
+                   "' is not a certificate request (PEM or DER) with a valid signature");
 }
 
 /// The public key with the label; of several, the temporary one, which the next installation takes.

@@ -9,8 +9,8 @@
 #include <map>
 
 #include "checks.h"
-#include "shared/object_attributes.h"
 #include "shared/shown_text.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

@@ -5,12 +5,17 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/files.h"
 #include "shared/token_access.h"
-#include "trust_group.h"
 
 namespace tee_token_admin {
+
+/// The identifier of a trust store group and the client that may open it.
+struct TrustGroup {
+  std::string identifier, client;
+};
 
 /// Locks the platform's token, until the result is destroyed, against other commands that lock it: a command
 /// can check and then change. Waits for them. Locks nothing when there is no token folder or the module is
@@ -74,5 +79,21 @@ struct ChainCheck {
 
 /// The same for a chain that is not installed yet.
 int check_chain(const Target& target, const ChainCheck& wanted, bool json);
+
+// Trust store groups, which several commands work on.
+
+bool is_trust_group(const Botan::PKCS11::Object& object);
+
+/// Whether only the security officer may destroy the object: a group or a trusted certificate.
+bool is_officers(const Botan::PKCS11::Object& object);
+
+/// The identifier and client of a group's object.
+TrustGroup trust_group_of(const Botan::PKCS11::Object& object);
+
+/// The roots of the group, which may exist without the group's object.
+std::vector<Botan::PKCS11::ObjectHandle> roots_of(TokenSession& token, const TrustGroup& group);
+
+/// Destroys the roots of the group and returns their number. The security officer must be logged in.
+std::size_t destroy_roots_of(TokenSession& token, const TrustGroup& group);
 
 }  // namespace tee_token_admin

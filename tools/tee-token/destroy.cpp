@@ -4,8 +4,8 @@
 #include <iostream>
 
 #include "commands.h"
-#include "shared/object_attributes.h"
 #include "shared/shown_text.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

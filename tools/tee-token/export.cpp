@@ -9,7 +9,7 @@
 #include <iostream>
 
 #include "commands.h"
-#include "shared/object_attributes.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

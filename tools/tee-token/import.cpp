@@ -15,7 +15,7 @@
 #include "commands.h"
 #include "crypto/openssl_handles.h"
 #include "shared/certificates.h"
-#include "shared/object_attributes.h"
+#include "shared/token_access.h"
 #include "shared/whole_file.h"
 
 namespace tee_token_admin {

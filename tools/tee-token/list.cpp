@@ -14,8 +14,8 @@
 
 #include "commands.h"
 #include "shared/error_line.h"
-#include "shared/object_attributes.h"
 #include "shared/shown_text.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 

@@ -1,16 +1,14 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "trust_group.h"
-
 #include <botan/p11_x509.h>
 
 #include <iostream>
 
 #include "commands.h"
 #include "shared/certificates.h"
-#include "shared/object_attributes.h"
 #include "shared/shown_text.h"
+#include "shared/token_access.h"
 
 namespace tee_token_admin {
 
