@@ -49,7 +49,7 @@ void end_group() {
 void end_with_command(int signal) {
   if (g_on_interrupt != nullptr &&
       ::write(STDERR_FILENO, g_on_interrupt->data(), g_on_interrupt->size()) < 0) {
-    // nobody can be told
+    // stderr is closed
   }
   if (g_group != 0) end_group();
   end_by(signal);

@@ -27,20 +27,6 @@ bool signs_for(const Token& token, const Botan::X509_Certificate& certificate) {
   }
 }
 
-/// The roots of a file, or else of a trust store group.
-Demands demands_of(const Token& token, const Options& options) {
-  Demands demands;
-  demands.force = options.force;
-  demands.roots_name = options.roots;
-  if (options.roots.empty()) return demands;
-  const bool is_file = ::access(options.roots.c_str(), F_OK) == 0;
-  const std::string name = is_file ? "file '" + options.roots + "'" : "trust store group " + options.roots;
-  const std::string text = is_file ? read_input(options.roots) : token.roots(options.roots);
-  if (!is_file && text.empty()) throw Failure(Exit::kNotFound, "the " + name + " has no roots");
-  demands.roots = read_chain({name, text, Exit::kInput, Exit::kInput});
-  return demands;
-}
-
 void install_or_warn(const Token& token, const Certificates& chain, const std::string& key, Notes& notes) {
   try {
     token.install(pem_of(chain));
@@ -65,6 +51,19 @@ Identity identity_on(const Token& token) {
   return identity;
 }
 
+Demands demands_of(const Token& token, const Options& options) {
+  Demands demands;
+  demands.force = options.force;
+  demands.roots_name = options.roots;
+  if (options.roots.empty()) return demands;
+  const bool is_file = ::access(options.roots.c_str(), F_OK) == 0;
+  const std::string name = is_file ? "file '" + options.roots + "'" : "trust store group " + options.roots;
+  const std::string text = is_file ? read_input(options.roots) : token.roots(options.roots);
+  if (!is_file && text.empty()) throw Failure(Exit::kNotFound, "the " + name + " has no roots");
+  demands.roots = read_chain({name, text, Exit::kInput, Exit::kInput});
+  return demands;
+}
+
 std::optional<std::string> need_of(const Identity& identity, long days) {
   if (!identity.is_installed()) return "nothing is installed";
   if (identity.chain.empty()) return "the installed key pair has no certificate";
@@ -75,8 +74,7 @@ std::optional<std::string> need_of(const Identity& identity, long days) {
          " of the chain: " + validity_of(validity.facts);
 }
 
-Identity install_chain(const Token& token, const ChainText& chain, const Options& options, Notes& notes) {
-  const Demands demands = demands_of(token, options);
+Identity install_chain(const Token& token, const ChainText& chain, const Demands& demands, Notes& notes) {
   const Certificates certificates = read_chain(chain);
   const auto key = token.public_key("LYR_CSR");
   if (!key) {

@@ -28,8 +28,11 @@ Identity identity_on(const Token& token);
 /// Why a new identity is needed now, or will be within so many days; nothing when it is not.
 std::optional<std::string> need_of(const Identity& identity, long days);
 
+/// What the options demand of a chain. Reads the roots, of a file or else of a trust store group.
+Demands demands_of(const Token& token, const Options& options);
+
 /// Installs the chain with the pending key pair, which must be the first certificate's. Checks the chain
 /// first, because a chain that the token refuses costs the key pair. Returns what is installed afterwards.
-Identity install_chain(const Token& token, const ChainText& chain, const Options& options, Notes& notes);
+Identity install_chain(const Token& token, const ChainText& chain, const Demands& demands, Notes& notes);
 
 }  // namespace cci

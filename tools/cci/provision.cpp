@@ -61,6 +61,7 @@ std::string state_after_failure(const Token& token) try {
 }
 
 Identity replace_identity(const Token& token, const Options& options, Notes& notes) {
+  const Demands demands = demands_of(token, options);  // what is wrong with them is said before a key is made
   token.generate_key();
   const auto key = token.public_key("LYR_CSR");
   notes.say("generated a key pair");
@@ -68,7 +69,7 @@ Identity replace_identity(const Token& token, const Options& options, Notes& not
   const std::string text = ask_backend(options, request, state_of(token) + kPending, notes);
   require_pending(token, key);
   const std::string hint = options.pem ? "" : ". Does the backend expect PEM? Add --pem";
-  return install_chain(token, {"the answer", text, Exit::kBackendFailed, Exit::kBackendFailed, hint}, options,
+  return install_chain(token, {"the answer", text, Exit::kBackendFailed, Exit::kBackendFailed, hint}, demands,
                        notes);
 }
 

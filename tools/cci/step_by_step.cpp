@@ -31,9 +31,10 @@ Answer csr(const Options& options, Notes&) {
 }
 
 Answer install(const Options& options, Notes& notes) {
+  const Token token("install the chain");
   const std::string name = options.file == "-" ? "stdin" : "file '" + options.file + "'";
   const ChainText chain{name, read_input(options.file), Exit::kInput, Exit::kRefused};
-  return {"", json_of_identity(install_chain(Token("install the chain"), chain, options, notes))};
+  return {"", json_of_identity(install_chain(token, chain, demands_of(token, options), notes))};
 }
 
 Answer delete_identity(const Options&, Notes& notes) {

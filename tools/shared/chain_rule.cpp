@@ -98,11 +98,11 @@ ChainFindings findings_of_chain(const Certificates& chain, const Botan::Public_K
                             chain.front().subject_dn().to_string(),
                         "ask for one with a request for it"});
   } else {
-    examine_leaf(findings, numbered(leaf), chain[leaf], key);
     if (leaf != 0) {
       findings.push_back(
           {ChainFault::kLeafNotFirst, numbered(leaf) + " is the client's", "it must be the first"});
     }
+    examine_leaf(findings, numbered(leaf), chain[leaf], key);
   }
   examine_order(findings, chain);
   examine_dates(findings, chain, days);

@@ -25,9 +25,9 @@ struct ChainFinding {
 
 using ChainFindings = std::vector<ChainFinding>;
 
-/// What keeps a TLS client with this key from using the chain: the leaf must be first and an X.509 v3 client
-/// certificate, each certificate must be issued by the next (RFC 5246, 7.4.2) and be valid now and for `days`
-/// more.
+/// What keeps a TLS client with this key from using the chain, the first three faults first: the leaf must be
+/// first and an X.509 v3 client certificate, each certificate must be issued by the next (RFC 5246, 7.4.2)
+/// and be valid now and for `days` more.
 ChainFindings findings_of_chain(const Certificates& chain, const Botan::Public_Key& key, unsigned days = 0);
 
 /// Whether the chain verifies with these roots, as a TLS client's, now. `name` is that of the roots.
