@@ -112,7 +112,7 @@ class Parser {
     CLI::App* const all = add("provision", "Get a new identity from a backend: all steps", cci::provision);
     add_name(all);
     all->add_option("--issue", m_options.issue,
-                    "Shell command of the backend: request on stdin,\nchain in PEM on stdout")
+                    "Shell command of the backend: request on stdin,\nchain in PEM or DER on stdout")
         ->required()
         ->type_name("COMMAND");
     all->add_option("--timeout", m_seconds, "Time for the command; without it 60")

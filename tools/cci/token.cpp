@@ -50,8 +50,9 @@ Failure refused(const std::string& what, const std::string& state) {
 
 std::string absent_token() {
   const char* const folder = std::getenv("TEE_TOKEN_DIR");
-  if (folder == nullptr || *folder == '\0')
+  if (folder == nullptr || *folder == '\0') {
     return "no token; make one with tee-token init, or set TEE_TOKEN_DIR";
+  }
   struct stat status {};
   const bool is_file = ::stat(folder, &status) == 0 && !S_ISDIR(status.st_mode);
   return is_file ? std::string(folder) + " is a file, not a folder; correct TEE_TOKEN_DIR"

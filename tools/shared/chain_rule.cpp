@@ -55,8 +55,9 @@ void examine_leaf(ChainFindings& findings, const std::string& name, const Botan:
       {leaf.subject_public_key_info() != key.subject_public_key(), " does not name the key's curve"},
   };
   for (const auto& rule : rules) {
-    if (rule.wrong)
+    if (rule.wrong) {
       findings.push_back({ChainFault::kUnfit, name + rule.text, "ask for a client certificate"});
+    }
   }
 }
 
@@ -73,8 +74,9 @@ void examine_order(ChainFindings& findings, const Certificates& chain) {
 void examine_dates(ChainFindings& findings, const Certificates& chain, unsigned days) {
   for (std::size_t i = 0; i < chain.size(); ++i) {
     const auto fault = fault_of_dates(chain[i], days);
-    if (fault)
+    if (fault) {
       findings.push_back({ChainFault::kDates, numbered(i) + " " + *fault, "renew it: cci provision"});
+    }
   }
 }
 

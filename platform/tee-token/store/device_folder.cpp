@@ -94,7 +94,7 @@ bool DeviceFolder::is_writable() const {
 }
 
 std::uint64_t DeviceFolder::free_bytes() const {
-  constexpr std::uint64_t kReserve = 256 * 1024;  // for SQLite's journal of a change
+  constexpr std::uint64_t kReserve = 262144;  // for SQLite's journal of a change
   struct statvfs disk {};
   if (::statvfs(m_path.c_str(), &disk) != 0) {
     fail_with_errno("look at the disk of", m_path);
