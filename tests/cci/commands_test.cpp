@@ -91,7 +91,8 @@ d-der: would be installed, 0
   }
   expect({"cci status", 0, "CN=\"d\""});
   expect({provision(issue(), "--pem --roots ca.pem"), 0, "verified: "});
-  expect({provision(issue("-1"), "--pem --roots other --force") + "; cci status", 0, "expired within"});
+  expect(
+      {provision(issue("-1"), "--pem --roots other --force") + "; cci status", 0, "1 certificate, expired"});
 }
 
 TEST_F(CommandsTest, ARefusalOfTheTokenIsNotTakenForSuccess) {
