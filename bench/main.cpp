@@ -1,126 +1,305 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-// Compares one operation of the library with the same PKCS#11 calls on SoftHSM2, and the token's steps on a
-// large token with those on a small one, in the same run.
+// Measures library and token side by side with SoftHSM2, in one run. Compare the ratios: times differ from
+// machine to machine.
 
-#include <ozk/tee/client_cert_initializer_api.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 
 #include <cstdio>
+#include <cstring>
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 
+#include "library.h"
+#include "measure.h"
+#include "plot.h"
 #include "raw_token.h"
+#include "report.h"
+#include "system_calls.h"
 
+namespace bench {
 namespace {
 
-using namespace bench;
 namespace fs = std::filesystem;
+using Kind = RawToken::Kind;
 
-constexpr char kSoftHsm[] = "/usr/lib/softhsm/libsofthsm2.so";
-constexpr int kRounds = 400;
+constexpr char kFew[] = "SoftHSM2, 2 objects", kSequence[] = "one signature, from C_Initialize to C_Finalize";
 
-class Folder {
+/// The tokens, each with a key pair, so that a token with 10 objects has 8 others.
+class Tokens {
  public:
-  Folder() {
+  Tokens() {
     std::string pattern = (fs::temp_directory_path() / "bench-XXXXXX").string();
-    if (::mkdtemp(&pattern[0]) == nullptr) {
-      throw std::runtime_error("cannot make a folder like " + pattern);
-    }
-    m_path = pattern;
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make " + pattern);
+    m_folder = pattern;
   }
-  ~Folder() { fs::remove_all(m_path); }
-  fs::path make(const std::string& name) const {
-    fs::create_directory(m_path / name);
-    fs::permissions(m_path / name, fs::perms::owner_all);
-    return m_path / name;
+  ~Tokens() { fs::remove_all(m_folder); }
+  Tokens(const Tokens&) = delete;
+  Tokens& operator=(const Tokens&) = delete;
+
+  const RawToken& with(Kind kind, std::size_t objects) {
+    const auto made = m_made.find({kind, objects});
+    if (made != m_made.end()) return made->second;
+    const fs::path folder = m_folder / std::to_string(m_made.size());
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::owner_all);
+    return m_made.try_emplace({kind, objects}, kind, folder, objects - 2).first->second;
   }
+  fs::path file(const std::string& name) const { return m_folder / name; }
 
  private:
-  fs::path m_path;
+  fs::path m_folder;
+  std::map<std::pair<Kind, std::size_t>, RawToken> m_made;
 };
 
-void use_soft_hsm(const fs::path& folder) {
-  std::ofstream(folder / "conf") << "directories.tokendir = " << folder.string() << "\nlog.level = ERROR\n";
-  ::setenv("SOFTHSM2_CONF", (folder / "conf").c_str(), 1);
+std::string name_of(Kind kind, std::size_t objects) {
+  std::string count = std::to_string(objects);
+  if (count.size() > 3) count.insert(count.size() - 3, ",");
+  return (kind == Kind::kOurs ? "tee-token, " : "SoftHSM2, ") + count + " objects";
 }
 
-void row(const char* what, double time, double ratio) {
-  std::printf("%-58s %8.0f us   %6.3f\n", what, time, ratio);
+Series sequence_on(const RawToken& token, const std::string& name, int calls) {
+  return {name, [&token] { token.use(); }, nullptr, [&token] { token.sign_once(); }, calls};
 }
 
-void line(const char* what, double time, double peer) { row(what, time, time / peer); }
-
-double raw(const char* module, std::size_t objects, int rounds) {
-  const RawToken token(module, objects);
-  return median_microseconds(rounds, [&] { token.sign_once(); });
-}
-
-/// The time of a step must not depend on the number of objects on the token. The tokens are measured in
-/// turns, so that other load on the machine affects both.
-void compare_sizes(const Folder& folder) {
-  const auto use = [](const fs::path& path) { ::setenv("TEE_TOKEN_DIR", path.c_str(), 1); };
-  const fs::path paths[] = {folder.make("ten"), folder.make("ten-thousand")};
-  use(paths[0]);
-  const RawToken small(TEE_TOKEN_MODULE, 10);
-  use(paths[1]);
-  const RawToken large(TEE_TOKEN_MODULE, 10000);
-  const char* const names[] = {"tee-token, C_Initialize and C_Finalize", "tee-token, C_Login and C_Logout",
-                               "tee-token, search for one object"};
-  std::vector<double> times[std::size(names)], ratios[std::size(names)];
-  for (int turn = 0; turn < 20; ++turn) {
-    use(paths[0]);
-    const RawToken::Steps of_small = small.time_steps(kRounds / 10);
-    use(paths[1]);
-    const RawToken::Steps of_large = large.time_steps(kRounds / 10);
-    for (std::size_t step = 0; step < std::size(names); ++step) {
-      times[step].push_back(of_large[step]);
-      ratios[step].push_back(of_large[step] / of_small[step]);
+std::vector<Curve> compare_sequences(Tokens& tokens, Report& report) {
+  std::vector<Series> all;
+  std::vector<Curve> curves = {{"SoftHSM2", {}}, {"tee-token", {}}};
+  for (const Kind kind : {Kind::kSoftHsm, Kind::kOurs}) {
+    for (const std::size_t objects : {2, 10, 100, 1000, 10000}) {
+      const bool is_slow = kind == Kind::kSoftHsm && objects >= 1000;
+      all.push_back(sequence_on(tokens.with(kind, objects), name_of(kind, objects), is_slow ? 1 : 20));
     }
   }
-  std::printf("\n%-58s %11s   %s\n", "median of one step, with 10,000 objects", "time",
-              "ratio to 10 objects");
-  for (std::size_t step = 0; step < std::size(names); ++step) {
-    row(names[step], median(times[step]), median(ratios[step]));
+  const std::vector<double> times = take_turns(all, 10);
+  report.begin(kSequence, kFew);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    report.add(all[i].name, times[i], "us", times[i] / times[0]);
+    const std::size_t half = all.size() / 2;
+    const double objects[] = {2, 10, 100, 1000, 10000};
+    curves[i / half].points.emplace_back(objects[i % half], times[i]);
+  }
+  return curves;
+}
+
+std::vector<double> median_steps(const RawToken& token) {
+  std::vector<std::vector<double>> times(RawToken::kSteps.size());
+  for (int round = 0; round < 100; ++round) {
+    const RawToken::Times one = token.sign_once();
+    for (std::size_t step = 0; step < one.size(); ++step) times[step].push_back(one[step]);
+  }
+  std::vector<double> medians;
+  for (const auto& each : times) medians.push_back(median(each));
+  return medians;
+}
+
+/// The time of a step must not depend on the number of objects.
+void compare_steps(Tokens& tokens, Report& report) {
+  std::vector<std::vector<double>> found[3];
+  const std::pair<Kind, std::size_t> chosen[] = {
+      {Kind::kOurs, 10}, {Kind::kOurs, 10000}, {Kind::kSoftHsm, 10}};
+  for (int turn = 0; turn < 7; ++turn) {
+    for (std::size_t i = 0; i < std::size(chosen); ++i) {
+      const RawToken& token = tokens.with(chosen[i].first, chosen[i].second);
+      token.use();
+      found[i].push_back(median_steps(token));
+    }
+  }
+  const auto time_of = [&](std::size_t token, std::size_t step) {
+    std::vector<double> of_turns;
+    for (const auto& turn : found[token]) of_turns.push_back(turn[step]);
+    return median(of_turns);
+  };
+  report.begin("the steps of it, SoftHSM2, 10 objects", "");
+  for (std::size_t i = 0; i < RawToken::kSteps.size(); ++i)
+    report.add(RawToken::kSteps[i], time_of(2, i), "us");
+  report.begin("the steps of it, tee-token, 10,000 objects", "10 objects");
+  for (std::size_t i = 0; i < RawToken::kSteps.size(); ++i) {
+    report.add(RawToken::kSteps[i], time_of(1, i), "us", time_of(1, i) / time_of(0, i));
   }
 }
 
-void measure(const Folder& folder) {
-  std::printf("%-58s %11s   %s\n", "median of one call", "time", "ratio to SoftHSM2");
-  use_soft_hsm(folder.make("softhsm-few"));
-  const double few = raw(kSoftHsm, 0, kRounds);
-  line("SoftHSM2, load-login-find-sign-unload, 2 objects", few, few);
-  ::setenv("TEE_TOKEN_DIR", folder.make("few").c_str(), 1);
-  line("tee-token, the same", raw(TEE_TOKEN_MODULE, 0, kRounds), few);
-  const auto api = ozk::tee::ClientCertInitializerAPI::get_instance();
-  line("library: refused request (session only)",
-       median_microseconds(kRounds, [&] { api->generate_signature("none", {}, ""); }), few);
-  api->generate_private_key("LYR_CSR");
-  api->set_client_cert_and_move_key("", "LYR_CSR", "LYR");
-  line("library: generate_signature(\"LYR\")",
-       median_microseconds(kRounds,
-                           [&] {
-                             if (api->generate_signature("LYR", {1, 2, 3}, "").size() != 64) {
-                               throw std::runtime_error("no signature");
-                             }
-                           }),
-       few);
-  use_soft_hsm(folder.make("softhsm-many"));
-  const double many = raw(kSoftHsm, 1000, 10);
-  line("SoftHSM2, load-login-find-sign-unload, 1,000 more objects", many, many);
-  ::setenv("TEE_TOKEN_DIR", folder.make("many").c_str(), 1);
-  line("tee-token, the same", raw(TEE_TOKEN_MODULE, 1000, kRounds), many);
+void compare_operations(Tokens& tokens, Report& report) {
+  const RawToken &small = tokens.with(Kind::kOurs, 10), &large = tokens.with(Kind::kOurs, 10000);
+  const RawToken& foreign = tokens.with(Kind::kSoftHsm, 2);
+  std::vector<Series> all = {sequence_on(foreign, kFew, 10)};
+  for (const RawToken* const token : {&small, &large}) {
+    token->use();
+    install_identity();
+    for (const Operation& each : operations()) {
+      all.push_back({each.name, [token] { token->use(); }, each.prepare, each.call});
+    }
+  }
+  const std::vector<double> times = take_turns(all, 20);
+  const std::size_t count = all.size() / 2;
+  report.begin("operations of the library, 10 objects", "SoftHSM2's signature");
+  for (std::size_t i = 1; i <= count; ++i) report.add(all[i].name, times[i], "us", times[i] / times[0]);
+  report.begin("operations of the library, 10,000 objects", "10 objects");
+  for (std::size_t i = 1; i <= count; ++i) {
+    report.add(all[i].name, times[i + count], "us", times[i + count] / times[i]);
+  }
+  small.use();
+  report.begin("system calls of an operation", "");
+  int syncs = 0;
+  for (const Operation& each : operations()) {
+    const SystemCalls calls = system_calls_of(each.prepare, each.call);
+    report.add(each.name, calls.all, "calls");
+    syncs += calls.syncs;
+    if (calls.syncs != 0) report.add(each.name + ", syncs", calls.syncs, "calls");
+  }
+  report.add("a whole provisioning, syncs", syncs, "calls");
+}
+
+/// A durable change against one that SoftHSM2 does not sync.
+void compare_generation(Tokens& tokens, Report& report) {
+  const RawToken& foreign = tokens.with(Kind::kSoftHsm, 2);
+  std::vector<double> theirs, ours;
+  for (int turn = 0; turn < 10; ++turn) {
+    foreign.use();
+    for (int i = 0; i < 3; ++i) theirs.push_back(foreign.generate_once());
+    tokens.with(Kind::kOurs, 10).use();
+    for (int i = 0; i < 10; ++i) ours.push_back(microseconds_of(operations().front().call));
+  }
+  report.begin("a new key pair", "SoftHSM2");
+  report.add("SoftHSM2, C_GenerateKeyPair, not synced", median(theirs), "us", 1);
+  report.add("generate_private_key, clean-up, durable", median(ours), "us", median(ours) / median(theirs));
+}
+
+void compare_parallel(Report& report) {
+  constexpr int kSignatures = 400;
+  const auto sign_some = [](int count) {
+    for (int i = 0; i < count; ++i) sign();
+  };
+  report.begin("a signature of several, wall-clock", "one thread");
+  const double alone = microseconds_of([&] { sign_some(kSignatures); }) / kSignatures;
+  const auto add = [&](const char* name, const std::function<void()>& work) {
+    const double time = microseconds_of(work) / kSignatures;
+    report.add(name, time, "us", time / alone);
+  };
+  report.add("1 thread", alone, "us", 1);
+  add("4 threads", [&] {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back(sign_some, kSignatures / 4);
+    for (std::thread& each : threads) each.join();
+  });
+  add("1 process", [&] { in_children(1, [&] { sign_some(kSignatures); }); });
+  add("4 processes", [&] { in_children(4, [&] { sign_some(kSignatures / 4); }); });
+}
+
+void run(const std::string& command) {
+  if (::system((command + " >/dev/null 2>&1").c_str()) != 0) throw std::runtime_error("failed: " + command);
+}
+
+void compare_processes(Tokens& tokens, Report& report) {
+  const std::string input = tokens.file("input").string();
+  std::ofstream(input) << std::string(32, 'x');
+  const RawToken &ours = tokens.with(Kind::kOurs, 10), &few = tokens.with(Kind::kSoftHsm, 2),
+                 &many = tokens.with(Kind::kSoftHsm, 1000);
+  const auto cci = [&] { run(std::string(CCI) + " sign " + input); };
+  const auto tool = [&] {
+    run("pkcs11-tool --module /usr/lib/softhsm/libsofthsm2.so --login --pin 40718293 --sign "
+        "--mechanism ECDSA --label 'to sign with' --input-file " +
+        input);
+  };
+  const std::vector<double> times = take_turns({{"", [&] { ours.use(); }, nullptr, cci, 3},
+                                                {"", [&] { few.use(); }, nullptr, tool, 3},
+                                                {"", [&] { many.use(); }, nullptr, tool, 1}},
+                                               10);
+  report.begin("a signature, whole process", "cci sign");
+  report.add("cci sign", times[0], "us", 1);
+  report.add("pkcs11-tool --sign on SoftHSM2, 2 objects", times[1], "us", times[1] / times[0]);
+  report.add("pkcs11-tool --sign on SoftHSM2, 1,000 objects", times[2], "us", times[2] / times[0]);
+}
+
+/// What a new process prints that signs so often: its peak memory in kB, and the time of its first signature.
+void sign_and_tell(int count) {
+  const double first = microseconds_of(sign);
+  for (int i = 1; i < count; ++i) sign();
+  struct rusage usage {};
+  ::getrusage(RUSAGE_SELF, &usage);
+  std::printf("%ld %f\n", usage.ru_maxrss, first);
+}
+
+struct OfProcess {
+  double peak, first;
+};
+
+OfProcess process_that_signs(int count) {
+  const std::string self = fs::read_symlink("/proc/self/exe").string();
+  const std::unique_ptr<FILE, int (*)(FILE*)> output(
+      ::popen((self + " --sign " + std::to_string(count)).c_str(), "re"), ::pclose);
+  OfProcess found{};
+  if (output == nullptr || std::fscanf(output.get(), "%lf %lf", &found.peak, &found.first) != 2) {
+    throw std::runtime_error("a process that signs failed");
+  }
+  return found;
+}
+
+void measure_process(Report& report) {
+  const double early = process_that_signs(1000).peak, late = process_that_signs(100000).peak;
+  report.begin("peak memory of a process", "1,000 signatures");
+  report.add("1,000 signatures", early, "kB", 1);
+  report.add("100,000 signatures", late, "kB", late / early);
+  std::vector<double> first;
+  for (int i = 0; i < 20; ++i) first.push_back(process_that_signs(1).first);
+  report.begin("generate_signature, first of a process", "");
+  report.add("generate_signature, first of a process", median(first), "us");
+}
+
+void measure_sizes(Tokens& tokens, Report& report) {
+  report.begin("libraries, stripped", "");
+  for (const char* const name :
+       {"libclientcertinitializer.so.1", "libbotan-pkcs11.so", "libara-log.so", "libteetoken.so"}) {
+    const fs::path stripped = tokens.file("stripped");
+    run("strip -o " + stripped.string() + " " LIBRARIES "/" + name);
+    report.add(name, static_cast<double>(fs::file_size(stripped)) / 1024, "kB");
+  }
+}
+
+/// The value of an option of the command line; empty without it.
+std::string option(int count, char** words, const char* name) {
+  for (int i = 1; i + 1 < count; ++i) {
+    if (std::strcmp(words[i], name) == 0) return words[i + 1];
+  }
+  return "";
+}
+
+void measure(int count, char** words) {
+  Tokens tokens;
+  Report report;
+  const std::vector<Curve> curves = compare_sequences(tokens, report);
+  compare_steps(tokens, report);
+  compare_operations(tokens, report);
+  compare_generation(tokens, report);
+  compare_parallel(report);
+  compare_processes(tokens, report);
+  measure_process(report);
+  measure_sizes(tokens, report);
+  const std::string json = option(count, words, "--json"), old = option(count, words, "--compare");
+  const std::string plot = option(count, words, "--plot");
+  if (!json.empty()) report.save(json);
+  if (!plot.empty()) std::ofstream(plot) << plot_of(curves);
+  if (!old.empty()) report.compare(old, std::string(kSequence) + ": " + kFew);
 }
 
 }  // namespace
+}  // namespace bench
 
-int main() {
+int main(int count, char** words) {
   try {
-    const Folder folder;
-    measure(folder);
-    compare_sizes(folder);
+    const std::string signatures = bench::option(count, words, "--sign");
+    if (!signatures.empty()) {
+      bench::sign_and_tell(std::stoi(signatures));
+    } else {
+      bench::measure(count, words);
+    }
     return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "bench: %s\n", failure.what());

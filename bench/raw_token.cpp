@@ -5,10 +5,13 @@
 
 #include <botan/p11_ecdsa.h>
 #include <botan/p11_object.h>
+#include <stdlib.h>
 
-#include <algorithm>
-#include <chrono>
+#include <fstream>
+#include <optional>
 #include <utility>
+
+#include "measure.h"
 
 namespace bench {
 
@@ -16,13 +19,26 @@ using namespace Botan::PKCS11;
 
 namespace {
 
-const secure_string kPin = {'4', '0', '7', '1', '8', '2', '9', '3', 0};
+constexpr char kSoftHsm[] = "/usr/lib/softhsm/libsofthsm2.so";
 const std::string kLabel = "to sign with";
 
+/// The PIN that the library logs in with; on SoftHSM2 without its zero byte, which pkcs11-tool cannot give.
+secure_string pin_of(RawToken::Kind kind) {
+  secure_string pin = {'4', '0', '7', '1', '8', '2', '9', '3'};
+  if (kind == RawToken::Kind::kOurs) pin.push_back(0);
+  return pin;
+}
+
+std::string module_of(RawToken::Kind kind) {
+  return kind == RawToken::Kind::kSoftHsm ? kSoftHsm : TEE_TOKEN_MODULE;
+}
+
 struct LoggedIn {
-  explicit LoggedIn(const std::string& path)
-      : module(path), slot(module, Slot::get_available_slots(module, true).front()), session(slot, false) {
-    session.login(UserType::User, kPin);
+  explicit LoggedIn(RawToken::Kind kind)
+      : module(module_of(kind)),
+        slot(module, Slot::get_available_slots(module, true).front()),
+        session(slot, false) {
+    session.login(UserType::User, pin_of(kind));
   }
 
   Module module;
@@ -30,15 +46,18 @@ struct LoggedIn {
   Session session;
 };
 
-void make_key(Session& session) {
+void make_key(Session& session, const std::string& label) {
   const Botan::EC_Group group("secp256r1");
   EC_PublicKeyGenerationProperties public_half(group.DER_encode(Botan::EC_DOMPAR_ENC_OID));
   EC_PrivateKeyGenerationProperties private_half;
   public_half.set_token(true);
   private_half.set_token(true);
   private_half.set_private(true);
-  private_half.set_label(kLabel);
-  generate_ecdsa_keypair(session, public_half, private_half);
+  private_half.set_label(label);
+  Mechanism mechanism = {static_cast<CK_MECHANISM_TYPE>(MechanismType::EcKeyPairGen), nullptr, 0};
+  ObjectHandle halves[2];
+  session.module()->C_GenerateKeyPair(session.handle(), &mechanism, public_half.data(), public_half.count(),
+                                      private_half.data(), private_half.count(), &halves[0], &halves[1]);
 }
 
 ObjectHandle find_key(Session& session) {
@@ -52,32 +71,16 @@ ObjectHandle find_key(Session& session) {
 
 }  // namespace
 
-double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
-}
-
-double median_microseconds(int rounds, const std::function<void()>& work) {
-  std::vector<double> times;
-  work();  // not counted: fills caches
-  for (int round = 0; round < rounds; ++round) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    times.push_back(
-        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
-  }
-  return median(std::move(times));
-}
-
-RawToken::RawToken(std::string module, std::size_t other_objects) : m_module(std::move(module)) {
+RawToken::RawToken(Kind kind, std::filesystem::path folder, std::size_t other_objects)
+    : m_kind(kind), m_folder(std::move(folder)) {
+  use();
   {
-    Module loaded(m_module);
-    Slot slot(loaded, Slot::get_available_slots(loaded, false).front());
-    initialize_token(slot, "bench", kPin, kPin);
+    Module module(module_of(kind));
+    Slot slot(module, Slot::get_available_slots(module, false).front());
+    initialize_token(slot, "bench", pin_of(kind), pin_of(kind));
   }
-  LoggedIn user(m_module);
-  make_key(user.session);
+  LoggedIn user(kind);
+  make_key(user.session, kLabel);
   for (std::size_t i = 0; i < other_objects; ++i) {
     DataObjectProperties object;
     object.set_token(true);
@@ -88,24 +91,50 @@ RawToken::RawToken(std::string module, std::size_t other_objects) : m_module(std
   }
 }
 
-void RawToken::sign_once() const {
-  LoggedIn user(m_module);
-  const ObjectHandle key = find_key(user.session);
-  Mechanism mechanism = {static_cast<CK_MECHANISM_TYPE>(MechanismType::Ecdsa), nullptr, 0};
-  const secure_string digest(32, 7);
-  secure_string signature;
-  user.module->C_SignInit(user.session.handle(), &mechanism, key);
-  user.module->C_Sign(user.session.handle(), digest, signature);
+void RawToken::use() const {
+  if (m_kind == Kind::kOurs) {
+    ::setenv("TEE_TOKEN_DIR", m_folder.c_str(), 1);
+    return;
+  }
+  std::ofstream(m_folder / "conf") << "directories.tokendir = " << m_folder.string()
+                                   << "\nlog.level = ERROR\n";
+  ::setenv("SOFTHSM2_CONF", (m_folder / "conf").c_str(), 1);
 }
 
-RawToken::Steps RawToken::time_steps(int rounds) const {
-  const double load = median_microseconds(rounds, [&] { Module{m_module}; });
-  LoggedIn user(m_module);
-  const double login = median_microseconds(rounds, [&] {
-    user.session.logoff();
-    user.session.login(UserType::User, kPin);
-  });
-  return {load, login, median_microseconds(rounds, [&] { find_key(user.session); })};
+RawToken::Times RawToken::sign_once() const {
+  const secure_string pin = pin_of(m_kind);
+  std::optional<Module> module;
+  std::optional<Slot> slot;
+  std::optional<Session> session;
+  ObjectHandle key = 0;
+  const auto sign = [&] {
+    Mechanism mechanism = {static_cast<CK_MECHANISM_TYPE>(MechanismType::Ecdsa), nullptr, 0};
+    const secure_string digest(32, 7);
+    secure_string signature;
+    (*module)->C_SignInit(session->handle(), &mechanism, key);
+    (*module)->C_Sign(session->handle(), digest, signature);
+  };
+  const auto read = [&] {
+    const Object object(*session, key);
+    object.get_attribute_value(AttributeType::EcParams);
+    object.get_attribute_value(AttributeType::Label);
+  };
+  return {microseconds_of([&] { module.emplace(module_of(m_kind)); }),
+          microseconds_of([&] {
+            slot.emplace(*module, Slot::get_available_slots(*module, true).front());
+            session.emplace(*slot, false);
+          }),
+          microseconds_of([&] { session->login(UserType::User, pin); }),
+          microseconds_of([&] { key = find_key(*session); }),
+          microseconds_of(read),
+          microseconds_of(sign),
+          microseconds_of([&] { session.reset(); }),
+          microseconds_of([&] { module.reset(); })};
+}
+
+double RawToken::generate_once() const {
+  LoggedIn user(m_kind);
+  return microseconds_of([&] { make_key(user.session, "another"); });
 }
 
 }  // namespace bench

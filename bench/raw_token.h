@@ -3,37 +3,39 @@
 
 #pragma once
 
-#include <botan/p11_types.h>
-
 #include <array>
-#include <functional>
+#include <cstddef>
+#include <filesystem>
 #include <string>
-#include <vector>
 
 namespace bench {
 
-double median(std::vector<double> values);
-
-/// The median time of one call of `work` in microseconds, over `rounds` calls.
-double median_microseconds(int rounds, const std::function<void()>& work);
-
-/// A token with one EC key to sign with, and other objects.
+/// A token with a private key and further objects, used through PKCS#11 alone.
 class RawToken {
  public:
-  /// Makes the token in the first slot of the module that has none yet.
-  RawToken(std::string module, std::size_t other_objects);
+  /// Of SoftHSM2 or the software token, in `folder`, which exists.
+  enum class Kind { kSoftHsm, kOurs };
 
-  /// Load, initialise, login, search, one raw ECDSA signature, unload: the calls of one operation of the
-  /// library.
-  void sign_once() const;
+  /// Initialises the token of `folder` and stores the objects. The library can log in to one of ours.
+  RawToken(Kind kind, std::filesystem::path folder, std::size_t other_objects);
 
-  /// Median times of single steps, in microseconds: load, initialise, finalise and unload; login and logout;
-  /// a search for one object, by class and label.
-  using Steps = std::array<double, 3>;
-  Steps time_steps(int rounds) const;
+  /// Has the modules use this token from now on.
+  void use() const;
+
+  static constexpr std::array<const char*, 8> kSteps = {"C_Initialize",   "C_OpenSession", "C_Login",
+                                                        "C_FindObjects",  "2 attributes",  "signature",
+                                                        "C_CloseSession", "C_Finalize"};
+  using Times = std::array<double, kSteps.size()>;
+
+  /// Signs once, as a program that starts from nothing: the time of each step, in microseconds.
+  Times sign_once() const;
+
+  /// Generates a key pair of the token, without the steps before and after: the time in microseconds.
+  double generate_once() const;
 
  private:
-  std::string m_module;
+  Kind m_kind;
+  std::filesystem::path m_folder;
 };
 
 }  // namespace bench

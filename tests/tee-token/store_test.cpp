@@ -143,6 +143,9 @@ TEST_F(StoreTest, FilesThatAreDamagedOrNotTheTokensOwnAreRefused) {
     }
   }
   EXPECT_EQ(state(), sound);
+  fs::permissions(folder(), fs::perms(0755));
+  EXPECT_NE(state(), sound);
+  fs::permissions(folder(), fs::perms(0700));
   fs::remove(file("device.key"));
   m_token->C_Initialize(nullptr);
   EXPECT_EQ(init_token(), CKR_DEVICE_ERROR);

@@ -47,6 +47,14 @@ const Bytes& Attributes::at(CK_ATTRIBUTE_TYPE type) const {
   return found->second;
 }
 
+CK_ULONG Attributes::size() const {
+  CK_ULONG sum = 0;
+  for (const auto& [type, value] : m_values) {
+    sum += sizeof type + value.size();
+  }
+  return sum;
+}
+
 Bytes Attributes::encode() const {
   Bytes encoded;
   for (const auto& [type, value] : m_values) {

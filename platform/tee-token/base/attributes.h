@@ -44,6 +44,10 @@ class Attributes {
   void set_if_absent(CK_ATTRIBUTE_TYPE type, Bytes value) { m_values.emplace(type, std::move(value)); }
   void erase(CK_ATTRIBUTE_TYPE type) { m_values.erase(type); }
 
+  /// Of all types and values, in bytes.
+  CK_ULONG size() const;
+
+  bool operator==(const Attributes& other) const { return m_values == other.m_values; }
   bool empty() const { return m_values.empty(); }
   Map::const_iterator begin() const { return m_values.begin(); }
   Map::const_iterator end() const { return m_values.end(); }

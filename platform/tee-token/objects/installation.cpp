@@ -27,9 +27,9 @@ Attributes owner_of(const Attributes& object) {
   return owner;
 }
 
-Attributes load_part(ObjectStore& store, CK_OBJECT_HANDLE object) {
-  Attributes part = store.load(object).value_or(Attributes());
-  store.unseal(object, part);
+Attributes load_part(Token& token, CK_OBJECT_HANDLE object) {
+  Attributes part = token.objects().in(Place::kToken).load(object).value_or(Attributes());
+  unseal(object, part, token.login());
   if (!part.has(TEE_CKA_VENDOR_CLIENT_ID) || !part.has(TEE_CKA_VENDOR_KEY_ID) ||
       !part.has(TEE_CKA_VENDOR_PERMANENT) || part.is_true(TEE_CKA_VENDOR_PERMANENT)) {
     refuse(CKR_OBJECT_HANDLE_INVALID,
@@ -38,10 +38,10 @@ Attributes load_part(ObjectStore& store, CK_OBJECT_HANDLE object) {
   return part;
 }
 
-Parts load_parts(ObjectStore& store, const std::vector<CK_OBJECT_HANDLE>& added) {
+Parts load_parts(Token& token, const std::vector<CK_OBJECT_HANDLE>& added) {
   Parts parts;
   for (const CK_OBJECT_HANDLE object : added) {
-    Attributes part = load_part(store, object);
+    Attributes part = load_part(token, object);
     parts.emplace(part.number(CKA_CLASS), std::move(part));
   }
   const bool complete = added.size() == 3 && parts.count(CKO_PUBLIC_KEY) != 0 &&
@@ -124,7 +124,7 @@ void install(Token& token, const std::vector<CK_OBJECT_HANDLE>& installed,
   }
   ObjectChange change(token, Place::kToken);
   ObjectStore& store = token.objects().in(Place::kToken);
-  Parts parts = load_parts(store, added);
+  Parts parts = load_parts(token, added);
   const Attributes owner = owner_of(parts.at(CKO_PUBLIC_KEY));
   require_one_owner(parts, owner);
   require_whole_set(store, installed, owner);

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <algorithm>
-#include <numeric>
 
 #include "session/session.h"
 
@@ -82,9 +81,8 @@ CK_OBJECT_HANDLE Session::copy(CK_OBJECT_HANDLE object, const Attributes& change
   ObjectSpace& objects = m_token.objects();
   const Place from = place_of(object), to = changes.has(CKA_TOKEN) ? place_of(changes) : from;
   ObjectChange change(m_token, to);
-  const ObjectView view(m_token);
-  Attributes source = objects.require(object);
-  objects.in(from).unseal(object, source);
+  Attributes source = m_token.require(object);
+  unseal(object, source, m_token.login());
   const Attributes copied = copied_object(std::move(source), changes);
   require_may_write(to);
   objects.require_may_store(copied);
@@ -102,7 +100,7 @@ void Session::destroy(CK_OBJECT_HANDLE object) {
 
 void Session::require_may_destroy(CK_OBJECT_HANDLE object) {
   try {
-    const Attributes stored = m_token.objects().require(object);
+    const Attributes stored = m_token.require(object);
     require_may_write(place_of(stored));
     require_may_change(stored);
     if (!stored.is_true(CKA_DESTROYABLE)) {
@@ -121,10 +119,9 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
   if (first == nullptr && count != 0) {
     throw Error(CKR_ARGUMENTS_BAD, "the template is a null pointer");
   }
-  const ObjectView view(m_token);
-  Attributes stored = m_token.objects().require(object);
+  Attributes stored = m_token.require(object);
   if (!is_guarded(stored)) {
-    m_token.objects().in(place_of(object)).unseal(object, stored);
+    unseal(object, stored, m_token.login());
   }
   // When an attribute cannot be returned, the other attributes still are (base, 4.1.2).
   CK_RV last_error = CKR_OK;
@@ -137,17 +134,11 @@ void Session::read_attributes(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* first, CK_U
   }
 }
 
-CK_ULONG Session::size_of(CK_OBJECT_HANDLE object) {
-  const ObjectView view(m_token);
-  const Attributes stored = m_token.objects().require(object);
-  return std::accumulate(stored.begin(), stored.end(), CK_ULONG{0}, [](CK_ULONG sum, const auto& attribute) {
-    return sum + sizeof attribute.first + attribute.second.size();
-  });
-}
+CK_ULONG Session::size_of(CK_OBJECT_HANDLE object) { return m_token.require(object).size(); }
 
 void Session::set_attributes(CK_OBJECT_HANDLE object, const Attributes& changes) {
   ObjectChange change(m_token, place_of(object));
-  const Attributes current = m_token.objects().require(object);
+  const Attributes current = m_token.require(object);
   require_may_write(place_of(current));
   require_may_change(current);
   require_changeable(current, changes, creator());

@@ -33,8 +33,7 @@ void Session::begin_search(Attributes wanted) {
 
 std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
   Search& search = active<Search>();
-  const ObjectView view(m_token);
-  std::vector<CK_OBJECT_HANDLE> found = m_token.objects().search(search.wanted, search.last, limit);
+  std::vector<CK_OBJECT_HANDLE> found = m_token.search(search.wanted, search.last, limit);
   if (!found.empty()) {
     search.last = found.back();
   }
@@ -42,8 +41,7 @@ std::vector<CK_OBJECT_HANDLE> Session::continue_search(std::size_t limit) {
 }
 
 Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_class, CK_ATTRIBUTE_TYPE use) {
-  const ObjectView view(m_token);
-  std::optional<Attributes> found = m_token.objects().find(key);
+  std::optional<Attributes> found = m_token.find(key);
   if (!found) {
     throw Error(CKR_KEY_HANDLE_INVALID, "it does not exist or is not visible");
   }
@@ -57,7 +55,7 @@ Attributes Session::usable_key(CK_OBJECT_HANDLE key, CK_OBJECT_CLASS object_clas
   if (!found->is_true(use)) {
     throw Error(CKR_KEY_FUNCTION_NOT_PERMITTED, std::string(rule_of(use).name) + " of the key is false");
   }
-  m_token.objects().in(place_of(key)).unseal(key, *found);
+  unseal(key, *found, m_token.login());
   return *std::move(found);
 }
 
@@ -96,8 +94,7 @@ void Session::begin_digest(const CK_MECHANISM* mechanism) {
 }
 
 void Session::refuse_to_digest(CK_OBJECT_HANDLE key) {
-  const ObjectView view(m_token);
-  const std::optional<Attributes> found = m_token.objects().find(key);
+  const std::optional<Attributes> found = m_token.find(key);
   throw found && is_key(*found)
       ? Error(CKR_KEY_INDIGESTIBLE, "only secret keys can be digested, and the token has none")
       : Error(CKR_KEY_HANDLE_INVALID, "key " + std::to_string(key) + " does not exist or is not visible");

@@ -51,8 +51,7 @@ std::string Session::description_of(CK_OBJECT_HANDLE object, CK_RV code) {
     return number;
   }
   try {
-    const ObjectView view(m_token);
-    const Attributes found = m_token.objects().require(object);
+    const Attributes found = m_token.require(object);
     return std::string(name_of_class(found.number(CKA_CLASS))) + " " + shown_label(found.at(CKA_LABEL)) +
            " (" + number + ")";
   } catch (const std::exception&) {

@@ -34,19 +34,12 @@ ObjectStore& ObjectSpace::in(Place place) {
 }
 
 std::optional<Attributes> ObjectSpace::find(CK_OBJECT_HANDLE object) {
-  std::optional<Attributes> found = in(place_of(object)).load(object);
-  if (found && found->is_true(CKA_PRIVATE) && !is_login_of(m_login, User::kUser)) {
-    return std::nullopt;
-  }
-  return found;
+  return visible(in(place_of(object)).load(object));
 }
 
-Attributes ObjectSpace::require(CK_OBJECT_HANDLE object) {
-  std::optional<Attributes> found = find(object);
-  if (!found) {
-    throw Error(CKR_OBJECT_HANDLE_INVALID, "it does not exist or is not visible");
-  }
-  return *std::move(found);
+std::optional<Attributes> ObjectSpace::visible(std::optional<Attributes> object) const {
+  const bool is_hidden = object && object->is_true(CKA_PRIVATE) && !is_login_of(m_login, User::kUser);
+  return is_hidden ? std::nullopt : std::move(object);
 }
 
 void ObjectSpace::require_may_store(const Attributes& object) const {
@@ -64,27 +57,21 @@ CK_OBJECT_HANDLE ObjectSpace::insert(const Attributes& object, CK_SESSION_HANDLE
   return number;
 }
 
-std::vector<CK_OBJECT_HANDLE> ObjectSpace::search(const Attributes& wanted, CK_OBJECT_HANDLE after,
-                                                  std::size_t limit) {
+std::vector<CK_OBJECT_HANDLE> ObjectSpace::search(Place place, const Attributes& given,
+                                                  CK_OBJECT_HANDLE after, std::size_t limit) {
   std::vector<CK_OBJECT_HANDLE> found;
-  if (place_of(after) == Place::kToken) {
-    search_in(in(Place::kToken), wanted, after, limit, found);
+  if (place == Place::kSession && !m_session_objects) {
+    return found;
   }
-  if (m_session_objects) {
-    search_in(m_session_objects->store, wanted, std::max(after, kSessionNumbers.first - 1), limit, found);
-  }
-  return found;
-}
-
-void ObjectSpace::search_in(ObjectStore& store, Attributes wanted, CK_OBJECT_HANDLE after, std::size_t limit,
-                            std::vector<CK_OBJECT_HANDLE>& found) {
+  ObjectStore& store = in(place);
+  Attributes wanted = given;
   // The store compares stored values, and CKA_VALUE may be sealed: it is compared here.
   const std::optional<Bytes> value =
       wanted.has(CKA_VALUE) ? std::optional<Bytes>(wanted.at(CKA_VALUE)) : std::nullopt;
   wanted.erase(CKA_VALUE);
   if (!is_login_of(m_login, User::kUser)) {
     if (wanted.is_true(CKA_PRIVATE)) {
-      return;
+      return found;
     }
     wanted.set_bool(CKA_PRIVATE, false);
   }
@@ -93,6 +80,7 @@ void ObjectSpace::search_in(ObjectStore& store, Attributes wanted, CK_OBJECT_HAN
       found.push_back(after);
     }
   }
+  return found;
 }
 
 bool ObjectSpace::has_value(CK_OBJECT_HANDLE object, const Bytes& value) {
@@ -101,7 +89,7 @@ bool ObjectSpace::has_value(CK_OBJECT_HANDLE object, const Bytes& value) {
     if (!found || !found->has(CKA_VALUE) || is_guarded(*found)) {
       return false;
     }
-    in(place_of(object)).unseal(object, *found);
+    unseal(object, *found, m_login);
     return found->at(CKA_VALUE) == value;
   } catch (const DamagedObject&) {
     return false;  // the search still finds the others

@@ -34,8 +34,8 @@ class ObjectSpace {
   /// The stored attributes of an object (ObjectStore::load); nothing when it does not exist or is not
   /// visible. Throws DamagedObject.
   std::optional<Attributes> find(CK_OBJECT_HANDLE object);
-  /// The same, but throws CKR_OBJECT_HANDLE_INVALID instead of returning nothing.
-  Attributes require(CK_OBJECT_HANDLE object);
+  /// The object, if it is visible.
+  std::optional<Attributes> visible(std::optional<Attributes> object) const;
 
   /// Throws CKR_USER_NOT_LOGGED_IN when `object` is private and no user is logged in.
   void require_may_store(const Attributes& object) const;
@@ -43,10 +43,11 @@ class ObjectSpace {
   /// Stores an object of the token, or of `session`, as CKA_TOKEN says.
   CK_OBJECT_HANDLE insert(const Attributes& object, CK_SESSION_HANDLE session);
 
-  /// Up to `limit` objects above `after` that match, in order of creation, the token's first. A CKA_VALUE
-  /// that must not be read never matches. A damaged object matches, so that it can be replaced, unless
-  /// `wanted` has a CKA_VALUE.
-  std::vector<CK_OBJECT_HANDLE> search(const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit);
+  /// Up to `limit` objects in `place` above `after` that match, in order of creation. A CKA_VALUE that must
+  /// not be read never matches. A damaged object matches, so that it can be replaced, unless `wanted` has a
+  /// CKA_VALUE.
+  std::vector<CK_OBJECT_HANDLE> search(Place place, const Attributes& wanted, CK_OBJECT_HANDLE after,
+                                       std::size_t limit);
 
   /// Removes the session objects that end with one session, and the private ones, which end with the login.
   void end_session(CK_SESSION_HANDLE session);
@@ -61,8 +62,6 @@ class ObjectSpace {
     std::map<CK_OBJECT_HANDLE, CK_SESSION_HANDLE> owners;
   };
 
-  void search_in(ObjectStore& store, Attributes wanted, CK_OBJECT_HANDLE after, std::size_t limit,
-                 std::vector<CK_OBJECT_HANDLE>& found);
   bool has_value(CK_OBJECT_HANDLE object, const Bytes& value);
 
   const std::optional<Login>& m_login;

@@ -158,13 +158,12 @@ std::optional<Attributes> ObjectStore::load(CK_OBJECT_HANDLE object) {
   return attributes;
 }
 
-void ObjectStore::unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const {
+void unseal(CK_OBJECT_HANDLE object, Attributes& loaded, const std::optional<Login>& login) {
   if (!loaded.is_true(CKA_PRIVATE) || !loaded.has(CKA_VALUE)) {
     return;
   }
-  const auto value = !m_login
-                         ? std::nullopt
-                         : tee_token::unseal(m_login->master_key, loaded.at(CKA_VALUE), seal_context(object));
+  const auto value =
+      login ? unseal(login->master_key, loaded.at(CKA_VALUE), seal_context(object)) : std::nullopt;
   if (!value) {
     throw Failure(CKR_DEVICE_ERROR, "the sealed value of object " + std::to_string(object) +
                                         " cannot be opened: the store is damaged or from another device");

@@ -24,6 +24,9 @@ struct Numbers {
 };
 constexpr Numbers kTokenNumbers = {1, (1UL << 62) - 1}, kSessionNumbers = {1UL << 62, (1UL << 63) - 2};
 
+/// Unseals the CKA_VALUE of a private object that was loaded. Throws a Failure (CKR_DEVICE_ERROR).
+void unseal(CK_OBJECT_HANDLE object, Attributes& loaded, const std::optional<Login>& login);
+
 /// The objects of one database: those of the token in its store, or those of the sessions in memory.
 ///
 /// An object is one record: its attributes, the CKA_VALUE of a private object sealed under the master key and
@@ -58,8 +61,6 @@ class ObjectStore {
   /// The attributes of an object, a private CKA_VALUE still sealed; nothing when there is no such object.
   /// Throws DamagedObject.
   std::optional<Attributes> load(CK_OBJECT_HANDLE object);
-  /// Unseals the CKA_VALUE of a private object that was loaded. Throws a Failure (CKR_DEVICE_ERROR).
-  void unseal(CK_OBJECT_HANDLE object, Attributes& loaded) const;
 
   /// The first object above `after`, in order of creation, that has all attributes of `wanted`, or that is
   /// damaged and has them according to the index; 0 when there is none. Values are compared as they are

@@ -21,6 +21,7 @@ const char* name_of(User user);
 struct Login {
   User user;
   Bytes master_key;
+  Bytes serial;  // of the token at the login
 };
 
 inline bool is_login_of(const std::optional<Login>& login, User user) { return login && login->user == user; }

@@ -5,14 +5,14 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+
 #include "base/error.h"
 #include "base/files.h"
 #include "crypto/symmetric.h"
 
 namespace tee_token {
 namespace {
-
-constexpr char kStore[] = "token.db";
 
 Bytes new_serial() {
   constexpr char kDigits[] = "0123456789abcdef";
@@ -45,7 +45,7 @@ const WrappedKey& key_of(const TokenRecord& record, User user) {
 Database* Token::find_store() {
   if (!m_store) {
     m_folder.require_private();
-    const std::string path = m_folder.file(kStore);
+    const std::string path = m_folder.file(kStoreFile);
     if (!find_status(path, AT_SYMLINK_NOFOLLOW)) {
       return nullptr;
     }
@@ -71,30 +71,126 @@ Database& Token::database_of(Place place) {
   return place == Place::kToken ? store() : m_objects.in(place).database();
 }
 
-// Derives the keys of the store unless they are loaded. Another process may have initialised the token anew:
-// then the keys are derived anew, and a login is no longer valid.
-void Token::load_keys() {
+// Also derives the keys of the objects, which another process may have replaced with a new token: then a
+// login is no longer valid.
+TokenRecord Token::load_record() {
   Database& database = store();
   database.require_in_place();
-  const std::optional<Bytes> serial = token_serial(database);
-  if (m_keys && serial == m_keys->serial) {
-    return;
+  Bytes device_key;
+  if (m_record_key.empty()) {
+    device_key = m_folder.device_key();
+    m_record_key = token_record_key(device_key);
   }
-  if (m_login) {
+  TokenRecord record = load_token_record(database, m_record_key);
+  if (m_login && m_login->serial != record.serial) {
     throw Failure(CKR_DEVICE_REMOVED, "another process has initialised the token again; log in");
   }
-  const Bytes device_key = m_folder.device_key();
-  Bytes record_key = token_record_key(device_key);
-  const TokenRecord record = load_token_record(database, record_key);  // authenticates the serial number
-  ObjectStore::last_number(database, kTokenNumbers);                   // throws when the numbers are damaged
-  m_objects.use_token_objects(
-      ObjectStore(database, kTokenNumbers, ObjectStore::mac_key(device_key, record.serial), m_login));
-  m_keys = StoreKeys{record.serial, std::move(record_key)};
+  if (m_serial != record.serial) {
+    ObjectStore::last_number(database, kTokenNumbers);  // throws when the numbers are damaged
+    const Bytes mac_key =
+        ObjectStore::mac_key(device_key.empty() ? m_folder.device_key() : device_key, record.serial);
+    m_objects.use_token_objects(ObjectStore(database, kTokenNumbers, mac_key, m_login));
+    m_serial = record.serial;
+  }
+  return record;
+}
+
+/// Reads of one state of the store; within an ObjectChange, with its changes.
+class Token::View {
+ public:
+  explicit View(Token& token)
+      : m_is_in_change(token.store().is_in_transaction()),
+        m_snapshot(token.store()),
+        m_record(token.load_record()) {
+    // Since the record was read, no other process can change the store.
+    const auto stamp = m_is_in_change ? std::nullopt : token.m_watch.stamp_of(token.m_folder);
+    std::optional<ReadCache>& cache = ReadCache::of_process();
+    if (stamp && (!cache || cache->stamp != *stamp)) {
+      cache.emplace(ReadCache{*stamp, m_record});
+    }
+    m_cache = stamp ? &*cache : nullptr;
+  }
+
+  const TokenRecord& record() const { return m_record; }
+  /// Where to keep what is read; null when it must not be kept.
+  ReadCache* cache() const { return m_cache; }
+
+ private:
+  const bool m_is_in_change;
+  const Snapshot m_snapshot;
+  const TokenRecord m_record;
+  ReadCache* m_cache;
+};
+
+// What was read when the store was as it is now; null when it was not.
+const ReadCache* Token::known() {
+  const std::optional<ReadCache>& cache = ReadCache::of_process();
+  const bool is_in_change = m_store && m_store->is_in_transaction();
+  return cache && !is_in_change && m_watch.stamp_of(m_folder) == cache->stamp ? &*cache : nullptr;
+}
+
+void Token::require_initialised() {
+  if (known() == nullptr) {
+    store();
+  }
 }
 
 TokenRecord Token::record() {
-  const ObjectView view(*this);
-  return load_token_record(*m_store, m_keys->record_key);
+  const ReadCache* const cache = known();
+  return cache != nullptr ? cache->record : View(*this).record();
+}
+
+std::optional<Attributes> Token::find(CK_OBJECT_HANDLE object) {
+  const bool is_stored = place_of(object) == Place::kToken;
+  const ReadCache* const cache = is_stored ? known() : nullptr;
+  const Attributes* const known_object = cache == nullptr ? nullptr : cache->objects.find(object);
+  if (known_object != nullptr) {
+    return m_objects.visible(*known_object);
+  }
+  constexpr CK_ULONG kLongestKept = 65536;
+  const View view(*this);
+  std::optional<Attributes> found = m_objects.in(place_of(object)).load(object);
+  if (is_stored && view.cache() != nullptr && found && found->size() <= kLongestKept) {
+    view.cache()->objects.add(object, *found);
+  }
+  return m_objects.visible(std::move(found));
+}
+
+Attributes Token::require(CK_OBJECT_HANDLE object) {
+  std::optional<Attributes> found = find(object);
+  if (!found) {
+    throw Error(CKR_OBJECT_HANDLE_INVALID, "it does not exist or is not visible");
+  }
+  return *std::move(found);
+}
+
+std::vector<CK_OBJECT_HANDLE> Token::search(const Attributes& wanted, CK_OBJECT_HANDLE after,
+                                            std::size_t limit) {
+  std::vector<CK_OBJECT_HANDLE> found;
+  if (place_of(after) == Place::kToken) {
+    found = search_store({wanted, after, limit, is_logged_in(User::kUser)});
+  }
+  const auto of_sessions = m_objects.search(Place::kSession, wanted,
+                                            std::max(after, kSessionNumbers.first - 1), limit - found.size());
+  found.insert(found.end(), of_sessions.begin(), of_sessions.end());
+  return found;
+}
+
+std::vector<CK_OBJECT_HANDLE> Token::search_store(const ReadCache::Search& search) {
+  const ReadCache* const cache = known();
+  const auto* const known_answer = cache == nullptr ? nullptr : cache->searches.find(search);
+  if (known_answer != nullptr) {
+    return *known_answer;
+  }
+  constexpr std::size_t kMostKept = 1000;
+  const View view(*this);
+  auto found = m_objects.search(Place::kToken, search.wanted, search.after, search.limit);
+  const bool may_be_kept =
+      !search.wanted.has(CKA_VALUE) && found.size() <= kMostKept;  // a value may be a secret
+  if (may_be_kept && view.cache() != nullptr) {
+    view.cache()->searches.add(search, found);
+  }
+  return found;
 }
 
 void Token::initialise(ByteView officer_pin, ByteView label) {
@@ -107,7 +203,7 @@ void Token::initialise(ByteView officer_pin, ByteView label) {
 
 // Returns false when another process has made the store meanwhile.
 bool Token::make_store(ByteView officer_pin, ByteView label) {
-  const std::string path = m_folder.file(kStore);
+  const std::string path = m_folder.file(kStoreFile);
   open_private_file(path, O_RDWR | O_CREAT);  // SQLite makes its journal with the same mode
   Database made(path);
   Change change(made);
@@ -135,7 +231,7 @@ void Token::clear_store(ByteView officer_pin, ByteView label) {
 
 void Token::log_in(User user, ByteView pin) {
   const TokenRecord current = record();
-  m_login = Login{user, unwrap_key(key_of(current, user), m_folder, user, pin)};
+  m_login = Login{user, unwrap_key(key_of(current, user), m_folder, user, pin), current.serial};
 }
 
 void Token::log_out() {
@@ -148,7 +244,7 @@ void Token::set_user_pin(ByteView pin) {
   ObjectChange change(*this, Place::kToken);
   TokenRecord current = record();
   current.user = wrap_key(m_login->master_key, m_folder.device_key(), User::kUser, pin);
-  save_token_record(*m_store, current, m_keys->record_key);
+  save_token_record(*m_store, current, m_record_key);
   change.commit();
   clear_tries(m_folder, User::kUser);
 }
@@ -165,7 +261,7 @@ void Token::change_pin(ByteView old_pin, ByteView new_pin) {
   } else {
     current.officer = wrapped;
   }
-  save_token_record(*m_store, current, m_keys->record_key);
+  save_token_record(*m_store, current, m_record_key);
   change.commit();
 }
 

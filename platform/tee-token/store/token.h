@@ -5,6 +5,7 @@
 
 #include "store/device_folder.h"
 #include "store/object_space.h"
+#include "store/read_cache.h"
 #include "store/token_record.h"
 
 namespace tee_token {
@@ -19,11 +20,11 @@ class Token {
   const DeviceFolder& folder() const { return m_folder; }
   bool is_present() const { return m_folder.exists(); }
 
-  bool is_initialised() { return find_store() != nullptr; }
+  bool is_initialised() { return known() != nullptr || find_store() != nullptr; }
   /// Throws a Failure (CKR_TOKEN_NOT_RECOGNIZED) unless the token is initialised.
-  void require_initialised() { store(); }
+  void require_initialised();
 
-  /// The record of an initialised token, read anew: other processes may have changed it.
+  /// The record of an initialised token, as it is now: other processes may have changed it.
   TokenRecord record();
 
   /// C_InitToken: makes the token and its folder. If the token is initialised already, all its objects and
@@ -43,30 +44,35 @@ class Token {
   /// C_SetPIN: changes the PIN of the security officer if he is logged in, otherwise that of the user.
   void change_pin(ByteView old_pin, ByteView new_pin);
 
-  /// To be used within an ObjectChange or ObjectView, except to end a session.
+  /// ObjectSpace::find, as it is now; within an ObjectChange, with its changes.
+  std::optional<Attributes> find(CK_OBJECT_HANDLE object);
+  /// The same, but throws CKR_OBJECT_HANDLE_INVALID instead of returning nothing.
+  Attributes require(CK_OBJECT_HANDLE object);
+  /// ObjectSpace::search in the token and then in the sessions.
+  std::vector<CK_OBJECT_HANDLE> search(const Attributes& wanted, CK_OBJECT_HANDLE after, std::size_t limit);
+
+  /// To be used within an ObjectChange, except to end a session.
   ObjectSpace& objects() { return m_objects; }
 
  private:
   friend class ObjectChange;
-  friend class ObjectView;
-
-  /// The key of the token record, valid while the store has this serial number.
-  struct StoreKeys {
-    Bytes serial;
-    Bytes record_key;
-  };
+  class View;
 
   Database* find_store();
   Database& store();
   Database& database_of(Place place);
-  void load_keys();
+  TokenRecord load_record();
+  const ReadCache* known();
+  std::vector<CK_OBJECT_HANDLE> search_store(const ReadCache::Search& search);
   bool make_store(ByteView officer_pin, ByteView label);
   void clear_store(ByteView officer_pin, ByteView label);
 
   DeviceFolder m_folder;
   std::optional<Login> m_login;
+  StoreWatch m_watch;               // closed after the store, whose locks it would release
   std::optional<Database> m_store;  // opened when first needed; always a token's store
-  std::optional<StoreKeys> m_keys;  // loaded when first needed
+  Bytes m_record_key;               // derived when first needed
+  Bytes m_serial;                   // of the token whose objects m_objects has
   ObjectSpace m_objects{m_login};
 };
 
@@ -74,22 +80,13 @@ class Token {
 /// (CKR_DEVICE_REMOVED) when another process has initialised the token anew since the login.
 class ObjectChange {
  public:
-  ObjectChange(Token& token, Place place) : m_change(token.database_of(place)) { token.load_keys(); }
+  ObjectChange(Token& token, Place place) : m_change(token.database_of(place)) { token.load_record(); }
 
   /// Makes the change durable.
   void commit() { m_change.commit(); }
 
  private:
   Change m_change;
-};
-
-/// Several reads of one state of the token's store. Throws as ObjectChange does.
-class ObjectView {
- public:
-  explicit ObjectView(Token& token) : m_snapshot(token.store()) { token.load_keys(); }
-
- private:
-  Snapshot m_snapshot;
 };
 
 }  // namespace tee_token

@@ -65,11 +65,6 @@ bool is_token_store(Database& store) {
   return true;
 }
 
-std::optional<Bytes> token_serial(Database& store) {
-  Query query = store.query("SELECT serial FROM token");
-  return query.step() ? std::optional<Bytes>(query.bytes(0)) : std::nullopt;
-}
-
 TokenRecord load_token_record(Database& store, const Bytes& key) {
   Query query =
       store.query("SELECT label, serial, officer_salt, officer_key, user_salt, user_key, mac FROM token");

@@ -29,9 +29,6 @@ bool is_token_store(Database& store);
 /// The record. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or not as it was stored.
 TokenRecord load_token_record(Database& store, const Bytes& key);
 
-/// The serial number in the record, not authenticated; nothing when there is no record.
-std::optional<Bytes> token_serial(Database& store);
-
 /// Inserts the record or replaces the one that is there.
 void save_token_record(Database& store, const TokenRecord& record, const Bytes& key);
 
