@@ -30,7 +30,7 @@ class RawToken {
   /// Signs once, as a program that starts from nothing: the time of each step, in microseconds.
   Times sign_once() const;
 
-  /// Generates a key pair of the token, without the steps before and after: the time in microseconds.
+  /// Generates a key pair, and destroys it: the time of the first, in microseconds.
   double generate_once() const;
 
  private:

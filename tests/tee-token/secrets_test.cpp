@@ -71,6 +71,10 @@ TEST_F(SecretsTest, NeitherPinNorKeyStaysInMemoryOrComesIntoAFile) {
     Clear value(scalar);
     attributes[4] = {CKA_VALUE, value.data(), 32};
     ASSERT_EQ(answer(m_token->C_CreateObject(m_session, attributes, object.size(), &key)), OK);
+    CK_ULONG found = 0;
+    m_token->C_FindObjectsInit(m_session, &attributes[4], 1);
+    m_token->C_FindObjects(m_session, &session_copy, 1, &found);
+    m_token->C_FindObjectsFinal(m_session);
   }
   ASSERT_EQ(copy(key, Template().flag(CKA_TOKEN, false), &session_copy), OK);
   CK_MECHANISM mechanism = {CKM_ECDSA_SHA256, nullptr, 0};

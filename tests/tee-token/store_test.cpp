@@ -83,6 +83,18 @@ TEST_F(StoreTest, NoDamageGivesAWrongKeyOrValue) {
   }
 }
 
+TEST_F(StoreTest, WhatWasReadForAUserIsShownToNobodyElse) {
+  start();
+  const Handles all = find();
+  EXPECT_EQ(read(secret, CKA_LABEL), OK);
+  ASSERT_EQ(logout(), OK);
+  const Handles public_ones = find();
+  EXPECT_LT(public_ones.size(), all.size());
+  EXPECT_EQ(read(secret, CKA_LABEL), CKR_OBJECT_HANDLE_INVALID);
+  ASSERT_EQ(login(), OK);
+  EXPECT_EQ(find(), all);
+}
+
 TEST_F(StoreTest, EqualSecretsNeverSealAlike) {
   start();
   const Template object = data_object(std::string(2000, 's')).flag(CKA_PRIVATE, true);

@@ -20,6 +20,8 @@
 namespace tee_token {
 namespace {
 
+constexpr char kDeviceKey[] = "device.key";
+
 std::string variable(const char* name) {
   const char* value = ::secure_getenv(name);
   return value == nullptr ? std::string() : value;
@@ -102,21 +104,21 @@ std::uint64_t DeviceFolder::free_bytes() const {
 }
 
 Bytes DeviceFolder::device_key() const {
-  const FileDescriptor key_file = open_private_file(file(kDeviceKeyFile), O_RDONLY);
+  const FileDescriptor key_file = open_private_file(file(kDeviceKey), O_RDONLY);
   Bytes key(kKeyLength + 1);
   const ssize_t length = ::read(key_file.get(), key.data(), key.size());
   if (length != static_cast<ssize_t>(kKeyLength)) {
-    throw Failure(CKR_DEVICE_ERROR,
-                  file(kDeviceKeyFile) +
-                      " is damaged: it must hold 32 bytes; only a new token in an empty folder helps");
+    throw Failure(
+        CKR_DEVICE_ERROR,
+        file(kDeviceKey) + " is damaged: it must hold 32 bytes; only a new token in an empty folder helps");
   }
   key.resize(kKeyLength);
   return key;
 }
 
 void DeviceFolder::make_device_key_if_absent() const {
-  if (!find_status(file(kDeviceKeyFile), AT_SYMLINK_NOFOLLOW)) {
-    write_private_file(file(kDeviceKeyFile), random_bytes(kKeyLength));
+  if (!find_status(file(kDeviceKey), AT_SYMLINK_NOFOLLOW)) {
+    write_private_file(file(kDeviceKey), random_bytes(kKeyLength));
   }
 }
 

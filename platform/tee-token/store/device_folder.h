@@ -13,8 +13,8 @@
 
 namespace tee_token {
 
-/// Files of the folder; another is kCounterFile (store/pin.h).
-constexpr char kDeviceKeyFile[] = "device.key", kStoreFile[] = "token.db";
+/// The store's file in the folder.
+constexpr char kStoreFile[] = "token.db";
 
 /// The folder that represents the device: device key, store and PIN counters are files in it.
 class DeviceFolder {

@@ -10,28 +10,9 @@
 namespace tee_token {
 namespace {
 
-class StampWriter {
- public:
-  explicit StampWriter(StoreWatch::Stamp& stamp) : m_next(stamp.begin()) {}
+using Status = struct stat;
 
-  template <typename... Numbers>
-  void add(Numbers... numbers) {
-    ((*m_next++ = static_cast<std::int64_t>(numbers)), ...);
-  }
-  void add_identity(const struct stat& status) {
-    add(status.st_dev, status.st_ino, status.st_mode, status.st_uid);
-  }
-  void add_file(const struct stat& status) {
-    add_identity(status);
-    add(status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_sec,
-        status.st_ctim.tv_nsec);
-  }
-
- private:
-  StoreWatch::Stamp::iterator m_next;
-};
-
-bool look(const std::string& path, int flags, struct stat& status) {
+bool look(const std::string& path, int flags, Status& status) {
   return ::fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0;
 }
 
@@ -40,10 +21,8 @@ bool look(const std::string& path, int flags, struct stat& status) {
 std::optional<StoreWatch::Stamp> StoreWatch::stamp_of(const DeviceFolder& folder) {
   constexpr off_t kChangeCounter = 24;  // SQLite's file format, 1.3.7
   const std::string path = folder.file(kStoreFile);
-  struct stat of_folder {
-  }, of_store{}, of_key{}, watched{};
-  if (!look(folder.path(), 0, of_folder) || !look(path, AT_SYMLINK_NOFOLLOW, of_store) ||
-      !look(folder.file(kDeviceKeyFile), AT_SYMLINK_NOFOLLOW, of_key)) {
+  Status of_folder{}, of_store{}, watched{};
+  if (!look(folder.path(), 0, of_folder) || !look(path, AT_SYMLINK_NOFOLLOW, of_store)) {
     return std::nullopt;
   }
   if (!m_store) {
@@ -55,13 +34,14 @@ std::optional<StoreWatch::Stamp> StoreWatch::stamp_of(const DeviceFolder& folder
       ::pread(m_store->get(), &changes, sizeof changes, kChangeCounter) != sizeof changes) {
     return std::nullopt;
   }
-  Stamp stamp{};
-  StampWriter writer(stamp);
-  writer.add_identity(of_folder);
-  writer.add_file(of_store);
-  writer.add_file(of_key);
-  writer.add(changes);
-  return stamp;
+  const auto number = [](auto value) { return static_cast<std::int64_t>(value); };
+  return Stamp{number(of_folder.st_dev),  number(of_folder.st_ino),
+               number(of_folder.st_mode), number(of_folder.st_uid),
+               number(of_store.st_dev),   number(of_store.st_ino),
+               number(of_store.st_mode),  number(of_store.st_uid),
+               of_store.st_size,          of_store.st_mtim.tv_sec,
+               of_store.st_mtim.tv_nsec,  of_store.st_ctim.tv_sec,
+               of_store.st_ctim.tv_nsec,  changes};
 }
 
 bool ReadCache::Search::operator==(const Search& other) const {

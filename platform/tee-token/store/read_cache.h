@@ -15,14 +15,14 @@
 
 namespace tee_token {
 
-/// Tells whether the files of a token have changed.
+/// Tells whether the store of a token has changed.
 class StoreWatch {
  public:
-  /// Identity, owner, mode, size and times of the files, and the number of committed changes that SQLite
-  /// keeps in the header of the store: equal for equal contents only.
-  using Stamp = std::array<std::int64_t, 23>;
+  /// Identity, owner and mode of folder and store, size and times of the store, and the number of committed
+  /// changes that SQLite keeps in its header: equal only as long as nothing changes.
+  using Stamp = std::array<std::int64_t, 14>;
 
-  /// The stamp of the files in `folder`; nothing when it cannot be found out.
+  /// The stamp of the store in `folder`; nothing when it cannot be found out.
   std::optional<Stamp> stamp_of(const DeviceFolder& folder);
 
  private:
@@ -56,7 +56,7 @@ class Answers {
   std::vector<std::pair<Question, Answer>> m_known;
 };
 
-/// What was read of a store whose files have this stamp. It outlives C_Finalize: opening the store again
+/// What was read of a store with this stamp. It outlives C_Finalize: opening the store again
 /// would take most of the time of a program that signs now and then. It has nothing that is not in the store,
 /// and values of private objects sealed as there.
 struct ReadCache {
