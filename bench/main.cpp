@@ -36,6 +36,8 @@ using Kind = RawToken::Kind;
 
 constexpr char kFew[] = "SoftHSM2, 2 objects", kSequence[] = "one signature, from C_Initialize to C_Finalize";
 
+constexpr std::size_t kSizes[] = {2, 10, 100, 1000, 10000};
+
 /// The tokens, each with a key pair, so that a token with 10 objects has 8 others.
 class Tokens {
  public:
@@ -77,7 +79,7 @@ std::vector<Curve> compare_sequences(Tokens& tokens, Report& report) {
   std::vector<Series> all;
   std::vector<Curve> curves = {{"SoftHSM2", {}}, {"tee-token", {}}};
   for (const Kind kind : {Kind::kSoftHsm, Kind::kOurs}) {
-    for (const std::size_t objects : {2, 10, 100, 1000, 10000}) {
+    for (const std::size_t objects : kSizes) {
       const bool is_slow = kind == Kind::kSoftHsm && objects >= 1000;
       all.push_back(sequence_on(tokens.with(kind, objects), name_of(kind, objects), is_slow ? 1 : 20));
     }
@@ -87,8 +89,7 @@ std::vector<Curve> compare_sequences(Tokens& tokens, Report& report) {
   for (std::size_t i = 0; i < all.size(); ++i) {
     report.add(all[i].name, times[i], "us", times[i] / times[0]);
     const std::size_t half = all.size() / 2;
-    const double objects[] = {2, 10, 100, 1000, 10000};
-    curves[i / half].points.emplace_back(objects[i % half], times[i]);
+    curves[i / half].points.emplace_back(static_cast<double>(kSizes[i % half]), times[i]);
   }
   return curves;
 }
@@ -122,8 +123,9 @@ void compare_steps(Tokens& tokens, Report& report) {
     return median(of_turns);
   };
   report.begin("the steps of it, SoftHSM2, 10 objects", "");
-  for (std::size_t i = 0; i < RawToken::kSteps.size(); ++i)
+  for (std::size_t i = 0; i < RawToken::kSteps.size(); ++i) {
     report.add(RawToken::kSteps[i], time_of(2, i), "us");
+  }
   report.begin("the steps of it, tee-token, 10,000 objects", "10 objects");
   for (std::size_t i = 0; i < RawToken::kSteps.size(); ++i) {
     report.add(RawToken::kSteps[i], time_of(1, i), "us", time_of(1, i) / time_of(0, i));
@@ -252,11 +254,13 @@ OfProcess process_that_signs(int count) {
   const std::string self = fs::read_symlink("/proc/self/exe").string();
   const std::unique_ptr<FILE, int (*)(FILE*)> output(
       ::popen((self + " --sign " + std::to_string(count)).c_str(), "re"), ::pclose);
-  OfProcess found{};
-  if (output == nullptr || std::fscanf(output.get(), "%lf %lf", &found.peak, &found.first) != 2) {
+  char line[100] = "";
+  char* rest = line;
+  if (output == nullptr || std::fgets(line, sizeof line, output.get()) == nullptr) {
     throw std::runtime_error("a process that signs failed");
   }
-  return found;
+  const double peak = std::strtod(line, &rest);
+  return {peak, std::strtod(rest, nullptr)};
 }
 
 void measure_process(Report& report) {
