@@ -158,6 +158,9 @@ TEST_F(StoreTest, FilesThatAreDamagedOrNotTheTokensOwnAreRefused) {
   fs::permissions(folder(), fs::perms(0755));
   EXPECT_NE(state(), sound);
   fs::permissions(folder(), fs::perms(0700));
+  shell("cd '" + folder() + "'; rm token.db; mkfifo -m 600 token.db");
+  EXPECT_NE(state(), sound) << "which does not wait for a writer";
+  whole->restore();
   fs::remove(file("device.key"));
   m_token->C_Initialize(nullptr);
   EXPECT_EQ(init_token(), CKR_DEVICE_ERROR);

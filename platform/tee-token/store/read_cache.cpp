@@ -22,7 +22,8 @@ std::optional<StoreWatch::Stamp> StoreWatch::stamp_of(const DeviceFolder& folder
   constexpr off_t kChangeCounter = 24;  // SQLite's file format, 1.3.7
   const std::string path = folder.file(kStoreFile);
   Status of_folder{}, of_store{}, watched{};
-  if (!look(folder.path(), 0, of_folder) || !look(path, AT_SYMLINK_NOFOLLOW, of_store)) {
+  if (!look(folder.path(), 0, of_folder) || !look(path, AT_SYMLINK_NOFOLLOW, of_store) ||
+      !S_ISREG(of_store.st_mode)) {
     return std::nullopt;
   }
   if (!m_store) {
