@@ -23,10 +23,8 @@
 
 #include "library.h"
 #include "measure.h"
-#include "plot.h"
 #include "raw_token.h"
 #include "report.h"
-#include "system_calls.h"
 
 namespace bench {
 namespace {

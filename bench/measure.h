@@ -30,4 +30,11 @@ std::vector<double> take_turns(const std::vector<Series>& all, int turns);
 /// Waits for `count` children that do the same work at once.
 void in_children(int count, const std::function<void()>& work);
 
+struct SystemCalls {
+  int all, syncs;  // syncs: fsync and fdatasync
+};
+
+/// The system calls of `call` in a child process that has run it once before, each time after `prepare`.
+SystemCalls system_calls_of(const std::function<void()>& prepare, const std::function<void()>& call);
+
 }  // namespace bench

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -34,5 +35,14 @@ class Report {
   std::string m_title;
   std::vector<Row> m_rows;
 };
+
+/// Points of one line: the number of objects, and the time in microseconds.
+struct Curve {
+  std::string name;
+  std::vector<std::pair<double, double>> points;
+};
+
+/// An SVG of the curves with logarithmic axes.
+std::string plot_of(const std::vector<Curve>& curves);
 
 }  // namespace bench
