@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 
 #include "backend.h"
@@ -79,6 +80,10 @@ class Provisioning {
     m_report.step(
         "token made", "BASE key, 5 certificates, VIN: " + count_of(kPreInstalled, "objects"),
         "an SQLite file and a device key in a folder; tee-token imports what a factory would store");
+    const bool on_tpm = tee_token("status").find("TPM 2.0") != std::string::npos;
+    m_report.step(
+        "private keys live", on_tpm ? "in a TPM 2.0, emulated by swtpm" : "in the folder, sealed",
+        "tee-token init --keys tpm makes a token on a TPM: the folder then has only what the TPM encrypted");
   }
 
   void import_device_certificate(const std::string& label) const {
@@ -260,6 +265,10 @@ class Provisioning {
     ::usleep(static_cast<useconds_t>(delay.count()));
     ::kill(process, SIGKILL);
     ::waitpid(process, nullptr, 0);
+    if (std::getenv("TPM2TOOLS_TCTI") !=
+        nullptr) {  // an emulated TPM without a resource manager, which would do this
+      run("tpm2_flushcontext -t; tpm2_flushcontext -l");
+    }
     return m_api->get_client_cert("LYR") == chain;
   }
 

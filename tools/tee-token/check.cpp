@@ -22,21 +22,16 @@ namespace {
 
 struct File {
   const char* name;
-  off_t length;  // 0: any
   const char* remedy;
 };
 
 constexpr char kRestore[] = "; put back a copy of the folder, or make a new token in an empty one";
-constexpr File kFiles[] = {{"device.key", 32, kRestore},
-                           {"token.db", 0, kRestore},
-                           {"pin-tries", 2, "; write two zero bytes to it"}};
+constexpr File kFiles[] = {{"device.key", kRestore},
+                           {"token.db", kRestore},
+                           {tee_token::kCounterFile, "; write two zero bytes to it"}};
 
-void check_file(Findings& findings, const std::string& path, const File& file) {
+void check_writable(Findings& findings, const std::string& path) {
   const auto status = tee_token::find_status(path, 0);
-  if (file.length != 0 && status && status->st_size != file.length) {
-    findings.add(Fault::kFiles,
-                 path + " is damaged: it must hold " + std::to_string(file.length) + " bytes" + file.remedy);
-  }
   if (status && (status->st_mode & S_IWUSR) == 0) {
     findings.add(Fault::kFiles, path + " cannot be written; run: chmod 600 " + path);
   }
@@ -65,7 +60,7 @@ void check_integrity(Findings& findings, const std::string& path) {
   }
 }
 
-/// Presence, owner, mode, length, the store's schema, numbers and integrity, and temporary files of an
+/// Presence, owner, mode, content, the store's schema, numbers and integrity, and temporary files of an
 /// interrupted run. Returns whether the token can be used.
 bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
   const auto check_access = [&](const std::string& prefix, const char* remedy, const auto& require) {
@@ -85,10 +80,14 @@ bool check_files(Findings& findings, const tee_token::DeviceFolder& folder) {
     const std::string path = folder.file(file.name);
     check_access("", tee_token::find_status(path, AT_SYMLINK_NOFOLLOW) ? "" : file.remedy,
                  [&] { tee_token::require_private_file(path); });
-    check_file(findings, path, file);
+    check_writable(findings, path);
     if (tee_token::find_status(path + ".new", AT_SYMLINK_NOFOLLOW)) {
       findings.add(Fault::kLeftover, path + ".new is a temporary file left by an interrupted run; remove it");
     }
+  }
+  if (usable()) {
+    check_access(folder.path() + "/", "", [&] { folder.device(); });
+    check_access(folder.path() + "/", "", [&] { tries_left(folder, tee_token::User::kSecurityOfficer); });
   }
   if (usable()) {
     check_integrity(findings, folder.file("token.db"));

@@ -22,6 +22,10 @@ struct TrustGroup {
 /// another one. Throws UsageError.
 tee_token::FileDescriptor lock_token(const Target& target);
 
+/// Chooses where the private keys of a token that is made next live: "software" or "tpm", with tpm2-tss's
+/// TCTI configuration; empty: TEE_TOKEN_KEYS, or what the folder has. Throws UsageError.
+void choose_keys(const Target& target, const std::string& keys, const std::string& tcti);
+
 /// Makes the token, with both PINs. An existing token is only overwritten with `force`.
 void init(const Target& target, const std::string& label, bool force);
 

@@ -29,7 +29,7 @@ struct Arguments {
   ModuleToCheck module;
   std::optional<std::string> roots;
   NewPin new_pin;
-  std::string label, file, value, token_label = "TEE token";
+  std::string label, file, value, token_label = "TEE token", keys, tcti;
   Botan::PKCS11::ObjectHandle object = 0;
   bool force = false, json = false;
   int exit_code = 0;
@@ -62,10 +62,18 @@ void add_global_options(CLI::App& app, Arguments& given) {
 }
 
 void add_init(CLI::App& app, Arguments& given) {
-  CLI::App* const make =
-      add(app, "init", "Make the token", [&] { init(given.target, given.token_label, given.force); });
+  CLI::App* const make = add(app, "init", "Make the token", [&] {
+    choose_keys(given.target, given.keys, given.tcti);
+    init(given.target, given.token_label, given.force);
+  });
   make->add_option("--label", given.token_label, "Label of the token")->capture_default_str();
   make->add_flag("--force", given.force, "Overwrite an existing token and everything on it");
+  CLI::Option* const keys =
+      make->add_option("--keys", given.keys, "software, or tpm: private keys live in a TPM 2.0");
+  keys->check(CLI::IsMember({"software", "tpm"}).description(""))->type_name("WHERE");
+  make->add_option("--tcti", given.tcti, "TPM, as tpm2-tss names it; without it device:/dev/tpmrm0")
+      ->needs(keys)
+      ->type_name("TCTI");
   add(app, "status", "Show label, PINs, tries left, number of objects", [&] {
     status(given.target, given.json);
   })->add_flag("--json", given.json, "As a JSON object");

@@ -65,6 +65,7 @@ Json status_of(const Target& target) {
   }
   Json status = {{"label", text_of(info.label)},
                  {"serial", text_of(info.serialNumber)},
+                 {"model", text_of(info.model)},
                  {"write_protected", (info.flags & CKF_WRITE_PROTECTED) != 0},
                  {"user_pin", pin_state(info.flags, kUser)},
                  {"officer_pin", pin_state(info.flags, kOfficer)}};

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 
@@ -68,6 +69,19 @@ tee_token::FileDescriptor lock_token(const Target& target) {
     throw UsageError("cannot lock the folder " + folder.path() + ": " + std::strerror(errno));
   }
   return opened;
+}
+
+void choose_keys(const Target& target, const std::string& keys, const std::string& tcti) {
+  if (keys.empty()) {
+    return;
+  }
+  if (!is_platforms(target)) {
+    throw UsageError("--keys is for the platform's token only");
+  }
+  if (keys != "tpm" && !tcti.empty()) {
+    throw UsageError("--tcti needs --keys tpm");
+  }
+  ::setenv("TEE_TOKEN_KEYS", (tcti.empty() ? keys : keys + ":" + tcti).c_str(), 1);
 }
 
 void init(const Target& target, const std::string& label, bool force) {

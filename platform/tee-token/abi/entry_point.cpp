@@ -4,7 +4,6 @@
 #include "abi/entry_point.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +13,7 @@
 
 #include "base/error.h"
 #include "base/files.h"
+#include "base/without_sigpipe.h"
 
 namespace tee_token {
 namespace {
@@ -32,32 +32,6 @@ LogSettings& log_settings() {
 }
 
 bool is_wanted(bool is_failure) { return is_failure ? log_settings().failures : log_settings().all; }
-
-/// Blocks SIGPIPE while it exists: a failure line that nobody reads must not end the program.
-class WithoutSigpipe {
- public:
-  WithoutSigpipe() {
-    sigset_t pending;
-    ::sigpending(&pending);
-    m_was_pending = ::sigismember(&pending, SIGPIPE) == 1;
-    ::sigemptyset(&m_sigpipe);
-    ::sigaddset(&m_sigpipe, SIGPIPE);
-    ::pthread_sigmask(SIG_BLOCK, &m_sigpipe, &m_mask);
-  }
-  ~WithoutSigpipe() {
-    const timespec now = {};
-    if (!m_was_pending) {
-      ::sigtimedwait(&m_sigpipe, nullptr, &now);
-    }
-    ::pthread_sigmask(SIG_SETMASK, &m_mask, nullptr);
-  }
-  WithoutSigpipe(const WithoutSigpipe&) = delete;
-  WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
-
- private:
-  sigset_t m_sigpipe, m_mask;
-  bool m_was_pending;
-};
 
 // In one write, so that lines of several processes do not mix.
 bool write_line(int file, const std::string& line) {

@@ -25,7 +25,7 @@ CK_RV C_Sign(CK_SESSION_HANDLE session, unsigned char* data, CK_ULONG length, un
   return operation_call<Signature>("C_Sign", session, [&](Signature& signing) {
     const ByteView message = input(data, length);
     return OutputBuffer(signature, signature_length).give(signing.length(), [&] {
-      return signing.key.sign(signing.message.digest_of(message));
+      return signing.sign(signing.message.digest_of(message));
     });
   });
 }
@@ -40,7 +40,7 @@ CK_RV C_SignUpdate(CK_SESSION_HANDLE session, unsigned char* part, CK_ULONG leng
 CK_RV C_SignFinal(CK_SESSION_HANDLE session, unsigned char* signature, CK_ULONG* signature_length) {
   return operation_call<Signature>("C_SignFinal", session, [&](Signature& signing) {
     return OutputBuffer(signature, signature_length).give(signing.length(), [&] {
-      return signing.key.sign(signing.message.digest());
+      return signing.sign(signing.message.digest());
     });
   });
 }

@@ -40,6 +40,7 @@ CK_TOKEN_INFO token_info(Module& module, Token& token) {
     std::copy_n(record.serial.begin(), std::min(record.serial.size(), sizeof info.serialNumber),
                 info.serialNumber);
     info.flags |= token_flags(token, record);
+    put_text(info.model, token.folder().device()->model());
   }
   info.ulMaxSessionCount = info.ulMaxRwSessionCount = CK_EFFECTIVELY_INFINITE;
   info.ulSessionCount = module.session_count(false);
@@ -90,9 +91,12 @@ CK_RV C_GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* list, CK_ULONG* cou
 
 CK_RV C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO* info) {
   return entry_point("C_GetMechanismInfo", [&](Module& module) {
-    module.token_in(slot);
+    Token& token = module.token_in(slot);
     required(info);
     *info = info_of(mechanism_of(type));
+    if (info->flags & CKF_GENERATE_KEY_PAIR && token.is_initialised()) {
+      info->ulMaxKeySize = token.folder().device()->most_bits();
+    }
   });
 }
 

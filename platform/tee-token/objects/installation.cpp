@@ -100,15 +100,15 @@ bool has_certificate_for(const EcPublicKey& key, const Bytes& chain) {
   return found;
 }
 
-void require_match(const Parts& parts) {
+void require_match(const Parts& parts, const KeyDevice& device) {
   const Attributes& public_half = parts.at(CKO_PUBLIC_KEY);
   const Attributes& private_half = parts.at(CKO_PRIVATE_KEY);
-  const EcPrivateKey private_key(private_half.at(CKA_EC_PARAMS), private_half.at(CKA_VALUE));
-  if (public_half.at(CKA_EC_PARAMS) != private_half.at(CKA_EC_PARAMS) ||
-      public_half.at(CKA_EC_POINT) != private_key.ec_point()) {
+  const Bytes& ec_params = private_half.at(CKA_EC_PARAMS);
+  if (public_half.at(CKA_EC_PARAMS) != ec_params ||
+      public_half.at(CKA_EC_POINT) != device.ec_point(ec_params, private_half.at(CKA_VALUE))) {
     refuse(CKR_KEY_HANDLE_INVALID, "the public key does not match the private key");
   }
-  const EcPublicKey public_key(public_half.at(CKA_EC_PARAMS), public_half.at(CKA_EC_POINT));
+  const EcPublicKey public_key(ec_params, public_half.at(CKA_EC_POINT));
   const Bytes& chain = parts.at(CKO_CERTIFICATE).at(CKA_VALUE);
   if (!chain.empty() && !has_certificate_for(public_key, chain)) {
     refuse(CKR_DATA_INVALID, "no certificate of the chain is for the new public key");
@@ -128,7 +128,7 @@ void install(Token& token, const std::vector<CK_OBJECT_HANDLE>& installed,
   const Attributes owner = owner_of(parts.at(CKO_PUBLIC_KEY));
   require_one_owner(parts, owner);
   require_whole_set(store, installed, owner);
-  require_match(parts);
+  require_match(parts, *token.login()->device);
   for (const CK_OBJECT_HANDLE object : installed) {
     store.erase(object);
   }

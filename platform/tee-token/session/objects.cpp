@@ -28,21 +28,37 @@ CK_RV copy_attribute(const Attributes& object, CK_ATTRIBUTE& attribute) {
   return CKR_OK;
 }
 
-void set_new_key(Attributes& public_key, Attributes& private_key) {
-  const EcPrivateKey key = EcPrivateKey::generate(public_key.at(CKA_EC_PARAMS));
-  private_key.set(CKA_VALUE, key.value());
-  public_key.set(CKA_EC_POINT, key.ec_point());
+void require_may_leave(const KeyDevice& device, const Attributes& private_key) {
+  if (private_key.is_true(CKA_EXTRACTABLE) && !device.exports_keys()) {
+    throw Error(CKR_ATTRIBUTE_VALUE_INVALID, "a key in the TPM cannot be CKA_EXTRACTABLE");
+  }
+}
+
+void set_new_key(Attributes& public_key, Attributes& private_key, const Login& login) {
+  require_may_leave(*login.device, private_key);
+  const KeyDevice::NewKey key = login.device->generate(public_key.at(CKA_EC_PARAMS), login.master_key);
+  private_key.set(CKA_VALUE, key.value);
+  public_key.set(CKA_EC_POINT, key.ec_point);
   const Bytes info = EcPublicKey(public_key.at(CKA_EC_PARAMS), public_key.at(CKA_EC_POINT)).info();
   public_key.set(CKA_PUBLIC_KEY_INFO, info);
   private_key.set(CKA_PUBLIC_KEY_INFO, info);
 }
 
+void move_to_device(Attributes& private_key, const Login& login) {
+  require_may_leave(*login.device, private_key);
+  private_key.set(CKA_VALUE, login.device->import(private_key.at(CKA_EC_PARAMS), private_key.at(CKA_VALUE),
+                                                  login.master_key));
+}
+
 }  // namespace
 
 CK_OBJECT_HANDLE Session::create(Attributes given) {
-  const Attributes object = created_object(std::move(given), creator());
+  Attributes object = created_object(std::move(given), creator());
   require_may_write(place_of(object));
   m_token.objects().require_may_store(object);
+  if (object.number(CKA_CLASS) == CKO_PRIVATE_KEY) {
+    move_to_device(object, *m_token.login());
+  }
   ObjectChange change(m_token, place_of(object));
   const CK_OBJECT_HANDLE created = m_token.objects().insert(object, m_handle);
   change.commit();
@@ -60,7 +76,7 @@ Session::KeyPair Session::generate(Attributes public_half, Attributes private_ha
     require_may_write(place_of(*half));
     m_token.objects().require_may_store(*half);
   }
-  set_new_key(public_key, private_key);
+  set_new_key(public_key, private_key, *m_token.login());
 
   // When the halves are in two places, the change in memory is committed last, because that cannot fail.
   std::optional<ObjectChange> in_memory;

@@ -64,8 +64,8 @@ void Session::begin_signature(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {
   const Mechanism& mechanism = mechanism_of(given, CKF_SIGN);
   const Attributes attributes = usable_key(key, CKO_PRIVATE_KEY, CKA_SIGN);
   require_allows(attributes, mechanism.type);
-  m_operation =
-      Signature{EcPrivateKey(attributes.at(CKA_EC_PARAMS), attributes.at(CKA_VALUE)), Message(mechanism)};
+  m_operation = Signature{&*m_token.login(), attributes.at(CKA_EC_PARAMS), attributes.at(CKA_VALUE),
+                          Message(mechanism)};
 }
 
 void Session::begin_verification(const CK_MECHANISM* given, CK_OBJECT_HANDLE key) {

@@ -51,10 +51,14 @@ class Session {
     CK_OBJECT_HANDLE last = 0;
   };
   struct Signature {
-    EcPrivateKey key;
+    const Login* login;  // a logout ends the operation
+    Bytes ec_params, value;
     Message message;
 
-    std::size_t length() const { return 2 * key.curve().order_bytes; }
+    std::size_t length() const { return 2 * curve_of(ec_params).order_bytes; }
+    Bytes sign(ByteView digest) const {
+      return login->device->sign(ec_params, value, digest, login->master_key);
+    }
   };
   struct Verification {
     EcPublicKey key;

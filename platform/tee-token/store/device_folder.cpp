@@ -42,7 +42,8 @@ DeviceFolder DeviceFolder::of_environment() {
   return DeviceFolder(!folder.empty() ? folder
                       : !data.empty() ? data + "/tee-token"
                       : !home.empty() ? home + "/.local/share/tee-token"
-                                      : std::string());
+                                      : std::string(),
+                      variable("TEE_TOKEN_KEYS"));
 }
 
 bool DeviceFolder::exists() const { return find_folder().has_value(); }
@@ -103,22 +104,32 @@ std::uint64_t DeviceFolder::free_bytes() const {
   return available - std::min(available, kReserve);
 }
 
-Bytes DeviceFolder::device_key() const {
+Bytes DeviceFolder::device_key_file() const {
+  constexpr std::size_t kLongest = 4096;
   const FileDescriptor key_file = open_private_file(file(kDeviceKey), O_RDONLY);
-  Bytes key(kKeyLength + 1);
-  const ssize_t length = ::read(key_file.get(), key.data(), key.size());
-  if (length != static_cast<ssize_t>(kKeyLength)) {
-    throw Failure(
-        CKR_DEVICE_ERROR,
-        file(kDeviceKey) + " is damaged: it must hold 32 bytes; only a new token in an empty folder helps");
+  Bytes content(kLongest);
+  const ssize_t length = ::read(key_file.get(), content.data(), content.size());
+  if (length < 0) {
+    fail_with_errno("read", file(kDeviceKey));
   }
-  key.resize(kKeyLength);
-  return key;
+  content.resize(static_cast<std::size_t>(length));
+  return content;
 }
 
+std::unique_ptr<const KeyDevice> DeviceFolder::device() const { return KeyDevice::of(device_key_file()); }
+
 void DeviceFolder::make_device_key_if_absent() const {
-  if (!find_status(file(kDeviceKey), AT_SYMLINK_NOFOLLOW)) {
-    write_private_file(file(kDeviceKey), random_bytes(kKeyLength));
+  if (find_status(file(kDeviceKey), AT_SYMLINK_NOFOLLOW)) {
+    require_wanted_device();
+  } else {
+    write_private_file(file(kDeviceKey), new_device_key(m_wanted_device));
+  }
+}
+
+void DeviceFolder::require_wanted_device() const {
+  if (!m_wanted_device.empty() && !is_on(m_wanted_device, device_key_file())) {
+    throw Failure(CKR_ARGUMENTS_BAD, "the folder has a device.key of another kind than TEE_TOKEN_KEYS (" +
+                                         m_wanted_device + ") names; choose an empty folder");
   }
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "base/bytes.h"
+#include "crypto/key_device.h"
 
 namespace tee_token {
 
@@ -19,9 +20,13 @@ constexpr char kStoreFile[] = "token.db";
 /// The folder that represents the device: device key, store and PIN counters are files in it.
 class DeviceFolder {
  public:
-  explicit DeviceFolder(std::string path) : m_path(std::move(path)) {}
+  /// `device` is where a new token's keys live (`new_device_key`); empty: where those of the folder's
+  /// device.key do, or in software.
+  explicit DeviceFolder(std::string path, std::string device = "")
+      : m_path(std::move(path)), m_wanted_device(std::move(device)) {}
 
   /// TEE_TOKEN_DIR, else $XDG_DATA_HOME/tee-token, else ~/.local/share/tee-token; an empty path without any.
+  /// The device is TEE_TOKEN_KEYS.
   static DeviceFolder of_environment();
 
   const std::string& path() const { return m_path; }
@@ -47,16 +52,23 @@ class DeviceFolder {
   /// The bytes that new objects can fill on the folder's disk. Throws a Failure (CKR_DEVICE_ERROR).
   std::uint64_t free_bytes() const;
 
-  /// The device-unique key. Throws a Failure (CKR_DEVICE_ERROR) when it is missing or damaged.
-  Bytes device_key() const;
+  /// Where the token's keys live. Throws a Failure (CKR_DEVICE_ERROR) when device.key is missing or damaged.
+  std::unique_ptr<const KeyDevice> device() const;
+  /// The device-unique key.
+  Bytes device_key() const { return device()->device_key(); }
 
-  /// Makes the device key, unless there is one.
+  /// Makes the device key, unless there is one. Throws as `require_wanted_device`.
   void make_device_key_if_absent() const;
+  /// Throws a Failure (CKR_ARGUMENTS_BAD) when the keys live elsewhere than this object's creator wanted.
+  void require_wanted_device() const;
 
  private:
   std::optional<struct stat> find_folder() const;
 
+  Bytes device_key_file() const;
+
   std::string m_path;
+  std::string m_wanted_device;
 };
 
 }  // namespace tee_token

@@ -116,9 +116,8 @@ WrappedKey wrap_key(const Bytes& master_key, const Bytes& device_key, User user,
   return {salt, seal(wrapping_key(device_key, salt, user, pin), master_key, std::string(name_of(user)))};
 }
 
-Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User user, ByteView pin) {
-  // Steps that can fail with the right PIN come first, so that they do not count as a try.
-  const Bytes device_key = folder.device_key();
+Bytes unwrap_key(const WrappedKey& wrapped, const Bytes& device_key, const DeviceFolder& folder, User user,
+                 ByteView pin) {
   if (!has_pin_length(pin)) {
     throw Failure(CKR_PIN_INCORRECT, "a PIN has 4 to 64 bytes, not " + std::to_string(pin.size) +
                                          "; this was not counted as a try");

@@ -16,12 +16,13 @@ enum class User : std::uint8_t { kUser = 0, kSecurityOfficer = 1 };
 /// Name in failure lines: "user", "security officer".
 const char* name_of(User user);
 
-/// Who is logged in. The security officer needs the master key to set a PIN; private objects are not visible
-/// to him.
+/// Who is logged in, and the device of the token's keys. The security officer needs the master key to set a
+/// PIN; private objects are not visible to him.
 struct Login {
   User user;
   Bytes master_key;
   Bytes serial;  // of the token at the login
+  std::shared_ptr<const KeyDevice> device;
 };
 
 inline bool is_login_of(const std::optional<Login>& login, User user) { return login && login->user == user; }
@@ -45,7 +46,8 @@ WrappedKey wrap_key(const Bytes& master_key, const Bytes& device_key, User user,
 /// ending the process gives no free try. Meanwhile other processes wait for the counters, up to 5 seconds.
 /// Throws a Failure: CKR_PIN_INCORRECT, CKR_PIN_LOCKED when no try is left, CKR_DEVICE_ERROR when the
 /// counters cannot be used.
-Bytes unwrap_key(const WrappedKey& wrapped, const DeviceFolder& folder, User user, ByteView pin);
+Bytes unwrap_key(const WrappedKey& wrapped, const Bytes& device_key, const DeviceFolder& folder, User user,
+                 ByteView pin);
 
 /// The file of the counters in the folder: a byte for each user, the number of wrong tries in a row.
 constexpr char kCounterFile[] = "pin-tries";

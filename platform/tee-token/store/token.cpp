@@ -221,9 +221,10 @@ bool Token::make_store(ByteView officer_pin, ByteView label) {
 void Token::clear_store(ByteView officer_pin, ByteView label) {
   Change change(store());  // no ObjectChange: the objects may be damaged
   m_store->require_in_place();
+  m_folder.require_wanted_device();
   const Bytes device_key = m_folder.device_key();
   const TokenRecord current = load_token_record(*m_store, token_record_key(device_key));
-  unwrap_key(current.officer, m_folder, User::kSecurityOfficer, officer_pin);
+  unwrap_key(current.officer, device_key, m_folder, User::kSecurityOfficer, officer_pin);
   ObjectStore::erase_all(*m_store, kTokenNumbers);
   save_new_record(*m_store, device_key, officer_pin, label);
   change.commit();
@@ -231,7 +232,11 @@ void Token::clear_store(ByteView officer_pin, ByteView label) {
 
 void Token::log_in(User user, ByteView pin) {
   const TokenRecord current = record();
-  m_login = Login{user, unwrap_key(key_of(current, user), m_folder, user, pin), current.serial};
+  const WrappedKey& wrapped = key_of(current, user);
+  // What can fail with the right PIN comes first, so that it does not count as a try.
+  std::shared_ptr<const KeyDevice> device = m_folder.device();
+  const Bytes device_key = device->device_key();
+  m_login = Login{user, unwrap_key(wrapped, device_key, m_folder, user, pin), current.serial, device};
 }
 
 void Token::log_out() {
@@ -254,8 +259,9 @@ void Token::change_pin(ByteView old_pin, ByteView new_pin) {
   const User user = is_logged_in(User::kSecurityOfficer) ? User::kSecurityOfficer : User::kUser;
   ObjectChange change(*this, Place::kToken);
   TokenRecord current = record();
-  const Bytes key = unwrap_key(key_of(current, user), m_folder, user, old_pin);
-  const WrappedKey wrapped = wrap_key(key, m_folder.device_key(), user, new_pin);
+  const Bytes device_key = m_folder.device_key();
+  const Bytes key = unwrap_key(key_of(current, user), device_key, m_folder, user, old_pin);
+  const WrappedKey wrapped = wrap_key(key, device_key, user, new_pin);
   if (user == User::kUser) {
     current.user = wrapped;
   } else {
