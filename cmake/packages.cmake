@@ -70,6 +70,8 @@ library." COMPONENTS host botan-pkcs11)
     "software token, Botan's PKCS#11 layer and ara::log: development"
     "Headers, links, and files for pkg-config and CMake of ozk-host-platform." COMPONENTS host-dev botan-pkcs11-dev
     DEPENDS "ozk-host-platform ${exactly}")
+  # What the token loads when its keys are in a TPM.
+  set(CPACK_DEBIAN_PLATFORM_PACKAGE_SUGGESTS "libtss2-esys-3.0.2-0, libtss2-tctildr0, libtss2-tcti-device0")
   install(FILES ${CMAKE_CURRENT_LIST_DIR}/ozk-host-platform.overrides RENAME ozk-host-platform
     DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT host)
 endif()
@@ -79,7 +81,7 @@ if(CCI_PLATFORM STREQUAL "host" OR CCI_COMMAND)
 software tokens; mutual-tls, a TLS client whose key is in the token; and
 examples." COMPONENTS tools
     DEPENDS "libclientcertinitializer1 ${exactly}" ${host_platform})
-  install(DIRECTORY examples/mutual-tls examples/pkcs11-layer examples/renewal
+  install(DIRECTORY examples/mutual-tls examples/openssl-client examples/pkcs11-layer examples/renewal
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/ozk-tools/examples USE_SOURCE_PERMISSIONS COMPONENT tools)
 endif()
 include(CPack)

@@ -1,59 +1,52 @@
 #!/usr/bin/env bash
 # SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 # SPDX-License-Identifier: Apache-2.0
-# nginx demands a client certificate: the TLS client shows the token's, and refuses servers that it does not trust.
-source "$(dirname "${BASH_SOURCE[0]}")/token.sh"
+# The library's identity in TLS clients on Botan and on OpenSSL, which refuse servers that they do not trust, and in
+# Python. Programs that cannot pass the platform's PIN do not get it.
+source "$(dirname "${BASH_SOURCE[0]}")/nginx.sh"
 programs=$(dirname "$tee_token")
-PATH=$3/sbin:$PATH:/usr/sbin
-needs nginx
 export ARA_LOG_SINK=none
-trap 'kill "${server:-}" 2>/dev/null || true; wait; rm -rf "$folder"' EXIT
-
-new_key=(-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes)
-openssl req -x509 "${new_key[@]}" -keyout ca.key -out ca.pem -subj /CN=ca 2>/dev/null
-openssl req -x509 -CA ca.pem -CAkey ca.key "${new_key[@]}" -keyout server.key -out server.pem -subj /CN=localhost \
-  -addext subjectAltName=DNS:localhost 2>/dev/null
-cat ca.pem >>server.pem  # as some servers do; it must not make the client trust it
 
 expect 'made token' "$tee_token" init
-echo extendedKeyUsage=clientAuth >client.ext
 expect '' "$tee_token" add-trust-group backend ca.pem
 expect '' "$tee_token" add-trust-group empty
 
-choose_port
-mkdir nginx
-cat >nginx.conf <<END
-daemon off;
-master_process off;
-pid nginx/pid;
-error_log stderr;
-events {}
-http {
-  access_log off;
-  client_body_temp_path nginx/body; proxy_temp_path nginx/proxy; fastcgi_temp_path nginx/fastcgi;
-  uwsgi_temp_path nginx/uwsgi; scgi_temp_path nginx/scgi;
-  ssl_certificate server.pem; ssl_certificate_key server.key;
-  ssl_client_certificate ca.pem; ssl_verify_client on;
-  server {
-    listen 127.0.0.1:$port ssl;
-    return 200 "serial \$ssl_client_serial \$ssl_client_verify \$ssl_protocol\n";
-  }
-}
-END
+connect() { "$programs/$1" "${3:-localhost}" "$port" "${2:-backend}"; }
 
-nginx -p "$folder/" -c nginx.conf 2>nginx/log &
-server=$!
-wait_for is_open
-
-connect() { "$programs/mutual-tls" "${2:-localhost}" "$port" "${1:-backend}"; }
-installed_serial() { "$programs/cci" cert | openssl x509 -noout -serial | sed 's/.*=//'; }
-
-refused 'no client certificate is installed' connect
+refused 'no client certificate is installed' connect mutual-tls
+refused 'no client certificate is installed' connect openssl-client
 expect 'verified' "$programs/cci" provision --common-name device --issue \
   'openssl x509 -req -inform DER -CA ca.pem -CAkey ca.key -extfile client.ext'
-expect "serial $(installed_serial) SUCCESS TLSv1.2" connect
-refused 'Cannot establish trust' connect empty
+"$programs/cci" cert >cert.pem
+serial=$(openssl x509 -in cert.pem -noout -serial | sed 's/.*=//')
+expect "serial $serial SUCCESS TLSv1.2" connect mutual-tls
+expect "serial $serial SUCCESS TLSv1.3" connect openssl-client
+refused 'Cannot establish trust' connect mutual-tls empty
+refused 'certificate verify failed' connect openssl-client empty
+refused 'does not match' connect mutual-tls backend 127.0.0.1  # the certificate is for localhost
+refused 'certificate verify failed' connect openssl-client backend 127.0.0.1
+
+cat >sign.py <<'END'
+import sys
+from PyKCS11 import *
+library = PyKCS11Lib()
+library.load(sys.argv[1])
+session = library.openSession(library.getSlotList(tokenPresent=True)[0])
+session.login("40718293\0")  # with the zero byte
+key = session.findObjects([(CKA_CLASS, CKO_PRIVATE_KEY), (0x80001004, (True,))])[0]  # installed
+halves = bytes(session.sign(key, open("message", "rb").read(), Mechanism(CKM_ECDSA_SHA256)))
+numbers = [halves[:32].hex(), halves[32:].hex()]
+open("signature.cnf", "w").write("asn1=SEQUENCE:s\n[s]\nr=INTEGER:0x%s\ns=INTEGER:0x%s\n" % tuple(numbers))
+END
+expect '' /usr/bin/python3 sign.py "$module"
+expect '' openssl asn1parse -genconf signature.cnf -noout -out signature
+openssl x509 -in cert.pem -noout -pubkey >cert.pub
+expect 'Verified OK' openssl dgst -sha256 -verify cert.pub -signature signature message
+
+export PKCS11_MODULE_PATH=$module
+refused '' openssl pkey -engine pkcs11 -inform engine -in 'pkcs11:type=private;pin-value=40718293%00' -pubout
+expect 'wrong tries' "$tee_token" status
+
 expect '' "$tee_token" change-pin --yes --new-pin-hex 31323334
-refused 'CKR_PIN_INCORRECT: wrong user PIN; run: tee-token reset-pin --platform-pin' connect
+refused 'CKR_PIN_INCORRECT: wrong user PIN; run: tee-token reset-pin --platform-pin' connect mutual-tls
 expect '' "$tee_token" reset-pin --platform-pin
-refused 'does not match' connect backend 127.0.0.1  # the certificate is for localhost
