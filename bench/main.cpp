@@ -161,6 +161,28 @@ void compare_operations(Tokens& tokens, Report& report) {
   report.add("a whole provisioning, syncs", syncs, "calls");
 }
 
+/// `keys` is TEE_TOKEN_KEYS for a token on a TPM.
+void compare_tpm(Tokens& tokens, const std::string& keys, Report& report) {
+  const RawToken& software = tokens.with(Kind::kOurs, 10);
+  ::setenv("TEE_TOKEN_KEYS", keys.c_str(), 1);
+  const RawToken& on_tpm = tokens.with(Kind::kOurs, 11);
+  ::unsetenv("TEE_TOKEN_KEYS");
+  on_tpm.use();
+  install_identity();
+  std::vector<Series> all;
+  for (const RawToken* const token : {&software, &on_tpm}) {
+    for (const Operation& each : operations()) {
+      all.push_back({each.name, [token] { token->use(); }, each.prepare, each.call});
+    }
+  }
+  const std::vector<double> times = take_turns(all, 10);
+  const std::size_t count = all.size() / 2;
+  report.begin("operations of the library, keys in swtpm", "keys in software");
+  for (std::size_t i = 0; i < count; ++i) {
+    report.add(all[i].name, times[i + count], "us", times[i + count] / times[i]);
+  }
+}
+
 /// A durable change against one that SoftHSM2 does not sync.
 void compare_generation(Tokens& tokens, Report& report) {
   const RawToken& foreign = tokens.with(Kind::kSoftHsm, 2);
@@ -291,11 +313,15 @@ std::string option(int count, char** words, const char* name) {
 }
 
 void measure(int count, char** words) {
+  const char* const given = std::getenv("TEE_TOKEN_KEYS");
+  const std::string keys_in_tpm = given == nullptr ? "" : given;
+  ::unsetenv("TEE_TOKEN_KEYS");
   Tokens tokens;
   Report report;
   const std::vector<Curve> curves = compare_sequences(tokens, report);
   compare_steps(tokens, report);
   compare_operations(tokens, report);
+  if (!keys_in_tpm.empty()) compare_tpm(tokens, keys_in_tpm, report);
   compare_processes(tokens, report);
   compare_generation(tokens, report);
   compare_parallel(report);

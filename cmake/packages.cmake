@@ -86,7 +86,10 @@ examples." COMPONENTS tools
 endif()
 include(CPack)
 
-# What is linked with what, in the form of SPDX.
+# What is linked with what, in the form of SPDX; ldd and dpkg tell it of programs of this machine alone.
+if(CMAKE_CROSSCOMPILING)
+  return()
+endif()
 set(linked clientcertinitializer)
 if(CCI_COMMAND)
   list(APPEND linked cci)

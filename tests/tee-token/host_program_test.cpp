@@ -39,6 +39,7 @@ TEST_F(HostProgramTest, ItsConfigurationOfLibcryptoIsNotTheTokens) {
   EXPECT_EQ(sign(keys[1]), OK);
   EXPECT_EQ(s_nested, CKR_FUNCTION_FAILED) << "and does not wait for the call in which it is made";
   EXPECT_EQ(install({}, {}), CKR_ARGUMENTS_BAD);
+  EXPECT_THAT(content_of("/proc/self/maps"), testing::Not(testing::HasSubstr("tss2"))) << "for a TPM alone";
   EXPECT_EQ(EVP_set_default_properties(nullptr, ""), 1);
   EXPECT_EQ(RAND_set_rand_method(nullptr), 1);
 }

@@ -10,7 +10,6 @@
 #include <functional>
 
 #include "admin_shell.h"
-#include "support/swtpm.h"
 #include "token_test.h"
 
 namespace token_test {
@@ -28,7 +27,47 @@ Outcome admin_with_lines(const std::string& arguments) {
   return shell("TEE_TOKEN_LOG=failures '" TEE_TOKEN_ADMIN "' " + arguments);
 }
 
-class TpmTest : protected test_support::Swtpm, public TokenTest {
+/// TPMs emulated by swtpm, one at a time, at one socket. While it exists, new tokens are made on them, and
+/// tpm2-tools use them.
+class Swtpm {
+ public:
+  Swtpm() {
+    ::setenv("TEE_TOKEN_KEYS", ("tpm:" + tcti()).c_str(), 1);
+    ::setenv("TPM2TOOLS_TCTI", tcti().c_str(), 1);
+    ::setenv("TSS2_LOG", "all+none", 1);
+    start("tpm");
+  }
+  ~Swtpm() {
+    stop();
+    ::unsetenv("TEE_TOKEN_KEYS");
+  }
+  Swtpm(const Swtpm&) = delete;
+  Swtpm& operator=(const Swtpm&) = delete;
+
+  /// The TPM of this name, new or as it was stopped.
+  void start(const std::string& name) {
+    tpm("mkdir -p " + name + " && swtpm socket --tpm2 --tpmstate dir=$PWD/" + name +
+        " --server type=unixio,path=$PWD/socket --ctrl type=unixio,path=$PWD/socket.ctrl"
+        " --flags not-need-init,startup-clear --pid file=$PWD/pid --daemon");
+  }
+  void stop() { tpm("kill $(cat pid); while [ -e pid ]; do sleep 0.01; done"); }
+
+  /// Runs commands of tpm2-tools in a folder of the TPM.
+  void tpm(const std::string& commands) const {
+    const std::string all = "cd '" + m_folder.path().string() + "' && (" + commands + ") >log 2>&1";
+    EXPECT_EQ(std::system(all.c_str()), 0) << commands;
+  }
+  void expect_empty() const {
+    tpm("tpm2_getcap handles-transient; tpm2_getcap handles-loaded-session"), tpm("! grep 0x log");
+  }
+
+ private:
+  std::string tcti() const { return "swtpm:path=" + m_folder.path().string() + "/socket"; }
+
+  test_support::TemporaryFolder m_folder;
+};
+
+class TpmTest : protected Swtpm, public TokenTest {
  protected:
   TpmTest() { EXPECT_EQ(login(), OK); }
   ~TpmTest() override { expect_empty(); }
@@ -65,7 +104,7 @@ class TpmTest : protected test_support::Swtpm, public TokenTest {
 
 TEST_F(TpmTest, SignsDigestsOfEachLengthAndKeepsNothingInTheTpm) {
   const Handles pair = generate();
-  for (const std::size_t length : {1, 20, 32, 48, 64}) {
+  for (const std::size_t length : {1u, 20u, 32u, 48u, 64u}) {
     EXPECT_TRUE(signs(pair, Value(length, 0xA5))) << length;
     EXPECT_TRUE(signs(pair, Value(length, 0))) << length;
   }
@@ -130,7 +169,7 @@ TEST_F(TpmTest, IsWorthNothingWithAnotherTpm) {
   expect_login(true);
   EXPECT_TRUE(signs(pair, Value(32, 1)));
   tpm("tpm2_clear -c p");
-  expect_login(false, "this TPM was cleared");
+  expect_login(false, "its TPM was cleared");
 }
 
 TEST_F(TpmTest, ATpmThatIsGoneInTheMiddleCostsNothing) {

@@ -24,14 +24,12 @@
 namespace tee_token {
 namespace {
 
-constexpr char kOtherTpm[] =
-    "this token belongs to another TPM, or this TPM was cleared since the token was made, or the file is "
-    "damaged; "
-    "put a copy of the folder back on its own machine, or make a new token in an empty folder";
-
 constexpr char kDamaged[] =
     "device.key or a key of the TPM is damaged; put a copy of the folder back, or make a new token in an "
     "empty folder";
+constexpr char kFull[] =
+    "the TPM has no memory left for an object or a session; use a resource manager (/dev/tpmrm0), or remove "
+    "what other programs left there: tpm2_flushcontext -t; tpm2_flushcontext -l";
 
 /// tpm2-tss, loaded when a token first needs it, and never unloaded.
 struct Tss {
@@ -47,7 +45,7 @@ struct Tss {
     if (handle == nullptr) {
       throw Failure(CKR_DEVICE_ERROR,
                     std::string("the keys are in a TPM, and tpm2-tss cannot be loaded: ") + ::dlerror() +
-                        "; on Debian: apt-get install libtss2-esys-3.0.2-0 libtss2-tctildr0");
+                        "; run: apt-get install libtss2-esys-3.0.2-0 libtss2-tctildr0 libtss2-tcti-device0");
     }
     return handle;
   }
@@ -68,66 +66,36 @@ struct Tss {
   }
 
  public:
-#define TSS(name) decltype(::name)* const name = find<decltype(::name)>(#name)
-  TSS(Tss2_TctiLdr_Initialize);
-  TSS(Tss2_TctiLdr_Finalize);
-  TSS(Esys_Initialize);
-  TSS(Esys_Finalize);
-  TSS(Esys_Free);
-  TSS(Esys_GetCapability);
-  TSS(Esys_TR_FromTPMPublic);
-  TSS(Esys_TR_SetAuth);
-  TSS(Esys_TRSess_SetAttributes);
-  TSS(Esys_StartAuthSession);
-  TSS(Esys_FlushContext);
-  TSS(Esys_CreatePrimary);
-  TSS(Esys_Create);
-  TSS(Esys_Import);
-  TSS(Esys_Load);
-  TSS(Esys_Sign);
-  TSS(Esys_Unseal);
-  TSS(Tss2_MU_TPM2B_PUBLIC_Marshal);
-  TSS(Tss2_MU_TPM2B_PUBLIC_Unmarshal);
-  TSS(Tss2_MU_TPM2B_PRIVATE_Marshal);
-  TSS(Tss2_MU_TPM2B_PRIVATE_Unmarshal);
-  TSS(Tss2_MU_TPM2B_SENSITIVE_Marshal);
+#define TSS(name) decltype(::name)* const name = find<decltype(::name)>(#name);
+  // clang-format off
+  TSS(Tss2_TctiLdr_Initialize) TSS(Tss2_TctiLdr_Finalize) TSS(Esys_Initialize) TSS(Esys_Finalize) TSS(Esys_Free)
+  TSS(Esys_GetCapability) TSS(Esys_TR_FromTPMPublic) TSS(Esys_TR_SetAuth) TSS(Esys_TRSess_SetAttributes)
+  TSS(Esys_StartAuthSession) TSS(Esys_FlushContext) TSS(Esys_CreatePrimary) TSS(Esys_Create) TSS(Esys_Import)
+  TSS(Esys_Load) TSS(Esys_Sign) TSS(Esys_Unseal)
+  TSS(Tss2_MU_TPM2B_PUBLIC_Marshal) TSS(Tss2_MU_TPM2B_PUBLIC_Unmarshal)
+  TSS(Tss2_MU_TPM2B_PRIVATE_Marshal) TSS(Tss2_MU_TPM2B_PRIVATE_Unmarshal) TSS(Tss2_MU_TPM2B_SENSITIVE_Marshal)
+  // clang-format on
 #undef TSS
 };
 
-struct Meaning {
-  TSS2_RC code;
-  CK_RV answer;
+// Answers of the TPM (TPM 2.0 Library, part 2, 6.6.3), without the number of a handle, parameter or session.
+constexpr struct {
   const char* text;
-};
-
-constexpr char kFull[] =
-    "the TPM has no memory left for an object or a session; use a TPM resource manager (/dev/tpmrm0), or "
-    "remove what "
-    "other programs left: tpm2_flushcontext -t; tpm2_flushcontext -l";
-constexpr char kBusy[] = "the TPM is busy; try again";
-
-// Of the TPM itself (TPM 2.0 Library, part 2, 6.6.3), without the number of a handle, parameter or session.
-constexpr Meaning kMeanings[] = {
-    {TPM2_RC_OBJECT_MEMORY, CKR_DEVICE_MEMORY, kFull},
-    {TPM2_RC_OBJECT_HANDLES, CKR_DEVICE_MEMORY, kFull},
-    {TPM2_RC_SESSION_MEMORY, CKR_DEVICE_MEMORY, kFull},
-    {TPM2_RC_SESSION_HANDLES, CKR_DEVICE_MEMORY, kFull},
-    {TPM2_RC_CONTEXT_GAP, CKR_DEVICE_MEMORY, kFull},
-    {TPM2_RC_MEMORY, CKR_DEVICE_MEMORY, kFull},
-    {TPM2_RC_RETRY, CKR_DEVICE_ERROR, kBusy},
-    {TPM2_RC_YIELDED, CKR_DEVICE_ERROR, kBusy},
-    {TPM2_RC_CANCELED, CKR_DEVICE_ERROR, kBusy},
-    {TPM2_RC_TESTING, CKR_DEVICE_ERROR, kBusy},
-    {TPM2_RC_NV_RATE, CKR_DEVICE_ERROR, kBusy},
-    {TPM2_RC_NV_UNAVAILABLE, CKR_DEVICE_ERROR, kBusy},
-    {TPM2_RC_LOCKOUT, CKR_DEVICE_ERROR,
-     "the TPM is in lockout after wrong tries of some program; wait, or run: tpm2_dictionarylockout -c"},
-    {TPM2_RC_FAILURE, CKR_DEVICE_ERROR, "the TPM is in failure mode; restart the machine"},
-    {TPM2_RC_INITIALIZE, CKR_DEVICE_ERROR, "the TPM was not started; run: tpm2_startup -c"},
-    {TPM2_RC_BAD_AUTH, CKR_DEVICE_ERROR,
-     "the TPM's owner hierarchy or storage root key has a password, which is not supported"},
-    {TPM2_RC_INTEGRITY, CKR_DEVICE_ERROR, kOtherTpm},
-    {TPM2_RC_HANDLE, CKR_DEVICE_ERROR, kOtherTpm},
+  TSS2_RC codes[5];
+} kMeanings[] = {
+    {kFull,
+     {TPM2_RC_OBJECT_MEMORY, TPM2_RC_OBJECT_HANDLES, TPM2_RC_SESSION_MEMORY, TPM2_RC_SESSION_HANDLES,
+      TPM2_RC_MEMORY}},
+    {"the TPM is busy; try again",
+     {TPM2_RC_RETRY, TPM2_RC_YIELDED, TPM2_RC_TESTING, TPM2_RC_NV_RATE, TPM2_RC_NV_UNAVAILABLE}},
+    {"the TPM is in lockout; wait, or run: tpm2_dictionarylockout -c", {TPM2_RC_LOCKOUT}},
+    {"the TPM is in failure mode; restart the machine", {TPM2_RC_FAILURE}},
+    {"the TPM was not started; run: tpm2_startup -c", {TPM2_RC_INITIALIZE}},
+    {"the TPM's owner hierarchy or its storage root key has a password; the token needs one without",
+     {TPM2_RC_BAD_AUTH, TPM2_RC_AUTH_FAIL}},
+    {"this token belongs to another TPM, or its TPM was cleared; put a copy of the folder back on its own "
+     "machine, or make a new token in an empty folder",
+     {TPM2_RC_INTEGRITY, TPM2_RC_HANDLE}},
 };
 
 [[noreturn]] void fail(const char* step, TSS2_RC code) {
@@ -136,15 +104,14 @@ constexpr Meaning kMeanings[] = {
     if (error == TSS2_BASE_RC_MEMORY) {
       throw std::bad_alloc();
     }
-    throw Failure(CKR_DEVICE_ERROR,
-                  std::string("the TPM does not answer (") + step +
-                      "); is it there, may this user use it (group tss), and does no other program "
-                      "hold it? tpm2-tss says more on stderr");
+    throw Failure(CKR_DEVICE_ERROR, std::string("the TPM does not answer (") + step +
+                                        "); is it there, may this user use it (group tss), and does no other "
+                                        "program hold it? tpm2-tss says more on stderr");
   }
   const TSS2_RC plain = (error & TPM2_RC_FMT1) != 0 ? error & (TPM2_RC_FMT1 | 0x3F) : error;
-  for (const Meaning& meaning : kMeanings) {
-    if (plain == meaning.code) {
-      throw Failure(meaning.answer, meaning.text);
+  for (const auto& [text, codes] : kMeanings) {
+    if (std::find(std::begin(codes), std::end(codes), plain) != std::end(codes)) {
+      throw Failure(text == kFull ? CKR_DEVICE_MEMORY : CKR_DEVICE_ERROR, text);
     }
   }
   char digits[16];
@@ -182,7 +149,7 @@ T sized(ByteView bytes) {
     throw Failure(CKR_FUNCTION_FAILED, "a value is too long for the TPM");
   }
   buffer.size = static_cast<UINT16>(bytes.size);
-  std::memcpy(&buffer.size + 1, bytes.data, bytes.size);
+  std::copy_n(bytes.data, bytes.size, reinterpret_cast<std::uint8_t*>(&buffer.size + 1));
   return buffer;
 }
 
@@ -209,10 +176,8 @@ struct Blobs {
     Bytes bytes(sizeof *this);
     std::size_t at = 0;
     const Tss& tss = Tss::get();
-    require_tpm("encoding a key",
-                tss.Tss2_MU_TPM2B_PUBLIC_Marshal(&public_area, bytes.data(), bytes.size(), &at));
-    require_tpm("encoding a key",
-                tss.Tss2_MU_TPM2B_PRIVATE_Marshal(&private_area, bytes.data(), bytes.size(), &at));
+    tss.Tss2_MU_TPM2B_PUBLIC_Marshal(&public_area, bytes.data(), bytes.size(), &at);
+    tss.Tss2_MU_TPM2B_PRIVATE_Marshal(&private_area, bytes.data(), bytes.size(), &at);
     bytes.resize(at);
     return bytes;
   }
@@ -346,16 +311,13 @@ class Connection {
     sensitive.sensitiveArea.sensitive.ecc = sized<TPM2B_ECC_PARAMETER>(scalar);
     TPM2B_PRIVATE outside{};
     std::size_t length = 0;
-    TSS2_RC code =
-        m_tss.Tss2_MU_TPM2B_SENSITIVE_Marshal(&sensitive, outside.buffer, sizeof outside.buffer, &length);
+    m_tss.Tss2_MU_TPM2B_SENSITIVE_Marshal(&sensitive, outside.buffer, sizeof outside.buffer, &length);
     outside.size = static_cast<UINT16>(length);
     const TPM2B_ENCRYPTED_SECRET no_seed{};
     const TPMT_SYM_DEF_OBJECT no_cipher{TPM2_ALG_NULL, {}, {}};
     Allocated<TPM2B_PRIVATE> private_area;
-    code = code != TSS2_RC_SUCCESS
-               ? code
-               : m_tss.Esys_Import(m_esys, m_root, ESYS_TR_PASSWORD, kNone, kNone, &kNoData, &area, &outside,
-                                   &no_seed, &no_cipher, &private_area.pointer);
+    const TSS2_RC code = m_tss.Esys_Import(m_esys, m_root, ESYS_TR_PASSWORD, kNone, kNone, &kNoData, &area,
+                                           &outside, &no_seed, &no_cipher, &private_area.pointer);
     ::explicit_bzero(&sensitive, sizeof sensitive);
     ::explicit_bzero(&outside, sizeof outside);
     require_tpm("TPM2_Import", code);
@@ -438,7 +400,7 @@ Bytes patiently(Operation operation) {
         throw;
       }
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
 }
 
