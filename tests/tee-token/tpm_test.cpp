@@ -145,7 +145,7 @@ TEST_F(TpmTest, RefusesWhatATpmCannotDo) {
   CK_MECHANISM_INFO info{};
   EXPECT_EQ(answer(m_token->C_GetMechanismInfo(0, CKM_EC_KEY_PAIR_GEN, &info)), OK);
   EXPECT_EQ(info.ulMaxKeySize, 256u);
-  expect({"init", 1, "of another kind than TEE_TOKEN_KEYS"},
+  expect({"init", 1, "device.key is not for 'software'"},
          admin_with_lines("init --force --keys software --so-pin-hex 6f666669636572"));
   expect({"init --force --keys software --tcti x", 1, "--tcti needs --keys tpm"});
   EXPECT_NE(generate()[0], 0u) << "and nothing was changed";

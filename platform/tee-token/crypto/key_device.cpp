@@ -38,9 +38,15 @@ class SoftwareDevice : public KeyDevice {
   const Bytes m_device_key;
 };
 
-bool is_tpm_file(const Bytes& device_key_file) {
-  const std::size_t length = std::strlen(kTpmKind);
-  return device_key_file.size() > length && std::memcmp(device_key_file.data(), kTpmKind, length) == 0;
+constexpr char kSoftware[] = "software";
+
+// Without a TCTI, the TPM is behind the kernel's resource manager.
+std::string full_name(const std::string& device) {
+  return device == "tpm" ? std::string(kTpmKind) + "device:/dev/tpmrm0" : device;
+}
+
+bool begins_with(const Bytes& content, const std::string& text) {
+  return content.size() >= text.size() && std::memcmp(content.data(), text.data(), text.size()) == 0;
 }
 
 void require_tpm_support() {
@@ -52,7 +58,7 @@ void require_tpm_support() {
 }  // namespace
 
 std::unique_ptr<const KeyDevice> KeyDevice::of(const Bytes& device_key_file) {
-  if (is_tpm_file(device_key_file)) {
+  if (begins_with(device_key_file, kTpmKind)) {
     require_tpm_support();
     return tpm_device(device_key_file);
   }
@@ -65,20 +71,21 @@ std::unique_ptr<const KeyDevice> KeyDevice::of(const Bytes& device_key_file) {
 }
 
 Bytes new_device_key(const std::string& device) {
-  if (device.empty() || device == "software") {
+  if (device.empty() || device == kSoftware) {
     return random_bytes(kKeyLength);
   }
-  const std::string kind = device + (device == "tpm" ? ":" : "");
-  if (kind.rfind(kTpmKind, 0) != 0) {
+  const std::string tpm = full_name(device);
+  if (tpm.rfind(kTpmKind, 0) != 0) {
     throw Failure(CKR_ARGUMENTS_BAD,
                   "TEE_TOKEN_KEYS is '" + device + "'; it must be software, tpm or tpm:TCTI");
   }
   require_tpm_support();
-  return new_tpm_device_key(kind.substr(std::strlen(kTpmKind)));
+  return new_tpm_device_key(tpm.substr(std::strlen(kTpmKind)));
 }
 
 bool is_on(const std::string& device, const Bytes& device_key_file) {
-  return (device.rfind("tpm", 0) == 0) == is_tpm_file(device_key_file);
+  return device == kSoftware ? !begins_with(device_key_file, kTpmKind)
+                             : begins_with(device_key_file, full_name(device) + "\n");
 }
 
 }  // namespace tee_token

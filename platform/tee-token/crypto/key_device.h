@@ -54,7 +54,7 @@ class KeyDevice {
 /// TCTI configuration of tpm2-tss names). Throws a Failure: CKR_ARGUMENTS_BAD for another name.
 Bytes new_device_key(const std::string& device);
 
-/// Whether a token whose device.key has this content is on the kind of device that `device` names.
+/// Whether a token whose device.key has this content is on the device that `device` names.
 bool is_on(const std::string& device, const Bytes& device_key_file);
 
 }  // namespace tee_token

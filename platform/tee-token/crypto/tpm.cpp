@@ -496,12 +496,11 @@ std::unique_ptr<const KeyDevice> tpm_device(const Bytes& device_key_file) {
 }
 
 Bytes new_tpm_device_key(const std::string& tcti) {
-  const std::string used = tcti.empty() ? "device:/dev/tpmrm0" : tcti;
   return patiently([&] {
-    Connection tpm(used);
+    Connection tpm(tcti);
     const bool has_persistent_root = tpm.has_persistent_root();
     tpm.use_root(has_persistent_root);
-    Bytes content = ByteView(kTpmKind + used + "\n").copy();
+    Bytes content = ByteView(kTpmKind + tcti + "\n").copy();
     content.push_back(has_persistent_root ? 1 : 0);
     append(content, tpm.create(sealed_area(), Bytes(), random_bytes(kKeyLength)).marshalled());
     return content;

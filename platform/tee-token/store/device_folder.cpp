@@ -128,8 +128,8 @@ void DeviceFolder::make_device_key_if_absent() const {
 
 void DeviceFolder::require_wanted_device() const {
   if (!m_wanted_device.empty() && !is_on(m_wanted_device, device_key_file())) {
-    throw Failure(CKR_ARGUMENTS_BAD, "the folder has a device.key of another kind than TEE_TOKEN_KEYS (" +
-                                         m_wanted_device + ") names; choose an empty folder");
+    throw Failure(CKR_ARGUMENTS_BAD,
+                  "the folder's device.key is not for '" + m_wanted_device + "'; choose an empty folder");
   }
 }
 

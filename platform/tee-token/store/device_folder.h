@@ -59,7 +59,7 @@ class DeviceFolder {
 
   /// Makes the device key, unless there is one. Throws as `require_wanted_device`.
   void make_device_key_if_absent() const;
-  /// Throws a Failure (CKR_ARGUMENTS_BAD) when the keys live elsewhere than this object's creator wanted.
+  /// Throws a Failure (CKR_ARGUMENTS_BAD) when the keys live elsewhere than was wanted.
   void require_wanted_device() const;
 
  private:
