@@ -23,15 +23,16 @@ make_links_relative() {
   find "$root" -type l -lname '/*' | while read -r link; do ln -sfnr "$root$(readlink "$link")" "$link"; done
 }
 
-if [[ ! -f $root/complete ]]; then
+if [[ $(cat "$root/complete" 2>/dev/null) != "${packages[*]}" ]]; then
   echo "==> unpacking arm64 packages to $root"
+  rm -rf "$root" "$folder/apt"
   mkdir -p "$root" "$folder"/apt/{lists,cache/archives}/partial
   : >"$folder/apt/status"
   quietly apt_of_root update
   quietly apt_of_root --download-only install "${packages[@]}"
   for package in "$folder"/apt/cache/archives/*.deb; do dpkg-deb -x "$package" "$root"; done
   make_links_relative
-  touch "$root/complete"
+  echo "${packages[*]}" >"$root/complete"
 fi
 
 # Where qemu, which the kernel starts for an aarch64 program, finds the program's libraries.

@@ -17,7 +17,10 @@ log() { echo "$1" >&3 && ((++sent)); }
 # libdlt looks for the daemon when something is logged.
 has_read_since() { log now && has_read "$1"; }
 
-has_been_read() { (($(awk '/^rchar/ { print $2 }' /proc/$writer/io) > $1)); }
+# Whether the writer has read so many bytes, and waits for more.
+has_been_read() {
+  (($(awk '/^rchar/ { print $2 }' /proc/$writer/io) > $1)) && [[ $(cut -d' ' -f3 /proc/$writer/stat) == S ]]
+}
 
 start_daemon() {
   choose_port

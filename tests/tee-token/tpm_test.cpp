@@ -230,7 +230,7 @@ TEST_F(TpmTest, ADamagedDeviceKeyIsRefused) {
   for (std::size_t at = 5; at < content.size(); at += 9) {
     std::string damaged = content;
     damaged[content.size() - at] = static_cast<char>(damaged[content.size() - at] ^ 0x40);
-    for (const std::string& text : {damaged, content.substr(0, at)}) {
+    for (const std::string& text : {damaged, content.substr(0, at), content + "x"}) {
       std::ofstream(file("device.key"), std::ios::trunc) << text;
       EXPECT_EQ(restart() == OK ? login() : Answer(CKR_DEVICE_ERROR), CKR_DEVICE_ERROR) << at;
     }
