@@ -43,9 +43,11 @@ expect '' openssl asn1parse -genconf signature.cnf -noout -out signature
 openssl x509 -in cert.pem -noout -pubkey >cert.pub
 expect 'Verified OK' openssl dgst -sha256 -verify cert.pub -signature signature message
 
-export PKCS11_MODULE_PATH=$module
-refused '' openssl pkey -engine pkcs11 -inform engine -in 'pkcs11:type=private;pin-value=40718293%00' -pubout
+# These cut the PIN at its zero byte.
+uri='pkcs11:token=TEE%20token;pin-value=40718293%00'
+refused '' env PKCS11_MODULE_PATH="$module" openssl pkey -engine pkcs11 -inform engine -in "$uri;type=private" -pubout
 expect 'wrong tries' "$tee_token" status
+refused 'Error in provided PIN' p11tool --provider "$module" --login --list-privkeys "$uri"
 
 expect '' "$tee_token" change-pin --yes --new-pin-hex 31323334
 refused 'CKR_PIN_INCORRECT: wrong user PIN; run: tee-token reset-pin --platform-pin' connect mutual-tls

@@ -33,6 +33,9 @@ expect "$served" with_openssl
 expect "$served" curl --cacert ca.pem --engine pkcs11 --key "$key" --cert "$cert" "https://localhost:$port/"
 expect "$served" with_gnutls
 
+refused 'No such file' /usr/bin/python3 -c \
+  'import ssl, sys; ssl.create_default_context().load_cert_chain("cert.pem", sys.argv[1])' "$key"
+
 # GnuTLS generates and signs.
 tool() { p11tool --provider "$module" "$@"; }
 expect 'Generating an EC/ECDSA key' tool --login --generate-ecc --curve secp384r1 --id 02 --label two \
