@@ -35,6 +35,11 @@ if [[ $(cat "$root/complete" 2>/dev/null) != "${packages[*]}" ]]; then
   echo "${packages[*]}" >"$root/complete"
 fi
 
+"$root/lib/ld-linux-aarch64.so.1" --version >"$folder/log" 2>&1 || {
+  echo "this kernel does not start qemu for aarch64 programs: mount binfmt_misc, then: update-binfmts --enable qemu-aarch64" >&2
+  exit 1
+}
+
 # Where qemu, which the kernel starts for an aarch64 program, finds the program's libraries.
 export QEMU_LD_PREFIX=$root
 echo "==> building $folder"
