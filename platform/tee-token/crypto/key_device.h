@@ -23,9 +23,6 @@ class KeyDevice {
   /// is none that `new_device_key` made.
   static std::unique_ptr<const KeyDevice> of(const Bytes& device_key_file);
 
-  KeyDevice() = default;
-  KeyDevice(const KeyDevice&) = delete;
-  KeyDevice& operator=(const KeyDevice&) = delete;
   virtual ~KeyDevice() = default;
 
   /// CK_TOKEN_INFO's model.

@@ -56,13 +56,8 @@ struct Tss {
 
   template <typename Function>
   Function* find(const char* name) const {
-    void* found = ::dlsym(m_esys, name);
-    found = found != nullptr ? found : ::dlsym(m_tctildr, name);
-    if (found == nullptr) {
-      throw Failure(CKR_DEVICE_ERROR,
-                    std::string("tpm2-tss has no ") + name + "; version 3.2 or later is needed");
-    }
-    return reinterpret_cast<Function*>(found);
+    void* const found = ::dlsym(m_esys, name);
+    return reinterpret_cast<Function*>(found != nullptr ? found : ::dlsym(m_tctildr, name));
   }
 
  public:
@@ -141,13 +136,10 @@ struct Allocated {
   }
 };
 
-/// A TPM2B structure of these bytes.
+/// A TPM2B structure of these bytes, which have room in it.
 template <typename T>
 T sized(ByteView bytes) {
   T buffer{};
-  if (bytes.size > sizeof buffer - sizeof buffer.size) {
-    throw Failure(CKR_FUNCTION_FAILED, "a value is too long for the TPM");
-  }
   buffer.size = static_cast<UINT16>(bytes.size);
   std::copy_n(bytes.data, bytes.size, reinterpret_cast<std::uint8_t*>(&buffer.size + 1));
   return buffer;
