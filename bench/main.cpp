@@ -165,7 +165,7 @@ void compare_operations(Tokens& tokens, Report& report) {
 void compare_tpm(Tokens& tokens, const std::string& keys, Report& report) {
   const RawToken& software = tokens.with(Kind::kOurs, 10);
   ::setenv("TEE_TOKEN_KEYS", keys.c_str(), 1);
-  const RawToken& on_tpm = tokens.with(Kind::kOurs, 11);
+  const RawToken& on_tpm = tokens.with(Kind::kOurs, 11);  // no other has this number
   ::unsetenv("TEE_TOKEN_KEYS");
   on_tpm.use();
   install_identity();

@@ -32,6 +32,11 @@ std::string text(const std::vector<std::uint8_t>& bytes) { return {bytes.begin()
 
 std::string count_of(std::size_t count, const char* what) { return std::to_string(count) + " " + what; }
 
+bool has_emulated_tpm() {
+  const char* const keys = std::getenv("TEE_TOKEN_KEYS");
+  return keys != nullptr && std::string(keys).rfind("tpm:swtpm:", 0) == 0;
+}
+
 /// The life of one device's client certificate, step by step.
 class Provisioning {
  public:
@@ -81,8 +86,9 @@ class Provisioning {
         "token made", "BASE key, 5 certificates, VIN: " + count_of(kPreInstalled, "objects"),
         "an SQLite file and a device key in a folder; tee-token imports what a factory would store");
     const bool on_tpm = tee_token("status").find("TPM 2.0") != std::string::npos;
+    const std::string place = on_tpm ? "in a TPM 2.0" : "in the folder, sealed";
     m_report.step(
-        "private keys live", on_tpm ? "in a TPM 2.0, emulated by swtpm" : "in the folder, sealed",
+        "private keys live", place + (has_emulated_tpm() ? ", emulated by swtpm" : ""),
         "tee-token init --keys tpm makes a token on a TPM: the folder then has only what the TPM encrypted");
   }
 
@@ -265,8 +271,7 @@ class Provisioning {
     ::usleep(static_cast<useconds_t>(delay.count()));
     ::kill(process, SIGKILL);
     ::waitpid(process, nullptr, 0);
-    if (std::getenv("TPM2TOOLS_TCTI") !=
-        nullptr) {  // an emulated TPM without a resource manager, which would do this
+    if (has_emulated_tpm()) {  // which has no resource manager that would do this
       run("tpm2_flushcontext -t; tpm2_flushcontext -l");
     }
     return m_api->get_client_cert("LYR") == chain;

@@ -21,7 +21,7 @@ struct Meaning {
 const std::map<CK_RV, Meaning> kMeanings = {
     {CKR_ATTRIBUTE_SENSITIVE, {kFailed, "the value does not leave the token"}},
     {CKR_DEVICE_ERROR, {kUnusable, "the token cannot be used; see its line above, or run: tee-token check"}},
-    {CKR_DEVICE_MEMORY, {kUnusable, "the token is full"}},
+    {CKR_DEVICE_MEMORY, {kUnusable, "the token is full, or its TPM; see its line above"}},
     {CKR_DEVICE_REMOVED, {kUnusable, "the token was initialised again meanwhile; try again"}},
     {CKR_OBJECT_HANDLE_INVALID, {kFailed, "the object was destroyed meanwhile; see tee-token list"}},
     {CKR_PIN_INCORRECT,
@@ -47,8 +47,9 @@ int exit_code_of(CK_RV code) {
 std::string text_of_error(CK_RV code) {
   const auto meaning = kMeanings.find(code);
   return tee_token::return_value_name(code) + ": " +
-         (meaning == kMeanings.end() ? "the token refused the call; TEE_TOKEN_LOG=all shows its reason"
-                                     : meaning->second.hint);
+         (meaning == kMeanings.end()
+              ? "the token refused the call; its line above has the reason, or TEE_TOKEN_LOG=all shows it"
+              : meaning->second.hint);
 }
 
 std::string reason_of(const Botan::Exception& error) {

@@ -7,7 +7,6 @@
 
 #include "crypto/ec_key.h"
 #include "crypto/symmetric.h"
-#include "crypto/tpm.h"
 
 namespace tee_token {
 namespace {

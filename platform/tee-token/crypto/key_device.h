@@ -54,4 +54,12 @@ Bytes new_device_key(const std::string& device);
 /// Whether a token whose device.key has this content is on the device that `device` names.
 bool is_on(const std::string& device, const Bytes& device_key_file);
 
+/// Content of device.key that begins so is a TPM's.
+constexpr char kTpmKind[] = "tpm:";
+
+/// KeyDevice::of, and `new_device_key`, for keys in a TPM 2.0 (tpm.cpp). Both are null in a build without
+/// TPM.
+[[gnu::weak]] std::unique_ptr<const KeyDevice> tpm_device(const Bytes& device_key_file);
+[[gnu::weak]] Bytes new_tpm_device_key(const std::string& tcti);
+
 }  // namespace tee_token

@@ -1,8 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the authors of client-cert-initializer
 // SPDX-License-Identifier: Apache-2.0
 
-#include "crypto/tpm.h"
-
 #include <dlfcn.h>
 #include <tss2/tss2_esys.h>
 #include <tss2/tss2_mu.h>
@@ -19,6 +17,7 @@
 #include "base/files.h"
 #include "base/without_sigpipe.h"
 #include "crypto/ec_key.h"
+#include "crypto/key_device.h"
 #include "crypto/symmetric.h"
 
 namespace tee_token {
